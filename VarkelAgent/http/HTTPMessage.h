@@ -1,0 +1,58 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace varkel {
+
+/// One parsed request. A plain value.
+struct HTTPRequest {
+    std::string method;
+    /// As sent, query string included.
+    std::string path;
+    /// Names lower-cased and trimmed, values trimmed; one value per name.
+    std::map<std::string, std::string, std::less<>> headers;
+    std::string body;
+
+    /// The value of a header by its lower-case name, or null.
+    const std::string* header(std::string_view name) const;
+};
+
+/// Header lines in the order in which they are written.
+using HTTPHeaders = std::vector<std::pair<std::string, std::string>>;
+
+/// Immutable bytes shared by everyone who sends them, so that a cached body is never copied. Never null.
+using SharedBody = std::shared_ptr<const std::string>;
+
+/// One answer. A plain value; copies share the body.
+struct HTTPResponse {
+    int status = 200;
+    HTTPHeaders headers;
+    SharedBody body;
+
+    /// Replaces the header of this exact name, or adds it at the end.
+    void setHeader(std::string_view name, std::string_view value);
+};
+
+/// The failures that handlers raise and the server turns into answers.
+class HTTPError : public std::runtime_error {
+  public:
+    enum class Case { invalidRequest, notFound, methodNotAllowed, badRequest, unauthorized };
+
+    explicit HTTPError(Case errorCase) : std::runtime_error(caseName(errorCase)), case_(errorCase) {}
+
+    Case errorCase() const { return case_; }
+
+    /// The case's own name, such as "badRequest"; also what() of an error of that case.
+    static const char* caseName(Case errorCase);
+
+  private:
+    Case case_;
+};
+
+}  // namespace varkel

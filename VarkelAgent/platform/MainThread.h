@@ -1,0 +1,27 @@
+#pragma once
+
+#include <functional>
+
+namespace varkel {
+
+/// The executor of the process's main thread, for what a desktop lets only that thread do.
+class MainThread {
+  public:
+    /// Serves posted and synchronous work until stop(). Called on the main thread.
+    static void run();
+
+    /// Makes run() return once what was posted before is done. Any thread.
+    static void stop();
+
+    /// Runs `work` on the main thread soon. Any thread.
+    static void post(std::function<void()> work);
+
+    /// Runs `work` on the main thread and waits until it is done; at once when called there. An exception of
+    /// `work` reaches the caller. The main thread must be in run() and must never wait for a caller of this
+    /// function.
+    static void sync(const std::function<void()>& work);
+
+    static bool isCurrent();
+};
+
+}  // namespace varkel

@@ -1,0 +1,24 @@
+#include "platform/Platform.h"
+
+#include <utility>
+
+namespace varkel {
+
+namespace {
+
+Platform& installed() {
+    static Platform platform;
+    return platform;
+}
+
+}  // namespace
+
+Platform& Platform::current() {
+    return installed();
+}
+
+void Platform::install(Platform platform) {
+    installed() = std::move(platform);
+}
+
+}  // namespace varkel

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/Accessibility.h"
+#include "platform/Workspace.h"
+
+namespace varkel {
+
+/// The desktop that the agent works on, one member per concern. No member is null.
+struct Platform {
+    std::unique_ptr<Accessibility> accessibility;
+    std::unique_ptr<Workspace> workspace;
+
+    /// The desktop in use. Any thread; undefined before install().
+    static Platform& current();
+
+    /// Puts a desktop in use. Called once at start-up, before any other thread exists (tests: between cases,
+    /// with no request under way).
+    static void install(Platform platform);
+};
+
+/// The backend of the system that this binary was built for. Cheap: connections are made on first use.
+Platform makeSystemPlatform();
+
+}  // namespace varkel

@@ -1,0 +1,12 @@
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(Boost 1.81 EXACT REQUIRED COMPONENTS json url)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+find_package(ICU REQUIRED COMPONENTS uc i18n)
+find_package(GTest REQUIRED)
+find_package(benchmark REQUIRED)
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
+    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-res)
+endif()

@@ -1,0 +1,15 @@
+# Compiler settings that every target of the project shares.
+add_library(varkel_options INTERFACE)
+target_compile_options(varkel_options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+target_include_directories(varkel_options INTERFACE ${PROJECT_SOURCE_DIR}/VarkelAgent)
+target_compile_definitions(varkel_options INTERFACE BOOST_ASIO_SEPARATE_COMPILATION BOOST_ASIO_NO_DEPRECATED)
+
+if(VARKEL_SANITIZERS)
+    # Whole-program options: a standard library header instantiated without them would hide a fault.
+    add_compile_options(-fsanitize=${VARKEL_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all -g1 -O1)
+    add_link_options(-fsanitize=${VARKEL_SANITIZERS})
+    if(VARKEL_SANITIZERS MATCHES thread)
+        # Boost's thread fences are outside what the sanitizer models; every access they order is atomic.
+        add_compile_options(-Wno-tsan)
+    endif()
+endif()
