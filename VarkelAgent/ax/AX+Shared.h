@@ -24,8 +24,11 @@ const char* wireName(AXErrorCode code);
 /// An AXErrorCode raised as an error.
 class AXErrorException : public std::runtime_error {
   public:
-    explicit AXErrorException(AXErrorCode code) : std::runtime_error(wireName(code)), code(code) {}
-    const AXErrorCode code;
+    explicit AXErrorException(AXErrorCode code) : std::runtime_error(wireName(code)), code_(code) {}
+    AXErrorCode code() const { return code_; }
+
+  private:
+    AXErrorCode code_;
 };
 
 /// Where a person grants the accessibility permission; the hint of every answer that misses it.
