@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "platform/Accessibility.h"
+#include "platform/EventPoster.h"
+#include "platform/ToolPaths.h"
 #include "platform/Workspace.h"
 
 namespace varkel {
@@ -11,6 +13,8 @@ namespace varkel {
 struct Platform {
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<EventPoster> eventPoster;
+    std::unique_ptr<ToolPaths> toolPaths;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();
