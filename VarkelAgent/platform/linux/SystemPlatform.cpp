@@ -1,0 +1,42 @@
+#include "platform/Platform.h"
+
+namespace varkel {
+
+namespace {
+
+// A desktop without applications, until the accessibility backend is in place.
+class NoAccessibility : public Accessibility {
+  public:
+    bool AXIsProcessTrusted() override { return false; }
+
+    AXUIElementRef AXUIElementCreateApplication(pid_t) override { return std::make_shared<AXUIElement>(); }
+
+    AXResult<AXValue> AXUIElementCopyAttributeValue(const AXUIElementRef&, AXAttribute) override {
+        return AXResult<AXValue>::failed(AXError::cannotComplete);
+    }
+
+    AXResult<std::vector<AXUIElementRef>> AXUIElementCopyAttributeValues(const AXUIElementRef&, AXAttribute,
+                                                                         std::size_t, std::size_t) override {
+        return AXResult<std::vector<AXUIElementRef>>::failed(AXError::cannotComplete);
+    }
+
+    AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef&) override {
+        return AXResult<pid_t>::failed(AXError::cannotComplete);
+    }
+
+    bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
+};
+
+class NoWorkspace : public Workspace {
+  public:
+    ThreadRule threadRule() const override { return ThreadRule::any; }
+    std::optional<pid_t> frontmostApplication() override { return std::nullopt; }
+};
+
+}  // namespace
+
+Platform makeSystemPlatform() {
+    return {std::make_unique<NoAccessibility>(), std::make_unique<NoWorkspace>()};
+}
+
+}  // namespace varkel
