@@ -54,8 +54,10 @@ std::vector<std::string_view> graphemeClusters(std::string_view text) {
 
     std::vector<std::string_view> characters;
     int32_t start = iterator->first();
-    for (int32_t end = iterator->next(); end != icu::BreakIterator::DONE; start = end, end = iterator->next()) {
-        characters.push_back(text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start)));
+    for (int32_t end = iterator->next(); end != icu::BreakIterator::DONE;
+         start = end, end = iterator->next()) {
+        characters.push_back(
+            text.substr(static_cast<std::size_t>(start), static_cast<std::size_t>(end - start)));
     }
     return characters;
 }

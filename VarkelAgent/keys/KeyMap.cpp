@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "http/UnicodeText.h"
 #include "keys/Graphemes.h"
 
 namespace varkel {
@@ -29,14 +30,14 @@ struct CharacterKey {
 };
 
 constexpr CharacterKey characterKeys[] = {
-    {0, 'a', 'A'},   {1, 's', 'S'},  {2, 'd', 'D'},  {3, 'f', 'F'},  {4, 'h', 'H'},  {5, 'g', 'G'},
-    {6, 'z', 'Z'},   {7, 'x', 'X'},  {8, 'c', 'C'},  {9, 'v', 'V'},  {11, 'b', 'B'}, {12, 'q', 'Q'},
-    {13, 'w', 'W'},  {14, 'e', 'E'}, {15, 'r', 'R'}, {16, 'y', 'Y'}, {17, 't', 'T'}, {18, '1', '!'},
-    {19, '2', '@'},  {20, '3', '#'}, {21, '4', '$'}, {22, '6', '^'}, {23, '5', '%'}, {24, '=', '+'},
-    {25, '9', '('},  {26, '7', '&'}, {27, '-', '_'}, {28, '8', '*'}, {29, '0', ')'}, {30, ']', '}'},
-    {31, 'o', 'O'},  {32, 'u', 'U'}, {33, '[', '{'}, {34, 'i', 'I'}, {35, 'p', 'P'}, {36, '\n', 0},
+    {0, 'a', 'A'},   {1, 's', 'S'},  {2, 'd', 'D'},  {3, 'f', 'F'},   {4, 'h', 'H'},  {5, 'g', 'G'},
+    {6, 'z', 'Z'},   {7, 'x', 'X'},  {8, 'c', 'C'},  {9, 'v', 'V'},   {11, 'b', 'B'}, {12, 'q', 'Q'},
+    {13, 'w', 'W'},  {14, 'e', 'E'}, {15, 'r', 'R'}, {16, 'y', 'Y'},  {17, 't', 'T'}, {18, '1', '!'},
+    {19, '2', '@'},  {20, '3', '#'}, {21, '4', '$'}, {22, '6', '^'},  {23, '5', '%'}, {24, '=', '+'},
+    {25, '9', '('},  {26, '7', '&'}, {27, '-', '_'}, {28, '8', '*'},  {29, '0', ')'}, {30, ']', '}'},
+    {31, 'o', 'O'},  {32, 'u', 'U'}, {33, '[', '{'}, {34, 'i', 'I'},  {35, 'p', 'P'}, {36, '\n', 0},
     {36, '\r', 0},   {37, 'l', 'L'}, {38, 'j', 'J'}, {39, '\'', '"'}, {40, 'k', 'K'}, {41, ';', ':'},
-    {42, '\\', '|'}, {43, ',', '<'}, {44, '/', '?'}, {45, 'n', 'N'}, {46, 'm', 'M'}, {47, '.', '>'},
+    {42, '\\', '|'}, {43, ',', '<'}, {44, '/', '?'}, {45, 'n', 'N'},  {46, 'm', 'M'}, {47, '.', '>'},
     {49, ' ', 0},    {50, '`', '~'},
 };
 
@@ -46,9 +47,9 @@ struct NamedKey {
 };
 
 constexpr NamedKey namedKeys[] = {
-    {"return", 36}, {"enter", 36},  {"esc", 53},        {"escape", 53},      {"tab", 48},   {"space", 49},
-    {"delete", 51}, {"backspace", 51}, {"fwd_delete", 117}, {"up", 126},     {"down", 125}, {"left", 123},
-    {"right", 124}, {"home", 115},  {"end", 119},       {"pageup", 116},     {"pagedown", 121},
+    {"return", 36}, {"enter", 36},     {"esc", 53},         {"escape", 53},  {"tab", 48},       {"space", 49},
+    {"delete", 51}, {"backspace", 51}, {"fwd_delete", 117}, {"up", 126},     {"down", 125},     {"left", 123},
+    {"right", 124}, {"home", 115},     {"end", 119},        {"pageup", 116}, {"pagedown", 121},
 };
 
 struct ModifierName {
@@ -69,7 +70,8 @@ constexpr ASCIITable makeASCIITable() {
     ASCIITable table{};
     for (const CharacterKey& key : characterKeys) {
         table[static_cast<unsigned char>(key.plain)] = KeyPress{key.keyCode, 0};
-        if (key.shifted != 0) table[static_cast<unsigned char>(key.shifted)] = KeyPress{key.keyCode, shiftFlag};
+        if (key.shifted != 0)
+            table[static_cast<unsigned char>(key.shifted)] = KeyPress{key.keyCode, shiftFlag};
     }
     return table;
 }
@@ -89,19 +91,11 @@ std::optional<unsigned char> asciiEquivalent(std::string_view character) {
     UErrorCode status = U_ZERO_ERROR;
     const icu::Normalizer2* composer = icu::Normalizer2::getNFCInstance(status);
     if (U_FAILURE(status)) return std::nullopt;
-    const auto composed = composer->normalize(
-        icu::UnicodeString::fromUTF8(icu::StringPiece(character.data(), static_cast<int32_t>(character.size()))),
-        status);
+    const auto composed = composer->normalize(icu::UnicodeString::fromUTF8(icu::StringPiece(
+                                                  character.data(), static_cast<int32_t>(character.size()))),
+                                              status);
     if (U_FAILURE(status) || composed.length() != 1 || composed[0] >= asciiCount) return std::nullopt;
     return static_cast<unsigned char>(composed[0]);
-}
-
-std::string lowerCase(std::string_view text) {
-    std::string lowered;
-    icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int32_t>(text.size())))
-        .toLower(icu::Locale::getRoot())
-        .toUTF8String(lowered);
-    return lowered;
 }
 
 /// Only a plus sign that is a character of its own separates: one that carries a combining mark does not.
@@ -125,7 +119,8 @@ std::vector<std::string> splitAtPlus(std::string_view text) {
 
 template <class Table>
 auto findByName(const Table& table, std::string_view name) {
-    return std::find_if(std::begin(table), std::end(table), [&](const auto& row) { return row.name == name; });
+    return std::find_if(std::begin(table), std::end(table),
+                        [&](const auto& row) { return row.name == name; });
 }
 
 }  // namespace
@@ -138,7 +133,7 @@ std::optional<KeyPress> keyCodeForCharacter(std::string_view character) {
 std::optional<KeyPress> tokenToKeyPress(std::string_view token) {
     std::uint64_t flags = 0;
     std::string key;
-    for (std::string& part : splitAtPlus(lowerCase(token))) {
+    for (std::string& part : splitAtPlus(lowerCased(token))) {
         const auto* modifier = findByName(modifierNames, part);
         if (modifier != std::end(modifierNames)) {
             flags |= modifier->flag;

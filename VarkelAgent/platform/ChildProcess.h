@@ -24,7 +24,8 @@ struct ChildCommand {
     std::string executable;
     /// Without the program's own name.
     std::vector<std::string> arguments;
-    /// Written to the child's standard input, which is then closed; without it the child reads an empty input.
+    /// Written to the child's standard input, which is then closed; without it the child reads an empty
+    /// input.
     std::optional<std::string> input;
     /// Where standard output and standard error go.
     enum class Output { capture, inherit, discard };
@@ -42,10 +43,10 @@ struct ChildResult {
 
 /// A running child process, in a process group of its own. One thread at a time.
 ///
-/// The child gets its three standard descriptors and no other of this process, default signal dispositions and
-/// an empty signal mask. Its outputs are drained while this process waits, so neither side can stall, whatever
-/// the sizes. What counts as output is what had been written when the child itself ended: a grandchild
-/// that keeps a pipe open is not waited for.
+/// The child gets its three standard descriptors and no other of this process, default signal dispositions
+/// and an empty signal mask. Its outputs are drained while this process waits, so neither side can stall,
+/// whatever the sizes. What counts as output is what had been written when the child itself ended: a
+/// grandchild that keeps a pipe open is not waited for.
 class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;
@@ -61,8 +62,9 @@ class ChildProcess {
 
     pid_t processIdentifier() const;
 
-    /// Feeds and drains until the child has ended or the deadline has passed; without one, until the child has
-    /// ended. The result, or nothing when the deadline came first. After a result, the same again at once.
+    /// Feeds and drains until the child has ended or the deadline has passed; without one, until the child
+    /// has ended. The result, or nothing when the deadline came first. After a result, the same again at
+    /// once.
     std::optional<ChildResult> wait(std::optional<Clock::time_point> deadline = std::nullopt);
 
     /// Sends a signal to the child's process group; to nobody once the child has been reaped.

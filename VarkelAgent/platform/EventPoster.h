@@ -65,8 +65,8 @@ class TextAnnouncement {
 
 /// Makes input events and puts them into the desktop's event stream, as if they came from the hardware.
 ///
-/// Any thread. Making an event never blocks; posting may, no longer than the backend's deadline, so it belongs
-/// on a thread that may block. Events of concurrent callers interleave, each of them whole.
+/// Any thread. Making an event never blocks; posting may, no longer than the backend's deadline, so it
+/// belongs on a thread that may block. Events of concurrent callers interleave, each of them whole.
 class EventPoster {
   public:
     virtual ~EventPoster() = default;

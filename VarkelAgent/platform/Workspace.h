@@ -61,9 +61,11 @@ class Workspace {
     virtual bool activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) = 0;
 
     /// Where the application with this identifier is installed, or nothing.
-    virtual std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) = 0;
+    virtual std::optional<std::string> URLForApplicationWithBundleIdentifier(
+        const std::string& identifier) = 0;
 
-    /// Launches the application found at `url`, and waits until it shows itself or the backend's patience ends.
+    /// Launches the application found at `url`, and waits until it shows itself or the backend's patience
+    /// ends.
     virtual LaunchOutcome openApplicationAtURL(const std::string& url,
                                                const NSWorkspaceOpenConfiguration& configuration) = 0;
 };

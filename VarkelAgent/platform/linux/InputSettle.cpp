@@ -27,7 +27,8 @@ std::optional<xcb_window_t> focusedWindowThatAnswers(X11Connection::Session& ses
         xcb_get_input_focus_reply(session.get(), xcb_get_input_focus(session.get()), nullptr));
     if (!focus) return std::nullopt;
     xcb_window_t window = focus->focus;
-    for (int depth = 0; depth < 16 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != session.root(); ++depth) {
+    for (int depth = 0; depth < 16 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != session.root();
+         ++depth) {
         if (answersPing(session, window)) return window;
         const XcbPtr<xcb_query_tree_reply_t> tree(
             xcb_query_tree_reply(session.get(), xcb_query_tree(session.get(), window), nullptr));
@@ -41,7 +42,8 @@ void selectRootEvents(X11Connection::Session& session, std::uint32_t mask) {
     xcb_change_window_attributes(session.get(), session.root(), XCB_CW_EVENT_MASK, &mask);
 }
 
-xcb_client_message_event_t pingFor(X11Connection::Session& session, xcb_window_t window, std::uint32_t serial) {
+xcb_client_message_event_t pingFor(X11Connection::Session& session, xcb_window_t window,
+                                   std::uint32_t serial) {
     xcb_client_message_event_t ping{};
     ping.response_type = XCB_CLIENT_MESSAGE;
     ping.format = 32;
@@ -62,7 +64,8 @@ bool isAnswer(const xcb_generic_event_t& event, const xcb_client_message_event_t
 
 /// Reads events until the answer comes or time is up. Other events are lost on purpose: what they could tell
 /// (a changed keyboard) is found out anew by the caller.
-void awaitAnswer(X11Connection::Session& session, const xcb_client_message_event_t& ping, Clock::time_point until) {
+void awaitAnswer(X11Connection::Session& session, const xcb_client_message_event_t& ping,
+                 Clock::time_point until) {
     while (session) {
         while (const XcbPtr<xcb_generic_event_t> event{xcb_poll_for_event(session.get())}) {
             if (isAnswer(*event, ping)) return;

@@ -48,8 +48,8 @@ void writeNote(X11Connection::Session& session, const std::vector<Borrowed>& lin
                         XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(lines.size() * 3), lines.data());
 }
 
-/// Whether the process that made this window still has it. The mark tells it from a window that got the same id
-/// later.
+/// Whether the process that made this window still has it. The mark tells it from a window that got the same
+/// id later.
 bool ownerLives(X11Connection::Session& session, xcb_window_t owner) {
     return !session.property<std::uint32_t>(owner, noteName, 1).empty();
 }
@@ -113,15 +113,15 @@ void emptyKey(X11Connection::Session& session, std::uint32_t key, xkb_keysym_t e
 std::uint8_t findFourLevelType(X11Connection::Session& session, xkb_mod_mask_t shift, xkb_mod_mask_t third) {
     const XcbPtr<xcb_xkb_get_map_reply_t> reply(xcb_xkb_get_map_reply(
         session.get(),
-        xcb_xkb_get_map(session.get(), XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_TYPES, 0, 0, 0, 0, 0, 0, 0, 0,
-                        0, 0, 0, 0, 0, 0, 0, 0),
+        xcb_xkb_get_map(session.get(), XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_TYPES, 0, 0, 0, 0, 0, 0,
+                        0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
         nullptr));
     if (!reply) return 0;
     xcb_xkb_get_map_map_t parts{};
-    xcb_xkb_get_map_map_unpack(xcb_xkb_get_map_map(reply.get()), reply->nTypes, reply->nKeySyms, reply->nKeyActions,
-                               reply->totalActions, reply->totalKeyBehaviors, reply->virtualMods,
-                               reply->totalKeyExplicit, reply->totalModMapKeys, reply->totalVModMapKeys,
-                               reply->present, &parts);
+    xcb_xkb_get_map_map_unpack(xcb_xkb_get_map_map(reply.get()), reply->nTypes, reply->nKeySyms,
+                               reply->nKeyActions, reply->totalActions, reply->totalKeyBehaviors,
+                               reply->virtualMods, reply->totalKeyExplicit, reply->totalModMapKeys,
+                               reply->totalVModMapKeys, reply->present, &parts);
     auto types = xcb_xkb_get_map_map_types_rtrn_iterator(reply.get(), &parts);
     for (std::uint8_t number = 0; types.rem > 0; ++number, xcb_xkb_key_type_next(&types)) {
         if (types.data->numLevels != 4 || types.data->mods_mask != (shift | third)) continue;
@@ -146,8 +146,8 @@ void KeyBinder::begin(X11Connection::Session& session) {
     xcb_create_window(session.get(), XCB_COPY_FROM_PARENT, owner_, session.root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
     const std::uint32_t mark = 1;
-    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, owner_, session.atom(noteName), XCB_ATOM_CARDINAL, 32,
-                        1, &mark);
+    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, owner_, session.atom(noteName),
+                        XCB_ATOM_CARDINAL, 32, 1, &mark);
 
     if (readNote(session).empty()) return;
     const ServerGrab grab(session);

@@ -14,11 +14,11 @@ namespace varkel {
 
 /// Binds keysyms that the keyboard does not have to key codes that it does not use, and takes them off again.
 ///
-/// One key code carries up to four keysyms (by Shift and the third-level key), so that the user's own keys are
-/// never touched and a few spare codes hold a whole text. What is bound is also written down on the server, in a
-/// property of the root window: when the process dies before it could tidy up, the next one that uses the
-/// display finds the note of an owner that is gone, and clears those codes. Called with a session of the one
-/// connection; one thread at a time.
+/// One key code carries up to four keysyms (by Shift and the third-level key), so that the user's own keys
+/// are never touched and a few spare codes hold a whole text. What is bound is also written down on the
+/// server, in a property of the root window: when the process dies before it could tidy up, the next one that
+/// uses the display finds the note of an owner that is gone, and clears those codes. Called with a session of
+/// the one connection; one thread at a time.
 class KeyBinder {
   public:
     /// To be called once per connection, before anything else: clears what dead owners left behind.
@@ -34,10 +34,11 @@ class KeyBinder {
     bool isBound(xkb_keysym_t keysym) const { return bound_.contains(keysym); }
     bool isEmpty() const { return slots_.empty(); }
 
-    /// Binds these keysyms, at most capacity() of them. Those that are bound already stay where they are; others
-    /// make room when it is needed, and stay otherwise. False when the server did not take it. The caller fetches
-    /// the map anew.
-    bool bind(X11Connection::Session& session, const KeyboardMap& map, const std::vector<xkb_keysym_t>& keysyms);
+    /// Binds these keysyms, at most capacity() of them. Those that are bound already stay where they are;
+    /// others make room when it is needed, and stay otherwise. False when the server did not take it. The
+    /// caller fetches the map anew.
+    bool bind(X11Connection::Session& session, const KeyboardMap& map,
+              const std::vector<xkb_keysym_t>& keysyms);
 
     /// Whether binding these would take a key code away from another keysym.
     bool wouldReplace(const KeyboardMap& map, const std::vector<xkb_keysym_t>& keysyms) const;
@@ -63,7 +64,8 @@ class KeyBinder {
     std::vector<xcb_keycode_t> usableKeys(const KeyboardMap& map) const;
     std::vector<Place> freePlaces(const KeyboardMap& map) const;
     void makeRoom(const std::vector<xkb_keysym_t>& wanted, std::size_t needed);
-    bool write(X11Connection::Session& session, const KeyboardMap& map, const std::vector<xcb_keycode_t>& keys);
+    bool write(X11Connection::Session& session, const KeyboardMap& map,
+               const std::vector<xcb_keycode_t>& keys);
     void note(X11Connection::Session& session);
 
     xcb_window_t owner_ = XCB_WINDOW_NONE;

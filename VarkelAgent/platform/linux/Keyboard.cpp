@@ -37,8 +37,8 @@ void fakeKey(xcb_connection_t* connection, std::uint8_t type, xcb_keycode_t key)
 void setLocks(xcb_connection_t* connection, xkb_mod_mask_t affected, xkb_mod_mask_t locked,
               xkb_mod_mask_t affectedLatches) {
     xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, static_cast<std::uint8_t>(affected),
-                             static_cast<std::uint8_t>(locked), 0, 0, static_cast<std::uint8_t>(affectedLatches), 0,
-                             0);
+                             static_cast<std::uint8_t>(locked), 0, 0,
+                             static_cast<std::uint8_t>(affectedLatches), 0, 0);
 }
 
 }  // namespace
@@ -48,13 +48,14 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     map_.reset();
     stale_ = true;
     binder_.forget();
-    if (xkb_x11_setup_xkb_extension(session.get(), XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
-                                    XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, &firstEvent_,
-                                    nullptr) == 0) {
+    if (xkb_x11_setup_xkb_extension(session.get(), XKB_X11_MIN_MAJOR_XKB_VERSION,
+                                    XKB_X11_MIN_MINOR_XKB_VERSION, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
+                                    nullptr, nullptr, &firstEvent_, nullptr) == 0) {
         return false;
     }
     constexpr std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
-    xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts, nullptr);
+    xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts,
+                          nullptr);
     binder_.begin(session);
     return static_cast<bool>(session);
 }
@@ -101,12 +102,14 @@ const KeyStroke* Keyboard::find(xkb_keysym_t keysym, const State& state) {
 }
 
 /// Binds `first` and, as far as they fit, what the text needs after it.
-bool Keyboard::bindFrom(X11Connection::Session& session, xkb_keysym_t first, const State& state, PlannedText* text) {
+bool Keyboard::bindFrom(X11Connection::Session& session, xkb_keysym_t first, const State& state,
+                        PlannedText* text) {
     std::vector<xkb_keysym_t> wanted{first};
     std::set<xkb_keysym_t> seen{first};
     const std::size_t capacity = binder_.capacity(*map_);
     if (capacity == 0) return false;
-    for (std::size_t at = text == nullptr ? 0 : text->next; text != nullptr && at < text->keysyms.size(); ++at) {
+    for (std::size_t at = text == nullptr ? 0 : text->next; text != nullptr && at < text->keysyms.size();
+         ++at) {
         if (wanted.size() >= capacity) break;
         const xkb_keysym_t keysym = text->keysyms[at];
         if (!seen.insert(keysym).second) continue;
@@ -155,7 +158,8 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     std::vector<xcb_keycode_t> modifiers = stroke->modifierKeys;
     for (const xkb_keysym_t extra : extraModifiers) {
         const auto key = map_->modifierKey(extra);
-        if (key && std::find(modifiers.begin(), modifiers.end(), *key) == modifiers.end()) modifiers.push_back(*key);
+        if (key && std::find(modifiers.begin(), modifiers.end(), *key) == modifiers.end())
+            modifiers.push_back(*key);
     }
     const xkb_mod_mask_t unwanted = state.locked & ~map_->numLockMask();
     if (unwanted != 0 || state.latched != 0) setLocks(session.get(), unwanted, 0, state.latched);

@@ -24,10 +24,10 @@ class Keyboard {
     /// Binds what the layout does not have of the text, as far as it fits.
     void prepare(X11Connection::Session& session, PlannedText& text);
 
-    /// Presses the key that gives this keysym, with `extraModifiers` (keysyms of modifier keys) held besides the
-    /// modifiers that the keysym needs. All modifiers are let go before this returns: an event carries the
-    /// modifiers of its moment, and another request's key must not get them. `texts` are those being typed now.
-    /// The key code that is down afterwards, or nothing when no key could be found.
+    /// Presses the key that gives this keysym, with `extraModifiers` (keysyms of modifier keys) held besides
+    /// the modifiers that the keysym needs. All modifiers are let go before this returns: an event carries
+    /// the modifiers of its moment, and another request's key must not get them. `texts` are those being
+    /// typed now. The key code that is down afterwards, or nothing when no key could be found.
     std::optional<xcb_keycode_t> press(X11Connection::Session& session, xkb_keysym_t keysym,
                                        const std::vector<xkb_keysym_t>& extraModifiers,
                                        std::list<PlannedText>& texts);

@@ -30,13 +30,12 @@ xkb_keysym_t firstKeysym(xkb_keymap* keymap, xcb_keycode_t key, xkb_layout_index
 std::optional<KeyboardMap> KeyboardMap::fetch(X11Connection::Session& session) {
     const std::int32_t device = xkb_x11_get_core_keyboard_device_id(session.get());
     // Contexts are not for several threads; the map keeps this one alive.
-    const std::unique_ptr<xkb_context, ContextDeleter> context(
-        xkb_context_new(static_cast<xkb_context_flags>(XKB_CONTEXT_NO_DEFAULT_INCLUDES |
-                                                       XKB_CONTEXT_NO_ENVIRONMENT_NAMES)));
+    const std::unique_ptr<xkb_context, ContextDeleter> context(xkb_context_new(
+        static_cast<xkb_context_flags>(XKB_CONTEXT_NO_DEFAULT_INCLUDES | XKB_CONTEXT_NO_ENVIRONMENT_NAMES)));
     if (device < 0 || !context) return std::nullopt;
     KeyboardMap map;
-    map.keymap_.reset(xkb_x11_keymap_new_from_device(context.get(), session.get(), device,
-                                                     XKB_KEYMAP_COMPILE_NO_FLAGS));
+    map.keymap_.reset(
+        xkb_x11_keymap_new_from_device(context.get(), session.get(), device, XKB_KEYMAP_COMPILE_NO_FLAGS));
     if (!map.keymap_) return std::nullopt;
     map.min_ = xcb_get_setup(session.get())->min_keycode;
     map.max_ = xcb_get_setup(session.get())->max_keycode;
@@ -60,7 +59,8 @@ void KeyboardMap::surveyModifier(xcb_keycode_t key) {
     const std::unique_ptr<xkb_state, StateDeleter> state(xkb_state_new(keymap_.get()));
     const auto changed = static_cast<unsigned>(xkb_state_update_key(state.get(), key, XKB_KEY_DOWN));
     const xkb_keysym_t keysym = firstKeysym(keymap_.get(), key, 0, 0);
-    if (keysym == XKB_KEY_Num_Lock) numLockMask_ |= xkb_state_serialize_mods(state.get(), XKB_STATE_MODS_LOCKED);
+    if (keysym == XKB_KEY_Num_Lock)
+        numLockMask_ |= xkb_state_serialize_mods(state.get(), XKB_STATE_MODS_LOCKED);
 
     constexpr unsigned held = XKB_STATE_MODS_DEPRESSED | XKB_STATE_MODS_EFFECTIVE | XKB_STATE_LEDS;
     if ((changed & XKB_STATE_MODS_DEPRESSED) == 0 || (changed & ~held) != 0) return;

@@ -67,8 +67,8 @@ class KeyboardMap {
     void surveyKeys();
     void surveyModifier(xcb_keycode_t key);
     void index(xkb_layout_index_t group, xkb_mod_mask_t locked);
-    void indexLevel(xcb_keycode_t key, xkb_layout_index_t layout, xkb_level_index_t level, xkb_mod_mask_t locked,
-                    xkb_state* state);
+    void indexLevel(xcb_keycode_t key, xkb_layout_index_t layout, xkb_level_index_t level,
+                    xkb_mod_mask_t locked, xkb_state* state);
     std::optional<std::vector<xcb_keycode_t>> keysFor(xkb_mod_mask_t mask) const;
 
     std::unique_ptr<xkb_keymap, KeymapDeleter> keymap_;

@@ -17,9 +17,9 @@ constexpr std::string_view shiftedCharacters = "ASDFHGZXCV BQWERYT!@#$^%+(&_*)}O
 static_assert(plainCharacters.size() == 51 && shiftedCharacters.size() == 51);
 
 constexpr std::pair<CGKeyCode, xkb_keysym_t> namedKeys[] = {
-    {36, XKB_KEY_Return}, {48, XKB_KEY_Tab},    {49, XKB_KEY_space},     {51, XKB_KEY_BackSpace},
-    {53, XKB_KEY_Escape}, {115, XKB_KEY_Home},  {116, XKB_KEY_Page_Up},  {117, XKB_KEY_Delete},
-    {119, XKB_KEY_End},   {121, XKB_KEY_Page_Down}, {123, XKB_KEY_Left}, {124, XKB_KEY_Right},
+    {36, XKB_KEY_Return}, {48, XKB_KEY_Tab},        {49, XKB_KEY_space},    {51, XKB_KEY_BackSpace},
+    {53, XKB_KEY_Escape}, {115, XKB_KEY_Home},      {116, XKB_KEY_Page_Up}, {117, XKB_KEY_Delete},
+    {119, XKB_KEY_End},   {121, XKB_KEY_Page_Down}, {123, XKB_KEY_Left},    {124, XKB_KEY_Right},
     {125, XKB_KEY_Down},  {126, XKB_KEY_Up},
 };
 
@@ -28,12 +28,17 @@ constexpr xkb_keysym_t unicodeKeysymBase = 0x01000000;
 xkb_keysym_t keysymForCharacter(char32_t character) {
     switch (character) {
         case 0x08:
-        case 0x7F: return XKB_KEY_BackSpace;
-        case 0x09: return XKB_KEY_Tab;
+        case 0x7F:
+            return XKB_KEY_BackSpace;
+        case 0x09:
+            return XKB_KEY_Tab;
         case 0x0A:
-        case 0x0D: return XKB_KEY_Return;
-        case 0x1B: return XKB_KEY_Escape;
-        default: break;
+        case 0x0D:
+            return XKB_KEY_Return;
+        case 0x1B:
+            return XKB_KEY_Escape;
+        default:
+            break;
     }
     if (character < 0x20 || (character >= 0xD800 && character < 0xE000) || character > 0x10FFFF) {
         return XKB_KEY_NoSymbol;

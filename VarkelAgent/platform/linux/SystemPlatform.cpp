@@ -1,4 +1,6 @@
 #include "platform/Platform.h"
+#include "platform/linux/X11EventPoster.h"
+#include "platform/posix/SystemToolPaths.h"
 
 namespace varkel {
 
@@ -31,12 +33,24 @@ class NoWorkspace : public Workspace {
   public:
     ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override { return std::nullopt; }
+
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
+        return std::nullopt;
+    }
+    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
+        return {};
+    }
 };
 
 }  // namespace
 
 Platform makeSystemPlatform() {
-    return {std::make_unique<NoAccessibility>(), std::make_unique<NoWorkspace>()};
+    return {std::make_unique<NoAccessibility>(), std::make_unique<NoWorkspace>(),
+            std::make_unique<X11EventPoster>(), std::make_unique<SystemToolPaths>(executableDirectory())};
 }
 
 }  // namespace varkel

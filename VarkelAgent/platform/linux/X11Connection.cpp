@@ -13,7 +13,7 @@
 #include <cstring>
 #include <optional>
 
-#include "platform/posix/UniqueFd.h"
+#include "platform/FileDescriptor.h"
 
 namespace varkel {
 
@@ -28,7 +28,8 @@ struct DisplayName {
 std::optional<DisplayName> parseDisplay(const std::string& name) {
     char* host = nullptr;
     DisplayName parsed;
-    if (xcb_parse_display(name.empty() ? nullptr : name.c_str(), &host, &parsed.display, &parsed.screen) == 0) {
+    if (xcb_parse_display(name.empty() ? nullptr : name.c_str(), &host, &parsed.display, &parsed.screen) ==
+        0) {
         return std::nullopt;
     }
     const XcbPtr<char> owned(host);
@@ -36,14 +37,14 @@ std::optional<DisplayName> parseDisplay(const std::string& name) {
     return parsed;
 }
 
-UniqueFd connectLocal(const std::string& path, bool abstract) {
+FileDescriptor connectLocal(const std::string& path, bool abstract) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::size_t offset = abstract ? 1 : 0;
     if (path.size() + offset >= sizeof(address.sun_path)) return {};
     std::copy(path.begin(), path.end(), address.sun_path + offset);
 
-    UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    FileDescriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + offset + path.size());
     // A stopped server whose queue of callers is full would block here; the timer covers sends and connects.
     const timeval limit{2, 0};
@@ -54,9 +55,9 @@ UniqueFd connectLocal(const std::string& path, bool abstract) {
     return fd;
 }
 
-UniqueFd connectToDisplay(const DisplayName& name) {
+FileDescriptor connectToDisplay(const DisplayName& name) {
     const std::string path = "/tmp/.X11-unix/X" + std::to_string(name.display);
-    if (UniqueFd fd = connectLocal(path, true)) return fd;
+    if (FileDescriptor fd = connectLocal(path, true)) return fd;
     return connectLocal(path, false);
 }
 
@@ -69,10 +70,10 @@ std::unique_ptr<Xauth, XauthDeleter> findAuthority(const DisplayName& name) {
     if (gethostname(host.data(), host.size() - 1) != 0) return nullptr;
     const std::string number = std::to_string(name.display);
     static constexpr std::string_view scheme = "MIT-MAGIC-COOKIE-1";
-    return std::unique_ptr<Xauth, XauthDeleter>(XauGetAuthByAddr(
-        FamilyLocal, static_cast<unsigned short>(std::strlen(host.data())), host.data(),
-        static_cast<unsigned short>(number.size()), number.c_str(), static_cast<unsigned short>(scheme.size()),
-        scheme.data()));
+    return std::unique_ptr<Xauth, XauthDeleter>(
+        XauGetAuthByAddr(FamilyLocal, static_cast<unsigned short>(std::strlen(host.data())), host.data(),
+                         static_cast<unsigned short>(number.size()), number.c_str(),
+                         static_cast<unsigned short>(scheme.size()), scheme.data()));
 }
 
 xcb_screen_t* screenNumber(xcb_connection_t* connection, int number) {
@@ -129,7 +130,7 @@ void X11Connection::connect() {
 
     const auto name = parseDisplay(display_);
     if (!name) return;
-    UniqueFd fd = connectToDisplay(*name);
+    FileDescriptor fd = connectToDisplay(*name);
     if (!fd) return;
     {
         const std::lock_guard lock(watchMutex_);
@@ -178,7 +179,8 @@ X11Connection::Session::~Session() {
 }
 
 X11Connection::Session::operator bool() const {
-    return lock_.owns_lock() && owner_.connection_ != nullptr && xcb_connection_has_error(owner_.connection_) == 0;
+    return lock_.owns_lock() && owner_.connection_ != nullptr &&
+           xcb_connection_has_error(owner_.connection_) == 0;
 }
 
 xcb_atom_t X11Connection::Session::atom(std::string_view name) {

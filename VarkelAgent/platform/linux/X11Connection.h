@@ -29,11 +29,12 @@ using XcbPtr = std::unique_ptr<T, FreeDeleter>;
 ///
 /// Calls into xcb are made between the construction and the destruction of a Session. A session that outlasts
 /// its deadline has its socket shut down under it, by a thread that watches: whatever call was waiting (for a
-/// reply, for room to write, for the greeting of a server that is stopped) returns at once with an error, and the
-/// next session connects anew. So code in a session may use blocking xcb calls and libraries built on them, and
-/// need only treat missing replies as failures.
+/// reply, for room to write, for the greeting of a server that is stopped) returns at once with an error, and
+/// the next session connects anew. So code in a session may use blocking xcb calls and libraries built on
+/// them, and need only treat missing replies as failures.
 ///
-/// One session at a time; a second thread that opens one waits for the first, no longer than its own deadline.
+/// One session at a time; a second thread that opens one waits for the first, no longer than its own
+/// deadline.
 class X11Connection {
   public:
     using Clock = std::chrono::steady_clock;
@@ -116,7 +117,8 @@ std::vector<T> X11Connection::Session::property(xcb_window_t window, std::string
     const auto bytes = propertyBytes(window, name, static_cast<int>(sizeof(T) * 8),
                                      maxUnits * static_cast<std::uint32_t>(sizeof(T)));
     std::vector<T> units(bytes.size() / sizeof(T));
-    if (!units.empty()) std::copy_n(bytes.data(), units.size() * sizeof(T), reinterpret_cast<std::uint8_t*>(units.data()));
+    if (!units.empty())
+        std::copy_n(bytes.data(), units.size() * sizeof(T), reinterpret_cast<std::uint8_t*>(units.data()));
     return units;
 }
 

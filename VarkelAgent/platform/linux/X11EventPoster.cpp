@@ -43,7 +43,8 @@ void button(X11Connection::Session& session, std::uint8_t type, std::uint8_t num
     xcb_test_fake_input(session.get(), type, number, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
 
-void turnWheel(X11Connection::Session& session, std::int32_t steps, std::uint8_t forward, std::uint8_t backward) {
+void turnWheel(X11Connection::Session& session, std::int32_t steps, std::uint8_t forward,
+               std::uint8_t backward) {
     const std::int32_t count = std::min(std::abs(std::max(steps, -maxWheelSteps)), maxWheelSteps);
     const std::uint8_t number = steps > 0 ? forward : backward;
     for (std::int32_t step = 0; step < count; ++step) {
@@ -65,7 +66,8 @@ std::vector<xkb_keysym_t> heldModifiers(CGEventFlags flags, bool withShift) {
 
 class X11EventPoster::Announcement : public TextAnnouncement {
   public:
-    Announcement(X11EventPoster& poster, std::list<PlannedText>::iterator text) : poster_(poster), text_(text) {}
+    Announcement(X11EventPoster& poster, std::list<PlannedText>::iterator text)
+        : poster_(poster), text_(text) {}
     ~Announcement() override { poster_.endAnnouncement(text_); }
 
   private:
@@ -91,10 +93,18 @@ void X11EventPoster::CGEventPost(const CGEvent& event) {
     switch (event.type) {
         case CGEventType::mouseMoved:
         case CGEventType::leftMouseDown:
-        case CGEventType::leftMouseUp: postMouse(session, event); break;
-        case CGEventType::scrollWheel: postWheel(session, event); break;
-        case CGEventType::keyDown: postKeyDown(session, event); break;
-        case CGEventType::keyUp: postKeyUp(session, event); break;
+        case CGEventType::leftMouseUp:
+            postMouse(session, event);
+            break;
+        case CGEventType::scrollWheel:
+            postWheel(session, event);
+            break;
+        case CGEventType::keyDown:
+            postKeyDown(session, event);
+            break;
+        case CGEventType::keyUp:
+            postKeyUp(session, event);
+            break;
     }
 }
 
@@ -122,7 +132,8 @@ void X11EventPoster::postKeyDown(X11Connection::Session& session, const CGEvent&
     }
     const auto modifiers = heldModifiers(event.flags, holdsShift);
 
-    // Of a string of several, all but the last are whole presses; the last one's key comes up with the key-up.
+    // Of a string of several, all but the last are whole presses; the last one's key comes up with the
+    // key-up.
     for (std::size_t at = 0; at < keysyms.size(); ++at) {
         const auto key = keyboard_.press(session, keysyms[at], modifiers, texts_);
         if (!key) continue;
@@ -146,8 +157,8 @@ void X11EventPoster::postKeyUp(X11Connection::Session& session, const CGEvent& e
 std::unique_ptr<TextAnnouncement> X11EventPoster::announceText(std::string_view text) {
     const std::lock_guard lock(mutex_);
     PlannedText planned;
-    const auto units = icu::UnicodeString::fromUTF8(
-        icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
+    const auto units =
+        icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
     planned.keysyms = keysymsForText({units.getBuffer(), static_cast<std::size_t>(units.length())});
     const auto entry = texts_.insert(texts_.end(), std::move(planned));
     X11Connection::Session session(connection_, postDeadline);
@@ -176,7 +187,8 @@ void X11EventPoster::giveBackWhenIdle() {
         changed_.wait(lock, [this] { return stopping_ || keyboard_.hasBindings(); });
         while (!stopping_ && (!texts_.empty() || !down_.empty() ||
                               std::chrono::steady_clock::now() < lastUse_ + idleBeforeGivingBack)) {
-            changed_.wait_until(lock, std::max(lastUse_, std::chrono::steady_clock::now()) + idleBeforeGivingBack);
+            changed_.wait_until(lock,
+                                std::max(lastUse_, std::chrono::steady_clock::now()) + idleBeforeGivingBack);
         }
         if (keyboard_.hasBindings()) {
             X11Connection::Session session(connection_, postDeadline);

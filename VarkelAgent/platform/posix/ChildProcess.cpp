@@ -20,8 +20,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/FileDescriptor.h"
 #include "platform/posix/ChildReaper.h"
-#include "platform/posix/UniqueFd.h"
 
 extern char** environ;
 
@@ -41,17 +41,17 @@ std::string describe(int error) {
     return std::system_category().message(error);
 }
 
-/// A descriptor from 3 upwards: one below, possible when this process runs without standard descriptors, would
-/// be overwritten while the child's own are put in place.
-UniqueFd aboveStandard(int fd) {
-    UniqueFd owned(fd);
+/// A descriptor from 3 upwards: one below, possible when this process runs without standard descriptors,
+/// would be overwritten while the child's own are put in place.
+FileDescriptor aboveStandard(int fd) {
+    FileDescriptor owned(fd);
     if (fd < 0 || fd >= firstOwnFd) return owned;
-    return UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, firstOwnFd));
+    return FileDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, firstOwnFd));
 }
 
 struct Pipe {
-    UniqueFd reading;
-    UniqueFd writing;
+    FileDescriptor reading;
+    FileDescriptor writing;
 };
 
 Pipe makePipe() {
@@ -62,7 +62,7 @@ Pipe makePipe() {
     return made;
 }
 
-void makeNonBlocking(const UniqueFd& fd) {
+void makeNonBlocking(const FileDescriptor& fd) {
     fcntl(fd.get(), F_SETFL, fcntl(fd.get(), F_GETFL) | O_NONBLOCK);
 }
 
@@ -73,7 +73,7 @@ class SpawnActions {
     SpawnActions& operator=(const SpawnActions&) = delete;
     ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
 
-    void give(const UniqueFd& fd, int as) { posix_spawn_file_actions_adddup2(&actions_, fd.get(), as); }
+    void give(const FileDescriptor& fd, int as) { posix_spawn_file_actions_adddup2(&actions_, fd.get(), as); }
     void giveNull(int as, int mode) { posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", mode, 0); }
 
     /// Descriptors that some library opened without close-on-exec stay here too.
@@ -83,7 +83,9 @@ class SpawnActions {
 #endif
     }
 
-    const posix_spawn_file_actions_t* get() const { return &actions_; }
+    const posix_spawn_file_actions_t* get() const {
+        return &actions_;
+    }
 
   private:
     posix_spawn_file_actions_t actions_{};
@@ -141,9 +143,9 @@ class SIGPIPEGuard {
     bool wasPending_ = false;
 };
 
-UniqueFd exitDescriptor(pid_t child) {
+FileDescriptor exitDescriptor(pid_t child) {
 #if defined(__linux__) && defined(SYS_pidfd_open)
-    return UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
 #else
     (void)child;
     return {};
@@ -156,7 +158,7 @@ bool wouldBlock(int error) {
 
 /// Reads at most `limit` bytes of what is there now; closes the descriptor at the end of the stream or on an
 /// error. The limit keeps a writer that never pauses from holding the reader.
-void drain(UniqueFd& from, std::string& into, std::size_t limit) {
+void drain(FileDescriptor& from, std::string& into, std::size_t limit) {
     std::array<char, 65536> buffer;
     while (from && limit > 0) {
         const ssize_t count = read(from.get(), buffer.data(), std::min(buffer.size(), limit));
@@ -171,9 +173,9 @@ void drain(UniqueFd& from, std::string& into, std::size_t limit) {
     }
 }
 
-/// Reads what the child left behind: what is in the pipe now and not a byte more, since a grandchild may go on
-/// writing for ever.
-void drainRest(UniqueFd& from, std::string& into) {
+/// Reads what the child left behind: what is in the pipe now and not a byte more, since a grandchild may go
+/// on writing for ever.
+void drainRest(FileDescriptor& from, std::string& into) {
     int waiting = 0;
     if (!from || ioctl(from.get(), FIONREAD, &waiting) != 0 || waiting <= 0) return;
     drain(from, into, static_cast<std::size_t>(waiting));
@@ -195,10 +197,10 @@ std::optional<int> pollTimeout(std::optional<ChildProcess::Clock::time_point> de
 struct ChildProcess::Running {
     pid_t pid = -1;
     bool reaped = false;
-    UniqueFd exit;
-    UniqueFd input;
-    UniqueFd output;
-    UniqueFd error;
+    FileDescriptor exit;
+    FileDescriptor input;
+    FileDescriptor output;
+    FileDescriptor error;
     std::string pendingInput;
     std::size_t written = 0;
     ChildResult result;
@@ -236,18 +238,19 @@ void ChildProcess::Running::start(const ChildCommand& command) {
     std::vector<char*> arguments;
     arguments.reserve(command.arguments.size() + 2);
     arguments.push_back(const_cast<char*>(command.executable.c_str()));
-    for (const std::string& argument : command.arguments) arguments.push_back(const_cast<char*>(argument.c_str()));
+    for (const std::string& argument : command.arguments)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
 
-    const int failure =
-        posix_spawn(&pid, command.executable.c_str(), actions.get(), attributes.get(), arguments.data(), environ);
+    const int failure = posix_spawn(&pid, command.executable.c_str(), actions.get(), attributes.get(),
+                                    arguments.data(), environ);
     if (failure != 0) throw LaunchError(describe(failure));
 
     exit = exitDescriptor(pid);
     input = std::move(in.writing);
     output = std::move(out.reading);
     error = std::move(err.reading);
-    for (const UniqueFd* end : {&input, &output, &error}) {
+    for (const FileDescriptor* end : {&input, &output, &error}) {
         if (*end) makeNonBlocking(*end);
     }
 }
@@ -259,7 +262,8 @@ void ChildProcess::Running::feed() {
             input.reset();
             return;
         }
-        const ssize_t count = write(input.get(), pendingInput.data() + written, pendingInput.size() - written);
+        const ssize_t count =
+            write(input.get(), pendingInput.data() + written, pendingInput.size() - written);
         if (count >= 0) {
             written += static_cast<std::size_t>(count);
         } else if (wouldBlock(errno)) {
@@ -285,7 +289,8 @@ bool ChildProcess::Running::hasEnded() const {
     siginfo_t info{};
     for (;;) {
         // WNOWAIT leaves the process id taken, so that a signal sent meanwhile cannot hit a stranger.
-        if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0) return info.si_pid == pid;
+        if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0)
+            return info.si_pid == pid;
         if (errno != EINTR) return true;
     }
 }

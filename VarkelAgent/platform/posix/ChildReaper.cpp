@@ -14,8 +14,8 @@ namespace varkel {
 namespace {
 
 /// One thread looks after all children given up, and sleeps while there are none. A zombie costs one entry of
-/// the process table, so a second more or less does not matter; waiting for *any* child instead would steal the
-/// exit statuses of children that others wait for.
+/// the process table, so a second more or less does not matter; waiting for *any* child instead would steal
+/// the exit statuses of children that others wait for.
 class Reaper {
   public:
     void add(pid_t child) {

@@ -34,8 +34,7 @@ std::string SystemToolPaths::launchctl() {
 
 std::string SystemToolPaths::choose(const char* fixedPath) const {
     if (isExecutableFile(fixedPath)) return fixedPath;
-    const std::string standIn =
-        agentDirectory_ + "/" + std::filesystem::path(fixedPath).filename().string();
+    const std::string standIn = agentDirectory_ + "/" + std::filesystem::path(fixedPath).filename().string();
     // With neither there, the failure to start should name the path that everybody knows.
     return isExecutableFile(standIn.c_str()) ? standIn : fixedPath;
 }
