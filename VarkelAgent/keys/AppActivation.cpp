@@ -10,6 +10,9 @@ namespace varkel {
 
 namespace {
 
+// What a co_await takes has a name: the compiler (g++ 12) copies unnamed closures into the coroutine's frame
+// byte by byte.
+
 /// What an application gets to take the focus before the first key arrives.
 constexpr std::chrono::milliseconds activationPause{250};
 
@@ -47,12 +50,14 @@ std::optional<int> activateByName(const std::string& appName) {
 Task<ActivationOutcome> activateApp(std::optional<std::string> bundleId, std::optional<std::string> appName,
                                     Sleeper sleep) {
     if (bundleId && !bundleId->empty()) {
-        const Found found = co_await runBlocking([id = *bundleId] { return activateOrLaunch(id); });
+        const auto activate = [id = *bundleId] { return activateOrLaunch(id); };
+        const Found found = co_await runBlocking(activate);
         if (found == Found::running) co_await sleep(activationPause);
         co_return ActivationOutcome{found != Found::nowhere, bundleId};
     }
     if (appName && !appName->empty()) {
-        const auto status = co_await runBlocking([name = *appName] { return activateByName(name); });
+        const auto activate = [name = *appName] { return activateByName(name); };
+        const auto status = co_await runBlocking(activate);
         if (!status) co_return ActivationOutcome{};
         co_await sleep(activationPause);
         co_return ActivationOutcome{*status == 0, std::nullopt};

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "http/BlockingPool.h"
 #include "http/JSONDecoder.h"
 #include "http/JSONResponse.h"
 #include "http/UnicodeText.h"
@@ -42,11 +43,14 @@ HTTPResponse badRequest(const std::string& message) {
     return jsonResponse(400, boost::json::object{{"error", "bad_request"}, {"message", message}});
 }
 
+// Here and below, what a co_await takes has a name: the compiler (g++ 12) copies unnamed closures into the
+// coroutine's frame byte by byte.
+
 /// Posting may wait for the desktop, so it happens where blocking is allowed.
 Task<void> post(std::optional<CGEvent> event) {
     if (!event) co_return;
-    co_await runBlocking(
-        [event = *std::move(event)] { Platform::current().eventPoster->CGEventPost(event); });
+    const auto work = [posted = *std::move(event)] { Platform::current().eventPoster->CGEventPost(posted); };
+    co_await runBlocking(work);
 }
 
 /// One delivery: its pacing and how it waits.
@@ -65,12 +69,16 @@ class Delivery {
         if (text.empty()) co_return;
         EventPoster& poster = *Platform::current().eventPoster;
         // Shared only because what goes to the pool must be copyable.
-        auto announcement = co_await runBlocking(
-            [&poster, &text] { return std::shared_ptr<TextAnnouncement>(poster.announceText(text)); });
+        const auto announce = [&poster, &text] {
+            return std::shared_ptr<TextAnnouncement>(poster.announceText(text));
+        };
+        auto announcement = co_await runBlocking(announce);
         for (const std::string_view character : graphemeClusters(text)) {
-            co_await press(eventsForCharacter(poster, character));
+            KeyEvents events = eventsForCharacter(poster, character);
+            co_await press(std::move(events));
         }
-        co_await runBlocking([held = std::move(announcement)]() mutable { held.reset(); });
+        auto withdraw = [held = std::move(announcement)]() mutable { held.reset(); };
+        co_await runBlocking(std::move(withdraw));
     }
 
     /// Presses the chords in order. The first one that names no key ends it and is returned, or is skipped.
@@ -79,7 +87,8 @@ class Delivery {
         EventPoster& poster = *Platform::current().eventPoster;
         for (const std::string& token : tokens) {
             if (const auto key = tokenToKeyPress(token)) {
-                co_await press(eventsForKeyPress(poster, *key));
+                KeyEvents events = eventsForKeyPress(poster, *key);
+                co_await press(std::move(events));
             } else if (unknown == Unknown::stop) {
                 co_return token;
             }
@@ -100,21 +109,23 @@ Task<std::optional<HTTPResponse>> deliverByScript(SendKeystrokesRequest request,
         co_return jsonResponse(
             400, boost::json::object{{"error", "unsupported_applescript_target"}, {"bundle_id", target}});
     }
-    const OsaResult result = co_await runBlocking([source = *std::move(script)] { return runOsa(source); });
+    const auto run = [source = *std::move(script)] { return runOsa(source); };
+    const OsaResult result = co_await runBlocking(run);
     if (result.status != 0) {
         co_return jsonResponse(500, boost::json::object{{"error", "applescript_failed"},
                                                         {"stderr", result.standardError},
                                                         {"stdout", result.standardOutput}});
     }
-    co_await delivery.pressKeys(std::move(request.keys).value_or(std::vector<std::string>()),
-                                Delivery::Unknown::skip);
+    auto keys = std::move(request.keys).value_or(std::vector<std::string>());
+    co_await delivery.pressKeys(std::move(keys), Delivery::Unknown::skip);
     co_return std::nullopt;
 }
 
 Task<std::optional<HTTPResponse>> deliverByEvents(SendKeystrokesRequest request, Delivery& delivery) {
-    co_await delivery.type(std::move(request.text).value_or(""));
-    const auto unknown = co_await delivery.pressKeys(
-        std::move(request.keys).value_or(std::vector<std::string>()), Delivery::Unknown::stop);
+    auto text = std::move(request.text).value_or("");
+    auto keys = std::move(request.keys).value_or(std::vector<std::string>());
+    co_await delivery.type(std::move(text));
+    const auto unknown = co_await delivery.pressKeys(std::move(keys), Delivery::Unknown::stop);
     if (!unknown) co_return std::nullopt;
     co_return jsonResponse(400, boost::json::object{{"error", "unknown_key"}, {"token", *unknown}});
 }
@@ -135,9 +146,12 @@ Task<HTTPResponse> carryOut(SendKeystrokesRequest request, Sleeper sleep) {
     const Method method = chooseMethod(request, target);
 
     Delivery delivery(delay, std::move(sleep));
-    auto failure = method == Method::applescript
-                       ? co_await deliverByScript(std::move(request), target, delivery)
-                       : co_await deliverByEvents(std::move(request), delivery);
+    std::optional<HTTPResponse> failure;
+    if (method == Method::applescript) {
+        failure = co_await deliverByScript(std::move(request), target, delivery);
+    } else {
+        failure = co_await deliverByEvents(std::move(request), delivery);
+    }
     if (failure) co_return *std::move(failure);
     co_return jsonResponse(200, boost::json::object{{"ok", true},
                                                     {"method", methodName(method)},
@@ -147,6 +161,11 @@ Task<HTTPResponse> carryOut(SendKeystrokesRequest request, Sleeper sleep) {
 }
 
 }  // namespace
+
+Task<HTTPResponse> sendKeystrokes(HTTPRequest request) {
+    Sleeper sleep = sleepFor;
+    co_return co_await sendKeystrokes(std::move(request), std::move(sleep));
+}
 
 Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep) {
     SendKeystrokesRequest decoded;

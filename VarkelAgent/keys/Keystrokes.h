@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "http/BlockingPool.h"
 #include "http/HTTPMessage.h"
 #include "http/Task.h"
 #include "keys/AppActivation.h"
@@ -24,7 +23,10 @@ struct SendKeystrokesRequest {
 BOOST_DESCRIBE_STRUCT(SendKeystrokesRequest, (), (text, keys, app_bundle_id, app_name, mode, delay_ms))
 
 /// Brings an application to the front, types a text into it and presses key chords, paced by the request's
-/// delay. Answers every failure itself. `sleep` is how the task waits between events.
-Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep = sleepFor);
+/// delay. Answers every failure itself.
+Task<HTTPResponse> sendKeystrokes(HTTPRequest request);
+
+/// The same with another way of waiting between events.
+Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep);
 
 }  // namespace varkel
