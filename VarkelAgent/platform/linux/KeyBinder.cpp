@@ -1,5 +1,6 @@
 #include "platform/linux/KeyBinder.h"
 
+#include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 // The header names a parameter with a C++ keyword.
 #define explicit explicit_
@@ -24,6 +25,7 @@ constexpr std::uint8_t twoLevelType = 1;
 /// One line of the note on the root window.
 struct Borrowed {
     std::uint32_t owner;
+    /// The key code, or 0: the owner presses keys but has bound none.
     std::uint32_t key;
     /// What was bound to the key without modifiers: it tells whether the key is still as its owner left it.
     std::uint32_t keysym;
@@ -39,13 +41,29 @@ std::vector<Borrowed> readNote(X11Connection::Session& session) {
     return lines;
 }
 
-void writeNote(X11Connection::Session& session, const std::vector<Borrowed>& lines) {
+void replaceNote(X11Connection::Session& session, const std::vector<Borrowed>& lines) {
     if (lines.empty()) {
         xcb_delete_property(session.get(), session.root(), session.atom(noteName));
         return;
     }
     xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, session.root(), session.atom(noteName),
                         XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(lines.size() * 3), lines.data());
+}
+
+/// Lets go of every key that is down: the keys that a dead owner held are among them, and nobody can tell
+/// which. A key that a person holds at that very moment comes up too, and goes down again with the next
+/// touch.
+void releaseHeldKeys(X11Connection::Session& session) {
+    const XcbPtr<xcb_query_keymap_reply_t> held(
+        xcb_query_keymap_reply(session.get(), xcb_query_keymap(session.get()), nullptr));
+    if (!held) return;
+    for (std::uint32_t key = 8; key < 256; ++key) {
+        if ((held->keys[key / 8] & (1U << (key % 8))) == 0) continue;
+        xcb_test_fake_input(session.get(), XCB_KEY_RELEASE, static_cast<std::uint8_t>(key), XCB_CURRENT_TIME,
+                            XCB_NONE, 0, 0, 0);
+        const std::uint32_t repeat[] = {key, XCB_AUTO_REPEAT_MODE_DEFAULT};
+        xcb_change_keyboard_control(session.get(), XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, repeat);
+    }
 }
 
 /// Whether the process that made this window still has it. The mark tells it from a window that got the same
@@ -140,8 +158,9 @@ std::uint8_t findFourLevelType(X11Connection::Session& session, xkb_mod_mask_t s
 
 }  // namespace
 
-void KeyBinder::begin(X11Connection::Session& session) {
+void KeyBinder::start(X11Connection::Session& session) {
     forget();
+    noted_ = false;
     owner_ = xcb_generate_id(session.get());
     xcb_create_window(session.get(), XCB_COPY_FROM_PARENT, owner_, session.root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
@@ -152,12 +171,19 @@ void KeyBinder::begin(X11Connection::Session& session) {
     if (readNote(session).empty()) return;
     const ServerGrab grab(session);
     auto lines = readNote(session);
-    std::erase_if(lines, [&](const Borrowed& line) {
+    const auto dead = std::erase_if(lines, [&](const Borrowed& line) {
         if (ownerLives(session, line.owner)) return false;
         emptyKey(session, line.key, line.keysym);
         return true;
     });
-    writeNote(session, lines);
+    if (dead != 0) releaseHeldKeys(session);
+    replaceNote(session, lines);
+}
+
+void KeyBinder::begin(X11Connection::Session& session) {
+    if (noted_) return;
+    noted_ = true;
+    writeNote(session);
 }
 
 void KeyBinder::adopt(X11Connection::Session& session, const KeyboardMap& map) {
@@ -248,7 +274,8 @@ bool KeyBinder::bind(X11Connection::Session& session, const KeyboardMap& map,
         changed.insert(places[at].key);
     }
     // The note comes first: from here on a death leaves nothing that is not written down.
-    note(session);
+    noted_ = true;
+    writeNote(session);
     return write(session, map, {changed.begin(), changed.end()});
 }
 
@@ -262,23 +289,24 @@ bool KeyBinder::write(X11Connection::Session& session, const KeyboardMap& map,
     return session.synchronise();
 }
 
-void KeyBinder::note(X11Connection::Session& session) {
+void KeyBinder::writeNote(X11Connection::Session& session) {
     const ServerGrab grab(session);
     auto lines = readNote(session);
     std::erase_if(lines, [&](const Borrowed& line) { return line.owner == owner_; });
-    for (const auto& slot : slots_) {
-        const auto& onLevels = slot.second;
-        lines.push_back({owner_, slot.first, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
+    if (noted_) lines.push_back({owner_, 0, XKB_KEY_NoSymbol});
+    for (const auto& [key, onLevels] : slots_) {
+        lines.push_back({owner_, key, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
     }
-    writeNote(session, lines);
+    replaceNote(session, lines);
 }
 
 void KeyBinder::release(X11Connection::Session& session) {
-    if (slots_.empty()) return;
+    if (!noted_) return;
     for (const auto& [key, onLevels] : slots_) emptyKey(session, key, onLevels.front());
     session.synchronise();
     forget();
-    note(session);
+    noted_ = false;
+    writeNote(session);
 }
 
 void KeyBinder::forget() {

@@ -41,6 +41,11 @@ void setLocks(xcb_connection_t* connection, xkb_mod_mask_t affected, xkb_mod_mas
                              static_cast<std::uint8_t>(affectedLatches), 0, 0);
 }
 
+void setRepeat(xcb_connection_t* connection, xcb_keycode_t key, std::uint32_t mode) {
+    const std::uint32_t values[] = {key, mode};
+    xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values);
+}
+
 }  // namespace
 
 bool Keyboard::startOver(X11Connection::Session& session) {
@@ -56,7 +61,8 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     constexpr std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts,
                           nullptr);
-    binder_.begin(session);
+    silenced_.clear();
+    binder_.start(session);
     return static_cast<bool>(session);
 }
 
@@ -150,6 +156,7 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     const State state = readStateWhenModifiersAreFree(session);
     if (!refresh(session)) return std::nullopt;
 
+    binder_.begin(session);
     PlannedText* text = advanceTo(keysym, texts);
     const KeyStroke* stroke = find(keysym, state);
     if (stroke == nullptr && bindFrom(session, keysym, state, text)) stroke = find(keysym, state);
@@ -164,6 +171,7 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     const xkb_mod_mask_t unwanted = state.locked & ~map_->numLockMask();
     if (unwanted != 0 || state.latched != 0) setLocks(session.get(), unwanted, 0, state.latched);
     for (const xcb_keycode_t key : modifiers) fakeKey(session.get(), XCB_KEY_PRESS, key);
+    silence(session, stroke->key);
     fakeKey(session.get(), XCB_KEY_PRESS, stroke->key);
     std::for_each(modifiers.rbegin(), modifiers.rend(),
                   [&](xcb_keycode_t key) { fakeKey(session.get(), XCB_KEY_RELEASE, key); });
@@ -171,8 +179,20 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     return stroke->key;
 }
 
+/// Keeps a key that is held from repeating: were this process held up before it lets go, the character would
+/// arrive many times.
+void Keyboard::silence(X11Connection::Session& session, xcb_keycode_t key) {
+    const XcbPtr<xcb_get_keyboard_control_reply_t> control(
+        xcb_get_keyboard_control_reply(session.get(), xcb_get_keyboard_control(session.get()), nullptr));
+    if (!control || (control->auto_repeats[key / 8] & (1U << (key % 8))) == 0) return;
+    setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_OFF);
+    silenced_.insert(key);
+}
+
 void Keyboard::release(X11Connection::Session& session, xcb_keycode_t key) {
-    if (session) fakeKey(session.get(), XCB_KEY_RELEASE, key);
+    if (!session) return;
+    fakeKey(session.get(), XCB_KEY_RELEASE, key);
+    if (silenced_.erase(key) != 0) setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_ON);
 }
 
 void Keyboard::giveBack(X11Connection::Session& session) {
@@ -182,7 +202,7 @@ void Keyboard::giveBack(X11Connection::Session& session) {
         startOver(session);
         return;
     }
-    waitUntilEventsAreRead(session, readPatience);
+    if (!binder_.isEmpty()) waitUntilEventsAreRead(session, readPatience);
     binder_.release(session);
     stale_ = true;
 }

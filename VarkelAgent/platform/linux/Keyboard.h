@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <list>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "platform/linux/KeyBinder.h"
@@ -34,7 +35,8 @@ class Keyboard {
 
     void release(X11Connection::Session& session, xcb_keycode_t key);
 
-    bool hasBindings() const { return !binder_.isEmpty(); }
+    /// Whether anything was done to the keyboard that giveBack() has to end.
+    bool inUse() const { return binder_.isNoted(); }
 
     /// Gives the borrowed key codes back once the application has read what was typed with them.
     void giveBack(X11Connection::Session& session);
@@ -49,6 +51,7 @@ class Keyboard {
 
     bool refresh(X11Connection::Session& session);
     bool startOver(X11Connection::Session& session);
+    void silence(X11Connection::Session& session, xcb_keycode_t key);
     void drainEvents(X11Connection::Session& session);
     std::optional<State> readState(X11Connection::Session& session);
     State readStateWhenModifiersAreFree(X11Connection::Session& session);
@@ -62,6 +65,8 @@ class Keyboard {
     bool stale_ = true;
     std::optional<KeyboardMap> map_;
     KeyBinder binder_;
+    /// The keys that are down and repeated before we pressed them.
+    std::set<xcb_keycode_t> silenced_;
 };
 
 }  // namespace varkel

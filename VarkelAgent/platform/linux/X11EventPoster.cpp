@@ -39,6 +39,18 @@ void moveTo(X11Connection::Session& session, CGPoint point) {
                         pixel(point.y), 0);
 }
 
+/// The button of the device that applications get as this one: a left-handed person's mapping, or one that
+/// turns the wheel around, applies to posted events as well.
+std::uint8_t deviceButton(X11Connection::Session& session, std::uint8_t wanted) {
+    const XcbPtr<xcb_get_pointer_mapping_reply_t> reply(
+        xcb_get_pointer_mapping_reply(session.get(), xcb_get_pointer_mapping(session.get()), nullptr));
+    if (!reply) return wanted;
+    const std::uint8_t* map = xcb_get_pointer_mapping_map(reply.get());
+    const std::uint8_t* end = map + xcb_get_pointer_mapping_map_length(reply.get());
+    const std::uint8_t* found = std::find(map, end, wanted);
+    return found == end ? wanted : static_cast<std::uint8_t>(found - map + 1);
+}
+
 void button(X11Connection::Session& session, std::uint8_t type, std::uint8_t number) {
     xcb_test_fake_input(session.get(), type, number, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
 }
@@ -46,7 +58,8 @@ void button(X11Connection::Session& session, std::uint8_t type, std::uint8_t num
 void turnWheel(X11Connection::Session& session, std::int32_t steps, std::uint8_t forward,
                std::uint8_t backward) {
     const std::int32_t count = std::min(std::abs(std::max(steps, -maxWheelSteps)), maxWheelSteps);
-    const std::uint8_t number = steps > 0 ? forward : backward;
+    if (count == 0) return;
+    const std::uint8_t number = deviceButton(session, steps > 0 ? forward : backward);
     for (std::int32_t step = 0; step < count; ++step) {
         button(session, XCB_BUTTON_PRESS, number);
         button(session, XCB_BUTTON_RELEASE, number);
@@ -111,8 +124,9 @@ void X11EventPoster::CGEventPost(const CGEvent& event) {
 void X11EventPoster::postMouse(X11Connection::Session& session, const CGEvent& event) {
     // A button event happens where the pointer is, so the pointer goes along even when nothing else moved it.
     moveTo(session, event.point);
-    if (event.type == CGEventType::leftMouseDown) button(session, XCB_BUTTON_PRESS, leftButton);
-    if (event.type == CGEventType::leftMouseUp) button(session, XCB_BUTTON_RELEASE, leftButton);
+    if (event.type == CGEventType::mouseMoved) return;
+    const bool down = event.type == CGEventType::leftMouseDown;
+    button(session, down ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, deviceButton(session, leftButton));
 }
 
 void X11EventPoster::postWheel(X11Connection::Session& session, const CGEvent& event) {
@@ -175,7 +189,7 @@ void X11EventPoster::endAnnouncement(std::list<PlannedText>::iterator text) {
 /// Called with the lock held.
 void X11EventPoster::giveBackSoon() {
     lastUse_ = std::chrono::steady_clock::now();
-    if (!keyboard_.hasBindings()) return;
+    if (!keyboard_.inUse()) return;
     if (!givingBack_.joinable()) givingBack_ = std::thread([this] { giveBackWhenIdle(); });
     changed_.notify_one();
 }
@@ -184,13 +198,13 @@ void X11EventPoster::giveBackSoon() {
 void X11EventPoster::giveBackWhenIdle() {
     std::unique_lock lock(mutex_);
     for (;;) {
-        changed_.wait(lock, [this] { return stopping_ || keyboard_.hasBindings(); });
+        changed_.wait(lock, [this] { return stopping_ || keyboard_.inUse(); });
         while (!stopping_ && (!texts_.empty() || !down_.empty() ||
                               std::chrono::steady_clock::now() < lastUse_ + idleBeforeGivingBack)) {
             changed_.wait_until(lock,
                                 std::max(lastUse_, std::chrono::steady_clock::now()) + idleBeforeGivingBack);
         }
-        if (keyboard_.hasBindings()) {
+        if (keyboard_.inUse()) {
             X11Connection::Session session(connection_, postDeadline);
             keyboard_.giveBack(session);
             // A server that does not answer must not be asked in a loop.
