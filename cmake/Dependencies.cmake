@@ -8,5 +8,5 @@ find_package(benchmark REQUIRED)
 
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
     pkg_check_modules(SYSTEMD REQUIRED IMPORTED_TARGET libsystemd)
-    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-res xau)
+    pkg_check_modules(XCB REQUIRED IMPORTED_TARGET xcb xcb-res xcb-xkb xcb-xtest xkbcommon xkbcommon-x11 xau)
 endif()

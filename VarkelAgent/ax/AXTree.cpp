@@ -8,6 +8,7 @@
 #include "ax/AXTreeBuilder.h"
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"
+#include "ax/PathMemory.h"
 #include "http/BlockingPool.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
@@ -55,6 +56,7 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
     const AXUIElementRef application = accessibility.AXUIElementCreateApplication(choosePid(root, batchId));
     auto snapshot = std::make_shared<const TreeSnapshot>(buildTree(application, "0"));
     cache.set(root, snapshot);
+    PathMemory::shared().learn(snapshot->tree());
     return {std::move(snapshot), false};
 }
 

@@ -4,6 +4,8 @@
 
 #include "platform/Accessibility.h"
 #include "platform/Clock.h"
+#include "platform/EventPoster.h"
+#include "platform/ToolPaths.h"
 #include "platform/Workspace.h"
 
 namespace varkel {
@@ -13,6 +15,8 @@ struct Platform {
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Clock> clock;
+    std::unique_ptr<EventPoster> eventPoster;
+    std::unique_ptr<ToolPaths> toolPaths;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

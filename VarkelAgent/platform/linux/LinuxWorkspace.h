@@ -14,6 +14,16 @@ class LinuxWorkspace : public Workspace {
     ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override;
     std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
+        return {};
+    }
 
   private:
     AtspiBus& bus_;
