@@ -14,9 +14,9 @@ using namespace std::string_view_literals;
 
 // The space separators of Unicode (category Zs) and the tab, in UTF-8.
 constexpr std::array blanks{
-    " "sv,            "\t"sv,           "\u00A0"sv, "\u1680"sv, "\u2000"sv, "\u2001"sv,
-    "\u2002"sv,       "\u2003"sv,       "\u2004"sv, "\u2005"sv, "\u2006"sv, "\u2007"sv,
-    "\u2008"sv,       "\u2009"sv,       "\u200A"sv, "\u202F"sv, "\u205F"sv, "\u3000"sv,
+    " "sv,      "\t"sv,     "\u00A0"sv, "\u1680"sv, "\u2000"sv, "\u2001"sv,
+    "\u2002"sv, "\u2003"sv, "\u2004"sv, "\u2005"sv, "\u2006"sv, "\u2007"sv,
+    "\u2008"sv, "\u2009"sv, "\u200A"sv, "\u202F"sv, "\u205F"sv, "\u3000"sv,
 };
 
 // Line feed to carriage return, next line, and Unicode's line and paragraph separators, in UTF-8.

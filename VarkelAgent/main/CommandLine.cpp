@@ -45,7 +45,8 @@ Defaults makeDefaults(const Environment& environment) {
     const auto token = environment.find(tokenVariable);
     if (token != environment.end()) defaults.token = token->second;
     const auto file = environment.find(tokenFileVariable);
-    defaults.tokenFile = file != environment.end() ? file->second : homeDirectory(environment) + tokenFileInHome;
+    defaults.tokenFile =
+        file != environment.end() ? file->second : homeDirectory(environment) + tokenFileInHome;
     return defaults;
 }
 
