@@ -120,6 +120,12 @@ class EndlessDesktop : public Accessibility {
         return AXResult<std::vector<AXUIElementRef>>::of(std::move(children));
     }
     AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef&) override { return AXResult<pid_t>::of(1); }
+    AXError AXUIElementPerformAction(const AXUIElementRef&, AXAction) override {
+        return AXError::unsupported;
+    }
+    AXError AXUIElementSetAttributeValue(const AXUIElementRef&, AXAttribute, const AXValue&) override {
+        return AXError::unsupported;
+    }
     bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
 };
 

@@ -43,6 +43,7 @@ TEST(AXTreeCache, TakesTheFrontmostApplicationForAMissingRootPid) {
     EXPECT_EQ(cache.get(editor)->tree().id, "10");
     EXPECT_EQ(cache.get(std::nullopt)->tree().id, "10");
     desktop.frontmost.reset();
+    EXPECT_EQ(cache.get(0), nullptr);
     cache.set(std::nullopt, treeOf(0));
     EXPECT_EQ(cache.get(0)->tree().id, "0") << "0 stands for no application";
 }

@@ -1,6 +1,7 @@
 #include "support/FakeDesktop.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "ax/AXTreeCache.h"
 
@@ -86,6 +87,23 @@ class FakeDesktop::FakeAccessibility : public Accessibility {
         return pid ? AXResult<pid_t>::of(*pid) : AXResult<pid_t>::failed(AXError::cannotComplete);
     }
 
+    AXError AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) override {
+        const SceneElement& own = scene(element);
+        if (!own.actions.contains(action)) return AXError::unsupported;
+        desktop_.log(actionName(action));
+        return AXError::success;
+    }
+
+    AXError AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
+                                         const AXValue& value) override {
+        SceneElement& own = scene(element);
+        if (!own.settable.contains(attribute)) return AXError::unsupported;
+        own.set(attribute, value);
+        const auto* text = std::get_if<std::string>(&value);
+        desktop_.log(std::string(attributeName(attribute)) + "=" + (text == nullptr ? "true" : *text));
+        return AXError::success;
+    }
+
     bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
 
     void prefetch(const AXUIElementRef&, std::span<const AXAttribute>, const PrefetchScope&) override {
@@ -118,6 +136,17 @@ class FakeDesktop::FakeWorkspace : public Workspace {
         return desktop_.knownWithoutWaiting ? std::optional(desktop_.frontmost) : std::nullopt;
     }
 
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
+        return {};
+    }
+
   private:
     FakeDesktop& desktop_;
 };
@@ -131,10 +160,34 @@ class FakeDesktop::FakeClock : public Clock {
     FakeDesktop& desktop_;
 };
 
+class FakeDesktop::FakeEventPoster : public EventPoster {
+  public:
+    explicit FakeEventPoster(FakeDesktop& desktop) : desktop_(desktop) {}
+
+    void CGEventPost(const CGEvent& event) override {
+        std::ostringstream entry;
+        if (event.type == CGEventType::keyDown || event.type == CGEventType::keyUp) {
+            entry << "key " << event.keyCode;
+            if (event.flags != 0) entry << " flags " << std::hex << event.flags << std::dec;
+            for (const char16_t unit : event.unicodeString)
+                entry << " U+" << std::hex << unsigned{unit} << std::dec;
+            entry << (event.type == CGEventType::keyDown ? " down" : " up");
+        } else {
+            entry << "mouse " << static_cast<unsigned>(event.type) << " " << event.point.x << ","
+                  << event.point.y;
+        }
+        desktop_.log(entry.str());
+    }
+
+  private:
+    FakeDesktop& desktop_;
+};
+
 FakeDesktop::FakeDesktop() {
     Platform platform;
     platform.accessibility = std::make_unique<FakeAccessibility>(*this);
     platform.workspace = std::make_unique<FakeWorkspace>(*this);
+    platform.eventPoster = std::make_unique<FakeEventPoster>(*this);
     platform.clock = std::make_unique<FakeClock>(*this);
     Platform::install(std::move(platform));
     // The cache is the process's; a tree of an earlier test's desktop must not answer here.
@@ -152,6 +205,16 @@ std::shared_ptr<SceneElement> FakeDesktop::addApplication(pid_t pid, const std::
     if (!title.empty()) application->set(AXAttribute::title, title);
     applications_[pid] = application;
     return application;
+}
+
+void FakeDesktop::log(std::string entry) {
+    const std::scoped_lock lock(mutex_);
+    done_.push_back(std::move(entry));
+}
+
+std::vector<std::string> FakeDesktop::done() {
+    const std::scoped_lock lock(mutex_);
+    return done_;
 }
 
 int FakeDesktop::reads(AXAttribute attribute) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,10 @@ class SceneElement : public AXUIElement, public std::enable_shared_from_this<Sce
     /// Nothing: an element without the attribute.
     std::optional<std::vector<AXUIElementRef>> children;
     AXError childrenError = AXError::success;
+    /// Actions that succeed; the others are unsupported.
+    std::set<AXAction> actions;
+    /// Attributes that can be set; setting another one fails.
+    std::set<AXAttribute> settable;
 };
 
 /// A desktop in memory: applications made of scene elements, a clock that stands still, counts of what was
@@ -54,6 +59,10 @@ class FakeDesktop {
     int prefetches();
     int frontmostQueries();
 
+    /// What was done, in order: "AXPress Save", "AXValue=text", "mouse 5 120,210", "key 0 down", "unicode
+    /// U+00C5 up".
+    std::vector<std::string> done();
+
     bool trusted = true;
     /// Whether what the desktop knows can be told without waiting.
     bool knownWithoutWaiting = false;
@@ -65,6 +74,9 @@ class FakeDesktop {
     class FakeAccessibility;
     class FakeWorkspace;
     class FakeClock;
+    class FakeEventPoster;
+
+    void log(std::string entry);
 
     std::mutex mutex_;
     std::map<pid_t, std::shared_ptr<SceneElement>> applications_;
@@ -72,6 +84,7 @@ class FakeDesktop {
     int applicationsMade_ = 0;
     int prefetches_ = 0;
     int frontmostQueries_ = 0;
+    std::vector<std::string> done_;
 };
 
 }  // namespace varkel::test
