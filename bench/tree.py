@@ -112,7 +112,8 @@ def many_buttons_page(directory):
     with open(path, "w", encoding="utf-8") as file:
         file.write("<!doctype html><title>Many buttons</title><body>")
         for group in range(0, 3000, 30):
-            buttons = (f"<button id=b{number}>Button {number}</button>" for number in range(group, group + 30))
+            buttons = (f"<p><button id=b{number}>Button {number}</button></p>"
+                       for number in range(group, group + 30))
             file.write("<div role=group>" + "\n".join(buttons) + "</div>\n")
     return path
 
