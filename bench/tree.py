@@ -29,10 +29,14 @@ class PythonWalk:
     """The walk through python3-pyatspi, as a script that needs these fields would do it."""
 
     def __init__(self):
-        import pyatspi  # only here: it connects to the bus that the environment names
+        # Only here: importing them connects to the bus that the environment names.
+        import pyatspi
+        from gi.repository import Atspi
+        Atspi.set_timeout(15000, 15000)  # a busy browser takes longer than the usual 800 ms
         self._api = pyatspi
         self._text_roles = {getattr(pyatspi, "ROLE_" + name) for name in
-                            ("TEXT", "ENTRY", "LABEL", "STATIC", "PARAGRAPH", "TERMINAL", "HEADING", "LINK")}
+                            ("TEXT", "ENTRY", "LABEL", "STATIC", "PARAGRAPH", "TERMINAL", "HEADING", "STATUS_BAR",
+                             "CAPTION", "EDITBAR", "DATE_EDITOR", "ACCELERATOR_LABEL", "AUTOCOMPLETE")}
 
     def application(self, pid):
         for application in self._api.Registry.getDesktop(0):
