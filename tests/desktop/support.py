@@ -44,16 +44,10 @@ class DesktopTest(unittest.TestCase):
         self.desktop = self.enterContext(PrivateDesktop())
         self.agent = Agent(self.desktop.start, self.desktop.directory)
 
-    def start_app(self, name, *arguments, window=True):
-        """Starts one of the test applications and waits for its window."""
-        process = self.desktop.start(["/usr/bin/python3", str(APPS / name), *arguments])
-        if window:
-            process.window = self.desktop.wait_for_window(process)
-        return process
-
     def start_known_widgets(self, title="Known widgets"):
         report = os.path.join(self.desktop.directory, title + ".json")
-        process = self.start_app("known_widgets.py", report, title)
+        process = self.desktop.start(["/usr/bin/python3", str(APPS / "known_widgets.py"), report, title])
+        process.window = self.desktop.wait_for_window(process)
         wait_for(lambda: os.path.exists(report), 10, "the application's report")
         process.report = report
         return process
