@@ -7,6 +7,7 @@ import queue
 import secrets
 import socket
 import subprocess
+import tempfile
 import threading
 import time
 
@@ -36,7 +37,7 @@ def binary_path():
 
 def write_token(directory):
     """Writes a fresh token to a new file that only its owner can read, and gives the file's path."""
-    path = os.path.join(directory, "token")
+    path = os.path.join(tempfile.mkdtemp(prefix="agent-", dir=directory), "token")
     with os.fdopen(os.open(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600), "w") as file:
         file.write(secrets.token_hex(32) + "\n")
     return path

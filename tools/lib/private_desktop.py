@@ -89,6 +89,11 @@ def _status_fields(pid):
         return None
 
 
+def _is_over(pid):
+    fields = _status_fields(pid)
+    return fields is None or fields[2] in "ZX"
+
+
 def _has_marker(pid, marker):
     try:
         with open(f"/proc/{pid}/environ", "rb") as file:
@@ -265,8 +270,24 @@ class PrivateDesktop:
 
     def start_accessibility_bus(self):
         """Starts the accessibility bus and its registry, and waits until both answer."""
-        self.accessibility_launcher = self.start([_bus_launcher(), "--launch-immediately"])
+        self.start([_bus_launcher(), "--launch-immediately"])
         wait_for(self._registry_answers, 20, "the accessibility bus")
+
+    def kill_accessibility_bus(self):
+        """Kills the accessibility bus, whoever started it: the session bus does, too, when it is asked for."""
+        reply = self._call(["--session", "--dest=org.freedesktop.DBus"], "/org/freedesktop/DBus",
+                           "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:org.a11y.Bus")
+        if not reply:
+            return
+        launcher = int(reply.split()[-1])
+        buses = [int(name) for name in os.listdir("/proc")
+                 if name.isdigit() and (_status_fields(name) or (0,))[0] == launcher]
+        for pid in (launcher, *buses):
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+        wait_for(lambda: all(_is_over(pid) for pid in (launcher, *buses)), 10, "the accessibility bus to end")
 
     def accessibility_bus_address(self):
         """The address of the accessibility bus, or None when there is none."""

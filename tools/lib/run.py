@@ -2,6 +2,7 @@
 
 import argparse
 import os
+import shlex
 import shutil
 import subprocess
 import sys
@@ -100,10 +101,16 @@ def take_tour(tour):
 
 def print_invitation(agent, application_pid):
     body = "{}" if application_pid is None else '{"root_pid": %d}' % application_pid
-    token = f"-H \"x-varkel-token: $(cat '{agent.token_file}')\""
+    # curl reads the header from a file, so that the token is on no command line.
+    header_file = agent.token_file + ".header"
+    with open(agent.token_file, encoding="ascii") as token, os.fdopen(
+            os.open(header_file, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600), "w") as header:
+        header.write("x-varkel-token: " + token.read())
+    token = f"-H @{shlex.quote(header_file)}"
     print(f"""
 The agent serves at {agent.url}
 Its token is in    {agent.token_file}
+and, as a header,  {header_file}
 
 Try it:
   curl {agent.url}/health
