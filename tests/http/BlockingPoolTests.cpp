@@ -25,27 +25,29 @@ TEST(BlockingPool, RunsElsewhereAndResumesAtHome) {
     EXPECT_EQ(pool.threadCount(), 0U);
     const auto task = [&]() -> Task<bool> {
         const auto home = std::this_thread::get_id();
-        const auto there = co_await runBlocking([] { return std::this_thread::get_id(); }, pool);
+        auto where = [] { return std::this_thread::get_id(); };
+        const auto there = co_await runBlocking(where, pool);
         co_return there != home&& std::this_thread::get_id() == home;
     };
     EXPECT_TRUE(runTask(task()));
-    EXPECT_TRUE(runTask(task()));
     EXPECT_EQ(pool.threadCount(), 1U);
+    EXPECT_TRUE(runTask(task()));
 }
 
 TEST(BlockingPool, PassesExceptionsOn) {
     const auto task = []() -> Task<void> {
-        co_await runBlocking([] { throw std::domain_error("from the pool"); });
+        auto raise = [] { throw std::domain_error("from the pool"); };
+        co_await runBlocking(raise);
     };
     EXPECT_THROW(runTask(task()), std::domain_error);
 }
 
 TEST(BlockingPool, GrowsWithTheWorkUpToItsLimit) {
-    BlockingPool pool(3);
     std::latch threeRun(3);
     std::promise<void> release;
     const auto released = release.get_future().share();
     std::atomic<int> done = 0;
+    BlockingPool pool(3);
     for (int i = 0; i < 3; ++i) {
         pool.submit([&] {
             threeRun.count_down();
@@ -58,7 +60,10 @@ TEST(BlockingPool, GrowsWithTheWorkUpToItsLimit) {
     EXPECT_EQ(pool.threadCount(), 3U);
     EXPECT_EQ(done, 0);
     release.set_value();
-    const auto task = [&]() -> Task<void> { co_await runBlocking([] {}, pool); };
+    const auto task = [&]() -> Task<void> {
+        auto nothing = [] {};
+        co_await runBlocking(nothing, pool);
+    };
     runTask(task());
     EXPECT_EQ(pool.threadCount(), 3U);
 }

@@ -238,7 +238,8 @@ TEST_F(HTTPServerTest, GoesOnWhileOneHandlerWaitsAndOneClientDoesNotRead) {
     std::promise<void> release;
     std::shared_future<void> released = release.get_future().share();
     server.registerRoute("POST", "/wait", [&](HTTPRequest) -> Task<HTTPResponse> {
-        co_await runBlocking([released] { released.wait(); });
+        auto wait = [released] { released.wait(); };
+        co_await runBlocking(wait);
         co_return jsonTextResponse(200, std::string("late"));
     });
     start();

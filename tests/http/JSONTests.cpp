@@ -2,6 +2,7 @@
 
 #include <boost/describe.hpp>
 #include <boost/json.hpp>
+#include <cstdlib>
 #include <limits>
 
 #include "http/JSONDecoder.h"
@@ -52,7 +53,7 @@ TEST(JSONEncoder, WritesNumbersAsPeopleReadThem) {
     EXPECT_EQ(encodeJSON(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
     // Whatever the form, it reads back as the same number.
     for (const double number : {1e-7, 1e300, 5e-324, 123456789.123456789}) {
-        EXPECT_EQ(boost::json::parse(*encodeJSON(number)).to_number<double>(), number);
+        EXPECT_EQ(std::strtod(encodeJSON(number)->c_str(), nullptr), number);
     }
 }
 
