@@ -1,4 +1,5 @@
 #include "platform/Platform.h"
+#include "platform/linux/AppManager.h"
 #include "platform/linux/X11EventPoster.h"
 #include "platform/posix/SystemToolPaths.h"
 
@@ -34,16 +35,23 @@ class NoWorkspace : public Workspace {
     ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override { return std::nullopt; }
 
-    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
-        return {};
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+        const std::string& identifier) override {
+        return applications_.runningApplicationsWithBundleIdentifier(identifier);
     }
-    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
-    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
-        return std::nullopt;
+    bool activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) override {
+        return applications_.activateWithOptions(application, options);
     }
-    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
-        return {};
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) override {
+        return applications_.URLForApplicationWithBundleIdentifier(identifier);
     }
+    LaunchOutcome openApplicationAtURL(const std::string& url,
+                                       const NSWorkspaceOpenConfiguration& configuration) override {
+        return applications_.openApplicationAtURL(url, configuration);
+    }
+
+  private:
+    AppManager applications_;
 };
 
 }  // namespace
