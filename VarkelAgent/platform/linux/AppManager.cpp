@@ -44,21 +44,25 @@ std::string withoutSuffix(std::string_view name, std::string_view suffix) {
 }
 
 /// The emulator behind the system's link, such as "xterm" or "gnome-terminal".
-std::string terminalProgram() {
+std::vector<std::string> terminalPrograms() {
     std::error_code error;
     const auto target = std::filesystem::canonical(terminalPath, error);
-    return error ? std::string() : withoutSuffix(target.filename().string(), ".wrapper");
+    if (error) return {};
+    std::string program = withoutSuffix(target.filename().string(), ".wrapper");
+    // These choose settings for another one, which names its windows.
+    if (program == "lxterm" || program == "uxterm" || program == "koi8rxterm") return {program, "xterm"};
+    return {std::move(program)};
 }
 
 AppIdentity identityOf(const DesktopEntry& entry) {
     AppIdentity identity{entry.id, entry.windowClass, {}};
     const std::string program = std::filesystem::path(entry.command.front()).filename().string();
-    if (std::find(wrappers.begin(), wrappers.end(), program) == wrappers.end()) identity.program = program;
+    if (std::find(wrappers.begin(), wrappers.end(), program) == wrappers.end()) identity.programs = {program};
     return identity;
 }
 
 AppIdentity identityFor(const std::string& identifier) {
-    if (isTerminalId(identifier)) return {identifier, {}, terminalProgram()};
+    if (isTerminalId(identifier)) return {identifier, {}, terminalPrograms()};
     if (const auto entry = findDesktopEntry(identifier)) return identityOf(*entry);
     return {withoutSuffix(identifier, ".desktop"), {}, {}};
 }
@@ -88,13 +92,13 @@ struct Launchable {
 };
 
 std::optional<Launchable> launchableAt(const std::string& url) {
-    if (url == terminalPath) return Launchable{{"", {}, terminalProgram()}, {url}, {}};
+    if (url == terminalPath) return Launchable{{"", {}, terminalPrograms()}, {url}, {}};
     const auto entry = readDesktopEntry(url);
     if (!entry) return std::nullopt;
     Launchable launchable{identityOf(*entry), expandFieldCodes(*entry), entry->workingDirectory};
     if (entry->runsInTerminal) {
         launchable.command.insert(launchable.command.begin(), {std::string(terminalPath), "-e"});
-        launchable.identity.program = terminalProgram();
+        launchable.identity.programs = terminalPrograms();
     }
     return launchable;
 }
@@ -114,7 +118,9 @@ bool belongsTo(const ClientWindow& window, const AppIdentity& identity) {
     for (const std::string* name : {&window.instanceName, &window.className}) {
         if (sameName(identity.id, *name) || sameName(identity.windowClass, *name)) return true;
     }
-    return sameName(identity.program, window.instanceName) || sameName(identity.program, window.className);
+    return std::any_of(identity.programs.begin(), identity.programs.end(), [&](const std::string& program) {
+        return sameName(program, window.instanceName) || sameName(program, window.className);
+    });
 }
 
 AppManager::AppManager(std::string display) : connection_(std::move(display)) {}

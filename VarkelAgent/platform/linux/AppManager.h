@@ -17,8 +17,8 @@ struct AppIdentity {
     std::string id;
     /// The window class that the desktop entry announces; may be empty.
     std::string windowClass;
-    /// The program's name, where it tells the application; empty for interpreters and wrappers.
-    std::string program;
+    /// Names of programs that tell the application: none of interpreters and wrappers.
+    std::vector<std::string> programs;
 };
 
 /// Whether a window belongs to the application. Letter case does not count in window classes. Pure.

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "platform/linux/InputSettle.h"
+#include "platform/linux/KeyRepeat.h"
 #include "platform/linux/Keysyms.h"
 
 namespace varkel {
@@ -21,7 +22,9 @@ namespace varkel {
 namespace {
 
 /// How long an application that does not read its events holds up the next binding.
-constexpr std::chrono::milliseconds readPatience{2000};
+constexpr std::chrono::milliseconds readPatience{4000};
+/// The same when there is time to ask again later.
+constexpr std::chrono::milliseconds giveBackPatience{300};
 
 /// How long a person gets to let go of a modifier key that would spoil a character.
 constexpr std::chrono::milliseconds modifierPatience{200};
@@ -39,11 +42,6 @@ void setLocks(xcb_connection_t* connection, xkb_mod_mask_t affected, xkb_mod_mas
     xcb_xkb_latch_lock_state(connection, XCB_XKB_ID_USE_CORE_KBD, static_cast<std::uint8_t>(affected),
                              static_cast<std::uint8_t>(locked), 0, 0,
                              static_cast<std::uint8_t>(affectedLatches), 0, 0);
-}
-
-void setRepeat(xcb_connection_t* connection, xcb_keycode_t key, std::uint32_t mode) {
-    const std::uint32_t values[] = {key, mode};
-    xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values);
 }
 
 }  // namespace
@@ -182,29 +180,24 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
 /// Keeps a key that is held from repeating: were this process held up before it lets go, the character would
 /// arrive many times.
 void Keyboard::silence(X11Connection::Session& session, xcb_keycode_t key) {
-    const XcbPtr<xcb_get_keyboard_control_reply_t> control(
-        xcb_get_keyboard_control_reply(session.get(), xcb_get_keyboard_control(session.get()), nullptr));
-    if (!control || (control->auto_repeats[key / 8] & (1U << (key % 8))) == 0) return;
-    setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_OFF);
-    silenced_.insert(key);
+    if (setKeyRepeat(session, {&key, 1}, false)) silenced_.insert(key);
 }
 
 void Keyboard::release(X11Connection::Session& session, xcb_keycode_t key) {
     if (!session) return;
     fakeKey(session.get(), XCB_KEY_RELEASE, key);
-    if (silenced_.erase(key) != 0) setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_ON);
+    if (silenced_.erase(key) != 0) setKeyRepeat(session, {&key, 1}, true);
 }
 
-void Keyboard::giveBack(X11Connection::Session& session) {
-    if (!session) return;
+bool Keyboard::giveBack(X11Connection::Session& session, Reading reading) {
+    if (!session) return false;
     // On a new connection the old bindings are a dead owner's, and cleared as such.
-    if (generation_ != session.generation()) {
-        startOver(session);
-        return;
-    }
-    if (!binder_.isEmpty()) waitUntilEventsAreRead(session, readPatience);
-    binder_.release(session);
+    if (generation_ != session.generation()) return startOver(session);
     stale_ = true;
+    const bool mayWait = reading == Reading::required && !binder_.isEmpty();
+    if (mayWait && !waitUntilEventsAreRead(session, giveBackPatience)) return false;
+    binder_.release(session);
+    return true;
 }
 
 }  // namespace varkel

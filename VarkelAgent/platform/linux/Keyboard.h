@@ -38,8 +38,10 @@ class Keyboard {
     /// Whether anything was done to the keyboard that giveBack() has to end.
     bool inUse() const { return binder_.isNoted(); }
 
-    /// Gives the borrowed key codes back once the application has read what was typed with them.
-    void giveBack(X11Connection::Session& session);
+    /// Gives the borrowed key codes back when the application has read what was typed with them; with
+    /// Reading::ignored, in any case. Whether it was done.
+    enum class Reading { required, ignored };
+    bool giveBack(X11Connection::Session& session, Reading reading);
 
   private:
     struct State {

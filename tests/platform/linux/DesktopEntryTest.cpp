@@ -100,7 +100,7 @@ TEST_F(InstalledEntries, OfTheUserHideThoseOfTheSystem) {
 }
 
 TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
-    const AppIdentity identity{"org.example.Editor", "ExampleEditor", "exedit"};
+    const AppIdentity identity{"org.example.Editor", "ExampleEditor", {"exedit"}};
     struct Case {
         const char* instanceName;
         const char* className;
