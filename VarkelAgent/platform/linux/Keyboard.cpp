@@ -60,6 +60,7 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts,
                           nullptr);
     silenced_.clear();
+    down_.clear();
     binder_.start(session);
     return static_cast<bool>(session);
 }
@@ -169,6 +170,8 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     const xkb_mod_mask_t unwanted = state.locked & ~map_->numLockMask();
     if (unwanted != 0 || state.latched != 0) setLocks(session.get(), unwanted, 0, state.latched);
     for (const xcb_keycode_t key : modifiers) fakeKey(session.get(), XCB_KEY_PRESS, key);
+    // Another request may hold the same key at this moment; a key that is down already would type nothing.
+    if (!down_.insert(stroke->key).second) fakeKey(session.get(), XCB_KEY_RELEASE, stroke->key);
     silence(session, stroke->key);
     fakeKey(session.get(), XCB_KEY_PRESS, stroke->key);
     std::for_each(modifiers.rbegin(), modifiers.rend(),
@@ -184,6 +187,7 @@ void Keyboard::silence(X11Connection::Session& session, xcb_keycode_t key) {
 }
 
 void Keyboard::release(X11Connection::Session& session, xcb_keycode_t key) {
+    down_.erase(key);
     if (!session) return;
     fakeKey(session.get(), XCB_KEY_RELEASE, key);
     if (silenced_.erase(key) != 0) setKeyRepeat(session, {&key, 1}, true);

@@ -67,6 +67,7 @@ class Keyboard {
     bool stale_ = true;
     std::optional<KeyboardMap> map_;
     KeyBinder binder_;
+    std::set<xcb_keycode_t> down_;
     /// The keys that are down and repeated before we pressed them.
     std::set<xcb_keycode_t> silenced_;
 };
