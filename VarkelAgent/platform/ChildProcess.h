@@ -30,6 +30,11 @@ struct ChildCommand {
     /// Where standard output and standard error go.
     enum class Output { capture, inherit, discard };
     Output output = Output::capture;
+    /// Where the child starts; empty keeps this process's directory. A directory that is not there fails the
+    /// launch.
+    std::string workingDirectory;
+    /// Puts the child in a session of its own, away from this process's terminal.
+    bool newSession = false;
 };
 
 /// How a child ended and what it wrote.

@@ -70,7 +70,6 @@ class App:
     def command(self, _channel, _condition):
         line = sys.stdin.readline().strip()
         if not line:
-            Gtk.main_quit()
             return False
         if line == "clear":
             if isinstance(self.field, Gtk.Entry):

@@ -64,27 +64,28 @@ bool isAnswer(const xcb_generic_event_t& event, const xcb_client_message_event_t
 
 /// Reads events until the answer comes or time is up. Other events are lost on purpose: what they could tell
 /// (a changed keyboard) is found out anew by the caller.
-void awaitAnswer(X11Connection::Session& session, const xcb_client_message_event_t& ping,
+bool awaitAnswer(X11Connection::Session& session, const xcb_client_message_event_t& ping,
                  Clock::time_point until) {
     while (session) {
         while (const XcbPtr<xcb_generic_event_t> event{xcb_poll_for_event(session.get())}) {
-            if (isAnswer(*event, ping)) return;
+            if (isAnswer(*event, ping)) return true;
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
-        if (left <= 0) return;
+        if (left <= 0) return false;
         pollfd socket{xcb_get_file_descriptor(session.get()), POLLIN, 0};
         poll(&socket, 1, static_cast<int>(left));
     }
+    return false;
 }
 
 }  // namespace
 
-void waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::milliseconds patience) {
+bool waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::milliseconds patience) {
     const auto until = Clock::now() + patience;
     const auto window = focusedWindowThatAnswers(session);
     if (!window) {
         std::this_thread::sleep_for(std::min(settleTime, patience));
-        return;
+        return true;
     }
     // The answer goes to the root window, for the window manager. A number that no clock of the server shows
     // soon keeps the manager from taking it for an answer to a ping of its own.
@@ -93,8 +94,9 @@ void waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::millis
     selectRootEvents(session, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
     xcb_send_event(session.get(), 0, *window, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&ping));
     xcb_flush(session.get());
-    awaitAnswer(session, ping, until);
+    const bool answered = awaitAnswer(session, ping, until);
     selectRootEvents(session, XCB_EVENT_MASK_NO_EVENT);
+    return answered;
 }
 
 }  // namespace varkel

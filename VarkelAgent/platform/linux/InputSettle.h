@@ -11,7 +11,7 @@ namespace varkel {
 /// is pressed: a key code may get another meaning only after this.
 ///
 /// Applications that answer the window manager's ping are asked with one, which they read in its place among
-/// the events. Others get a fixed time.
-void waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::milliseconds patience);
+/// the events; false when no answer came. Others get a fixed time, and true is a guess.
+bool waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::milliseconds patience);
 
 }  // namespace varkel

@@ -8,9 +8,13 @@
 #undef explicit
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <random>
 #include <set>
 #include <span>
+
+#include "platform/linux/KeyRepeat.h"
 
 namespace varkel {
 
@@ -25,18 +29,20 @@ constexpr std::uint8_t twoLevelType = 1;
 /// One line of the note on the root window.
 struct Borrowed {
     std::uint32_t owner;
+    /// The mark on the owner's window.
+    std::uint32_t mark;
     /// The key code, or 0: the owner presses keys but has bound none.
     std::uint32_t key;
     /// What was bound to the key without modifiers: it tells whether the key is still as its owner left it.
     std::uint32_t keysym;
 };
-static_assert(sizeof(Borrowed) == 12);
+static_assert(sizeof(Borrowed) == 16);
 
 std::vector<Borrowed> readNote(X11Connection::Session& session) {
     const auto units = session.property<std::uint32_t>(session.root(), noteName);
     std::vector<Borrowed> lines;
-    for (std::size_t at = 0; at + 2 < units.size(); at += 3) {
-        lines.push_back({units[at], units[at + 1], units[at + 2]});
+    for (std::size_t at = 0; at + 3 < units.size(); at += 4) {
+        lines.push_back({units[at], units[at + 1], units[at + 2], units[at + 3]});
     }
     return lines;
 }
@@ -47,7 +53,7 @@ void replaceNote(X11Connection::Session& session, const std::vector<Borrowed>& l
         return;
     }
     xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, session.root(), session.atom(noteName),
-                        XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(lines.size() * 3), lines.data());
+                        XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(lines.size() * 4), lines.data());
 }
 
 /// Lets go of every key that is down: the keys that a dead owner held are among them, and nobody can tell
@@ -57,19 +63,21 @@ void releaseHeldKeys(X11Connection::Session& session) {
     const XcbPtr<xcb_query_keymap_reply_t> held(
         xcb_query_keymap_reply(session.get(), xcb_query_keymap(session.get()), nullptr));
     if (!held) return;
-    for (std::uint32_t key = 8; key < 256; ++key) {
-        if ((held->keys[key / 8] & (1U << (key % 8))) == 0) continue;
-        xcb_test_fake_input(session.get(), XCB_KEY_RELEASE, static_cast<std::uint8_t>(key), XCB_CURRENT_TIME,
-                            XCB_NONE, 0, 0, 0);
-        const std::uint32_t repeat[] = {key, XCB_AUTO_REPEAT_MODE_DEFAULT};
-        xcb_change_keyboard_control(session.get(), XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, repeat);
+    std::vector<xcb_keycode_t> keys;
+    for (unsigned key = 8; key < 256; ++key) {
+        if ((held->keys[key / 8] & (1U << (key % 8))) != 0) keys.push_back(static_cast<xcb_keycode_t>(key));
     }
+    for (const xcb_keycode_t key : keys) {
+        xcb_test_fake_input(session.get(), XCB_KEY_RELEASE, key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    }
+    setKeyRepeat(session, keys, true);
 }
 
 /// Whether the process that made this window still has it. The mark tells it from a window that got the same
-/// id later.
-bool ownerLives(X11Connection::Session& session, xcb_window_t owner) {
-    return !session.property<std::uint32_t>(owner, noteName, 1).empty();
+/// id later: the very next connection often does.
+bool ownerLives(X11Connection::Session& session, const Borrowed& line) {
+    const auto marks = session.property<std::uint32_t>(line.owner, noteName, 1);
+    return !marks.empty() && marks.front() == line.mark;
 }
 
 /// Nobody else reads or changes the note while this lives.
@@ -97,7 +105,8 @@ struct KeySymMapHead {
 };
 static_assert(sizeof(KeySymMapHead) == 8);
 
-/// Sends the keysyms of one key code; none empties it.
+/// Sends the keysyms of one key code; none empties it. Any action is taken off it: one may be left over from
+/// another program's use of the key, and would have its effect instead of the character's.
 void setKey(xcb_connection_t* connection, xcb_keycode_t min, xcb_keycode_t max, xcb_keycode_t key,
             std::span<const xkb_keysym_t> keysyms, std::uint8_t type) {
     KeySymMapHead head{};
@@ -105,12 +114,14 @@ void setKey(xcb_connection_t* connection, xcb_keycode_t min, xcb_keycode_t max, 
     head.groups = keysyms.empty() ? 0 : 1;
     head.width = static_cast<std::uint8_t>(keysyms.size());
     head.count = head.width;
-    std::vector<std::uint8_t> values(sizeof head + keysyms.size_bytes());
+    // After the keysyms, the number of actions of the one key, padded.
+    constexpr std::size_t actionCounts = 4;
+    std::vector<std::uint8_t> values(sizeof head + keysyms.size_bytes() + actionCounts);
     std::memcpy(values.data(), &head, sizeof head);
     if (!keysyms.empty()) std::memcpy(values.data() + sizeof head, keysyms.data(), keysyms.size_bytes());
-    // xcb takes the size of the values from their contents.
-    xcb_xkb_set_map(connection, XCB_XKB_ID_USE_CORE_KBD, XCB_XKB_MAP_PART_KEY_SYMS, 0, min, max, 0, 0, key, 1,
-                    head.count, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
+    constexpr std::uint16_t parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_KEY_ACTIONS;
+    xcb_xkb_set_map(connection, XCB_XKB_ID_USE_CORE_KBD, parts, 0, min, max, 0, 0, key, 1, head.count, key, 1,
+                    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
 }
 
 /// Empties a key code that still carries what was bound to it. One that carries something else has got a new
@@ -164,24 +175,31 @@ void KeyBinder::start(X11Connection::Session& session) {
     owner_ = xcb_generate_id(session.get());
     xcb_create_window(session.get(), XCB_COPY_FROM_PARENT, owner_, session.root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
-    const std::uint32_t mark = 1;
+    mark_ = std::random_device{}();
     xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, owner_, session.atom(noteName),
-                        XCB_ATOM_CARDINAL, 32, 1, &mark);
+                        XCB_ATOM_CARDINAL, 32, 1, &mark_);
 
+    tidyUp(session);
+}
+
+/// Undoes what owners did that are gone.
+void KeyBinder::tidyUp(X11Connection::Session& session) {
     if (readNote(session).empty()) return;
     const ServerGrab grab(session);
     auto lines = readNote(session);
     const auto dead = std::erase_if(lines, [&](const Borrowed& line) {
-        if (ownerLives(session, line.owner)) return false;
+        if (ownerLives(session, line)) return false;
         emptyKey(session, line.key, line.keysym);
         return true;
     });
-    if (dead != 0) releaseHeldKeys(session);
+    if (dead == 0) return;
+    releaseHeldKeys(session);
     replaceNote(session, lines);
 }
 
 void KeyBinder::begin(X11Connection::Session& session) {
     if (noted_) return;
+    tidyUp(session);
     noted_ = true;
     writeNote(session);
 }
@@ -292,10 +310,10 @@ bool KeyBinder::write(X11Connection::Session& session, const KeyboardMap& map,
 void KeyBinder::writeNote(X11Connection::Session& session) {
     const ServerGrab grab(session);
     auto lines = readNote(session);
-    std::erase_if(lines, [&](const Borrowed& line) { return line.owner == owner_; });
-    if (noted_) lines.push_back({owner_, 0, XKB_KEY_NoSymbol});
+    std::erase_if(lines, [&](const Borrowed& line) { return line.owner == owner_ && line.mark == mark_; });
+    if (noted_) lines.push_back({owner_, mark_, 0, XKB_KEY_NoSymbol});
     for (const auto& [key, onLevels] : slots_) {
-        lines.push_back({owner_, key, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
+        lines.push_back({owner_, mark_, key, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
     }
     replaceNote(session, lines);
 }

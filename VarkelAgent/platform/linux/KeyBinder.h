@@ -24,7 +24,7 @@ class KeyBinder {
     /// To be called once per connection, before anything else: tidies up after dead owners.
     void start(X11Connection::Session& session);
 
-    /// To be called before keys are pressed: leaves the note.
+    /// To be called before keys are pressed: leaves the note, and tidies up after owners that died meanwhile.
     void begin(X11Connection::Session& session);
 
     bool isNoted() const { return noted_; }
@@ -65,6 +65,7 @@ class KeyBinder {
         std::size_t level;
     };
 
+    void tidyUp(X11Connection::Session& session);
     void dropChangedSlots(const KeyboardMap& map);
     std::vector<xcb_keycode_t> usableKeys(const KeyboardMap& map) const;
     std::vector<Place> freePlaces(const KeyboardMap& map) const;
@@ -74,6 +75,7 @@ class KeyBinder {
     void writeNote(X11Connection::Session& session);
 
     xcb_window_t owner_ = XCB_WINDOW_NONE;
+    std::uint32_t mark_ = 0;
     /// How many levels of a spare key can be reached, and the number of the key type that has them.
     std::size_t levels_ = 1;
     std::uint8_t keyType_ = 0;

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "platform/linux/InputSettle.h"
+#include "platform/linux/KeyRepeat.h"
 #include "platform/linux/Keysyms.h"
 
 namespace varkel {
@@ -21,7 +22,9 @@ namespace varkel {
 namespace {
 
 /// How long an application that does not read its events holds up the next binding.
-constexpr std::chrono::milliseconds readPatience{2000};
+constexpr std::chrono::milliseconds readPatience{4000};
+/// The same when there is time to ask again later.
+constexpr std::chrono::milliseconds giveBackPatience{300};
 
 /// How long a person gets to let go of a modifier key that would spoil a character.
 constexpr std::chrono::milliseconds modifierPatience{200};
@@ -41,11 +44,6 @@ void setLocks(xcb_connection_t* connection, xkb_mod_mask_t affected, xkb_mod_mas
                              static_cast<std::uint8_t>(affectedLatches), 0, 0);
 }
 
-void setRepeat(xcb_connection_t* connection, xcb_keycode_t key, std::uint32_t mode) {
-    const std::uint32_t values[] = {key, mode};
-    xcb_change_keyboard_control(connection, XCB_KB_KEY | XCB_KB_AUTO_REPEAT_MODE, values);
-}
-
 }  // namespace
 
 bool Keyboard::startOver(X11Connection::Session& session) {
@@ -62,6 +60,7 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts,
                           nullptr);
     silenced_.clear();
+    down_.clear();
     binder_.start(session);
     return static_cast<bool>(session);
 }
@@ -171,6 +170,8 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     const xkb_mod_mask_t unwanted = state.locked & ~map_->numLockMask();
     if (unwanted != 0 || state.latched != 0) setLocks(session.get(), unwanted, 0, state.latched);
     for (const xcb_keycode_t key : modifiers) fakeKey(session.get(), XCB_KEY_PRESS, key);
+    // Another request may hold the same key at this moment; a key that is down already would type nothing.
+    if (!down_.insert(stroke->key).second) fakeKey(session.get(), XCB_KEY_RELEASE, stroke->key);
     silence(session, stroke->key);
     fakeKey(session.get(), XCB_KEY_PRESS, stroke->key);
     std::for_each(modifiers.rbegin(), modifiers.rend(),
@@ -182,29 +183,25 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
 /// Keeps a key that is held from repeating: were this process held up before it lets go, the character would
 /// arrive many times.
 void Keyboard::silence(X11Connection::Session& session, xcb_keycode_t key) {
-    const XcbPtr<xcb_get_keyboard_control_reply_t> control(
-        xcb_get_keyboard_control_reply(session.get(), xcb_get_keyboard_control(session.get()), nullptr));
-    if (!control || (control->auto_repeats[key / 8] & (1U << (key % 8))) == 0) return;
-    setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_OFF);
-    silenced_.insert(key);
+    if (setKeyRepeat(session, {&key, 1}, false)) silenced_.insert(key);
 }
 
 void Keyboard::release(X11Connection::Session& session, xcb_keycode_t key) {
+    down_.erase(key);
     if (!session) return;
     fakeKey(session.get(), XCB_KEY_RELEASE, key);
-    if (silenced_.erase(key) != 0) setRepeat(session.get(), key, XCB_AUTO_REPEAT_MODE_ON);
+    if (silenced_.erase(key) != 0) setKeyRepeat(session, {&key, 1}, true);
 }
 
-void Keyboard::giveBack(X11Connection::Session& session) {
-    if (!session) return;
+bool Keyboard::giveBack(X11Connection::Session& session, Reading reading) {
+    if (!session) return false;
     // On a new connection the old bindings are a dead owner's, and cleared as such.
-    if (generation_ != session.generation()) {
-        startOver(session);
-        return;
-    }
-    if (!binder_.isEmpty()) waitUntilEventsAreRead(session, readPatience);
-    binder_.release(session);
+    if (generation_ != session.generation()) return startOver(session);
     stale_ = true;
+    const bool mayWait = reading == Reading::required && !binder_.isEmpty();
+    if (mayWait && !waitUntilEventsAreRead(session, giveBackPatience)) return false;
+    binder_.release(session);
+    return true;
 }
 
 }  // namespace varkel

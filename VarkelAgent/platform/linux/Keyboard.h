@@ -38,8 +38,10 @@ class Keyboard {
     /// Whether anything was done to the keyboard that giveBack() has to end.
     bool inUse() const { return binder_.isNoted(); }
 
-    /// Gives the borrowed key codes back once the application has read what was typed with them.
-    void giveBack(X11Connection::Session& session);
+    /// Gives the borrowed key codes back when the application has read what was typed with them; with
+    /// Reading::ignored, in any case. Whether it was done.
+    enum class Reading { required, ignored };
+    bool giveBack(X11Connection::Session& session, Reading reading);
 
   private:
     struct State {
@@ -65,6 +67,7 @@ class Keyboard {
     bool stale_ = true;
     std::optional<KeyboardMap> map_;
     KeyBinder binder_;
+    std::set<xcb_keycode_t> down_;
     /// The keys that are down and repeated before we pressed them.
     std::set<xcb_keycode_t> silenced_;
 };

@@ -16,11 +16,20 @@ namespace varkel {
 namespace {
 
 /// A post may have to wait for an application to catch up before a key code gets a new meaning.
-constexpr std::chrono::milliseconds postDeadline{5000};
+constexpr std::chrono::milliseconds postDeadline{6000};
 
 /// Borrowed key codes stay bound this long after the last use: the next text finds them in place, and
 /// applications that read late still find what they need.
 constexpr std::chrono::milliseconds idleBeforeGivingBack{400};
+
+/// A key that has been down for longer was forgotten by a request that ended in the middle.
+constexpr std::chrono::milliseconds longestHold{2000};
+
+/// Between two attempts to give the keyboard back.
+constexpr std::chrono::milliseconds retryAfter{1000};
+
+/// An application that has not read its events by then is taken for dead.
+constexpr std::chrono::seconds longestLoan{20};
 
 /// More steps than anyone turns a wheel at once; each is two events.
 constexpr std::int32_t maxWheelSteps = 1000;
@@ -194,24 +203,36 @@ void X11EventPoster::giveBackSoon() {
     changed_.notify_one();
 }
 
+/// Called with the lock held. Whether nobody is typing and nothing was typed for a moment.
+bool X11EventPoster::isIdle() const {
+    const auto quiet = std::chrono::steady_clock::now() - lastUse_;
+    return texts_.empty() && quiet >= (down_.empty() ? idleBeforeGivingBack : longestHold);
+}
+
 /// Gives the keyboard back off the callers' threads, so that nobody waits for it.
 void X11EventPoster::giveBackWhenIdle() {
     std::unique_lock lock(mutex_);
-    for (;;) {
-        changed_.wait(lock, [this] { return stopping_ || keyboard_.inUse(); });
-        while (!stopping_ && (!texts_.empty() || !down_.empty() ||
-                              std::chrono::steady_clock::now() < lastUse_ + idleBeforeGivingBack)) {
-            changed_.wait_until(lock,
-                                std::max(lastUse_, std::chrono::steady_clock::now()) + idleBeforeGivingBack);
+    while (!stopping_) {
+        if (!keyboard_.inUse()) {
+            changed_.wait(lock);
+        } else if (!isIdle()) {
+            changed_.wait_for(lock, idleBeforeGivingBack);
+        } else if (!giveBack()) {
+            changed_.wait_for(lock, retryAfter);
         }
-        if (keyboard_.inUse()) {
-            X11Connection::Session session(connection_, postDeadline);
-            keyboard_.giveBack(session);
-            // A server that does not answer must not be asked in a loop.
-            if (!session && !stopping_) changed_.wait_for(lock, postDeadline);
-        }
-        if (stopping_) return;
     }
+    if (keyboard_.inUse()) giveBack();
+}
+
+/// Called with the lock held. Whether it was done.
+bool X11EventPoster::giveBack() {
+    X11Connection::Session session(connection_, postDeadline);
+    // Whoever pressed these is gone and will not let go of them.
+    for (const auto& pressed : down_) keyboard_.release(session, pressed.second);
+    down_.clear();
+    const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestLoan;
+    return keyboard_.giveBack(
+        session, overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required);
 }
 
 }  // namespace varkel

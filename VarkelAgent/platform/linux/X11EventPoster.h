@@ -37,6 +37,8 @@ class X11EventPoster : public EventPoster {
     void endAnnouncement(std::list<PlannedText>::iterator text);
     void giveBackSoon();
     void giveBackWhenIdle();
+    bool isIdle() const;
+    bool giveBack();
 
     X11Connection connection_;
 

@@ -76,6 +76,10 @@ class SpawnActions {
     void give(const FileDescriptor& fd, int as) { posix_spawn_file_actions_adddup2(&actions_, fd.get(), as); }
     void giveNull(int as, int mode) { posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", mode, 0); }
 
+    void enter(const std::string& directory) {
+        posix_spawn_file_actions_addchdir_np(&actions_, directory.c_str());
+    }
+
     /// Descriptors that some library opened without close-on-exec stay here too.
     void closeTheRest() {
 #ifdef __GLIBC__
@@ -93,7 +97,7 @@ class SpawnActions {
 
 class SpawnAttributes {
   public:
-    SpawnAttributes() {
+    explicit SpawnAttributes(bool newSession) {
         posix_spawnattr_init(&attributes_);
         sigset_t all;
         sigset_t none;
@@ -102,8 +106,10 @@ class SpawnAttributes {
         posix_spawnattr_setsigdefault(&attributes_, &all);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setpgroup(&attributes_, 0);
+        // A new session brings a group of its own along.
+        const int own = newSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
         posix_spawnattr_setflags(&attributes_,
-                                 POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+                                 static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | own));
     }
     SpawnAttributes(const SpawnAttributes&) = delete;
     SpawnAttributes& operator=(const SpawnAttributes&) = delete;
@@ -213,7 +219,7 @@ struct ChildProcess::Running {
 };
 
 void ChildProcess::Running::start(const ChildCommand& command) {
-    const SpawnAttributes attributes;
+    const SpawnAttributes attributes(command.newSession);
     SpawnActions actions;
     Pipe in;
     Pipe out;
@@ -233,6 +239,7 @@ void ChildProcess::Running::start(const ChildCommand& command) {
         actions.giveNull(STDOUT_FILENO, O_WRONLY);
         actions.giveNull(STDERR_FILENO, O_WRONLY);
     }
+    if (!command.workingDirectory.empty()) actions.enter(command.workingDirectory);
     actions.closeTheRest();
 
     std::vector<char*> arguments;
