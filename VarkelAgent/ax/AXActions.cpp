@@ -118,15 +118,17 @@ void postBoth(const KeyEvents& events) {
 Task<void> typeKeys(std::string text) {
     if (text.empty()) co_return;
     EventPoster& poster = *Platform::current().eventPoster;
-    // Shared only because what goes to the pool must be copyable.
-    auto announcement = co_await runBlocking(
-        [&poster, &text] { return std::shared_ptr<TextAnnouncement>(poster.announceText(text)); });
+    std::unique_ptr<TextAnnouncement> announcement;
+    const auto announce = [&] { announcement = poster.announceText(text); };
+    co_await runBlocking(announce);
     for (const std::string_view character : graphemeClusters(text)) {
         const KeyEvents events = eventsForCharacter(poster, character);
-        co_await runBlocking([&events] { postBoth(events); });
+        const auto post = [&] { postBoth(events); };
+        co_await runBlocking(post);
         co_await sleepFor(typingPause);
     }
-    co_await runBlocking([&announcement] { announcement.reset(); });
+    const auto withdraw = [&] { announcement.reset(); };
+    co_await runBlocking(withdraw);
 }
 
 std::optional<AXAction> scrollAction(std::string_view direction) {
@@ -160,11 +162,13 @@ HTTPResponse scrollBlocking(const AXScrollRequest& request, const std::optional<
 }  // namespace
 
 Task<HTTPResponse> axClick(AXClickRequest request, std::optional<std::string> batchId) {
-    co_return co_await runBlocking([&] { return clickBlocking(request, batchId); });
+    const auto work = [&] { return clickBlocking(request, batchId); };
+    co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batchId) {
-    const auto answer = co_await runBlocking([&] { return setValueBlocking(request, batchId); });
+    const auto setValue = [&] { return setValueBlocking(request, batchId); };
+    const auto answer = co_await runBlocking(setValue);
     if (answer) co_return *answer;
     co_await typeKeys(std::move(request.text));
     axBumpChangeCounter();
@@ -172,7 +176,8 @@ Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batc
 }
 
 Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId) {
-    co_return co_await runBlocking([&] { return scrollBlocking(request, batchId); });
+    const auto work = [&] { return scrollBlocking(request, batchId); };
+    co_return co_await runBlocking(work);
 }
 
 }  // namespace varkel

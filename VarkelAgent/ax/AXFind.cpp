@@ -41,7 +41,8 @@ Task<HTTPResponse> axFind(AXQuery query, std::optional<std::string> batchId) {
         const AXTreeData data = co_await axTreeData(std::nullopt, std::move(batchId));
         // Off the I/O threads: a pattern may take its time on many values, and a broad query answers at
         // length.
-        co_return co_await runBlocking([&] { return search(data.snapshot->tree(), query); });
+        const auto work = [&] { return search(data.snapshot->tree(), query); };
+        co_return co_await runBlocking(work);
     } catch (...) {
         failure = std::current_exception();
     }

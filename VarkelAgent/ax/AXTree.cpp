@@ -62,7 +62,8 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
     if (TreeSnapshotRef cached = cachedWithoutWaiting(rootPid)) co_return AXTreeData{std::move(cached), true};
-    co_return co_await runBlocking([&] { return axTreeDataBlocking(rootPid, batchId); });
+    const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
+    co_return co_await runBlocking(work);
 }
 
 HTTPResponse axTreeFailure(const std::exception_ptr& failure) {
@@ -91,7 +92,8 @@ Task<HTTPResponse> axTree(std::optional<std::int64_t> rootPid, std::optional<std
     try {
         const AXTreeData data = co_await axTreeData(rootPid, std::move(batchId));
         // Large trees take a while to write; that is work for the pool, and done only once per tree.
-        if (!data.cacheHit) co_await runBlocking([&] { data.snapshot->json(); });
+        const auto write = [&] { data.snapshot->json(); };
+        if (!data.cacheHit) co_await runBlocking(write);
         const SharedBody& json = data.snapshot->json();
         HTTPResponse response = json ? jsonTextResponse(200, json) : jsonTextResponse(200, std::nullopt);
         response.setHeader("X-Varkel-Cache", data.cacheHit ? "HIT" : "MISS");

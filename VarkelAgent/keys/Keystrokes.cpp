@@ -68,17 +68,14 @@ class Delivery {
     Task<void> type(std::string text) {
         if (text.empty()) co_return;
         EventPoster& poster = *Platform::current().eventPoster;
-        // Shared only because what goes to the pool must be copyable.
-        const auto announce = [&poster, &text] {
-            return std::shared_ptr<TextAnnouncement>(poster.announceText(text));
-        };
+        const auto announce = [&] { return poster.announceText(text); };
         auto announcement = co_await runBlocking(announce);
         for (const std::string_view character : graphemeClusters(text)) {
             KeyEvents events = eventsForCharacter(poster, character);
             co_await press(std::move(events));
         }
-        auto withdraw = [held = std::move(announcement)]() mutable { held.reset(); };
-        co_await runBlocking(std::move(withdraw));
+        const auto withdraw = [&] { announcement.reset(); };
+        co_await runBlocking(withdraw);
     }
 
     /// Presses the chords in order. The first one that names no key ends it and is returned, or is skipped.
