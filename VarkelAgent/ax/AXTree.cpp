@@ -61,7 +61,8 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    if (TreeSnapshotRef cached = cachedWithoutWaiting(rootPid)) co_return AXTreeData{std::move(cached), true};
+    const TreeSnapshotRef cached = cachedWithoutWaiting(rootPid);
+    if (cached) co_return AXTreeData{cached, true};
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
     co_return co_await runBlocking(work);
 }
