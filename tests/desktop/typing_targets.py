@@ -46,7 +46,7 @@ class GtkTarget:
         self.events = []
         threading.Thread(target=self._read, args=(self.process.stdout,), daemon=True).start()
         self.wait_for_event(lambda event: event["event"] == "ready")
-        self.window = self._desktop.wait_for_window(self.process)
+        self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
         return self
 
@@ -105,7 +105,7 @@ class XTermTarget:
         open(self._path, "wb").close()
         self._start = 0
         self.process = self._desktop.start(["xterm", "-u8", "-e", sys.executable, "-c", _RAW_READER, self._path])
-        self.window = self._desktop.wait_for_window(self.process)
+        self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
         time.sleep(0.5)  # the reader has no way to tell that the terminal is in raw mode
         return self
