@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <atomic>
 #include <boost/asio/co_spawn.hpp>
@@ -266,48 +265,6 @@ TEST_F(HTTPServerTest, KeepsIdleConnections) {
         for (RawClient& connection : idle)
             EXPECT_EQ(connection.request(health).statusLine, "HTTP/1.1 200 OK");
     }
-}
-
-/// The lowest limit that leaves room for `more` descriptors, until the end of the scope.
-class DescriptorLimit {
-  public:
-    explicit DescriptorLimit(rlim_t more) {
-        getrlimit(RLIMIT_NOFILE, &saved_);
-        const FileDescriptor next(::dup(0));
-        const rlimit lowered{static_cast<rlim_t>(next.get()) + more, saved_.rlim_max};
-        setrlimit(RLIMIT_NOFILE, &lowered);
-    }
-    DescriptorLimit(const DescriptorLimit&) = delete;
-    DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-    ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &saved_); }
-
-  private:
-    rlimit saved_{};
-};
-
-TEST_F(HTTPServerTest, SurvivesAShortageOfFileDescriptors) {
-    start();
-    RawClient served = client();
-    EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
-    {
-        const DescriptorLimit limit(20);
-        std::vector<RawClient> clients;
-        // Client and server share the limit: the last of these is connected and cannot be accepted.
-        try {
-            while (true) clients.push_back(client());
-        } catch (const std::system_error& error) {
-            EXPECT_EQ(error.code(), std::errc::too_many_files_open);
-        }
-        ASSERT_FALSE(clients.empty());
-        RawClient waiting = std::move(clients.back());
-        waiting.send(health);
-        EXPECT_TRUE(waiting.isQuiet());
-        EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
-        // As soon as some are free the one that waited is served.
-        clients.clear();
-        EXPECT_EQ(waiting.receive()->statusLine, "HTTP/1.1 200 OK");
-    }
-    EXPECT_EQ(client().request(health).statusLine, "HTTP/1.1 200 OK");
 }
 
 TEST_F(HTTPServerTest, StaysUpWithoutAPort) {
