@@ -149,8 +149,8 @@ TEST_F(HTTPServerTest, AnswersPipelinedRequestsInOrder) {
     for (int i = 0; i < 300; ++i) requests += post("/echo", std::to_string(i)) + health;
     connection.send(requests);
     for (int i = 0; i < 300; ++i) {
-        EXPECT_EQ(connection.receive()->body, std::to_string(i));
-        EXPECT_EQ(connection.receive()->body, R"({"ok":true,"version":"0.2.0"})");
+        EXPECT_EQ(connection.receive().value().body, std::to_string(i));
+        EXPECT_EQ(connection.receive().value().body, R"({"ok":true,"version":"0.2.0"})");
     }
 }
 
@@ -160,7 +160,7 @@ TEST_F(HTTPServerTest, EndsConnectionsWhenItShould) {
     for (const char* value : {"close", "CLOSE", " Close "}) {
         RawClient connection = client();
         connection.send("GET /health x\r\nConnection:" + std::string(value) + "\r\n\r\n" + health);
-        EXPECT_EQ(connection.receive()->statusLine, "HTTP/1.1 200 OK");
+        EXPECT_EQ(connection.receive().value().statusLine, "HTTP/1.1 200 OK");
         EXPECT_EQ(connection.receiveRest(), "") << value;
     }
     // An invalid head: without an answer.
@@ -190,7 +190,7 @@ TEST_F(HTTPServerTest, AnswersAPeerThatHasFinishedSending) {
         RawClient connection = client();
         connection.send(bytes);
         connection.finishSending();
-        EXPECT_EQ(connection.receive()->statusLine, "HTTP/1.1 200 OK");
+        EXPECT_EQ(connection.receive().value().statusLine, "HTTP/1.1 200 OK");
         EXPECT_EQ(connection.receiveRest(), "");
     }
 }
@@ -202,7 +202,7 @@ TEST_F(HTTPServerTest, ReceivesRequestsInSmallPieces) {
         connection.send(std::string_view(&byte, 1));
         std::this_thread::yield();
     }
-    EXPECT_EQ(connection.receive()->body, "piecemeal");
+    EXPECT_EQ(connection.receive().value().body, "piecemeal");
 }
 
 TEST_F(HTTPServerTest, MovesLargeBodiesBothWays) {
@@ -253,8 +253,8 @@ TEST_F(HTTPServerTest, GoesOnWhileOneHandlerWaitsAndOneClientDoesNotRead) {
     for (int i = 0; i < 4; ++i) EXPECT_EQ(client().request(health).statusLine, "HTTP/1.1 200 OK");
     for (RawClient& connection : waiting) EXPECT_TRUE(connection.isQuiet());
     release.set_value();
-    for (RawClient& connection : waiting) EXPECT_EQ(connection.receive()->body, "late");
-    for (RawClient& connection : unread) EXPECT_EQ(connection.receive()->body, *large);
+    for (RawClient& connection : waiting) EXPECT_EQ(connection.receive().value().body, "late");
+    for (RawClient& connection : unread) EXPECT_EQ(connection.receive().value().body, *large);
 }
 
 TEST_F(HTTPServerTest, KeepsIdleConnections) {

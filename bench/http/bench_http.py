@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Measures the agent's HTTP service side by side with nginx, and what the agent costs when idle.
 
-usage: http.py [--agent PATH] [--rounds N] [--seconds S] [--tree-pid PID]
+usage: bench_http.py [--agent PATH] [--rounds N] [--seconds S] [--tree-pid PID]
 
 The agent and nginx (one worker, a static answer of the same size) serve in the same run; wrk asks each in
 turn, so that a busy machine slows both. With --tree-pid the same is done for POST /ax/tree of that process.
