@@ -162,5 +162,24 @@ TEST_F(AgentProcess, TakesItsPortAgainRightAfterItWasKilled) {
     }
 }
 
+TEST_F(AgentProcess, SurvivesAShortageOfFileDescriptors) {
+    const std::uint16_t port = freePort();
+    ChildAgent agent({"--token", "t", "--port", std::to_string(port)}, environment());
+    ASSERT_TRUE(agent.readLine());
+    const std::string health = "GET /health x\r\n\r\n";
+    RawClient served(port);
+    EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
+
+    agent.limitDescriptors(30);
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 40; ++i) clients.emplace_back(port).send(health);
+    // Accepted in order: the last one waits, and those that are served do not suffer.
+    EXPECT_TRUE(clients.back().isQuiet());
+    EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(clients.front().receive().value().statusLine, "HTTP/1.1 200 OK");
+    clients.erase(clients.begin(), clients.begin() + 30);
+    for (RawClient& waiting : clients) EXPECT_EQ(waiting.receive().value().statusLine, "HTTP/1.1 200 OK");
+}
+
 }  // namespace
 }  // namespace varkel

@@ -1,11 +1,10 @@
-#include "routes/Routes.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "ax/BatchManager.h"
 #include "routes/AXRoutes.h"
 #include "routes/BatchRoutes.h"
+#include "routes/Routes.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 
@@ -77,8 +76,8 @@ TEST(ActionRoutes, AnswerAMalformedBodyWithoutTouchingTheDesktop) {
 TEST(BatchRoutes, UseTheDefaultIdForABodyThatIsNoTextMap) {
     FakeDesktop desktop;
     desktop.frontmost = 55;
-    for (const char* body : {"", "{}", R"({"batch_id": null})", R"({"batch_id": 7})",
-                             R"({"batch_id": "mine", "other": 1})"}) {
+    for (const char* body :
+         {"", "{}", R"({"batch_id": null})", R"({"batch_id": 7})", R"({"batch_id": "mine", "other": 1})"}) {
         EXPECT_EQ(answer(batchBegin, body), R"(200 {"ok":true,"batch_id":"default"})") << body;
         EXPECT_EQ(BatchManager::shared().lookup("default"), 55);
         EXPECT_EQ(answer(batchEnd, body), R"(200 {"ok":true,"batch_id":"default"})") << body;

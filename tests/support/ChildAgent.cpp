@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -85,6 +86,13 @@ int ChildAgent::wait() {
 
 bool ChildAgent::isRunning() {
     return ::waitpid(pid_, nullptr, WNOHANG) == 0;
+}
+
+void ChildAgent::limitDescriptors(unsigned count) {
+    const rlimit limit{count, count};
+    if (::prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr) != 0) {
+        throw std::system_error(errno, std::generic_category(), "prlimit");
+    }
 }
 
 }  // namespace varkel::test

@@ -29,6 +29,9 @@ class ChildAgent {
 
     bool isRunning();
 
+    /// Lets the agent have no more than `count` file descriptors from now on.
+    void limitDescriptors(unsigned count);
+
   private:
     bool fill();
 
