@@ -9,6 +9,7 @@
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"
 #include "ax/PathMemory.h"
+#include "ax/TreeBuilds.h"
 #include "http/BlockingPool.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
@@ -34,14 +35,23 @@ pid_t choosePid(std::optional<pid_t> rootPid, const std::optional<std::string>& 
     return *frontmost;
 }
 
-/// The cached tree when neither the permission nor the frontmost application takes a wait to find out; null
-/// when the long way has to be gone. Keeps a request that the cache answers on its I/O thread.
-TreeSnapshotRef cachedWithoutWaiting(std::optional<std::int64_t> rootPid) {
+/// What can be told of a request without waiting for another process.
+struct Outlook {
+    /// The cached tree, or null when there is none.
+    TreeSnapshotRef cached;
+    /// The key that the tree is kept under.
+    pid_t key;
+};
+
+/// Nothing when it takes a wait to find out about the permission or the frontmost application. Keeps a
+/// request that the cache answers on its I/O thread.
+std::optional<Outlook> lookWithoutWaiting(std::optional<std::int64_t> rootPid) {
     Platform& platform = Platform::current();
-    if (!platform.accessibility->isKnownTrusted()) return nullptr;
+    if (!platform.accessibility->isKnownTrusted()) return std::nullopt;
     const auto frontmost = platform.workspace->frontmostApplicationIfKnown();
-    if (!frontmost) return nullptr;
-    return AXTreeCache::shared().getIfFresh(toPid(rootPid), *frontmost);
+    if (!frontmost) return std::nullopt;
+    const std::optional<pid_t> root = toPid(rootPid);
+    return Outlook{AXTreeCache::shared().getIfFresh(root, *frontmost), AXTreeCache::keyFor(root, *frontmost)};
 }
 
 }  // namespace
@@ -61,8 +71,14 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    const TreeSnapshotRef cached = cachedWithoutWaiting(rootPid);
-    if (cached) co_return AXTreeData{cached, true};
+    std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
+    if (outlook && !outlook->cached) {
+        co_await TreeBuilds::shared().waitForCurrent(outlook->key);
+        outlook = lookWithoutWaiting(rootPid);
+    }
+    if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
+    std::optional<TreeBuilds::Build> build;
+    if (outlook) build.emplace(TreeBuilds::shared().begin(outlook->key));
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
     co_return co_await runBlocking(work);
 }

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
 #include <limits>
 
 #include "ax/AX+Shared.h"
@@ -63,6 +66,22 @@ TEST_F(AXTreeTest, IsServedFromTheCacheWithoutWaitingWhenTheDesktopKnows) {
     EXPECT_EQ(desktop.frontmostQueries(), queries);
     desktop.frontmost = browser;
     EXPECT_EQ(cacheHeader(request(editor)), "MISS");
+}
+
+TEST_F(AXTreeTest, IsReadOnceForAllWhoAskWhileItIsRead) {
+    desktop.knownWithoutWaiting = true;
+    runTask(axTreeData(browser, std::nullopt));
+    const int before = desktop.applicationsMade();
+    boost::asio::io_context context;
+    int hits = 0;
+    const auto ask = [&]() -> Task<void> {
+        const AXTreeData data = co_await axTreeData(editor, std::nullopt);
+        if (data.cacheHit) ++hits;
+    };
+    for (int i = 0; i < 20; ++i) boost::asio::co_spawn(context, ask(), boost::asio::detached);
+    context.run();
+    EXPECT_EQ(desktop.applicationsMade() - before, 1);
+    EXPECT_EQ(hits, 19);
 }
 
 TEST_F(AXTreeTest, IsReadAnewAfterAnAction) {
