@@ -81,7 +81,8 @@ HTTPServer::HTTPServer(std::uint16_t port, std::string token)
           return verifyToken(head) ? BodyHandling::keep : BodyHandling::discard;
       }) {}
 
-HTTPServer::~HTTPServer() {
+// Raises only without memory, and then the process may as well end.
+HTTPServer::~HTTPServer() {  // NOLINT(bugprone-exception-escape)
     endListener();
     for (IOThread& thread : threads_) thread.finish();
 }

@@ -31,7 +31,7 @@ class HTTPServer : private RequestServer {
 
     /// Ends listening and the connections, and waits for the handlers under way. start() must have returned
     /// or never been called.
-    ~HTTPServer() override;
+    ~HTTPServer() override;  // NOLINT(bugprone-exception-escape)
 
     /// Adds a route; the first one that matches a request is called. Before start().
     void registerRoute(std::string method, std::string path, RouteHandler handler);
