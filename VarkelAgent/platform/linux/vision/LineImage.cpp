@@ -1,0 +1,182 @@
+#include "platform/linux/vision/LineImage.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+
+namespace varkel {
+
+namespace {
+
+int border = getenv("BORDER") ? atoi(getenv("BORDER")) : 10;
+
+struct Colour {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+};
+
+Colour colourAt(const PixelPlanes& image, int x, int y) {
+    const std::size_t at = image.offset(x, y);
+    return {image.red[at], image.green[at], image.blue[at]};
+}
+
+int distance(const Colour& a, const Colour& b) {
+    return std::max({std::abs(a.red - b.red), std::abs(a.green - b.green), std::abs(a.blue - b.blue)});
+}
+
+PixelBox grown(const PixelBox& box, int by, const PixelPlanes& image) {
+    return {std::max(0, box.x0 - by), std::max(0, box.y0 - by), std::min(image.width, box.x1 + by),
+            std::min(image.height, box.y1 + by)};
+}
+
+/// The most frequent colour of a box and of one pixel around it, where backgrounds show.
+Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
+    const PixelBox box = grown(ink, 1, image);
+    struct Bin {
+        int count = 0;
+        int red = 0;
+        int green = 0;
+        int blue = 0;
+    };
+    std::array<Bin, 4096> bins{};
+    for (int y = box.y0; y < box.y1; ++y) {
+        for (int x = box.x0; x < box.x1; ++x) {
+            const Colour c = colourAt(image, x, y);
+            Bin& bin = bins[static_cast<std::size_t>((c.red >> 4) << 8 | (c.green >> 4) << 4 | c.blue >> 4)];
+            const bool outside = x < ink.x0 || x >= ink.x1 || y < ink.y0 || y >= ink.y1;
+            const int weight = outside ? 2 : 1;
+            bin.count += weight;
+            bin.red += weight * c.red;
+            bin.green += weight * c.green;
+            bin.blue += weight * c.blue;
+        }
+    }
+    const Bin& most = *std::max_element(bins.begin(), bins.end(),
+                                        [](const Bin& a, const Bin& b) { return a.count < b.count; });
+    const int count = std::max(1, most.count);
+    return {most.red / count, most.green / count, most.blue / count};
+}
+
+/// The columns of a line cut where no part reaches, at gaps wide enough to part words.
+std::vector<PixelBox> wordsOf(const DetectedLine& line) {
+    const int gap = std::max(2, line.box.height() / 5);
+    std::vector<PixelBox> words;
+    for (const PixelBox& part : line.parts) {
+        if (words.empty() || part.x0 - words.back().x1 >= gap) {
+            words.push_back({part.x0, line.box.y0, part.x1, line.box.y1});
+        } else {
+            words.back().x1 = std::max(words.back().x1, part.x1);
+        }
+    }
+    return words;
+}
+
+/// Writes one word's darkness, 0 for background up to 255, into the line's plane.
+void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line, std::vector<float>& plane) {
+    const Colour background = backgroundOf(image, word);
+    int strongest = 24;
+    for (int y = word.y0; y < word.y1; ++y) {
+        for (int x = word.x0; x < word.x1; ++x) {
+            strongest = std::max(strongest, distance(colourAt(image, x, y), background));
+        }
+    }
+    const float scale = 255.0F / static_cast<float>(strongest);
+    for (int y = word.y0; y < word.y1; ++y) {
+        float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
+        for (int x = word.x0; x < word.x1; ++x) {
+            row[x - line.x0] = scale * static_cast<float>(distance(colourAt(image, x, y), background));
+        }
+    }
+}
+
+/// Four neighbours and their weights for one output sample.
+struct Tap {
+    std::array<int, 4> index{};
+    std::array<float, 4> weight{};
+};
+
+std::vector<Tap> makeTaps(int from, int to) {
+    std::vector<Tap> taps(static_cast<std::size_t>(to));
+    const double ratio = static_cast<double>(from) / to;
+    for (int i = 0; i < to; ++i) {
+        const double centre = (i + 0.5) * ratio - 0.5;
+        const int base = static_cast<int>(std::floor(centre));
+        const double t = centre - base;
+        const std::array<double, 4> weights{((-0.5 * t + 1.0) * t - 0.5) * t, (1.5 * t - 2.5) * t * t + 1.0,
+                                            ((-1.5 * t + 2.0) * t + 0.5) * t, (0.5 * t - 0.5) * t * t};
+        Tap& tap = taps[static_cast<std::size_t>(i)];
+        for (int k = 0; k < 4; ++k) {
+            // Outside is background, marked by -1.
+            const int index = base - 1 + k;
+            tap.index[static_cast<std::size_t>(k)] = index >= 0 && index < from ? index : -1;
+            tap.weight[static_cast<std::size_t>(k)] = static_cast<float>(weights[static_cast<std::size_t>(k)]);
+        }
+    }
+    return taps;
+}
+
+/// Halves a plane by averaging, for lines far higher than what the recogniser takes.
+void halve(std::vector<float>& plane, int& width, int& height) {
+    const int w = width / 2;
+    const int h = height / 2;
+    std::vector<float> half(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    for (int y = 0; y < h; ++y) {
+        const float* top = plane.data() + static_cast<std::ptrdiff_t>(2 * y) * width;
+        const float* bottom = top + width;
+        float* out = half.data() + static_cast<std::ptrdiff_t>(y) * w;
+        for (int x = 0; x < w; ++x) {
+            out[x] = (top[2 * x] + top[2 * x + 1] + bottom[2 * x] + bottom[2 * x + 1]) / 4;
+        }
+    }
+    plane = std::move(half);
+    width = w;
+    height = h;
+}
+
+LineImage scaled(const std::vector<float>& plane, int width, int height, int toHeight) {
+    const int toWidth = std::max(1, static_cast<int>(std::lround(static_cast<double>(width) * toHeight / height)));
+    const std::vector<Tap> columns = makeTaps(width, toWidth);
+    const std::vector<Tap> rows = makeTaps(height, toHeight);
+    std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) {
+        const float* in = plane.data() + static_cast<std::ptrdiff_t>(y) * width;
+        float* out = wide.data() + static_cast<std::ptrdiff_t>(y) * toWidth;
+        for (int x = 0; x < toWidth; ++x) {
+            const Tap& tap = columns[static_cast<std::size_t>(x)];
+            float sum = 0;
+            for (std::size_t k = 0; k < 4; ++k) {
+                if (tap.index[k] >= 0) sum += tap.weight[k] * in[tap.index[k]];
+            }
+            out[x] = sum;
+        }
+    }
+    LineImage result{toWidth + 2 * border, toHeight + 2 * border, {}};
+    result.pixels.assign(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height), 255);
+    for (int y = 0; y < toHeight; ++y) {
+        const Tap& tap = rows[static_cast<std::size_t>(y)];
+        std::uint8_t* out = result.pixels.data() + static_cast<std::ptrdiff_t>(y + border) * result.width + border;
+        for (int x = 0; x < toWidth; ++x) {
+            float sum = 0;
+            for (std::size_t k = 0; k < 4; ++k) {
+                if (tap.index[k] >= 0) sum += tap.weight[k] * wide[static_cast<std::size_t>(tap.index[k]) * static_cast<std::size_t>(toWidth) + static_cast<std::size_t>(x)];
+            }
+            out[x] = static_cast<std::uint8_t>(255 - std::clamp(static_cast<int>(std::lround(sum)), 0, 255));
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+LineImage prepareLine(const PixelPlanes& image, const DetectedLine& line, int inkHeight) {
+    int width = line.box.width();
+    int height = line.box.height();
+    std::vector<float> plane(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    for (const PixelBox& word : wordsOf(line)) extractWord(image, word, line.box, plane);
+    while (height >= 2 * inkHeight && width >= 2) halve(plane, width, height);
+    return scaled(plane, width, height, inkHeight);
+}
+
+}  // namespace varkel
