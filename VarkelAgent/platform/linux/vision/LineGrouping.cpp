@@ -11,7 +11,7 @@ namespace varkel {
 namespace {
 
 /// The widest gap between two words of a line, in heights of the line.
-double wordGap = getenv("GAP") ? atof(getenv("GAP")) : 1.15;
+constexpr double wordGap = 1.3;
 /// The lowest part that can start a line; lower ones are dots and dashes, which join a line that is there.
 constexpr int lowestLetter = 4;
 
@@ -63,15 +63,38 @@ bool isIcon(const Glyph& part, const Core& text, int gap) {
     return squarish && high && (part.closed || outside);
 }
 
+/// Makes one part of parts that lie above each other or within each other: dots on their stems, marks in their
+/// boxes. Parts are sorted by their left sides, before and after.
+std::vector<Glyph> stacked(const std::vector<Glyph>& parts) {
+    std::vector<Glyph> stacks;
+    for (const Glyph& part : parts) {
+        if (stacks.empty() || part.box.x1 > stacks.back().box.x1 || part.box.x0 >= stacks.back().box.x1) {
+            stacks.push_back(part);
+            continue;
+        }
+        Glyph& stack = stacks.back();
+        stack.box = united(stack.box, part.box);
+    }
+    return stacks;
+}
+
 /// Takes icons, checkboxes and radio buttons off the ends of a line; parts are sorted by their left sides.
 void dropIcons(std::vector<Glyph>& parts) {
-    if (parts.size() < 3) return;
-    const Core rest = coreOf(parts.begin() + 1, parts.end());
-    if (isIcon(parts.front(), rest, parts[1].box.x0 - parts[0].box.x1)) parts.erase(parts.begin());
-    if (parts.size() < 3) return;
-    const std::size_t last = parts.size() - 1;
-    const Core before = coreOf(parts.begin(), parts.end() - 1);
-    if (isIcon(parts[last], before, parts[last].box.x0 - parts[last - 1].box.x1)) parts.pop_back();
+    std::vector<Glyph> stacks = stacked(parts);
+    if (stacks.size() < 2) return;
+    const Core rest = coreOf(stacks.begin() + 1, stacks.end());
+    if (isIcon(stacks.front(), rest, stacks[1].box.x0 - stacks[0].box.x1)) {
+        const int end = stacks.front().box.x1;
+        std::erase_if(parts, [end](const Glyph& part) { return part.box.x1 <= end; });
+        stacks.erase(stacks.begin());
+    }
+    if (stacks.size() < 2) return;
+    const Glyph& last = stacks.back();
+    const Core before = coreOf(stacks.begin(), stacks.end() - 1);
+    if (isIcon(last, before, last.box.x0 - stacks[stacks.size() - 2].box.x1)) {
+        const int start = last.box.x0;
+        std::erase_if(parts, [start](const Glyph& part) { return part.box.x0 >= start; });
+    }
 }
 
 /// Lines under construction: groups of parts with their common boxes.

@@ -9,7 +9,11 @@ namespace varkel {
 
 namespace {
 
-int border = getenv("BORDER") ? atoi(getenv("BORDER")) : 10;
+/// The height of the pictures that the model was trained on; others would be scaled once more.
+constexpr int modelHeight = 36;
+constexpr int border = 3;
+/// The depth of descenders below the baseline, in heights of capitals.
+constexpr double descent = 0.33;
 
 struct Colour {
     int red = 0;
@@ -170,11 +174,26 @@ LineImage scaled(const std::vector<float>& plane, int width, int height, int toH
 
 }  // namespace
 
-LineImage prepareLine(const PixelPlanes& image, const DetectedLine& line, int inkHeight) {
-    int width = line.box.width();
-    int height = line.box.height();
-    std::vector<float> plane(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    for (const PixelBox& word : wordsOf(line)) extractWord(image, word, line.box, plane);
+LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line) {
+    LinePlane plane{line.box.width(), line.box.height(), {}};
+    plane.darkness.resize(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
+    for (const PixelBox& word : wordsOf(line)) extractWord(image, word, line.box, plane.darkness);
+
+    std::vector<int> bottoms;
+    for (const PixelBox& part : line.parts) bottoms.push_back(part.y1 - line.box.y0);
+    const auto middle = bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2);
+    std::nth_element(bottoms.begin(), middle, bottoms.end());
+    plane.baseline = bottoms.empty() ? plane.height : *middle;
+    return plane;
+}
+
+LineImage prepareLine(const LinePlane& line) {
+    std::vector<float> plane = line.darkness;
+    int width = line.width;
+    // Room for descenders below lines that have none: the model places letters by it.
+    int height = std::max(line.height, line.baseline + static_cast<int>(std::lround(descent * line.baseline)));
+    plane.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    constexpr int inkHeight = modelHeight - 2 * border;
     while (height >= 2 * inkHeight && width >= 2) halve(plane, width, height);
     return scaled(plane, width, height, inkHeight);
 }

@@ -14,8 +14,22 @@ struct LineImage {
     std::vector<std::uint8_t> pixels;
 };
 
-/// Cuts a line out of a picture: background to white by each word's own background, contrast stretched word by
-/// word, scaled to a height of about `inkHeight` pixels, with a white border. Any thread.
-LineImage prepareLine(const PixelPlanes& image, const DetectedLine& line, int inkHeight);
+/// A line cut out of a picture at its own size.
+struct LinePlane {
+    int width = 0;
+    int height = 0;
+    /// How far each pixel is from its background, 0 to 255; each word stretched to the whole range.
+    std::vector<float> darkness;
+    /// The row below the letters without descenders.
+    int baseline = 0;
+};
+
+/// Cuts a line out of a picture. Every word has its own background and contrast, so that selected or coloured
+/// words come out like the others. Any thread.
+LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line);
+
+/// The line as the recogniser wants it: of the height that its model was trained on, with the baseline where
+/// the model expects it. Any thread.
+LineImage prepareLine(const LinePlane& line);
 
 }  // namespace varkel

@@ -21,19 +21,15 @@ class TesseractLineRecogniser final : public LineRecogniser {
   public:
     bool init() {
         if (api_.Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) return false;
-        api_.SetPageSegMode(static_cast<tesseract::PageSegMode>(getenv("PSM") ? atoi(getenv("PSM")) : 7));
+        api_.SetPageSegMode(tesseract::PSM_RAW_LINE);
         // Lines arrive black on white; trying them inverted would double the time for each uncertain one.
         api_.SetVariable("tessedit_do_invert", "0");
-        if (const char* v = getenv("TVAR")) {
-            std::string s = v; size_t p = 0;
-            while (p < s.size()) { size_t e = s.find(',', p); if (e == std::string::npos) e = s.size(); std::string kv = s.substr(p, e - p); size_t q = kv.find('='); api_.SetVariable(kv.substr(0, q).c_str(), kv.substr(q + 1).c_str()); p = e + 1; }
-        }
         return true;
     }
 
     LineReading read(const LineImage& line) override {
         api_.SetImage(line.pixels.data(), line.width, line.height, 1, line.width);
-        api_.SetSourceResolution(getenv("DPI") ? atoi(getenv("DPI")) : 200);
+        api_.SetSourceResolution(200);
         const std::unique_ptr<char[]> text(api_.GetUTF8Text());
         const std::unique_ptr<int[]> words(api_.AllWordConfidences());
         LineReading reading{trimmed(text.get()), 0};

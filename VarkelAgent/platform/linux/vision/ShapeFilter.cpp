@@ -1,6 +1,7 @@
 #include "platform/linux/vision/ShapeFilter.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace varkel {
 
@@ -38,6 +39,8 @@ LineContact contactOf(const Component& shape, const ComponentSet& all, const Mas
 
 /// A corner of a frame joins a horizontal and a vertical line, the round end of one joins two horizontals.
 bool isPartOfFrame(const Component& shape, const ComponentSet& all, const Mask& lines) {
+    // Whole words that touch the side of their box are wide.
+    if (shape.box.width() > 1.3 * shape.box.height()) return false;
     const LineContact contact = contactOf(shape, all, lines);
     return (contact.vertical && (contact.horizontalAbove || contact.horizontalBelow)) ||
            (contact.horizontalAbove && contact.horizontalBelow);
@@ -75,17 +78,44 @@ std::vector<char> findFrames(const std::vector<Component>& shapes) {
         if (outer.width() < 14 || outer.height() < 14) continue;
         int inside = 0;
         int tallest = 0;
+        int widest = 0;
         auto k = std::lower_bound(shapes.begin(), shapes.end(), outer.x0,
                                   [](const Component& shape, int x) { return shape.box.x0 < x; });
         for (; k != shapes.end() && k->box.x0 < outer.x1; ++k) {
             if (!isInside(k->box, outer) || k->box.height() < 4) continue;
             ++inside;
             tallest = std::max(tallest, k->box.height());
+            widest = std::max(widest, k->box.width());
         }
         if (inside >= 2 && outer.height() >= 1.3 * tallest) frames[i] = 1;
+        const bool longText = widest > 0.5 * outer.width() && outer.width() > 1.6 * outer.height();
+        if (inside == 1 && longText && outer.height() >= 1.3 * tallest) frames[i] = 1;
         if (inside == 1 && outer.height() >= 20 && outer.height() >= 1.8 * tallest) frames[i] = 1;
     }
     return frames;
+}
+
+/// Marks the sides of small frames whose corners fade away: a flat stroke with an upright one at its end.
+void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& frames) {
+    constexpr int thin = 3;
+    constexpr int corner = 6;
+    const auto near = [](int a, int b) { return std::abs(a - b) <= corner; };
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+        const PixelBox& flat = shapes[i].box;
+        if (flat.height() > thin || flat.width() < 10) continue;
+        auto k = std::lower_bound(shapes.begin(), shapes.end(), flat.x0 - corner,
+                                  [](const Component& shape, int x) { return shape.box.x0 < x; });
+        for (; k != shapes.end() && k->box.x0 <= flat.x1 + corner; ++k) {
+            const PixelBox& upright = k->box;
+            if (upright.width() > thin || upright.height() < 12) continue;
+            const bool atEnd = near(upright.x1, flat.x0) || near(upright.x0, flat.x1);
+            const bool above = near(upright.y0, flat.y1);
+            const bool below = near(upright.y1, flat.y0);
+            if (!atEnd || !(above || below)) continue;
+            frames[i] = 1;
+            frames[static_cast<std::size_t>(k - shapes.begin())] = 1;
+        }
+    }
 }
 
 }  // namespace
@@ -99,7 +129,8 @@ std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks&
     }
     std::sort(candidates.begin(), candidates.end(),
               [](const Component& a, const Component& b) { return a.box.x0 < b.box.x0; });
-    const std::vector<char> frames = findFrames(candidates);
+    std::vector<char> frames = findFrames(candidates);
+    markBrokenFrames(candidates, frames);
 
     std::vector<Glyph> letters;
     for (std::size_t i = 0; i < candidates.size(); ++i) {
