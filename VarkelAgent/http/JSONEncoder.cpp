@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "http/UnicodeText.h"
+
 namespace varkel {
 
 namespace {
@@ -32,29 +34,6 @@ void appendInteger(std::string& out, T value) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
     out.append(digits.data(), end);
-}
-
-/// The length of the UTF-8 sequence that starts at `at`, or 0 when none does: no overlong forms, no
-/// surrogates, nothing above U+10FFFF.
-std::size_t sequenceLength(std::string_view text, std::size_t at) {
-    const auto byte = [&](std::size_t i) -> unsigned {
-        return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
-    };
-    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0u) == 0x80u; };
-    const unsigned lead = byte(0);
-    if (lead < 0x80) return 1;
-    if (lead >= 0xC2 && lead <= 0xDF) return continues(1) ? 2 : 0;
-    if (lead >= 0xE0 && lead <= 0xEF) {
-        if (lead == 0xE0 && byte(1) < 0xA0) return 0;
-        if (lead == 0xED && byte(1) > 0x9F) return 0;
-        return continues(1) && continues(2) ? 3 : 0;
-    }
-    if (lead >= 0xF0 && lead <= 0xF4) {
-        if (lead == 0xF0 && byte(1) < 0x90) return 0;
-        if (lead == 0xF4 && byte(1) > 0x8F) return 0;
-        return continues(1) && continues(2) && continues(3) ? 4 : 0;
-    }
-    return 0;
 }
 
 void appendEscaped(std::string& out, char character) {

@@ -75,6 +75,16 @@ class AXUIElement {
 /// A handle to an element: a cheap value, made for one request and dropped with it. Never null.
 using AXUIElementRef = std::shared_ptr<AXUIElement>;
 
+/// How much of a hierarchy prefetch() is about.
+struct PrefetchScope {
+    /// Children read of any one element.
+    std::size_t maxChildren;
+    /// Levels below the element.
+    std::size_t maxDepth;
+    /// Elements in all.
+    std::size_t maxElements;
+};
+
 /// Reads and drives the accessibility hierarchies of other applications.
 ///
 /// Every operation may be called from any thread, also for several elements at once, but the elements that
@@ -109,15 +119,18 @@ class Accessibility {
     /// Whether two handles stand for the same element.
     virtual bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) = 0;
 
-    /// A hint: the listed attributes of `element` and of everything below it are about to be read, at most
-    /// `maxChildren` children of any one element. A backend may load them in bulk; nothing but speed depends
-    /// on it.
+    /// A hint: the listed attributes of `element` and of everything below it are about to be read, within
+    /// `scope`. A backend may load them in bulk; nothing but speed depends on it.
     virtual void prefetch(const AXUIElementRef& element, std::span<const AXAttribute> attributes,
-                          std::size_t maxChildren) {
+                          const PrefetchScope& scope) {
         (void)element;
         (void)attributes;
-        (void)maxChildren;
+        (void)scope;
     }
+
+    /// Called once when the agent starts to serve, from a thread that may block: lets the desktop know that
+    /// an assistive program is here, so that applications started later show their hierarchies.
+    virtual void announce() {}
 };
 
 }  // namespace varkel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/any_io_executor.hpp>
 #include <functional>
 
 namespace varkel {
@@ -21,7 +22,11 @@ class MainThread {
     /// function.
     static void sync(const std::function<void()>& work);
 
+    /// Whether the caller is the main thread, inside run().
     static bool isCurrent();
+
+    /// For coroutines that live on the main thread.
+    static boost::asio::any_io_executor executor();
 };
 
 }  // namespace varkel

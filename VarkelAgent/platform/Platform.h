@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/Accessibility.h"
+#include "platform/Clock.h"
 #include "platform/Workspace.h"
 
 namespace varkel {
@@ -11,6 +12,7 @@ namespace varkel {
 struct Platform {
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Workspace> workspace;
+    std::unique_ptr<Clock> clock;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

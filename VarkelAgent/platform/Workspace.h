@@ -20,6 +20,10 @@ class Workspace {
     /// The process of the application that receives key events now, or nothing. Asked anew on every call;
     /// returns within the backend's deadline.
     virtual std::optional<pid_t> frontmostApplication() = 0;
+
+    /// What frontmostApplication() would answer, when the backend can tell without waiting for another
+    /// process; otherwise nothing. Any thread.
+    virtual std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() { return std::nullopt; }
 };
 
 }  // namespace varkel

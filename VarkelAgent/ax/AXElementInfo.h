@@ -1,0 +1,39 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace varkel {
+
+/// A rectangle, origin top left: an element's place on the screen, or a box in an image, in pixels.
+struct AXFrame {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+    friend bool operator==(const AXFrame&, const AXFrame&) = default;
+};
+BOOST_DESCRIBE_STRUCT(AXFrame, (), (x, y, width, height))
+
+/// One element of a tree that was read at one moment. A value: a copy owns its whole subtree.
+struct AXElementInfo {
+    /// The element id: 16 lower-case hexadecimal digits.
+    std::string id;
+    std::string role;
+    std::optional<std::string> label;
+    /// The element's value when that is a text.
+    std::optional<std::string> value;
+    std::optional<std::string> identifier;
+    std::optional<AXFrame> frame;
+    std::optional<bool> enabled;
+    std::optional<bool> focused;
+    /// In the application's order; absent when they could not be read.
+    std::optional<std::vector<AXElementInfo>> children;
+    friend bool operator==(const AXElementInfo&, const AXElementInfo&) = default;
+};
+BOOST_DESCRIBE_STRUCT(AXElementInfo, (),
+                      (id, role, label, value, identifier, frame, enabled, focused, children))
+
+}  // namespace varkel

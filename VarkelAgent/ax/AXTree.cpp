@@ -1,0 +1,103 @@
+#include "ax/AXTree.h"
+
+#include <sys/types.h>
+
+#include <limits>
+
+#include "ax/AX+Shared.h"
+#include "ax/AXTreeBuilder.h"
+#include "ax/AXTreeCache.h"
+#include "ax/BatchManager.h"
+#include "http/BlockingPool.h"
+#include "http/JSONResponse.h"
+#include "platform/Platform.h"
+
+namespace varkel {
+
+namespace {
+
+std::optional<pid_t> toPid(std::optional<std::int64_t> rootPid) {
+    if (!rootPid) return std::nullopt;
+    using Limits = std::numeric_limits<pid_t>;
+    if (*rootPid < Limits::min() || *rootPid > Limits::max()) throw HTTPError(HTTPError::Case::badRequest);
+    return static_cast<pid_t>(*rootPid);
+}
+
+pid_t choosePid(std::optional<pid_t> rootPid, const std::optional<std::string>& batchId) {
+    if (batchId) {
+        if (const auto pinned = BatchManager::shared().lookup(*batchId)) return *pinned;
+    }
+    if (rootPid) return *rootPid;
+    const auto frontmost = frontmostApplicationPid();
+    if (!frontmost) throw HTTPError(HTTPError::Case::invalidRequest);
+    return *frontmost;
+}
+
+/// The cached tree when neither the permission nor the frontmost application takes a wait to find out; null
+/// when the long way has to be gone. Keeps a request that the cache answers on its I/O thread.
+TreeSnapshotRef cachedWithoutWaiting(std::optional<std::int64_t> rootPid) {
+    Platform& platform = Platform::current();
+    if (!platform.accessibility->isKnownTrusted()) return nullptr;
+    const auto frontmost = platform.workspace->frontmostApplicationIfKnown();
+    if (!frontmost) return nullptr;
+    return AXTreeCache::shared().getIfFresh(toPid(rootPid), *frontmost);
+}
+
+}  // namespace
+
+AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
+                              const std::optional<std::string>& batchId) {
+    Accessibility& accessibility = *Platform::current().accessibility;
+    if (!accessibility.AXIsProcessTrusted()) throw HTTPError(HTTPError::Case::unauthorized);
+    const std::optional<pid_t> root = toPid(rootPid);
+    AXTreeCache& cache = AXTreeCache::shared();
+    if (TreeSnapshotRef cached = cache.get(root)) return {std::move(cached), true};
+    const AXUIElementRef application = accessibility.AXUIElementCreateApplication(choosePid(root, batchId));
+    auto snapshot = std::make_shared<const TreeSnapshot>(buildTree(application, "0"));
+    cache.set(root, snapshot);
+    return {std::move(snapshot), false};
+}
+
+Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+    if (TreeSnapshotRef cached = cachedWithoutWaiting(rootPid)) co_return AXTreeData{std::move(cached), true};
+    co_return co_await runBlocking([&] { return axTreeDataBlocking(rootPid, batchId); });
+}
+
+HTTPResponse axTreeFailure(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const HTTPError& error) {
+        switch (error.errorCase()) {
+            case HTTPError::Case::unauthorized:
+                return jsonResponse(403, axErrorResponse(AXErrorCode::permissionMissing, accessibilityHint));
+            case HTTPError::Case::invalidRequest:
+                return jsonResponse(500, {{"error", "could_not_get_frontmost_app"}});
+            case HTTPError::Case::badRequest:
+                return jsonResponse(400, {{"error", "bad_request"}});
+            case HTTPError::Case::notFound:
+            case HTTPError::Case::methodNotAllowed:
+                break;
+        }
+        return jsonResponse(500, {{"error", "internal_error"}});
+    } catch (const std::exception& error) {
+        return jsonResponse(500, {{"error", "internal_error"}, {"message", error.what()}});
+    }
+}
+
+Task<HTTPResponse> axTree(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+    std::exception_ptr failure;
+    try {
+        const AXTreeData data = co_await axTreeData(rootPid, std::move(batchId));
+        // Large trees take a while to write; that is work for the pool, and done only once per tree.
+        if (!data.cacheHit) co_await runBlocking([&] { data.snapshot->json(); });
+        const SharedBody& json = data.snapshot->json();
+        HTTPResponse response = json ? jsonTextResponse(200, json) : jsonTextResponse(200, std::nullopt);
+        response.setHeader("X-Varkel-Cache", data.cacheHit ? "HIT" : "MISS");
+        co_return response;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    co_return axTreeFailure(failure);
+}
+
+}  // namespace varkel

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "ax/AXElementInfo.h"
+#include "platform/Accessibility.h"
+
+namespace varkel {
+
+/// Bounds that no sane hierarchy comes near, for those that loop through fresh elements or never end. What
+/// lies beyond is left out as if its parent's children could not be read.
+inline constexpr std::size_t maxTreeDepth = 1024;
+inline constexpr std::size_t maxTreeElements = 250'000;
+
+/// The snapshot of an element and all its descendants. An element that turns up among its own ancestors is
+/// left out there. Blocks for the reads; any thread. Unreadable attributes are absent; never fails as a
+/// whole.
+AXElementInfo buildTree(const AXUIElementRef& element, std::string_view ordinalPath);
+
+}  // namespace varkel

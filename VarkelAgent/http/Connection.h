@@ -1,0 +1,70 @@
+#pragma once
+
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <span>
+#include <string_view>
+
+#include "http/HTTPMessage.h"
+#include "http/HTTPParser.h"
+#include "http/Task.h"
+
+namespace varkel {
+
+/// What a connection asks of the server behind it. Any I/O thread.
+class RequestServer {
+  public:
+    virtual ~RequestServer() = default;
+
+    /// The complete bytes of an answer that is the same every time, or an empty view. They outlive every
+    /// connection.
+    virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
+
+    /// Which bodies are worth keeping.
+    virtual const BodyDecision& bodyDecision() const = 0;
+
+    /// The answer to a request.
+    virtual Task<HTTPResponse> dispatch(HTTPRequest request) = 0;
+};
+
+/// One accepted connection: a loop of request and response. Used on one I/O thread only. While it waits for a
+/// request it owns a few KiB and no timer.
+class Connection {
+  public:
+    /// `scratch` is the thread's receive space, shared by its connections.
+    Connection(boost::asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch);
+
+    /// Serves until the peer finishes, an error occurs or a request asks for it; raises on an invalid head.
+    /// The connection must outlive the returned task.
+    Task<void> serve();
+
+    /// Makes serve() return soon.
+    void close();
+
+  private:
+    /// Bytes on their way out; they belong to someone else.
+    struct Outgoing {
+        std::string_view head;
+        std::string_view body;
+
+        bool isDone() const { return head.empty() && body.empty(); }
+        std::array<boost::asio::const_buffer, 2> buffers() const;
+        void advance(std::size_t count);
+    };
+
+    std::string_view receiveNow();
+    Task<void> answer(HTTPRequest request);
+    void sendNow(Outgoing& outgoing);
+    Task<void> sendRest(Outgoing outgoing);
+
+    boost::asio::ip::tcp::socket socket_;
+    RequestServer& server_;
+    std::span<char> scratch_;
+    ReceiveBuffer buffer_;
+    boost::system::error_code sendError_;
+    /// Holds any usual request, so that no more than one call is needed to receive it.
+    std::array<char, 2'048> small_;
+};
+
+}  // namespace varkel

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "http/HTTPMessage.h"
+
+namespace varkel {
+
+/// What becomes of a request's body while it is received.
+enum class BodyHandling { keep, discard };
+
+/// Asked once per request that has a body, as soon as its head is known.
+using BodyDecision = std::function<BodyHandling(const HTTPRequest& head)>;
+
+/// The bytes of one connection that are not yet part of a returned request, and what is known about them:
+/// how far the end of a head was searched for, and the request whose body is on its way. A body is received
+/// into the request that it belongs to, so it is held once; memory grows with what has arrived, not with what
+/// was announced. Not for use from several threads at once.
+class ReceiveBuffer {
+  public:
+    void append(std::string_view received);
+
+    /// What follows the returned requests, and the request whose body is on its way.
+    std::string_view bytes() const { return std::string_view(bytes_).substr(start_); }
+
+    /// Whether a head has been taken in and its body is not complete.
+    bool awaitsBody() const { return partial_.has_value(); }
+
+    /// How many bytes have been looked at in search of the ends of heads.
+    std::uint64_t examinedBytes() const { return examined_; }
+
+    /// How much memory is held for bytes that are not part of a body.
+    std::size_t capacity() const { return bytes_.capacity(); }
+
+  private:
+    friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const BodyDecision& decide);
+
+    std::optional<std::string_view> findHead();
+    void consume(std::size_t count);
+    void expectBody(HTTPRequest head, std::uint64_t length, BodyHandling handling);
+    std::size_t receiveBody(std::string_view received);
+
+    std::string bytes_;
+    /// Where the bytes that count start: removal from the front costs nothing.
+    std::size_t start_ = 0;
+    /// No end of a head starts before this offset from `start_`.
+    std::size_t searched_ = 0;
+    std::uint64_t examined_ = 0;
+
+    std::optional<HTTPRequest> partial_;
+    std::uint64_t missing_ = 0;
+    BodyHandling handling_ = BodyHandling::keep;
+};
+
+/// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Without a
+/// decision every body is kept; a discarded one is read off and left empty. Raises HTTPError::invalidRequest
+/// for a head that does not end within 1 MiB, is not UTF-8, has a request line of fewer than two fields, or
+/// announces a negative body length or one that 64 bits cannot hold; the buffer is of no use afterwards.
+std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const BodyDecision& decide = nullptr);
+
+/// The status line and the header lines of a response, with the empty line that ends them. A Connection and
+/// a Content-Length line are added when the response has none.
+std::string serializeHead(const HTTPResponse& response);
+
+/// The bytes of a response: its head and its body.
+std::string serializeResponse(const HTTPResponse& response);
+
+/// The reason phrase of a status; "Unknown" for those that the agent gives no phrase.
+const char* statusText(int status);
+
+}  // namespace varkel

@@ -1,0 +1,179 @@
+#include "http/HTTPServer.h"
+
+#include <openssl/crypto.h>
+
+#include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <cstdio>
+#include <exception>
+#include <utility>
+
+#include "http/JSONResponse.h"
+
+namespace varkel {
+
+namespace asio = boost::asio;
+
+namespace {
+
+constexpr const char* tokenHeader = "x-varkel-token";
+
+void print(const std::string& line) {
+    std::puts(line.c_str());
+    std::fflush(stdout);
+}
+
+HTTPResponse failure(int status, std::string_view code) {
+    return jsonResponse(status, boost::json::object{{"error", code}});
+}
+
+HTTPResponse failure(HTTPError::Case errorCase) {
+    switch (errorCase) {
+        case HTTPError::Case::invalidRequest:
+            return failure(500, "internal_error");
+        case HTTPError::Case::notFound:
+            return failure(404, "not_found");
+        case HTTPError::Case::methodNotAllowed:
+            return failure(405, "method_not_allowed");
+        case HTTPError::Case::badRequest:
+            return failure(400, "bad_request");
+        case HTTPError::Case::unauthorized:
+            return failure(401, "unauthorized");
+    }
+    return failure(500, "internal_error");
+}
+
+HTTPResponse internalError(std::string_view description) {
+    return jsonResponse(500, boost::json::object{{"error", "internal_error"}, {"message", description}});
+}
+
+/// The answer to whatever a handler raised. Called while it is being handled.
+HTTPResponse currentFailure() {
+    try {
+        throw;
+    } catch (const HTTPError& error) {
+        return failure(error.errorCase());
+    } catch (const std::exception& error) {
+        return internalError(error.what());
+    } catch (...) {
+        return internalError("unknown error");
+    }
+}
+
+}  // namespace
+
+HTTPResponse healthResponse() {
+    return jsonResponse(200, boost::json::object{{"ok", true}, {"version", "0.2.0"}});
+}
+
+HTTPServer::HTTPServer(std::uint16_t port, std::string token)
+    : port_(port),
+      token_(std::move(token)),
+      healthAnswer_(serializeResponse(healthResponse())),
+      // Callers without the token cannot make the agent hold more than a head.
+      bodyDecision_([this](const HTTPRequest& head) {
+          return verifyToken(head) ? BodyHandling::keep : BodyHandling::discard;
+      }) {}
+
+HTTPServer::~HTTPServer() {
+    endListener();
+    for (auto& thread : threads_) {
+        if (thread) thread->finish();
+    }
+    listener_.reset();
+}
+
+void HTTPServer::registerRoute(std::string method, std::string path, RouteHandler handler) {
+    routes_.push_back({std::move(method), std::move(path), std::move(handler)});
+}
+
+bool HTTPServer::verifyToken(const HTTPRequest& request) const {
+    const std::string* given = request.header(tokenHeader);
+    if (given == nullptr || given->size() != token_.size()) return false;
+    return CRYPTO_memcmp(given->data(), token_.data(), token_.size()) == 0;
+}
+
+Task<void> HTTPServer::start() {
+    const auto stateChange = std::make_shared<asio::steady_timer>(co_await asio::this_coro::executor,
+                                                                  asio::steady_timer::time_point::max());
+    {
+        const std::lock_guard lock(stateMutex_);
+        stateChange_ = stateChange;
+    }
+    for (auto& thread : threads_) thread.emplace(static_cast<RequestServer&>(*this));
+    listener_.emplace(threads_.front()->context());
+    listen();
+    // cancel() acts on this executor, so it cannot fall between the test and the wait.
+    const auto isCancelled = [this] {
+        const std::lock_guard lock(stateMutex_);
+        return cancelled_;
+    };
+    while (!isCancelled()) {
+        boost::system::error_code interrupted;
+        co_await stateChange->async_wait(asio::redirect_error(asio::use_awaitable, interrupted));
+    }
+    endListener();
+}
+
+void HTTPServer::listen() {
+    if (const std::error_code error = listener_->listen(port_)) {
+        print("Server failed: " + error.message());
+        return;
+    }
+    serveConnections();
+    listeningPort_ = listener_->port();
+    print("Server listening on 127.0.0.1:" + std::to_string(port_));
+}
+
+void HTTPServer::serveConnections() {
+    auto adopt = [this](FileDescriptor socket) {
+        threads_[nextThread_]->adopt(std::move(socket));
+        nextThread_ = (nextThread_ + 1) % threads_.size();
+    };
+    asio::co_spawn(threads_.front()->context(), listener_->serve(std::move(adopt)), asio::detached);
+}
+
+void HTTPServer::cancel() {
+    const std::lock_guard lock(stateMutex_);
+    cancelled_ = true;
+    if (!stateChange_) return;
+    asio::post(stateChange_->get_executor(), [timer = stateChange_] { timer->cancel(); });
+}
+
+void HTTPServer::endListener() {
+    if (!listener_) return;
+    asio::post(threads_.front()->context(), [this] { listener_->close(); });
+}
+
+std::string_view HTTPServer::preparedAnswer(const HTTPRequest& request) const {
+    const bool isHealth = request.method == "GET" && request.path == "/health";
+    return isHealth ? std::string_view(healthAnswer_) : std::string_view();
+}
+
+const HTTPServer::Route* HTTPServer::findRoute(const HTTPRequest& request) const {
+    const auto found = std::ranges::find_if(routes_, [&](const Route& route) {
+        return route.method == request.method && route.path == request.path;
+    });
+    return found == routes_.end() ? nullptr : &*found;
+}
+
+Task<HTTPResponse> HTTPServer::dispatch(HTTPRequest request) {
+    if (!verifyToken(request)) {
+        incrementRejection();
+        co_return failure(401, "unauthorized");
+    }
+    const Route* route = findRoute(request);
+    if (route == nullptr) co_return failure(404, "not_found");
+    try {
+        co_return co_await route->handler(std::move(request));
+    } catch (...) {
+        co_return currentFailure();
+    }
+}
+
+}  // namespace varkel

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <boost/asio/steady_timer.hpp>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "http/Connection.h"
+#include "http/IOThread.h"
+#include "http/Listener.h"
+#include "http/Task.h"
+
+namespace varkel {
+
+/// The answer to the health check.
+HTTPResponse healthResponse();
+
+/// Serves requests on 127.0.0.1: checks the token, calls the route that matches, and turns what a handler
+/// raises into an answer.
+class HTTPServer : private RequestServer {
+  public:
+    HTTPServer(std::uint16_t port, std::string token);
+    HTTPServer(const HTTPServer&) = delete;
+    HTTPServer& operator=(const HTTPServer&) = delete;
+
+    /// Ends listening and the connections, and waits for the handlers under way. start() must have returned
+    /// or never been called.
+    ~HTTPServer() override;
+
+    /// Adds a route; the first one that matches a request is called. Before start().
+    void registerRoute(std::string method, std::string path, RouteHandler handler);
+
+    std::size_t registeredRouteCount() const { return routes_.size(); }
+
+    /// Listens and serves on threads of its own; returns after cancel(). A port that cannot be had is
+    /// reported on standard output and nothing more. Raises std::system_error when there is no socket or no
+    /// thread. Called once, on an executor that one thread serves.
+    Task<void> start();
+
+    /// Makes start() return. Any thread.
+    void cancel();
+
+    /// The port that is listened on, once it is; 0 until then. Any thread.
+    std::uint16_t listeningPort() const { return listeningPort_; }
+
+    /// How many requests were refused for a missing or wrong token. Any thread.
+    std::int64_t getRejectionCount() const { return rejectionCount_; }
+    void incrementRejection() { ++rejectionCount_; }
+
+    /// Whether the request carries the token. Takes as long for every value of the right length. Any thread.
+    bool verifyToken(const HTTPRequest& request) const;
+
+  private:
+    struct Route {
+        std::string method;
+        std::string path;
+        RouteHandler handler;
+    };
+
+    std::string_view preparedAnswer(const HTTPRequest& request) const override;
+    const BodyDecision& bodyDecision() const override { return bodyDecision_; }
+    Task<HTTPResponse> dispatch(HTTPRequest request) override;
+
+    const Route* findRoute(const HTTPRequest& request) const;
+    void listen();
+    void serveConnections();
+    void endListener();
+
+    const std::uint16_t port_;
+    const std::string token_;
+    std::vector<Route> routes_;
+    std::atomic<std::int64_t> rejectionCount_ = 0;
+    std::atomic<std::uint16_t> listeningPort_ = 0;
+
+    const std::string healthAnswer_;
+    const BodyDecision bodyDecision_;
+
+    // Connections are dealt to the threads in turn; the listener lives on the first one.
+    static constexpr std::size_t ioThreadCount = 2;
+    std::array<std::optional<IOThread>, ioThreadCount> threads_;
+    std::optional<Listener> listener_;
+    std::size_t nextThread_ = 0;
+
+    std::mutex stateMutex_;
+    bool cancelled_ = false;
+    /// Never expires; cancelled when the state has changed.
+    std::shared_ptr<boost::asio::steady_timer> stateChange_;
+};
+
+}  // namespace varkel

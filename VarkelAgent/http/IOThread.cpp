@@ -1,0 +1,55 @@
+#include "http/IOThread.h"
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+#include <exception>
+#include <span>
+#include <utility>
+
+namespace varkel {
+
+namespace asio = boost::asio;
+using asio::ip::tcp;
+
+IOThread::IOThread(RequestServer& server)
+    : server_(server),
+      work_(asio::make_work_guard(context_)),
+      // Not filled with zeros: pages that nothing was received into stay unused.
+      scratch_(std::make_unique_for_overwrite<char[]>(scratchSize)),
+      thread_([this] { context_.run(); }) {}
+
+IOThread::~IOThread() {
+    finish();
+}
+
+void IOThread::adopt(FileDescriptor socket) {
+    asio::post(context_, [this, socket = std::move(socket)]() mutable { serve(std::move(socket)); });
+}
+
+void IOThread::finish() {
+    if (!thread_.joinable()) return;
+    asio::post(context_, [this] {
+        for (Connection& connection : connections_) connection.close();
+        work_.reset();
+    });
+    thread_.join();
+}
+
+/// A connection that cannot be set up is dropped: its peer may be gone already.
+void IOThread::serve(FileDescriptor socket) {
+    try {
+        tcp::socket peer(context_);
+        peer.assign(tcp::v4(), socket.get());
+        socket.release();
+        const std::span scratch(scratch_.get(), scratchSize);
+        connections_.emplace_front(std::move(peer), server_, scratch);
+    } catch (const std::exception&) {
+        return;
+    }
+    const auto connection = connections_.begin();
+    // An invalid head or a lack of memory ends the connection, without an answer.
+    asio::co_spawn(context_, connection->serve(),
+                   [this, connection](const std::exception_ptr&) { connections_.erase(connection); });
+}
+
+}  // namespace varkel

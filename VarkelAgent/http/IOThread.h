@@ -1,0 +1,44 @@
+#pragma once
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <list>
+#include <memory>
+#include <thread>
+
+#include "http/Connection.h"
+#include "platform/FileDescriptor.h"
+
+namespace varkel {
+
+/// A thread with its own event loop and the connections that it serves. Its connections never move to another
+/// thread, so nothing about them is locked.
+class IOThread {
+  public:
+    explicit IOThread(RequestServer& server);
+    IOThread(const IOThread&) = delete;
+    IOThread& operator=(const IOThread&) = delete;
+    ~IOThread();
+
+    boost::asio::io_context& context() { return context_; }
+
+    /// Serves an accepted socket. Any thread.
+    void adopt(FileDescriptor socket);
+
+    /// Closes the connections and waits until their requests have come to an end. Not on this thread.
+    void finish();
+
+  private:
+    void serve(FileDescriptor socket);
+
+    static constexpr std::size_t scratchSize = 65'536;
+
+    RequestServer& server_;
+    boost::asio::io_context context_{1};
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+    std::unique_ptr<char[]> scratch_;
+    std::list<Connection> connections_;
+    std::thread thread_;
+};
+
+}  // namespace varkel

@@ -1,0 +1,125 @@
+#include "http/UnicodeText.h"
+
+#include <unicode/locid.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <array>
+
+namespace varkel {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+// The space separators of Unicode (category Zs) and the tab, in UTF-8.
+constexpr std::array blanks{
+    " "sv,      "\t"sv,     "\u00A0"sv, "\u1680"sv, "\u2000"sv, "\u2001"sv,
+    "\u2002"sv, "\u2003"sv, "\u2004"sv, "\u2005"sv, "\u2006"sv, "\u2007"sv,
+    "\u2008"sv, "\u2009"sv, "\u200A"sv, "\u202F"sv, "\u205F"sv, "\u3000"sv,
+};
+
+// Line feed to carriage return, next line, and Unicode's line and paragraph separators, in UTF-8.
+constexpr std::array lineBreaks{"\n"sv, "\v"sv, "\f"sv, "\r"sv, "\u0085"sv, "\u2028"sv, "\u2029"sv};
+
+enum class Trim { blanksOnly, allWhiteSpace };
+
+template <class Matches>
+std::size_t matchLength(Trim trim, Matches matches) {
+    const auto blank = std::ranges::find_if(blanks, matches);
+    if (blank != blanks.end()) return blank->size();
+    if (trim == Trim::blanksOnly) return 0;
+    const auto lineBreak = std::ranges::find_if(lineBreaks, matches);
+    return lineBreak == lineBreaks.end() ? 0 : lineBreak->size();
+}
+
+// No byte that a printable ASCII character uses starts or ends a separator of more than one byte.
+bool isPrintable(char character) {
+    return character > ' ' && character < '\x7f';
+}
+
+std::string_view trimmed(std::string_view text, Trim trim) {
+    while (!text.empty() && !isPrintable(text.front())) {
+        const auto length = matchLength(trim, [&](std::string_view mark) { return text.starts_with(mark); });
+        if (length == 0) break;
+        text.remove_prefix(length);
+    }
+    while (!text.empty() && !isPrintable(text.back())) {
+        const auto length = matchLength(trim, [&](std::string_view mark) { return text.ends_with(mark); });
+        if (length == 0) break;
+        text.remove_suffix(length);
+    }
+    return text;
+}
+
+bool isASCII(char character) {
+    return static_cast<unsigned char>(character) < 0x80;
+}
+
+char lowerCasedASCII(char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+}  // namespace
+
+std::size_t sequenceLength(std::string_view text, std::size_t at) {
+    const auto byte = [&](std::size_t i) -> unsigned {
+        return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
+    };
+    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0u) == 0x80u; };
+    const unsigned lead = byte(0);
+    if (lead < 0x80) return 1;
+    if (lead >= 0xC2 && lead <= 0xDF) return continues(1) ? 2 : 0;
+    if (lead >= 0xE0 && lead <= 0xEF) {
+        if (lead == 0xE0 && byte(1) < 0xA0) return 0;
+        if (lead == 0xED && byte(1) > 0x9F) return 0;
+        return continues(1) && continues(2) ? 3 : 0;
+    }
+    if (lead >= 0xF0 && lead <= 0xF4) {
+        if (lead == 0xF0 && byte(1) < 0x90) return 0;
+        if (lead == 0xF4 && byte(1) > 0x8F) return 0;
+        return continues(1) && continues(2) && continues(3) ? 4 : 0;
+    }
+    return 0;
+}
+
+bool isValidUTF8(std::string_view text) {
+    std::size_t at = 0;
+    while (at < text.size()) {
+        if (isASCII(text[at])) {
+            ++at;
+            continue;
+        }
+        const std::size_t length = sequenceLength(text, at);
+        if (length == 0) return false;
+        at += length;
+    }
+    return true;
+}
+
+std::string_view trimmedOfBlanks(std::string_view text) {
+    return trimmed(text, Trim::blanksOnly);
+}
+
+std::string_view trimmedOfWhiteSpace(std::string_view text) {
+    return trimmed(text, Trim::allWhiteSpace);
+}
+
+std::string lowerCased(std::string_view text) {
+    std::string lower(text);
+    if (std::ranges::all_of(text, isASCII)) {
+        std::ranges::transform(lower, lower.begin(), lowerCasedASCII);
+        return lower;
+    }
+    // ICU counts in 32 bits; a head is far shorter.
+    const icu::StringPiece piece(text.data(), static_cast<std::int32_t>(text.size()));
+    lower.clear();
+    icu::UnicodeString::fromUTF8(piece).toLower(icu::Locale::getRoot()).toUTF8String(lower);
+    return lower;
+}
+
+bool equalsIgnoringCase(std::string_view text, std::string_view lowerCaseASCII) {
+    return std::ranges::equal(text, lowerCaseASCII, {}, lowerCasedASCII);
+}
+
+}  // namespace varkel

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/Environment.h"
+
+namespace varkel {
+
+inline constexpr std::int64_t defaultPort = 47824;
+
+/// What holds when the command line says nothing.
+struct Defaults {
+    std::string token;
+    std::string tokenFile;
+};
+
+Defaults makeDefaults(const Environment& environment);
+
+/// What the command line asks for.
+struct CommandLine {
+    enum class Outcome {
+        run,
+        /// Asked for.
+        usage,
+        /// Cannot be read: the usage text, and a failure.
+        usageError,
+    };
+
+    Outcome outcome = Outcome::run;
+    std::int64_t port = defaultPort;
+    std::string token;
+    std::string tokenFile;
+    std::optional<std::string> executablePath;
+    bool prompt = true;
+    std::optional<std::string> command;
+};
+
+/// Reads the arguments that follow the program's path, up to the first one that ends the program. A pure
+/// function.
+CommandLine parseCommandLine(std::span<const std::string> arguments, const Defaults& defaults);
+
+/// The usage text, ten lines each ended by a line feed.
+std::string usageText(const Defaults& defaults);
+
+/// A base-10 signed integer: an optional sign and digits, nothing else. Nothing when 64 bits cannot hold it.
+std::optional<std::int64_t> parseInteger(std::string_view text);
+
+}  // namespace varkel

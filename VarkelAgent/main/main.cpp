@@ -1,0 +1,124 @@
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <boost/asio/co_spawn.hpp>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "http/BlockingPool.h"
+#include "http/HTTPServer.h"
+#include "main/CommandLine.h"
+#include "main/Token.h"
+#include "platform/Environment.h"
+#include "platform/MainThread.h"
+#include "platform/Platform.h"
+#include "routes/Routes.h"
+
+namespace varkel {
+
+namespace {
+
+void print(const std::string& text) {
+    std::fputs(text.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+int failWithUsage(const std::string& message, const Defaults& defaults) {
+    print(message + usageText(defaults));
+    return EXIT_FAILURE;
+}
+
+/// The customary limit of 1,024 descriptors is fewer than the connections that the agent is meant to keep.
+void raiseDescriptorLimit() {
+    constexpr rlim_t enough = 16'384;
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const rlim_t wanted = std::min(enough, limit.rlim_max);
+    if (limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = wanted;
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+int runCommand(const CommandLine& line, const Defaults& defaults) {
+    if (*line.command == "install" || *line.command == "permissions") {
+        print(*line.command + " is not built yet\n");
+        return EXIT_FAILURE;
+    }
+    return failWithUsage("Unknown command: " + *line.command + "\n", defaults);
+}
+
+/// Serves until the process is killed. Gives the exit status.
+Task<int> serve(CommandLine line, Defaults defaults) {
+    std::string token = resolveToken(line);
+    if (token.empty()) {
+        co_return failWithUsage(
+            "Error: --token, $QUELLAN_VARKEL_SIDECAR_TOKEN, or --token-file is required\n", defaults);
+    }
+    if (line.port < 0 || line.port > std::numeric_limits<std::uint16_t>::max()) {
+        co_return failWithUsage("", defaults);
+    }
+    raiseDescriptorLimit();
+    HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
+    registerRoutes(server);
+    BlockingPool::shared().submit([] { Platform::current().accessibility->announce(); });
+    co_await server.start();
+    co_return EXIT_SUCCESS;
+}
+
+Task<int> runServer(std::vector<std::string> arguments) {
+    const Defaults defaults = makeDefaults(environment());
+    const CommandLine line = parseCommandLine(arguments, defaults);
+    switch (line.outcome) {
+        case CommandLine::Outcome::usage:
+            print(usageText(defaults));
+            co_return EXIT_SUCCESS;
+        case CommandLine::Outcome::usageError:
+            co_return failWithUsage("", defaults);
+        case CommandLine::Outcome::run:
+            break;
+    }
+    if (line.command) co_return runCommand(line, defaults);
+    co_return co_await serve(line, defaults);
+}
+
+std::string describe(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const std::exception& known) {
+        return known.what();
+    } catch (...) {
+        return "unknown error";
+    }
+}
+
+int run(std::vector<std::string> arguments) {
+    int status = EXIT_SUCCESS;
+    boost::asio::co_spawn(MainThread::executor(), runServer(std::move(arguments)),
+                          [&status](const std::exception_ptr& error, int result) {
+                              status = result;
+                              if (error) {
+                                  print("Fatal error: " + describe(error) + "\n");
+                                  status = EXIT_FAILURE;
+                              }
+                              MainThread::stop();
+                          });
+    MainThread::run();
+    return status;
+}
+
+}  // namespace
+
+}  // namespace varkel
+
+int main(int argc, char** argv) {
+    // A peer or a reader of the output that has gone away is an error of that write, not the process's end.
+    std::signal(SIGPIPE, SIG_IGN);
+    varkel::environment();
+    varkel::Platform::install(varkel::makeSystemPlatform());
+    return varkel::run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
+}

@@ -1,0 +1,236 @@
+#include "platform/linux/AtspiBus.h"
+
+#include <sys/socket.h>
+
+#include <cstdlib>
+#include <string_view>
+
+namespace varkel {
+
+namespace {
+
+constexpr std::size_t maxIdleConnections = 8;
+// A desktop has tens of applications; a session in which thousands came and went starts to learn anew.
+constexpr std::size_t maxKnownPids = 4096;
+constexpr std::size_t maxApplications = 1024;
+
+constexpr const char* registryName = "org.a11y.atspi.Registry";
+constexpr const char* rootPath = "/org/a11y/atspi/accessible/root";
+
+std::string sessionBusAddress() {
+    // The environment is read, never written, once threads run.
+    if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"))
+        return address;                                    // NOLINT(concurrency-*)
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-*)
+    return runtime == nullptr ? "" : std::string("unix:path=") + runtime + "/bus";
+}
+
+std::unique_ptr<BusConnection> openSessionBus(Deadline deadline) {
+    const std::string address = sessionBusAddress();
+    return address.empty() ? nullptr : BusConnection::open(address, BusKind::messageBus, deadline);
+}
+
+std::string findAccessibilityBus(BusConnection& session, Deadline deadline) {
+    const SdBusMessage reply = session.callAndWait(
+        session.newCall({"org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress"}), deadline);
+    const char* address = nullptr;
+    if (!reply || sd_bus_message_read(reply.get(), "s", &address) < 0) return "";
+    return address;
+}
+
+/// Turns the session's accessibility status on. Where that is not to be had, applications decide for
+/// themselves.
+void turnOn(BusConnection& session, Deadline deadline) {
+    SdBusMessage call =
+        session.newCall({"org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set"});
+    if (!call || sd_bus_message_append(call.get(), "ssv", "org.a11y.Status", "IsEnabled", "b", 1) < 0) return;
+    session.callAndWait(std::move(call), deadline);
+}
+
+SdBusMessage pidCall(BusConnection& bus, const std::string& busName) {
+    SdBusMessage call = bus.newCall({"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                                     "GetConnectionUnixProcessID"});
+    if (call && sd_bus_message_append(call.get(), "s", busName.c_str()) < 0) return nullptr;
+    return call;
+}
+
+std::optional<pid_t> readPid(sd_bus_message* reply) {
+    std::uint32_t pid = 0;
+    if (reply == nullptr || sd_bus_message_read(reply, "u", &pid) < 0) return std::nullopt;
+    return static_cast<pid_t>(pid);
+}
+
+/// An application names its own socket, so nothing but a plain local socket is accepted: an address can also
+/// ask for a program to be run or a network host to be called.
+bool isPlainSocket(std::string_view address) {
+    const bool local = address.starts_with("unix:path=") || address.starts_with("unix:abstract=");
+    return local && address.find(';') == std::string_view::npos;
+}
+
+bool leadsTo(const BusConnection& connection, pid_t pid) {
+    ucred credentials{};
+    socklen_t size = sizeof credentials;
+    if (::getsockopt(connection.fd(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) return false;
+    return credentials.pid == pid;
+}
+
+}  // namespace
+
+AtspiBus::Lease::~Lease() {
+    if (connection_) owner_->giveBack(std::move(connection_), generation_);
+}
+
+bool AtspiBus::isKnownReachable() {
+    const std::scoped_lock lock(mutex_);
+    return sentinel_ && sentinel_->isAlive();
+}
+
+bool AtspiBus::isReachable() {
+    std::uint64_t before = 0;
+    {
+        const std::scoped_lock lock(mutex_);
+        if (sentinel_ && sentinel_->isAlive()) return true;
+        before = attempts_;
+    }
+    const std::scoped_lock lock(connecting_);
+    {
+        const std::scoped_lock state(mutex_);
+        if (sentinel_ && sentinel_->isAlive()) return true;
+        // Somebody tried while this thread waited: no use in trying again at once.
+        if (attempts_ != before) return false;
+    }
+    const bool connected = connect();
+    const std::scoped_lock state(mutex_);
+    ++attempts_;
+    return connected;
+}
+
+bool AtspiBus::connect() {
+    const Deadline deadline = Deadline::in(callLimit);
+    const auto session = openSessionBus(deadline);
+    const char* given = std::getenv("AT_SPI_BUS_ADDRESS");  // NOLINT(concurrency-*): never written
+    std::string address = given != nullptr ? given : "";
+    if (address.empty() && session) address = findAccessibilityBus(*session, deadline);
+    if (address.empty()) return false;
+    auto sentinel = BusConnection::open(address, BusKind::messageBus, deadline);
+    if (!sentinel) return false;
+    bool announce = false;
+    {
+        const std::scoped_lock lock(mutex_);
+        sentinel_ = std::move(sentinel);
+        address_ = std::move(address);
+        ++generation_;
+        idle_.clear();
+        pids_.clear();
+        announce = announce_;
+    }
+    if (announce && session) turnOn(*session, deadline);
+    return true;
+}
+
+void AtspiBus::announceOnConnect() {
+    const std::scoped_lock lock(mutex_);
+    announce_ = true;
+}
+
+std::optional<AtspiBus::Lease> AtspiBus::lease(Deadline deadline) {
+    if (!isReachable()) return std::nullopt;
+    std::string address;
+    std::uint64_t generation = 0;
+    {
+        const std::scoped_lock lock(mutex_);
+        generation = generation_;
+        while (!idle_.empty()) {
+            auto connection = std::move(idle_.back());
+            idle_.pop_back();
+            if (connection->isAlive()) return Lease(*this, std::move(connection), generation);
+        }
+        address = address_;
+    }
+    auto connection = BusConnection::open(address, BusKind::messageBus, deadline);
+    if (!connection) return std::nullopt;
+    return Lease(*this, std::move(connection), generation);
+}
+
+void AtspiBus::giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation) {
+    if (connection->outstanding() != 0 || !connection->isAlive()) return;
+    const std::scoped_lock lock(mutex_);
+    if (generation == generation_ && idle_.size() < maxIdleConnections)
+        idle_.push_back(std::move(connection));
+}
+
+std::optional<pid_t> AtspiBus::knownPid(const std::string& busName) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = pids_.find(busName);
+    return found == pids_.end() ? std::nullopt : std::optional(found->second);
+}
+
+void AtspiBus::learnPid(const std::string& busName, pid_t pid) {
+    // Only unique names are bound to one connection for good; a well-known name may change hands.
+    if (!busName.starts_with(':')) return;
+    const std::scoped_lock lock(mutex_);
+    if (pids_.size() >= maxKnownPids) pids_.clear();
+    pids_.insert_or_assign(busName, pid);
+}
+
+std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadline deadline) {
+    const SdBusMessage reply =
+        bus.callAndWait(bus.newCall({registryName, rootPath, "org.a11y.atspi.Accessible", "GetChildren"}),
+                        earlier(deadline, Deadline::in(callLimit)));
+    std::vector<AtspiApplication> found;
+    if (!reply || sd_bus_message_enter_container(reply.get(), 'a', "(so)") < 0) return found;
+    const char* name = nullptr;
+    const char* path = nullptr;
+    while (found.size() < maxApplications && sd_bus_message_read(reply.get(), "(so)", &name, &path) > 0) {
+        found.push_back({{name, path}, 0});
+    }
+    for (AtspiApplication& application : found) {
+        const std::string& owner = application.root.busName;
+        if (const auto pid = knownPid(owner)) {
+            application.pid = *pid;
+            continue;
+        }
+        bus.call(pidCall(bus, owner), [this, &application](CallOutcome, sd_bus_message* answer) {
+            const auto pid = readPid(answer);
+            if (!pid) return;
+            application.pid = *pid;
+            learnPid(application.root.busName, *pid);
+        });
+    }
+    BusConnection* const connection = &bus;
+    serveAll({&connection, 1}, callLimit, deadline);
+    return found;
+}
+
+std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busName, Deadline deadline) {
+    if (const auto pid = knownPid(busName)) return pid;
+    const SdBusMessage reply =
+        bus.callAndWait(pidCall(bus, busName), earlier(deadline, Deadline::in(callLimit)));
+    const auto pid = readPid(reply.get());
+    if (pid) learnPid(busName, *pid);
+    return pid;
+}
+
+std::unique_ptr<BusConnection> AtspiBus::connectDirectly(BusConnection& bus,
+                                                         const AtspiApplication& application,
+                                                         Deadline deadline, bool& frozen) {
+    frozen = false;
+    const Deadline limit = earlier(deadline, Deadline::in(callLimit));
+    const SdBusMessage reply =
+        bus.callAndWait(bus.newCall({application.root.busName.c_str(), application.root.path.c_str(),
+                                     "org.a11y.atspi.Application", "GetApplicationBusAddress"}),
+                        limit);
+    if (!reply) {
+        // An error reply comes at once; only an application that does not serve its connection takes this
+        // long.
+        frozen = limit.passed();
+        return nullptr;
+    }
+    const char* address = nullptr;
+    if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return nullptr;
+    auto connection = BusConnection::open(address, BusKind::peer, limit);
+    if (!connection || !leadsTo(*connection, application.pid)) return nullptr;
+    return connection;
+}
+
+}  // namespace varkel

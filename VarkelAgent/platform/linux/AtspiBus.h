@@ -1,0 +1,97 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/SdBus.h"
+
+namespace varkel {
+
+/// No call on a bus or to an application waits longer than this for a sign of life.
+inline constexpr Deadline::Duration callLimit{2000};
+
+/// Where an accessible object lives: the bus name of its application and its path there.
+struct AtspiReference {
+    std::string busName;
+    std::string path;
+};
+
+/// An application on the accessibility bus.
+struct AtspiApplication {
+    AtspiReference root;
+    pid_t pid = 0;
+};
+
+/// The session's accessibility bus: finds it, notices when it goes, finds it again. Any thread.
+class AtspiBus {
+  public:
+    /// A connection to the bus for one thread's use; goes back to be used again when it is still good.
+    class Lease {
+      public:
+        Lease(AtspiBus& owner, std::unique_ptr<BusConnection> connection, std::uint64_t generation)
+            : owner_(&owner), connection_(std::move(connection)), generation_(generation) {}
+        Lease(Lease&&) noexcept = default;
+        Lease& operator=(Lease&&) = delete;
+        ~Lease();
+
+        BusConnection& operator*() const { return *connection_; }
+        BusConnection* operator->() const { return connection_.get(); }
+
+      private:
+        AtspiBus* owner_;
+        std::unique_ptr<BusConnection> connection_;
+        std::uint64_t generation_;
+    };
+
+    /// Whether the bus answers; connects when there is no connection. Waits callLimit at most.
+    bool isReachable();
+
+    /// Whether there is a connection now, without waiting.
+    bool isKnownReachable();
+
+    /// From now on, turn the session's accessibility status on whenever the bus is found.
+    void announceOnConnect();
+
+    /// A connection to the bus, or nothing when it cannot be reached by the deadline.
+    std::optional<Lease> lease(Deadline deadline);
+
+    /// The applications that have registered, with the processes that own their connections.
+    std::vector<AtspiApplication> applications(BusConnection& bus, Deadline deadline);
+
+    /// The process that owns a bus name.
+    std::optional<pid_t> pidOf(BusConnection& bus, const std::string& busName, Deadline deadline);
+
+    /// A connection straight to an application, past the bus; null when the application offers none that
+    /// leads to its own process. `frozen` is set when it did not answer at all.
+    std::unique_ptr<BusConnection> connectDirectly(BusConnection& bus, const AtspiApplication& application,
+                                                   Deadline deadline, bool& frozen);
+
+  private:
+    bool connect();
+    void giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
+    std::optional<pid_t> knownPid(const std::string& busName);
+    void learnPid(const std::string& busName, pid_t pid);
+
+    // Held while connecting, so that one thread does it and the others wait for it.
+    std::mutex connecting_;
+    // Guards what follows; never held across a wait.
+    std::mutex mutex_;
+    std::uint64_t attempts_ = 0;
+    bool announce_ = false;
+    std::string address_;
+    // Counts the buses found; what was learnt of one means nothing on the next.
+    std::uint64_t generation_ = 0;
+    // Never used for calls: its end tells that the bus is gone.
+    std::unique_ptr<BusConnection> sentinel_;
+    std::vector<std::unique_ptr<BusConnection>> idle_;
+    std::map<std::string, pid_t> pids_;
+};
+
+}  // namespace varkel

@@ -1,0 +1,361 @@
+#include "platform/linux/AtspiSession.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "platform/linux/AtspiWire.h"
+
+namespace varkel {
+
+namespace {
+
+/// A request may take this long in all, however slowly an application answers.
+constexpr Deadline::Duration sessionLimit{15'000};
+
+/// The texts that one session keeps. What an application sends beyond it is dropped, so that none can fill
+/// memory.
+constexpr std::size_t maxTextBytes = std::size_t{256} << 20;
+
+/// Up to this many children come in one reply, which costs an application less than to be asked for each.
+/// Longer lists may hold millions: of those, the first are asked for one by one.
+constexpr std::int32_t childListLimit = 5000;
+constexpr std::int32_t askedOneByOne = 1000;
+
+constexpr const char* nullPath = "/org/a11y/atspi/null";
+
+/// How far up a menu is looked for: deeper than menus nest, with the panels that toolkits put between.
+constexpr std::size_t maxMenuDepth = 16;
+
+bool isMenu(AtspiRole role) {
+    return role == AtspiRole::menu || role == AtspiRole::popupMenu;
+}
+
+bool isClosedMenu(const AtspiNode& node) {
+    if (!node.isKnown(AtspiPart::role) || !isMenu(node.role) || !node.isKnown(AtspiPart::states))
+        return false;
+    return !node.states.has(AtspiState::visible) && !node.states.has(AtspiState::showing);
+}
+
+}  // namespace
+
+AtspiSession::AtspiSession(AtspiBus& bus, pid_t pid)
+    : bus_(bus), pid_(pid), deadline_(Deadline::in(sessionLimit)) {
+    nodes_.emplace_back();
+}
+
+bool AtspiSession::connect() {
+    if (connected_) return reachable_;
+    connected_ = true;
+    auto lease = bus_.lease(earlier(deadline_, Deadline::in(callLimit)));
+    if (!lease) return false;
+    lease_.emplace(std::move(*lease));
+    const auto applications = bus_.applications(**lease_, deadline_);
+    const auto found = std::ranges::find(applications, pid_, &AtspiApplication::pid);
+    if (found == applications.end()) return false;
+    bool frozen = false;
+    direct_ = bus_.connectDirectly(**lease_, *found, deadline_, frozen);
+    if (frozen) return false;
+    peers_.push_back(
+        {found->root.busName, pid_, direct_ ? direct_.get() : &**lease_, direct_ != nullptr, {}});
+    peers_[0].nodes.emplace(found->root.path, rootNode);
+    nodes_[rootNode].path = found->root.path;
+    reachable_ = true;
+    return true;
+}
+
+void AtspiSession::serve() {
+    std::array<BusConnection*, 2> connections{&**lease_, direct_.get()};
+    serveAll(std::span(connections).first(direct_ ? 2 : 1), callLimit, deadline_);
+}
+
+std::uint32_t AtspiSession::peerNamed(const std::string& busName) {
+    const auto found = std::ranges::find(peers_, busName, &Peer::busName);
+    if (found != peers_.end()) return static_cast<std::uint32_t>(found - peers_.begin());
+    // Another process's part of this application, such as a web view's: reached over the bus.
+    peers_.push_back({busName, std::nullopt, &**lease_, false, {}});
+    return static_cast<std::uint32_t>(peers_.size() - 1);
+}
+
+std::uint32_t AtspiSession::nodeAt(std::uint32_t peer, const std::string& path) {
+    const auto [found, added] =
+        peers_[peer].nodes.try_emplace(path, static_cast<std::uint32_t>(nodes_.size()));
+    if (added) {
+        nodes_.emplace_back();
+        nodes_.back().peer = peer;
+        nodes_.back().path = path;
+    }
+    return found->second;
+}
+
+std::optional<std::uint32_t> AtspiSession::readReference(sd_bus_message* message, std::uint32_t peer) {
+    const char* name = nullptr;
+    const char* path = nullptr;
+    if (sd_bus_message_read(message, "(so)", &name, &path) <= 0) return std::nullopt;
+    if (std::string_view(path) == nullPath) return std::nullopt;
+    const bool samePeer = *name == '\0' || peers_[peer].busName == name;
+    return nodeAt(samePeer ? peer : peerNamed(name), path);
+}
+
+std::optional<pid_t> AtspiSession::pidOf(std::uint32_t index) {
+    if (index == rootNode) return pid_;
+    Peer& peer = peers_[nodes_[index].peer];
+    if (!peer.pid) peer.pid = bus_.pidOf(**lease_, peer.busName, deadline_);
+    return peer.pid;
+}
+
+SdBusMessage AtspiSession::newCall(std::uint32_t index, const char* interface, const char* member) {
+    const AtspiNode& node = nodes_[index];
+    const Peer& peer = peers_[node.peer];
+    const char* destination = peer.direct ? nullptr : peer.busName.c_str();
+    return peer.connection->newCall({destination, node.path.c_str(), interface, member});
+}
+
+void AtspiSession::send(std::uint32_t index, SdBusMessage message, ReplyHandler handler) {
+    peers_[nodes_[index].peer].connection->call(std::move(message), std::move(handler));
+}
+
+/// Files the end of a call that was to bring one part, and goes on with what waited for it.
+void AtspiSession::settle(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood) {
+    AtspiNode& node = nodes_[index];
+    if (outcome == CallOutcome::replied && understood) {
+        node.markKnown(part);
+        if (part == AtspiPart::children) adopt(index);
+    } else {
+        const bool unsupported = outcome == CallOutcome::unsupported;
+        node.markMissing(part, unsupported ? AXError::unsupported : AXError::cannotComplete);
+    }
+    if (sweep_) continueSweep(index, part);
+}
+
+/// Tells children whose they are. An element listed by several keeps the first.
+void AtspiSession::adopt(std::uint32_t index) {
+    for (const std::uint32_t child : nodes_[index].children) {
+        if (child != rootNode && !nodes_[child].parent) nodes_[child].parent = index;
+    }
+}
+
+void AtspiSession::loadMenusAbove(std::uint32_t index) {
+    std::optional<std::uint32_t> at = index;
+    for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
+        if (load(*at, AtspiPart::role) && isMenu(nodes_[*at].role)) load(*at, AtspiPart::states);
+    }
+}
+
+bool AtspiSession::isInClosedMenu(std::uint32_t index) const {
+    std::optional<std::uint32_t> at = index;
+    for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
+        if (isClosedMenu(nodes_[*at])) return true;
+    }
+    return false;
+}
+
+/// Keeps a text that an application sent, as long as the session has room.
+bool AtspiSession::keep(std::string& field, const char* text) {
+    const std::string_view view(text);
+    if (view.size() > maxTextBytes - textBytes_) return false;
+    textBytes_ += view.size();
+    field = view;
+    return true;
+}
+
+bool AtspiSession::load(std::uint32_t index, AtspiPart part) {
+    if (!connect()) {
+        nodes_[index].markMissing(part, AXError::cannotComplete);
+        return false;
+    }
+    if (part == AtspiPart::children) load(index, AtspiPart::childCount);
+    ask(index, part);
+    serve();
+    return nodes_[index].isKnown(part);
+}
+
+void AtspiSession::ask(std::uint32_t index, AtspiPart part) {
+    if (!nodes_[index].isUnasked(part)) return;
+    switch (part) {
+        case AtspiPart::name:
+        case AtspiPart::childCount:
+            askProperties(index);
+            return;
+        case AtspiPart::accessibleId:
+            askAccessibleId(index);
+            return;
+        case AtspiPart::role:
+            askRole(index);
+            return;
+        case AtspiPart::states:
+            askStates(index);
+            return;
+        case AtspiPart::extents:
+            askExtents(index);
+            return;
+        case AtspiPart::text:
+            askText(index);
+            return;
+        case AtspiPart::number:
+            askNumber(index);
+            return;
+        case AtspiPart::children:
+            askChildren(index);
+            return;
+    }
+}
+
+void AtspiSession::askProperties(std::uint32_t index) {
+    constexpr std::array parts{AtspiPart::name, AtspiPart::accessibleId, AtspiPart::childCount};
+    for (const AtspiPart part : parts) {
+        if (nodes_[index].isUnasked(part)) nodes_[index].markAsked(part);
+    }
+    SdBusMessage call = newCall(index, dbusProperties, "GetAll");
+    if (call && sd_bus_message_append(call.get(), "s", atspiAccessible) < 0) call.reset();
+    send(index, std::move(call), [this, index, parts](CallOutcome outcome, sd_bus_message* reply) {
+        if (reply != nullptr) readProperties(index, reply);
+        for (const AtspiPart part : parts) {
+            if (!nodes_[index].isKnown(part)) settle(index, part, outcome, false);
+        }
+        if (sweep_ && nodes_[index].isKnown(AtspiPart::childCount))
+            continueSweep(index, AtspiPart::childCount);
+    });
+}
+
+void AtspiSession::readProperties(std::uint32_t index, sd_bus_message* reply) {
+    AtspiNode& node = nodes_[index];
+    if (sd_bus_message_enter_container(reply, 'a', "{sv}") < 0) return;
+    while (sd_bus_message_enter_container(reply, 'e', "sv") > 0) {
+        const char* key = nullptr;
+        const char* text = nullptr;
+        if (sd_bus_message_read(reply, "s", &key) < 0) return;
+        const std::string_view property(key);
+        if (property == "Name" && sd_bus_message_read(reply, "v", "s", &text) > 0) {
+            if (keep(node.name, text)) node.markKnown(AtspiPart::name);
+        } else if (property == "AccessibleId" && sd_bus_message_read(reply, "v", "s", &text) > 0) {
+            if (keep(node.accessibleId, text)) node.markKnown(AtspiPart::accessibleId);
+        } else if (property == "ChildCount" && sd_bus_message_read(reply, "v", "i", &node.childCount) > 0) {
+            node.markKnown(AtspiPart::childCount);
+        } else if (sd_bus_message_skip(reply, "v") < 0) {
+            return;
+        }
+        if (sd_bus_message_exit_container(reply) < 0) return;
+    }
+}
+
+void AtspiSession::askAccessibleId(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::accessibleId);
+    SdBusMessage call = newCall(index, dbusProperties, "Get");
+    if (call && sd_bus_message_append(call.get(), "ss", atspiAccessible, "AccessibleId") < 0) call.reset();
+    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
+        const char* text = nullptr;
+        const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
+        settle(index, AtspiPart::accessibleId, outcome, understood && keep(nodes_[index].accessibleId, text));
+    });
+}
+
+void AtspiSession::askRole(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::role);
+    send(index, newCall(index, atspiAccessible, "GetRole"),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             std::uint32_t number = 0;
+             const bool understood = reply != nullptr && sd_bus_message_read(reply, "u", &number) > 0;
+             nodes_[index].role = static_cast<AtspiRole>(number);
+             settle(index, AtspiPart::role, outcome, understood);
+         });
+}
+
+void AtspiSession::askStates(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::states);
+    send(index, newCall(index, atspiAccessible, "GetState"),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
+             nodes_[index].states = states.value_or(AtspiStates());
+             settle(index, AtspiPart::states, outcome, states.has_value());
+         });
+}
+
+void AtspiSession::askExtents(std::uint32_t index) {
+    constexpr std::uint32_t screenCoordinates = 0;
+    nodes_[index].markAsked(AtspiPart::extents);
+    SdBusMessage call = newCall(index, "org.a11y.atspi.Component", "GetExtents");
+    if (call && sd_bus_message_append(call.get(), "u", screenCoordinates) < 0) call.reset();
+    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
+        AtspiExtents& extents = nodes_[index].extents;
+        const bool understood =
+            reply != nullptr &&
+            sd_bus_message_read(reply, "(iiii)", &extents.x, &extents.y, &extents.width, &extents.height) > 0;
+        settle(index, AtspiPart::extents, outcome, understood);
+    });
+}
+
+void AtspiSession::askText(std::uint32_t index) {
+    constexpr std::int32_t toTheEnd = -1;
+    nodes_[index].markAsked(AtspiPart::text);
+    SdBusMessage call = newCall(index, "org.a11y.atspi.Text", "GetText");
+    if (call && sd_bus_message_append(call.get(), "ii", 0, toTheEnd) < 0) call.reset();
+    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
+        const char* text = nullptr;
+        const bool understood = reply != nullptr && sd_bus_message_read(reply, "s", &text) > 0;
+        settle(index, AtspiPart::text, outcome, understood && keep(nodes_[index].text, text));
+    });
+}
+
+void AtspiSession::askNumber(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::number);
+    SdBusMessage call = newCall(index, dbusProperties, "Get");
+    if (call && sd_bus_message_append(call.get(), "ss", "org.a11y.atspi.Value", "CurrentValue") < 0)
+        call.reset();
+    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
+        const bool understood =
+            reply != nullptr && sd_bus_message_read(reply, "v", "d", &nodes_[index].number) > 0;
+        settle(index, AtspiPart::number, outcome, understood);
+    });
+}
+
+/// The children, once it is known how many there are.
+void AtspiSession::askChildren(std::uint32_t index) {
+    AtspiNode& node = nodes_[index];
+    node.markAsked(AtspiPart::children);
+    const bool counted = node.isKnown(AtspiPart::childCount);
+    if (counted && node.childCount == 0) {
+        settle(index, AtspiPart::children, CallOutcome::replied, true);
+    } else if (counted && node.childCount > childListLimit) {
+        askChildrenOneByOne(index);
+    } else {
+        askChildList(index);
+    }
+}
+
+void AtspiSession::askChildList(std::uint32_t index) {
+    send(index, newCall(index, atspiAccessible, "GetChildren"),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             const bool understood =
+                 reply != nullptr && sd_bus_message_enter_container(reply, 'a', "(so)") > 0;
+             std::vector<std::uint32_t> children;
+             // The count may have been a lie: no more is taken than would have been asked for.
+             for (std::int32_t i = 0; understood && i < childListLimit; ++i) {
+                 if (sd_bus_message_at_end(reply, 0) != 0) break;
+                 if (const auto child = readReference(reply, nodes_[index].peer)) children.push_back(*child);
+             }
+             nodes_[index].children = std::move(children);
+             settle(index, AtspiPart::children, outcome, understood);
+         });
+}
+
+void AtspiSession::askChildrenOneByOne(std::uint32_t index) {
+    constexpr std::size_t wanted = askedOneByOne;
+    const auto list = std::make_shared<SlowChildren>(
+        SlowChildren{wanted, std::vector<std::optional<std::uint32_t>>(wanted)});
+    for (std::size_t i = 0; i < wanted; ++i) {
+        SdBusMessage call = newCall(index, atspiAccessible, "GetChildAtIndex");
+        if (call && sd_bus_message_append(call.get(), "i", static_cast<std::int32_t>(i)) < 0) call.reset();
+        send(index, std::move(call), [this, index, i, list](CallOutcome outcome, sd_bus_message* reply) {
+            if (reply != nullptr) list->found[i] = readReference(reply, nodes_[index].peer);
+            if (--list->missing > 0) return;
+            for (const auto& child : list->found) {
+                if (child) nodes_[index].children.push_back(*child);
+            }
+            const bool any = !nodes_[index].children.empty();
+            settle(index, AtspiPart::children, any ? CallOutcome::replied : outcome, any);
+        });
+    }
+}
+
+}  // namespace varkel

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/linux/AtspiBus.h"
+#include "platform/linux/AtspiNode.h"
+
+namespace varkel {
+
+/// One request's view of one application: its objects as they were read, and the connections to read more.
+/// Nothing is read twice, and nothing waits past the session's deadline. Belongs to one thread at a time.
+class AtspiSession {
+  public:
+    AtspiSession(AtspiBus& bus, pid_t pid);
+    AtspiSession(const AtspiSession&) = delete;
+    AtspiSession& operator=(const AtspiSession&) = delete;
+
+    /// The node of the application itself.
+    static constexpr std::uint32_t rootNode = 0;
+
+    const AtspiNode& node(std::uint32_t index) const { return nodes_[index]; }
+
+    /// The process that owns a node, or nothing when the bus does not say.
+    std::optional<pid_t> pidOf(std::uint32_t index);
+
+    /// Reads one part of a node unless it has been read. Returns whether the node has it.
+    bool load(std::uint32_t index, AtspiPart part);
+
+    /// Reads the parts that `attributes` need, of a node and everything below it, with as many calls on their
+    /// way at once as the application takes.
+    void loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,
+                     const PrefetchScope& scope);
+
+    /// Why a part of a node is not there.
+    AXError reason(std::uint32_t index, AtspiPart part) const { return nodes_[index].reason(part); }
+
+    /// Whether a node is a menu that is not open, or inside one. It has no place on the screen then, whatever
+    /// the application says; asking each of its items anyway is what makes applications with large menus slow
+    /// to read. Goes by what is known; loadMenusAbove() makes that enough.
+    bool isInClosedMenu(std::uint32_t index) const;
+
+    /// Reads what isInClosedMenu() needs.
+    void loadMenusAbove(std::uint32_t index);
+
+  private:
+    struct Peer {
+        std::string busName;
+        std::optional<pid_t> pid;
+        BusConnection* connection;
+        // A private connection has one object tree behind it and takes no bus name.
+        bool direct;
+        std::unordered_map<std::string, std::uint32_t> nodes;
+    };
+
+    /// A bulk load under way.
+    struct Sweep {
+        bool values = false;
+        bool states = false;
+        bool extents = false;
+        PrefetchScope scope{};
+        std::size_t visited = 0;
+    };
+
+    /// The parts of a child list that is read one child at a time.
+    struct SlowChildren {
+        std::size_t missing;
+        std::vector<std::optional<std::uint32_t>> found;
+    };
+
+    bool connect();
+    void serve();
+    std::uint32_t peerNamed(const std::string& busName);
+    std::uint32_t nodeAt(std::uint32_t peer, const std::string& path);
+    std::optional<std::uint32_t> readReference(sd_bus_message* message, std::uint32_t peer);
+
+    SdBusMessage newCall(std::uint32_t index, const char* interface, const char* member);
+    void send(std::uint32_t index, SdBusMessage message, ReplyHandler handler);
+
+    void ask(std::uint32_t index, AtspiPart part);
+    void askProperties(std::uint32_t index);
+    void askAccessibleId(std::uint32_t index);
+    void askRole(std::uint32_t index);
+    void askStates(std::uint32_t index);
+    void askExtents(std::uint32_t index);
+    void askText(std::uint32_t index);
+    void askNumber(std::uint32_t index);
+    void askChildren(std::uint32_t index);
+    void askChildList(std::uint32_t index);
+    void askChildrenOneByOne(std::uint32_t index);
+
+    void settle(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood);
+    void readProperties(std::uint32_t index, sd_bus_message* reply);
+    void adopt(std::uint32_t index);
+    bool keep(std::string& field, const char* text);
+
+    void loadCache();
+    void readCacheItem(sd_bus_message* reply);
+    void visit(std::uint32_t index);
+    void continueSweep(std::uint32_t index, AtspiPart part);
+    void askValue(std::uint32_t index);
+    bool mayHaveExtents(std::uint32_t index);
+
+    AtspiBus& bus_;
+    const pid_t pid_;
+    Deadline deadline_;
+    bool connected_ = false;
+    bool reachable_ = false;
+    std::optional<AtspiBus::Lease> lease_;
+    std::unique_ptr<BusConnection> direct_;
+    std::vector<Peer> peers_;
+    // A deque, so that a node stays where it is while others are added.
+    std::deque<AtspiNode> nodes_;
+    std::size_t textBytes_ = 0;
+    std::optional<Sweep> sweep_;
+};
+
+}  // namespace varkel

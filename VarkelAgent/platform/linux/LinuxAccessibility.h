@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/linux/AtspiBus.h"
+
+namespace varkel {
+
+/// Accessibility over AT-SPI2. An element's handle shares its request's AtspiSession.
+class LinuxAccessibility : public Accessibility {
+  public:
+    explicit LinuxAccessibility(AtspiBus& bus) : bus_(bus) {}
+
+    bool AXIsProcessTrusted() override { return bus_.isReachable(); }
+    bool isKnownTrusted() override { return bus_.isKnownReachable(); }
+    AXUIElementRef AXUIElementCreateApplication(pid_t pid) override;
+    AXResult<AXValue> AXUIElementCopyAttributeValue(const AXUIElementRef& element,
+                                                    AXAttribute attribute) override;
+    AXResult<std::vector<AXUIElementRef>> AXUIElementCopyAttributeValues(const AXUIElementRef& element,
+                                                                         AXAttribute attribute,
+                                                                         std::size_t first,
+                                                                         std::size_t maxCount) override;
+    AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef& element) override;
+    bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override;
+    void prefetch(const AXUIElementRef& element, std::span<const AXAttribute> attributes,
+                  const PrefetchScope& scope) override;
+    void announce() override;
+
+  private:
+    AtspiBus& bus_;
+};
+
+}  // namespace varkel

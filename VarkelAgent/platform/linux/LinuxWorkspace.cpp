@@ -1,0 +1,23 @@
+#include "platform/linux/LinuxWorkspace.h"
+
+#include "platform/linux/ActiveApplication.h"
+
+namespace varkel {
+
+namespace {
+
+constexpr std::chrono::milliseconds askLimit{1000};
+
+}  // namespace
+
+std::optional<pid_t> LinuxWorkspace::frontmostApplication() {
+    if (const auto pid = watcher_.ask(askLimit)) return pid;
+    return findActiveApplication(bus_, askLimit);
+}
+
+std::optional<std::optional<pid_t>> LinuxWorkspace::frontmostApplicationIfKnown() {
+    const auto pid = watcher_.peek();
+    return pid ? std::optional(pid) : std::nullopt;
+}
+
+}  // namespace varkel

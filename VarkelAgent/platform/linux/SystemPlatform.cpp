@@ -1,0 +1,30 @@
+#include <chrono>
+
+#include "platform/Platform.h"
+#include "platform/linux/LinuxAccessibility.h"
+#include "platform/linux/LinuxWorkspace.h"
+
+namespace varkel {
+
+namespace {
+
+class SystemClock : public Clock {
+  public:
+    double timeIntervalSince1970() override {
+        return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+    }
+};
+
+}  // namespace
+
+Platform makeSystemPlatform() {
+    // Shared by what reads trees and what finds the application in front; lives as long as the process.
+    static AtspiBus bus;
+    Platform platform;
+    platform.accessibility = std::make_unique<LinuxAccessibility>(bus);
+    platform.workspace = std::make_unique<LinuxWorkspace>(bus);
+    platform.clock = std::make_unique<SystemClock>();
+    return platform;
+}
+
+}  // namespace varkel

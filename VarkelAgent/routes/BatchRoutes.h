@@ -1,0 +1,13 @@
+#pragma once
+
+#include "http/Task.h"
+
+namespace varkel {
+
+/// POST "/batch/begin": pins a batch to the application that is in front.
+Task<HTTPResponse> batchBegin(HTTPRequest request);
+
+/// POST "/batch/end": forgets a batch.
+Task<HTTPResponse> batchEnd(HTTPRequest request);
+
+}  // namespace varkel
