@@ -4,6 +4,7 @@
 
 #include "platform/Accessibility.h"
 #include "platform/Clock.h"
+#include "platform/Vision.h"
 #include "platform/Workspace.h"
 
 namespace varkel {
@@ -13,6 +14,7 @@ struct Platform {
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Clock> clock;
+    std::unique_ptr<Vision> vision;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

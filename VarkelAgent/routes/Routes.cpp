@@ -4,12 +4,16 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "ax/AXTree.h"
 #include "http/HTTPServer.h"
 #include "http/JSONDecoder.h"
 #include "http/JSONResponse.h"
+#include "ocr/OCR.h"
 #include "routes/BatchRoutes.h"
+#include "routes/TreeAndOCR.h"
+#include "visual/VisualFind.h"
 
 namespace varkel {
 
@@ -36,8 +40,12 @@ Task<HTTPResponse> tree(HTTPRequest request) {
 void registerRoutes(HTTPServer& server) {
     server.registerRoute("GET", "/health", health);
     server.registerRoute("POST", "/ax/tree", tree);
+    server.registerRoute("POST", "/ax/tree_and_ocr", treeAndOCR);
     server.registerRoute("POST", "/batch/begin", batchBegin);
     server.registerRoute("POST", "/batch/end", batchEnd);
+    server.registerRoute("POST", "/ocr", [](HTTPRequest request) { return performOCR(std::move(request)); });
+    server.registerRoute("POST", "/visual/find",
+                         [](HTTPRequest request) { return performVisualFind(std::move(request)); });
 }
 
 }  // namespace varkel

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxWorkspace.h"
+#include "platform/linux/VisionLoader.h"
 
 namespace varkel {
 
@@ -24,6 +25,7 @@ Platform makeSystemPlatform() {
     platform.accessibility = std::make_unique<LinuxAccessibility>(bus);
     platform.workspace = std::make_unique<LinuxWorkspace>(bus);
     platform.clock = std::make_unique<SystemClock>();
+    platform.vision = std::make_unique<VisionLoader>();
     return platform;
 }
 

@@ -32,7 +32,9 @@ std::vector<Run> collectRuns(const Mask& mask, std::vector<std::uint32_t>& rowSt
 
 class DisjointSets {
   public:
-    explicit DisjointSets(std::size_t count) : parents_(count) { std::iota(parents_.begin(), parents_.end(), 0U); }
+    explicit DisjointSets(std::size_t count) : parents_(count) {
+        std::iota(parents_.begin(), parents_.end(), 0U);
+    }
 
     std::uint32_t find(std::uint32_t i) {
         while (parents_[i] != i) {

@@ -14,8 +14,11 @@ struct Mask {
     std::vector<std::uint8_t> bits;
 
     Mask() = default;
-    Mask(int w, int h) : width(w), height(h), bits(static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
-    std::uint8_t* row(int y) { return bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width); }
+    Mask(int w, int h)
+        : width(w), height(h), bits(static_cast<std::size_t>(w) * static_cast<std::size_t>(h)) {}
+    std::uint8_t* row(int y) {
+        return bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
+    }
     const std::uint8_t* row(int y) const {
         return bits.data() + static_cast<std::size_t>(y) * static_cast<std::size_t>(width);
     }

@@ -9,8 +9,8 @@ namespace {
 
 using Byte = std::uint8_t;
 
-/// The least difference of a colour channel that counts as an edge: disabled text differs by about 60 from its
-/// background and less where strokes are thin; gradients and shadows stay below.
+/// The least difference of a colour channel that counts as an edge: disabled text differs by about 60 from
+/// its background and less where strokes are thin; gradients and shadows stay below.
 constexpr int edgeContrast = 28;
 /// The most by which a straight line's colour may change from one pixel to the next.
 constexpr int lineSmoothness = 10;
@@ -53,7 +53,8 @@ class RowMeasure {
         const std::size_t count = contrast.size();
         for (std::size_t x = 0; x < count; ++x) {
             const Byte edge = contrast[x] >= edgeContrast ? 1 : 0;
-            const Byte flatRows = std::max(alongTop[x], alongBottom[x]) <= lineSmoothness ? horizontalEdge : 0;
+            const Byte flatRows =
+                std::max(alongTop[x], alongBottom[x]) <= lineSmoothness ? horizontalEdge : 0;
             const Byte flatColumns = std::max(across[x], across[x + 1]) <= lineSmoothness ? verticalEdge : 0;
             edges[x] = edge;
             straight[x] = static_cast<Byte>((flatRows | flatColumns) & (edge != 0 ? 0xff : 0));

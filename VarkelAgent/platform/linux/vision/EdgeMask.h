@@ -5,8 +5,8 @@
 namespace varkel {
 
 /// Where the colour of a picture changes. Bit (x, y) stands for the four pixels from (x, y) to
-/// (x + 1, y + 1), so a mask is one smaller than its picture both ways, and the ink of a shape whose bits span
-/// x0 up to and without x1 spans x0 + 1 up to and without x1.
+/// (x + 1, y + 1), so a mask is one smaller than its picture both ways, and the ink of a shape whose bits
+/// span x0 up to and without x1 spans x0 + 1 up to and without x1.
 struct EdgeMasks {
     /// Edges other than those of long straight lines: what letters are made of.
     Mask shapes;

@@ -102,7 +102,8 @@ std::optional<ImageSize> headerSize(Bytes bytes, l_int32 format) {
                               nullptr) != 0) {
             return std::nullopt;
         }
-    } else if (pixReadHeaderMem(bytes.data(), bytes.size(), nullptr, &width, &height, &rest, &rest, nullptr) != 0) {
+    } else if (pixReadHeaderMem(bytes.data(), bytes.size(), nullptr, &width, &height, &rest, &rest,
+                                nullptr) != 0) {
         return std::nullopt;
     }
     return ImageSize{width, height};
@@ -122,14 +123,15 @@ Picture decodeWithLeptonica(Bytes bytes, l_int32 format) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
     if (!size || !acceptable(*size)) return nullptr;
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
-                                          : pixReadMem(bytes.data(), bytes.size()));
+                                      : pixReadMem(bytes.data(), bytes.size()));
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
 Picture decodeFormat(Bytes bytes, l_int32 format) {
     if (format == IFF_PNG) return decodePNG(bytes);
     if (format == IFF_GIF) return decodeGIF(bytes);
-    const bool other = format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
+    const bool other =
+        format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
     return other || isTIFF(format) ? decodeWithLeptonica(bytes, format) : nullptr;
 }
 

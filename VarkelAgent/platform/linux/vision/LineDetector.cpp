@@ -6,8 +6,8 @@
 #include <numeric>
 
 #include "platform/linux/vision/EdgeMask.h"
-#include "platform/linux/vision/ShapeFilter.h"
 #include "platform/linux/vision/LineGrouping.h"
+#include "platform/linux/vision/ShapeFilter.h"
 
 namespace varkel {
 

@@ -31,7 +31,8 @@ int gapBetween(const PixelBox& a, const PixelBox& b) {
 bool sameLine(const PixelBox& a, const PixelBox& b, double overlap, double likeness) {
     const int low = std::min(a.height(), b.height());
     const int high = std::max(a.height(), b.height());
-    return low >= likeness * high && commonHeight(a, b) >= overlap * low && gapBetween(a, b) <= wordGap * high;
+    return low >= likeness * high && commonHeight(a, b) >= overlap * low &&
+           gapBetween(a, b) <= wordGap * high;
 }
 
 /// The height of a line's capitals, from the lowest top to the usual bottom of its parts.
@@ -48,7 +49,8 @@ Core coreOf(std::vector<Glyph>::const_iterator from, std::vector<Glyph>::const_i
         core.top = std::min(core.top, part->box.y0);
         bottoms.push_back(part->box.y1);
     }
-    std::nth_element(bottoms.begin(), bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2), bottoms.end());
+    std::nth_element(bottoms.begin(), bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2),
+                     bottoms.end());
     core.bottom = bottoms[bottoms.size() / 2];
     return core;
 }
@@ -63,8 +65,8 @@ bool isIcon(const Glyph& part, const Core& text, int gap) {
     return squarish && high && (part.closed || outside);
 }
 
-/// Makes one part of parts that lie above each other or within each other: dots on their stems, marks in their
-/// boxes. Parts are sorted by their left sides, before and after.
+/// Makes one part of parts that lie above each other or within each other: dots on their stems, marks in
+/// their boxes. Parts are sorted by their left sides, before and after.
 std::vector<Glyph> stacked(const std::vector<Glyph>& parts) {
     std::vector<Glyph> stacks;
     for (const Glyph& part : parts) {
@@ -176,7 +178,8 @@ class Groups {
         for (std::size_t i = 0; i < groups_.size(); ++i) {
             for (std::size_t k = 0; k < groups_.size() && low[i] == 0; ++k) {
                 const PixelBox& box = groups_[i].box;
-                if (box.height() <= 0.6 * groups_[k].box.height() && box.width() <= 1.5 * groups_[k].box.height() &&
+                if (box.height() <= 0.6 * groups_[k].box.height() &&
+                    box.width() <= 1.5 * groups_[k].box.height() &&
                     distanceTo(box, groups_[k].box) < std::numeric_limits<double>::max()) {
                     low[i] = 1;
                 }
@@ -258,8 +261,8 @@ class Groups {
     std::vector<Group> groups_;
 };
 
-/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their middles
-/// lie within it.
+/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their
+/// middles lie within it.
 void sortForReading(std::vector<DetectedLine>& lines) {
     std::stable_sort(lines.begin(), lines.end(), [](const DetectedLine& a, const DetectedLine& b) {
         return a.box.y0 + a.box.y1 < b.box.y0 + b.box.y1;
@@ -282,7 +285,8 @@ std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs) {
     Groups groups(glyphs);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
-    std::erase_if(lines, [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
+    std::erase_if(lines,
+                  [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
     sortForReading(lines);
     return lines;
 }

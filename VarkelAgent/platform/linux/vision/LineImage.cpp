@@ -78,7 +78,8 @@ std::vector<PixelBox> wordsOf(const DetectedLine& line) {
 }
 
 /// Writes one word's darkness, 0 for background up to 255, into the line's plane.
-void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line, std::vector<float>& plane) {
+void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
+                 std::vector<float>& plane) {
     const Colour background = backgroundOf(image, word);
     int strongest = 24;
     for (int y = word.y0; y < word.y1; ++y) {
@@ -115,7 +116,8 @@ std::vector<Tap> makeTaps(int from, int to) {
             // Outside is background, marked by -1.
             const int index = base - 1 + k;
             tap.index[static_cast<std::size_t>(k)] = index >= 0 && index < from ? index : -1;
-            tap.weight[static_cast<std::size_t>(k)] = static_cast<float>(weights[static_cast<std::size_t>(k)]);
+            tap.weight[static_cast<std::size_t>(k)] =
+                static_cast<float>(weights[static_cast<std::size_t>(k)]);
         }
     }
     return taps;
@@ -140,7 +142,8 @@ void halve(std::vector<float>& plane, int& width, int& height) {
 }
 
 LineImage scaled(const std::vector<float>& plane, int width, int height, int toHeight) {
-    const int toWidth = std::max(1, static_cast<int>(std::lround(static_cast<double>(width) * toHeight / height)));
+    const int toWidth =
+        std::max(1, static_cast<int>(std::lround(static_cast<double>(width) * toHeight / height)));
     const std::vector<Tap> columns = makeTaps(width, toWidth);
     const std::vector<Tap> rows = makeTaps(height, toHeight);
     std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
@@ -157,14 +160,19 @@ LineImage scaled(const std::vector<float>& plane, int width, int height, int toH
         }
     }
     LineImage result{toWidth + 2 * border, toHeight + 2 * border, {}};
-    result.pixels.assign(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height), 255);
+    result.pixels.assign(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height),
+                         255);
     for (int y = 0; y < toHeight; ++y) {
         const Tap& tap = rows[static_cast<std::size_t>(y)];
-        std::uint8_t* out = result.pixels.data() + static_cast<std::ptrdiff_t>(y + border) * result.width + border;
+        std::uint8_t* out =
+            result.pixels.data() + static_cast<std::ptrdiff_t>(y + border) * result.width + border;
         for (int x = 0; x < toWidth; ++x) {
             float sum = 0;
             for (std::size_t k = 0; k < 4; ++k) {
-                if (tap.index[k] >= 0) sum += tap.weight[k] * wide[static_cast<std::size_t>(tap.index[k]) * static_cast<std::size_t>(toWidth) + static_cast<std::size_t>(x)];
+                if (tap.index[k] >= 0)
+                    sum += tap.weight[k] *
+                           wide[static_cast<std::size_t>(tap.index[k]) * static_cast<std::size_t>(toWidth) +
+                                static_cast<std::size_t>(x)];
             }
             out[x] = static_cast<std::uint8_t>(255 - std::clamp(static_cast<int>(std::lround(sum)), 0, 255));
         }
@@ -191,7 +199,8 @@ LineImage prepareLine(const LinePlane& line) {
     std::vector<float> plane = line.darkness;
     int width = line.width;
     // Room for descenders below lines that have none: the model places letters by it.
-    int height = std::max(line.height, line.baseline + static_cast<int>(std::lround(descent * line.baseline)));
+    int height =
+        std::max(line.height, line.baseline + static_cast<int>(std::lround(descent * line.baseline)));
     plane.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
     constexpr int inkHeight = modelHeight - 2 * border;
     while (height >= 2 * inkHeight && width >= 2) halve(plane, width, height);

@@ -14,7 +14,7 @@ struct LineReading {
     float confidence = 0;
 };
 
-/// Reads single lines. Loads its model when made, in about 0.2 s. For one thread at a time.
+/// Reads single lines. Loads its model when made, in about 0.2 s. For the thread that made it.
 class LineRecogniser {
   public:
     /// Null when there is no model to load.

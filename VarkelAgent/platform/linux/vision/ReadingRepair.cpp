@@ -87,11 +87,12 @@ class Repair {
   private:
     bool isUnderscore(const GlyphShape& shape) const {
         const PixelBox& box = shape.box;
-        return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 && box.width() >= 0.4 * capHeight_;
+        return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 &&
+               box.width() >= 0.4 * capHeight_;
     }
 
-    /// Gives every letter its shapes; false when they do not come out even. Underscores that the reading lacks
-    /// are put in.
+    /// Gives every letter its shapes; false when they do not come out even. Underscores that the reading
+    /// lacks are put in.
     bool match() {
         std::vector<Letter> matched;
         std::size_t next = 0;
@@ -99,7 +100,8 @@ class Repair {
             Letter letter = letters_[i];
             if (next >= shapes_.size()) return false;
             if (!letter.is("_")) {
-                while (next < shapes_.size() && isUnderscore(shapes_[next]) && !letter.isOneOf({"-", ".", ","})) {
+                while (next < shapes_.size() && isUnderscore(shapes_[next]) &&
+                       !letter.isOneOf({"-", ".", ","})) {
                     matched.push_back({"_", false, next++, 1});
                     letter.blankBefore = false;
                 }
@@ -153,18 +155,20 @@ class Repair {
         if (gaps.size() < 2) return;
         if (leastBlank == line_.width) leastBlank = 0;
         std::vector<int> sorted = gaps;
-        std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2), sorted.end());
+        std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2),
+                         sorted.end());
         const int usual = std::max(1, sorted[sorted.size() / 2]);
         for (std::size_t i = 1; i < letters_.size(); ++i) {
             const int gap = gaps[i - 1];
-            if (gap >= 0.5 * capHeight_ && gap >= 2.2 * usual && gap >= 0.8 * leastBlank && isUnitBoundary(i)) {
+            if (gap >= 0.5 * capHeight_ && gap >= 2.2 * usual && gap >= 0.8 * leastBlank &&
+                isUnitBoundary(i)) {
                 letters_[i].blankBefore = true;
             }
         }
     }
 
-    /// Between a number and its unit, where the model drops blanks. Elsewhere wide gaps beside the slim digit one
-    /// would be taken for blanks.
+    /// Between a number and its unit, where the model drops blanks. Elsewhere wide gaps beside the slim digit
+    /// one would be taken for blanks.
     bool isUnitBoundary(std::size_t i) const {
         const char next = letters_[i].text[0];
         const bool unit = next == '%' || next == 'k' || next == 'M' || next == 'G' || next == 'm';
@@ -187,11 +191,12 @@ class Repair {
         const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
         if (traits.gap) return;
         if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
-            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i)) letter.text = "1";
+            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i)) letter.text.assign(1, '1');
         } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
-            letter.text = "l";
-        } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) || (letter.is("1") && isBetweenLetters(i)))) {
-            letter.text = "l";
+            letter.text.assign(1, 'l');
+        } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
+                           (letter.is("1") && isBetweenLetters(i)))) {
+            letter.text.assign(1, 'l');
         }
     }
 
@@ -201,11 +206,12 @@ class Repair {
 
     static bool isLetter(const Letter& one) {
         const char c = one.text[0];
-        return one.text.size() == 1 && ((c >= 'a' && c <= 'z' && c != 'x') || (c >= 'A' && c <= 'Z' && c != 'O' && c != 'Q'));
+        return one.text.size() == 1 &&
+               ((c >= 'a' && c <= 'z' && c != 'x') || (c >= 'A' && c <= 'Z' && c != 'O' && c != 'Q'));
     }
 
-    /// Whether a letter of the same word stands beside: words have no zeros in them. x, O and Q do not count, for
-    /// 0x and for zeros misread in a row.
+    /// Whether a letter of the same word stands beside: words have no zeros in them. x, O and Q do not count,
+    /// for 0x and for zeros misread in a row.
     bool isBesideLetter(std::size_t i) const {
         return (i > 0 && !letters_[i].blankBefore && isLetter(letters_[i - 1])) ||
                (i + 1 < letters_.size() && !letters_[i + 1].blankBefore && isLetter(letters_[i + 1]));
@@ -218,18 +224,19 @@ class Repair {
     void repairZero(std::size_t i, bool fixedPitch) {
         Letter& letter = letters_[i];
         const PixelBox& box = shapes_[letter.first].box;
-        const bool digitSized = box.height() >= 7 && box.height() >= 0.8 * capHeight_ && box.y1 <= line_.baseline + 1;
+        const bool digitSized =
+            box.height() >= 7 && box.height() >= 0.8 * capHeight_ && box.y1 <= line_.baseline + 1;
         if (!digitSized) return;
         const double slimness = static_cast<double>(box.width()) / box.height();
         if (isBesideLetter(i)) return;
         if (letter.isOneOf({"@", "®", "©", "Q", "Ø"}) && slimness < 0.78) {
-            letter.text = "0";
+            letter.text.assign(1, '0');
         } else if (letter.isOneOf({"O", "0"}) && hasInkInMiddle(line_, shapes_[letter.first])) {
-            letter.text = "0";
+            letter.text.assign(1, '0');
         } else if (letter.is("O") && !fixedPitch && slimness < 0.7) {
-            letter.text = "0";
+            letter.text.assign(1, '0');
         } else if (letter.is("0") && !fixedPitch && slimness > 0.9) {
-            letter.text = "O";
+            letter.text.assign(1, 'O');
         }
     }
 
@@ -245,7 +252,8 @@ class Repair {
 std::string repairReading(const std::string& text, const LinePlane& line) {
     const std::vector<Letter> letters = lettersOf(text);
     if (letters.empty()) return text;
-    // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches counts.
+    // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches
+    // counts.
     for (const float inkLevel : {96.0F, 128.0F, 160.0F, 72.0F, 192.0F}) {
         if (auto repaired = Repair(letters, line, inkLevel).run()) return *repaired;
     }

@@ -25,7 +25,8 @@ LineContact contactOf(const Component& shape, const ComponentSet& all, const Mas
     const auto look = [&](int x, int y) {
         if (x < 0 || y < 0 || x >= lines.width || y >= lines.height) return;
         const std::uint8_t bits = lines.row(y)[x];
-        if ((bits & horizontalEdge) != 0) (y < middle ? contact.horizontalAbove : contact.horizontalBelow) = true;
+        if ((bits & horizontalEdge) != 0)
+            (y < middle ? contact.horizontalAbove : contact.horizontalBelow) = true;
         if ((bits & verticalEdge) != 0) contact.vertical = true;
     };
     for (std::uint32_t i = 0; i < shape.runCount; ++i) {
@@ -63,7 +64,8 @@ bool isClosed(const Component& shape, const ComponentSet& all) {
         right += run.x1 >= shape.box.x1 - 1 ? 1 : 0;
     }
     constexpr double share = 0.4;
-    return top >= share * width && bottom >= share * width && left >= share * height && right >= share * height;
+    return top >= share * width && bottom >= share * width && left >= share * height &&
+           right >= share * height;
 }
 
 bool isInside(const PixelBox& inner, const PixelBox& outer) {
