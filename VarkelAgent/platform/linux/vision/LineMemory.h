@@ -16,7 +16,8 @@ namespace varkel {
 /// most of the last. Holds the most recently used. Any thread.
 class LineMemory {
   public:
-    explicit LineMemory(std::size_t capacity = 4096) : capacity_(capacity) {}
+    /// A capacity of 0 remembers nothing.
+    explicit LineMemory(std::size_t capacity) : capacity_(capacity) {}
 
     /// A digest of everything that a reading depends on.
     static std::string keyOf(const LinePlane& line);

@@ -3,8 +3,8 @@
 #include <omp.h>
 #include <tesseract/baseapi.h>
 
-#include <algorithm>
-#include <cstdlib>
+#include <cstddef>
+#include <sstream>
 
 namespace varkel {
 
@@ -16,6 +16,19 @@ std::string trimmed(const char* text) {
     const std::size_t first = all.find_first_not_of(blanks);
     if (first == std::string::npos) return {};
     return all.substr(first, all.find_last_not_of(blanks) - first + 1);
+}
+
+/// The mean of the words' confidences, each counting as much as the word is long: one doubtful word makes a
+/// doubtful word, not a doubtful line. `percent` holds one number per word and ends with a negative one.
+float meanConfidence(const std::string& text, const int* percent) {
+    float sum = 0;
+    std::size_t characters = 0;
+    std::istringstream words(text);
+    for (std::string word; percent != nullptr && *percent >= 0 && words >> word; ++percent) {
+        sum += static_cast<float>(*percent) * static_cast<float>(word.size());
+        characters += word.size();
+    }
+    return characters == 0 ? 0 : sum / (100.0F * static_cast<float>(characters));
 }
 
 class TesseractLineRecogniser final : public LineRecogniser {
@@ -37,10 +50,7 @@ class TesseractLineRecogniser final : public LineRecogniser {
         const std::unique_ptr<char[]> text(api_.GetUTF8Text());
         const std::unique_ptr<int[]> words(api_.AllWordConfidences());
         LineReading reading{trimmed(text.get()), 0};
-        int least = 101;
-        for (const int* word = words.get(); word != nullptr && *word >= 0; ++word)
-            least = std::min(least, *word);
-        if (least <= 100) reading.confidence = static_cast<float>(least) / 100;
+        reading.confidence = meanConfidence(reading.text, words.get());
         api_.Clear();
         return reading;
     }

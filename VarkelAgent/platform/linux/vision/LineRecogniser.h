@@ -10,7 +10,7 @@ namespace varkel {
 /// What a line was read as. Empty text when nothing was.
 struct LineReading {
     std::string text;
-    /// 0 to 1: how sure the recogniser is of its least certain word.
+    /// 0 to 1: how sure the recogniser is of the line's words, by their lengths.
     float confidence = 0;
 };
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstddef>
+#include <utility>
+
 #include "platform/Vision.h"
 #include "platform/linux/vision/TextRecogniser.h"
 
@@ -8,6 +11,11 @@ namespace varkel {
 /// Image decoding, text recognition and barcode detection inside this process.
 class LinuxVision final : public Vision {
   public:
+    LinuxVision() = default;
+    /// With a recogniser of the caller's making.
+    LinuxVision(TextRecogniser::MakeLineRecogniser make, unsigned workers, std::size_t rememberedLines)
+        : recogniser_(std::move(make), workers, rememberedLines) {}
+
     CGImageSourceRef CGImageSourceCreateWithData(std::string bytes) override;
     CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index) override;
     std::size_t CGImageGetWidth(const CGImageRef& image) override;

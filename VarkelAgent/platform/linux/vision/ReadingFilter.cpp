@@ -8,9 +8,9 @@ namespace varkel {
 namespace {
 
 /// Below this most readings are noise; see docs/ocr.md for the curve.
-constexpr float leastConfidence = 0.25F;
+constexpr float leastConfidence = 0.2F;
 /// For one or two characters, which icons are read as.
-constexpr float leastForShort = 0.8F;
+constexpr float leastForShort = 0.5F;
 
 std::size_t characterCount(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(

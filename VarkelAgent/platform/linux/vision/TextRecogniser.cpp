@@ -21,20 +21,6 @@ unsigned usualWorkers() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
 }
 
-LineMemory& lineMemory() {
-    static LineMemory memory;
-    return memory;
-}
-
-LineReading readLine(LineRecogniser& recogniser, const LinePlane& plane) {
-    const std::string key = LineMemory::keyOf(plane);
-    if (auto known = lineMemory().find(key)) return *std::move(known);
-    LineReading reading = recogniser.read(prepareLine(plane));
-    reading.text = repairReading(reading.text, plane);
-    lineMemory().remember(key, reading);
-    return reading;
-}
-
 }  // namespace
 
 /// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
@@ -55,8 +41,8 @@ struct TextRecogniser::Page {
     bool isTaken() const { return failed || next == lines.size() || cancelled.stop_requested(); }
 };
 
-TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers)
-    : make_(std::move(make)), workerCount_(workers > 0 ? workers : usualWorkers()) {}
+TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers, std::size_t remembered)
+    : make_(std::move(make)), workerCount_(workers > 0 ? workers : usualWorkers()), memory_(remembered) {}
 
 TextRecogniser::~TextRecogniser() {
     for (std::jthread& worker : workers_) worker.request_stop();
@@ -122,6 +108,15 @@ std::unique_ptr<LineRecogniser> TextRecogniser::makeOrNull() const {
     } catch (const std::exception&) {
         return nullptr;
     }
+}
+
+LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const LinePlane& plane) {
+    const std::string key = LineMemory::keyOf(plane);
+    if (auto known = memory_.find(key)) return *std::move(known);
+    LineReading reading = recogniser.read(prepareLine(plane));
+    reading.text = repairReading(reading.text, plane);
+    memory_.remember(key, reading);
+    return reading;
 }
 
 void TextRecogniser::serve(const std::stop_token& ending) {

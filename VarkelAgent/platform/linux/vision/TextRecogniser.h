@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/vision/LineMemory.h"
 #include "platform/linux/vision/LineRecogniser.h"
 #include "platform/linux/vision/PixelPlanes.h"
 
@@ -29,7 +30,10 @@ class TextRecogniser {
   public:
     using MakeLineRecogniser = std::function<std::unique_ptr<LineRecogniser>()>;
 
-    explicit TextRecogniser(MakeLineRecogniser make = LineRecogniser::make, unsigned workers = 0);
+    /// `workers` 0 means one per core, within reason; `remembered` lines are not read again when they come
+    /// again.
+    explicit TextRecogniser(MakeLineRecogniser make = LineRecogniser::make, unsigned workers = 0,
+                            std::size_t remembered = 4096);
     TextRecogniser(const TextRecogniser&) = delete;
     TextRecogniser& operator=(const TextRecogniser&) = delete;
     ~TextRecogniser();
@@ -45,12 +49,14 @@ class TextRecogniser {
     /// Called with the lock held; false when no thread can be had.
     bool startWorkers();
     std::unique_ptr<LineRecogniser> makeOrNull() const;
+    LineReading readLine(LineRecogniser& recogniser, const LinePlane& plane);
     void serve(const std::stop_token& ending);
     /// Takes one line of the page that waits longest for its turn; null when the workers end.
     std::shared_ptr<Page> nextPage(const std::stop_token& ending);
 
     const MakeLineRecogniser make_;
     const unsigned workerCount_;
+    LineMemory memory_;
     std::mutex mutex_;
     std::condition_variable_any work_;
     std::deque<std::shared_ptr<Page>> pages_;
