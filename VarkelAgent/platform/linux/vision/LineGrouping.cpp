@@ -58,11 +58,19 @@ Core coreOf(std::vector<Glyph>::const_iterator from, std::vector<Glyph>::const_i
 /// Whether a part that stands apart at an end of a line is a picture rather than a letter of it.
 bool isIcon(const Glyph& part, const Core& text, int gap) {
     const PixelBox& box = part.box;
+    // What is left of a round frame: an upright stroke farther away than a blank is wide.
+    if (box.width() <= 3 && gap >= 0.8 * text.height() && box.height() >= 0.9 * text.height()) return true;
     if (gap < 0.3 * text.height() || box.height() < 9) return false;
     const bool high = box.height() > 1.15 * text.height();
     const bool squarish = box.width() >= 0.7 * box.height() && box.width() <= 1.5 * box.height();
     const bool outside = box.y0 < text.top && box.y1 > text.bottom;
     return squarish && high && (part.closed || outside);
+}
+
+/// Whether a line is nothing but pictures: closed squarish shapes higher than most text.
+bool isAllIcons(const std::vector<Glyph>& stacks) {
+    return std::all_of(stacks.begin(), stacks.end(),
+                       [](const Glyph& stack) { return stack.closed && stack.box.height() >= 24; });
 }
 
 /// Makes one part of parts that lie above each other or within each other: dots on their stems, marks in
@@ -83,7 +91,8 @@ std::vector<Glyph> stacked(const std::vector<Glyph>& parts) {
 /// Takes icons, checkboxes and radio buttons off the ends of a line; parts are sorted by their left sides.
 void dropIcons(std::vector<Glyph>& parts) {
     std::vector<Glyph> stacks = stacked(parts);
-    if (stacks.size() < 2) return;
+    if (isAllIcons(stacks)) parts.clear();
+    if (parts.empty() || stacks.size() < 2) return;
     const Core rest = coreOf(stacks.begin() + 1, stacks.end());
     if (isIcon(stacks.front(), rest, stacks[1].box.x0 - stacks[0].box.x1)) {
         const int end = stacks.front().box.x1;
@@ -179,7 +188,7 @@ class Groups {
             for (std::size_t k = 0; k < groups_.size() && low[i] == 0; ++k) {
                 const PixelBox& box = groups_[i].box;
                 if (box.height() <= 0.6 * groups_[k].box.height() &&
-                    box.width() <= 1.5 * groups_[k].box.height() &&
+                    box.width() <= 0.6 * groups_[k].box.height() &&
                     distanceTo(box, groups_[k].box) < std::numeric_limits<double>::max()) {
                     low[i] = 1;
                 }

@@ -26,10 +26,6 @@ Colour colourAt(const PixelPlanes& image, int x, int y) {
     return {image.red[at], image.green[at], image.blue[at]};
 }
 
-int distance(const Colour& a, const Colour& b) {
-    return std::max({std::abs(a.red - b.red), std::abs(a.green - b.green), std::abs(a.blue - b.blue)});
-}
-
 PixelBox grown(const PixelBox& box, int by, const PixelPlanes& image) {
     return {std::max(0, box.x0 - by), std::max(0, box.y0 - by), std::min(image.width, box.x1 + by),
             std::min(image.height, box.y1 + by)};
@@ -77,21 +73,38 @@ std::vector<PixelBox> wordsOf(const DetectedLine& line) {
     return words;
 }
 
-/// Writes one word's darkness, 0 for background up to 255, into the line's plane.
+/// How far a colour is from the background in the channel where it is farthest, with its sign.
+int contrast(const Colour& colour, const Colour& background) {
+    int most = 0;
+    for (const int step :
+         {colour.red - background.red, colour.green - background.green, colour.blue - background.blue}) {
+        if (std::abs(step) > std::abs(most)) most = step;
+    }
+    return most;
+}
+
+/// Writes one word's darkness, 0 for background up to 255, into the line's plane. Letters are either lighter
+/// or darker than their background: what goes the other way is a shadow or an outline and is left out.
 void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
                  std::vector<float>& plane) {
+    constexpr int weakest = 24;
     const Colour background = backgroundOf(image, word);
-    int strongest = 24;
+    int lightest = 0;
+    int darkest = 0;
     for (int y = word.y0; y < word.y1; ++y) {
         for (int x = word.x0; x < word.x1; ++x) {
-            strongest = std::max(strongest, distance(colourAt(image, x, y), background));
+            const int step = contrast(colourAt(image, x, y), background);
+            lightest = std::max(lightest, step);
+            darkest = std::max(darkest, -step);
         }
     }
-    const float scale = 255.0F / static_cast<float>(strongest);
+    const float sign = lightest > darkest ? 1.0F : -1.0F;
+    const float scale = sign * 255.0F / static_cast<float>(std::max({lightest, darkest, weakest}));
     for (int y = word.y0; y < word.y1; ++y) {
         float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
         for (int x = word.x0; x < word.x1; ++x) {
-            row[x - line.x0] = scale * static_cast<float>(distance(colourAt(image, x, y), background));
+            const int step = contrast(colourAt(image, x, y), background);
+            row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(step));
         }
     }
 }

@@ -187,7 +187,9 @@ class Repair {
         const GlyphShape& shape = shapes_[letter.first];
         if (shape.box.height() < 7 || shape.box.width() > 0.8 * shape.box.height()) return;
         const StemTraits traits = stemTraits(line_, shape);
-        if (letter.is("|") || (letter.is("i") && traits.gap)) return;
+        // A vertical bar reaches below the baseline.
+        if (letter.is("|") && shape.box.y1 <= line_.baseline + 1 && !traits.gap) letter.text.assign(1, 'I');
+        if (letter.is("|")) return;
         const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
         if (traits.gap) return;
         if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
