@@ -41,12 +41,14 @@ Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
         int blue = 0;
     };
     std::array<Bin, 4096> bins{};
+    // Together as much as the inside: bold letters cover more of their own box than the background does.
+    const int outsideWeight = std::max(2, ink.width() * ink.height() / (2 * (ink.width() + ink.height())));
     for (int y = box.y0; y < box.y1; ++y) {
         for (int x = box.x0; x < box.x1; ++x) {
             const Colour c = colourAt(image, x, y);
             Bin& bin = bins[static_cast<std::size_t>((c.red >> 4) << 8 | (c.green >> 4) << 4 | c.blue >> 4)];
             const bool outside = x < ink.x0 || x >= ink.x1 || y < ink.y0 || y >= ink.y1;
-            const int weight = outside ? 2 : 1;
+            const int weight = outside ? outsideWeight : 1;
             bin.count += weight;
             bin.red += weight * c.red;
             bin.green += weight * c.green;
@@ -85,7 +87,7 @@ int contrast(const Colour& colour, const Colour& background) {
 
 /// Writes one word's darkness, 0 for background up to 255, into the line's plane. Letters are either lighter
 /// or darker than their background: what goes the other way is a shadow or an outline and is left out.
-void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
+bool extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
                  std::vector<float>& plane) {
     constexpr int weakest = 24;
     const Colour background = backgroundOf(image, word);
@@ -98,13 +100,40 @@ void extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox&
             darkest = std::max(darkest, -step);
         }
     }
-    const float sign = lightest > darkest ? 1.0F : -1.0F;
-    const float scale = sign * 255.0F / static_cast<float>(std::max({lightest, darkest, weakest}));
+    const bool light = lightest > darkest;
+    const float scale =
+        (light ? 255.0F : -255.0F) / static_cast<float>(std::max(light ? lightest : darkest, weakest));
     for (int y = word.y0; y < word.y1; ++y) {
         float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
         for (int x = word.x0; x < word.x1; ++x) {
             const int step = contrast(colourAt(image, x, y), background);
             row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(step));
+        }
+    }
+    return std::min(lightest, darkest) > weakest;
+}
+
+/// The same for white letters: colours and shadows lack one channel or all.
+void extractWhiteWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
+                      std::vector<float>& plane) {
+    std::vector<int> whiteness;
+    for (int y = word.y0; y < word.y1; ++y) {
+        for (int x = word.x0; x < word.x1; ++x) {
+            const Colour colour = colourAt(image, x, y);
+            whiteness.push_back(std::min({colour.red, colour.green, colour.blue}));
+        }
+    }
+    std::vector<int> sorted = whiteness;
+    // Letters cover less than a third of their box; whatever is as dark as the rest is none.
+    const auto ground = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * 6 / 10);
+    std::nth_element(sorted.begin(), ground, sorted.end());
+    const int highest = *std::max_element(whiteness.begin(), whiteness.end());
+    const float scale = 255.0F / static_cast<float>(std::max(1, highest - *ground));
+    std::size_t next = 0;
+    for (int y = word.y0; y < word.y1; ++y) {
+        float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
+        for (int x = word.x0; x < word.x1; ++x) {
+            row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(whiteness[next++] - *ground));
         }
     }
 }
@@ -195,10 +224,16 @@ LineImage scaled(const std::vector<float>& plane, int width, int height, int toH
 
 }  // namespace
 
-LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line) {
-    LinePlane plane{line.box.width(), line.box.height(), {}};
+LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink ink) {
+    LinePlane plane{line.box.width(), line.box.height(), {}, 0, false};
     plane.darkness.resize(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
-    for (const PixelBox& word : wordsOf(line)) extractWord(image, word, line.box, plane.darkness);
+    for (const PixelBox& word : wordsOf(line)) {
+        if (ink == Ink::white) {
+            extractWhiteWord(image, word, line.box, plane.darkness);
+        } else if (extractWord(image, word, line.box, plane.darkness)) {
+            plane.ambiguous = true;
+        }
+    }
 
     std::vector<int> bottoms;
     for (const PixelBox& part : line.parts) bottoms.push_back(part.y1 - line.box.y0);

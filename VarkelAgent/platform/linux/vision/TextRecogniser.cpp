@@ -16,6 +16,8 @@ namespace {
 
 /// More workers than this gain little, and each holds a model of about 12 MiB.
 constexpr unsigned mostWorkers = 4;
+/// Readings above this are nearly always right.
+constexpr float doubtful = 0.8F;
 
 unsigned usualWorkers() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
@@ -110,7 +112,17 @@ std::unique_ptr<LineRecogniser> TextRecogniser::makeOrNull() const {
     }
 }
 
-LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const LinePlane& plane) {
+LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const PixelPlanes& image,
+                                     const DetectedLine& line) {
+    const LinePlane plane = extractLine(image, line);
+    LineReading reading = readPlane(recogniser, plane);
+    if (!plane.ambiguous || reading.confidence >= doubtful) return reading;
+    // White letters with a dark shadow on a light picture: the shadow contrasts most.
+    LineReading other = readPlane(recogniser, extractLine(image, line, Ink::white));
+    return other.confidence > reading.confidence ? other : reading;
+}
+
+LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlane& plane) {
     const std::string key = LineMemory::keyOf(plane);
     if (auto known = memory_.find(key)) return *std::move(known);
     LineReading reading = recogniser.read(prepareLine(plane));
@@ -133,7 +145,7 @@ void TextRecogniser::serve(const std::stop_token& ending) {
         }
         if (taken) {
             try {
-                page->readings[line] = readLine(*recogniser, extractLine(page->image, page->lines[line]));
+                page->readings[line] = readLine(*recogniser, page->image, page->lines[line]);
             } catch (...) {
                 const std::scoped_lock lock(mutex_);
                 page->failed = true;

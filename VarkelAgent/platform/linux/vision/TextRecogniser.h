@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/vision/LineDetector.h"
 #include "platform/linux/vision/LineMemory.h"
 #include "platform/linux/vision/LineRecogniser.h"
 #include "platform/linux/vision/PixelPlanes.h"
@@ -49,7 +50,8 @@ class TextRecogniser {
     /// Called with the lock held; false when no thread can be had.
     bool startWorkers();
     std::unique_ptr<LineRecogniser> makeOrNull() const;
-    LineReading readLine(LineRecogniser& recogniser, const LinePlane& plane);
+    LineReading readLine(LineRecogniser& recogniser, const PixelPlanes& image, const DetectedLine& line);
+    LineReading readPlane(LineRecogniser& recogniser, const LinePlane& plane);
     void serve(const std::stop_token& ending);
     /// Takes one line of the page that waits longest for its turn; null when the workers end.
     std::shared_ptr<Page> nextPage(const std::stop_token& ending);
