@@ -58,7 +58,9 @@ Picture planesOf(Pix* source) {
     const PixOwner opaque(pixGetSpp(source) == 4 && pixGetDepth(source) == 32
                               ? pixAlphaBlendUniform(source, 0xffffff00)
                               : pixClone(source));
-    const PixOwner pix(opaque ? pixConvertTo32(opaque.get()) : nullptr);
+    // Not left to the conversion to 32 bits, which takes two colours for black and white.
+    const PixOwner plain(opaque ? pixRemoveColormap(opaque.get(), REMOVE_CMAP_TO_FULL_COLOR) : nullptr);
+    const PixOwner pix(plain ? pixConvertTo32(plain.get()) : nullptr);
     if (!pix) return nullptr;
     const Picture planes = makePlanes(pixGetWidth(pix.get()), pixGetHeight(pix.get()));
     const l_uint32* data = pixGetData(pix.get());

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/Platform.h"
+
+namespace varkel::test {
+
+/// A desktop for the picture endpoints: a recogniser that answers what the test wrote down, a clock that
+/// stands still and an application in front. Installed while it lives.
+class ScriptedDesktop {
+  public:
+    ScriptedDesktop();
+    ScriptedDesktop(const ScriptedDesktop&) = delete;
+    ScriptedDesktop& operator=(const ScriptedDesktop&) = delete;
+    ~ScriptedDesktop();
+
+    /// The size of every image. Bytes that begin with "img" are images, all others none.
+    std::size_t width = 1000;
+    std::size_t height = 400;
+    std::vector<VNRecognizedTextObservation> text;
+    std::vector<VNBarcodeObservation> barcodes;
+    bool recognitionFails = false;
+    /// Called in every run, before it answers.
+    std::function<void(const std::stop_token&)> duringRun = [](const std::stop_token&) {};
+
+    double time = 1'700'000'000.02;
+    std::optional<pid_t> frontmost = 100;
+    bool trusted = false;
+
+    std::atomic<int> decodes = 0;
+    std::atomic<int> runs = 0;
+    /// The last bytes that were given to decode.
+    std::string lastBytes;
+
+  private:
+    class ScriptedVision;
+    class StillClock;
+    class OneApplication;
+    class NoAccessibility;
+};
+
+/// An observation with one reading.
+VNRecognizedTextObservation line(std::string text, CGRect box, float confidence = 0.9F);
+
+}  // namespace varkel::test
