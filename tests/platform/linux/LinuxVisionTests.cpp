@@ -6,6 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <memory>
+#include <set>
 
 #include "platform/linux/vision/LinuxVision.h"
 
@@ -84,11 +87,21 @@ class Canvas {
     cairo_t* cairo_;
 };
 
-/// One for all cases: loading the model takes a while.
-LinuxVision& vision() {
-    static LinuxVision shared;
+/// One for all cases: loading the model takes a while. Gone before the library's own statics are.
+std::unique_ptr<LinuxVision>& sharedVision() {
+    static std::unique_ptr<LinuxVision> shared;
     return shared;
 }
+
+LinuxVision& vision() {
+    return *sharedVision();
+}
+
+class LinuxVisionTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { sharedVision() = std::make_unique<LinuxVision>(); }
+    static void TearDownTestSuite() { sharedVision().reset(); }
+};
 
 struct Found {
     std::vector<VNRecognizedTextObservation> text;
@@ -112,7 +125,7 @@ Found look(Canvas& canvas) {
 
 using Texts = std::vector<std::string>;
 
-TEST(LinuxVision, ReadsDarkOnLightAndLightOnDark) {
+TEST_F(LinuxVisionTest, ReadsDarkOnLightAndLightOnDark) {
     for (const bool dark : {false, true}) {
         const double ground = dark ? 0.12 : 1;
         Canvas canvas(500, 140, ground, ground, ground);
@@ -124,7 +137,7 @@ TEST(LinuxVision, ReadsDarkOnLightAndLightOnDark) {
     }
 }
 
-TEST(LinuxVision, FindsTheTextOfAButtonWithoutItsFrame) {
+TEST_F(LinuxVisionTest, FindsTheTextOfAButtonWithoutItsFrame) {
     Canvas canvas(200, 100, 0.97, 0.97, 0.97);
     canvas.frame(40, 30, 90, 32);
     canvas.write("Save", "DejaVu Sans 11", 66, 36, 0.1);
@@ -140,20 +153,20 @@ TEST(LinuxVision, FindsTheTextOfAButtonWithoutItsFrame) {
     EXPECT_LE(found.text[0].candidates[0].confidence, 1.0F);
 }
 
-TEST(LinuxVision, TellsZerosAndOnesByTheirShapes) {
+TEST_F(LinuxVisionTest, TellsZerosAndOnesByTheirShapes) {
     Canvas canvas(500, 60, 1, 1, 1);
     canvas.write("total 10010 bytes in main.cpp:101", "DejaVu Sans Mono 11", 20, 20, 0);
     EXPECT_EQ(look(canvas).texts(), Texts{"total 10010 bytes in main.cpp:101"});
 }
 
-TEST(LinuxVision, FindsNothingOnAnEmptyPicture) {
+TEST_F(LinuxVisionTest, FindsNothingOnAnEmptyPicture) {
     Canvas canvas(300, 200, 0.2, 0.4, 0.6);
     const Found found = look(canvas);
     EXPECT_TRUE(found.text.empty());
     EXPECT_TRUE(found.barcodes.empty());
 }
 
-TEST(LinuxVision, FindsSeveralBarcodesOfDifferentKinds) {
+TEST_F(LinuxVisionTest, FindsSeveralBarcodesOfDifferentKinds) {
     Canvas canvas(900, 400, 1, 1, 1);
     canvas.barcode(ZXing::BarcodeFormat::QRCode, "https://example.net/door?id=7", 20, 20, 200, 200);
     canvas.barcode(ZXing::BarcodeFormat::DataMatrix, "PART 4711", 300, 20, 160, 160);
@@ -176,7 +189,22 @@ TEST(LinuxVision, FindsSeveralBarcodesOfDifferentKinds) {
     EXPECT_LT((box.y + box.height) * 400, 400 - 19);
 }
 
-TEST(LinuxVision, RefusesWhatIsNoImageOrNotTheFirst) {
+TEST_F(LinuxVisionTest, FindsMatrixCodesOfAnySizeAnywhere) {
+    for (const int size : {100, 130, 160, 200}) {
+        for (const int x : {10, 300, 600}) {
+            Canvas canvas(900, 500, 0.9, 0.9, 0.95);
+            canvas.write("Scan the code on your parcel", "DejaVu Sans 11", 20, 10, 0.1);
+            canvas.barcode(ZXing::BarcodeFormat::DataMatrix, "PART 4711", x, 60, size, size);
+            canvas.barcode(ZXing::BarcodeFormat::Aztec, "GATE B12", x, 280, size, size);
+            std::set<std::string> codes;
+            for (const auto& code : look(canvas).barcodes)
+                codes.insert(code.payloadStringValue.value_or("none"));
+            EXPECT_EQ(codes, (std::set<std::string>{"PART 4711", "GATE B12"})) << size << " at " << x;
+        }
+    }
+}
+
+TEST_F(LinuxVisionTest, RefusesWhatIsNoImageOrNotTheFirst) {
     EXPECT_FALSE(vision().CGImageSourceCreateWithData(""));
     const auto source = vision().CGImageSourceCreateWithData("some bytes of no format");
     EXPECT_FALSE(vision().CGImageSourceCreateImageAtIndex(source, 0));
