@@ -6,6 +6,7 @@
 #include "platform/Clock.h"
 #include "platform/EventPoster.h"
 #include "platform/ToolPaths.h"
+#include "platform/Vision.h"
 #include "platform/Workspace.h"
 
 namespace varkel {
@@ -17,6 +18,7 @@ struct Platform {
     std::unique_ptr<Clock> clock;
     std::unique_ptr<EventPoster> eventPoster;
     std::unique_ptr<ToolPaths> toolPaths;
+    std::unique_ptr<Vision> vision;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxWorkspace.h"
+#include "platform/linux/VisionLoader.h"
 #include "platform/linux/X11EventPoster.h"
 #include "platform/posix/SystemToolPaths.h"
 
@@ -28,6 +29,7 @@ Platform makeSystemPlatform() {
     platform.workspace = std::make_unique<LinuxWorkspace>(bus);
     platform.toolPaths = std::make_unique<SystemToolPaths>(executableDirectory());
     platform.clock = std::make_unique<SystemClock>();
+    platform.vision = std::make_unique<VisionLoader>();
     return platform;
 }
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <cstdint>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "http/Task.h"
+#include "ocr/OCRResult.h"
+
+namespace varkel {
+
+/// The body of an OCR request. "pid" and "windowId" only tell requests apart in the cache.
+struct OCROptions {
+    std::optional<std::string> imageBase64;
+    std::optional<std::string> imagePath;
+    std::optional<std::int64_t> pid;
+    std::optional<std::uint64_t> windowId;
+};
+BOOST_DESCRIBE_STRUCT(OCROptions, (), (imageBase64, imagePath, pid, windowId))
+
+/// The body of a successful OCR request.
+struct OCRResponse {
+    std::vector<OCRResult> results;
+};
+BOOST_DESCRIBE_STRUCT(OCRResponse, (), (results))
+
+/// The lines of an image in reading order, and whether they came from the cache.
+struct OCROutcome {
+    std::vector<OCRResult> results;
+    bool cacheHit = false;
+};
+
+/// Reads the text of an image, or remembers it. Raises HTTPError: badRequest when there is no usable image or
+/// the pid is none, invalidRequest when the recognition fails or was cancelled. Any thread that may block.
+OCROutcome performOCRBlocking(const OCROptions& options, const std::stop_token& cancelled);
+
+/// The same for a caller that may not block. Started on an I/O thread.
+Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled);
+
+/// Answers an OCR request, whatever happens; where the lines came from is told in "X-Varkel-Cache".
+Task<HTTPResponse> performOCR(HTTPRequest request);
+
+}  // namespace varkel

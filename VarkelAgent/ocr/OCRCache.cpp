@@ -1,0 +1,121 @@
+#include "ocr/OCRCache.h"
+
+#include <openssl/evp.h>
+
+#include <array>
+#include <boost/container_hash/hash.hpp>
+#include <charconv>
+#include <stdexcept>
+#include <utility>
+
+#include "ax/AX+Shared.h"
+#include "platform/Environment.h"
+
+namespace varkel {
+
+std::string sha256HashData(std::string_view bytes) {
+    constexpr std::string_view hex = "0123456789abcdef";
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+    unsigned length = 0;
+    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
+        throw std::runtime_error("SHA-256 is not available");
+    }
+    std::string out;
+    out.reserve(2 * length);
+    for (unsigned i = 0; i < length; ++i) {
+        out += hex[digest[i] >> 4];
+        out += hex[digest[i] & 15];
+    }
+    return out;
+}
+
+std::int64_t ocrCacheCapacity(const std::optional<std::string>& value) {
+    constexpr std::int64_t usual = 50;
+    if (!value) return usual;
+    std::string_view digits = *value;
+    // The standard parser takes a minus only; after a plus it would take one, too.
+    if (digits.starts_with('+')) {
+        digits.remove_prefix(1);
+        if (digits.starts_with('-')) return usual;
+    }
+    std::int64_t capacity = 0;
+    const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), capacity);
+    if (failure != std::errc() || end != digits.data() + digits.size() || capacity < 1) return usual;
+    return capacity;
+}
+
+OCRCache& OCRCache::shared() {
+    // Never destroyed: requests may outlive static objects at exit.
+    static OCRCache& cache = *new OCRCache([] {
+        const auto found = environment().find("QUELLAN_VARKEL_OCR_CACHE_SIZE");
+        return ocrCacheCapacity(found == environment().end() ? std::nullopt : std::optional(found->second));
+    }());
+    return cache;
+}
+
+std::size_t OCRCache::KeyHash::operator()(const Key& key) const {
+    std::size_t seed = 0;
+    boost::hash_combine(seed, key.pid);
+    boost::hash_combine(seed, key.windowId);
+    boost::hash_combine(seed, key.frameHash);
+    boost::hash_combine(seed, key.timeBucket);
+    return seed;
+}
+
+void OCRCache::evictOnFrontmostChange() {
+    const std::optional<pid_t> current = frontmostApplicationPid();
+    const std::scoped_lock lock(mutex_);
+    if (lastFrontmostPid_ && lastFrontmostPid_ != current) {
+        cache_.clear();
+        order_.clear();
+    }
+    lastFrontmostPid_ = current;
+}
+
+std::optional<std::vector<OCRResult>> OCRCache::get(std::int32_t pid, std::uint64_t windowId,
+                                                    std::string_view frameHash, std::int64_t timeBucket) {
+    const Key key{pid, windowId, std::string(frameHash), timeBucket};
+    const std::scoped_lock lock(mutex_);
+    const auto found = cache_.find(key);
+    if (found == cache_.end()) {
+        ++missCount_;
+        return std::nullopt;
+    }
+    ++hitCount_;
+    order_.splice(order_.end(), order_, found->second.place);
+    return found->second.results;
+}
+
+void OCRCache::set(std::int32_t pid, std::uint64_t windowId, std::string_view frameHash,
+                   std::int64_t timeBucket, std::vector<OCRResult> results) {
+    Key key{pid, windowId, std::string(frameHash), timeBucket};
+    const std::scoped_lock lock(mutex_);
+    if (const auto found = cache_.find(key); found != cache_.end()) {
+        found->second.results = std::move(results);
+        order_.splice(order_.end(), order_, found->second.place);
+        return;
+    }
+    if (std::cmp_greater_equal(cache_.size(), capacity_)) {
+        cache_.erase(order_.front());
+        order_.pop_front();
+    }
+    order_.push_back(key);
+    cache_.emplace(std::move(key), Entry{std::move(results), std::prev(order_.end())});
+}
+
+std::uint64_t OCRCache::hitCount() const {
+    const std::scoped_lock lock(mutex_);
+    return hitCount_;
+}
+
+std::uint64_t OCRCache::missCount() const {
+    const std::scoped_lock lock(mutex_);
+    return missCount_;
+}
+
+std::size_t OCRCache::size() const {
+    const std::scoped_lock lock(mutex_);
+    return cache_.size();
+}
+
+}  // namespace varkel

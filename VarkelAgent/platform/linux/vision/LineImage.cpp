@@ -1,0 +1,258 @@
+#include "platform/linux/vision/LineImage.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+
+namespace varkel {
+
+namespace {
+
+/// The height of the pictures that the model was trained on; others would be scaled once more.
+constexpr int modelHeight = 36;
+constexpr int border = 3;
+/// The depth of descenders below the baseline, in heights of capitals.
+constexpr double descent = 0.33;
+
+struct Colour {
+    int red = 0;
+    int green = 0;
+    int blue = 0;
+};
+
+Colour colourAt(const PixelPlanes& image, int x, int y) {
+    const std::size_t at = image.offset(x, y);
+    return {image.red[at], image.green[at], image.blue[at]};
+}
+
+PixelBox grown(const PixelBox& box, int by, const PixelPlanes& image) {
+    return {std::max(0, box.x0 - by), std::max(0, box.y0 - by), std::min(image.width, box.x1 + by),
+            std::min(image.height, box.y1 + by)};
+}
+
+/// The most frequent colour of a box and of one pixel around it, where backgrounds show.
+Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
+    const PixelBox box = grown(ink, 1, image);
+    struct Bin {
+        int count = 0;
+        int red = 0;
+        int green = 0;
+        int blue = 0;
+    };
+    std::array<Bin, 4096> bins{};
+    // Together as much as the inside: bold letters cover more of their own box than the background does.
+    const int outsideWeight = std::max(2, ink.width() * ink.height() / (2 * (ink.width() + ink.height())));
+    for (int y = box.y0; y < box.y1; ++y) {
+        for (int x = box.x0; x < box.x1; ++x) {
+            const Colour c = colourAt(image, x, y);
+            Bin& bin = bins[static_cast<std::size_t>((c.red >> 4) << 8 | (c.green >> 4) << 4 | c.blue >> 4)];
+            const bool outside = x < ink.x0 || x >= ink.x1 || y < ink.y0 || y >= ink.y1;
+            const int weight = outside ? outsideWeight : 1;
+            bin.count += weight;
+            bin.red += weight * c.red;
+            bin.green += weight * c.green;
+            bin.blue += weight * c.blue;
+        }
+    }
+    const Bin& most = *std::max_element(bins.begin(), bins.end(),
+                                        [](const Bin& a, const Bin& b) { return a.count < b.count; });
+    const int count = std::max(1, most.count);
+    return {most.red / count, most.green / count, most.blue / count};
+}
+
+/// The columns of a line cut where no part reaches, at gaps wide enough to part words.
+std::vector<PixelBox> wordsOf(const DetectedLine& line) {
+    const int gap = std::max(2, line.box.height() / 5);
+    std::vector<PixelBox> words;
+    for (const PixelBox& part : line.parts) {
+        if (words.empty() || part.x0 - words.back().x1 >= gap) {
+            words.push_back({part.x0, line.box.y0, part.x1, line.box.y1});
+        } else {
+            words.back().x1 = std::max(words.back().x1, part.x1);
+        }
+    }
+    return words;
+}
+
+/// How far a colour is from the background in the channel where it is farthest, with its sign.
+int contrast(const Colour& colour, const Colour& background) {
+    int most = 0;
+    for (const int step :
+         {colour.red - background.red, colour.green - background.green, colour.blue - background.blue}) {
+        if (std::abs(step) > std::abs(most)) most = step;
+    }
+    return most;
+}
+
+/// Writes one word's darkness, 0 for background up to 255, into the line's plane. Letters are either lighter
+/// or darker than their background: what goes the other way is a shadow or an outline and is left out.
+bool extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
+                 std::vector<float>& plane) {
+    constexpr int weakest = 24;
+    const Colour background = backgroundOf(image, word);
+    int lightest = 0;
+    int darkest = 0;
+    for (int y = word.y0; y < word.y1; ++y) {
+        for (int x = word.x0; x < word.x1; ++x) {
+            const int step = contrast(colourAt(image, x, y), background);
+            lightest = std::max(lightest, step);
+            darkest = std::max(darkest, -step);
+        }
+    }
+    const bool light = lightest > darkest;
+    const float scale =
+        (light ? 255.0F : -255.0F) / static_cast<float>(std::max(light ? lightest : darkest, weakest));
+    for (int y = word.y0; y < word.y1; ++y) {
+        float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
+        for (int x = word.x0; x < word.x1; ++x) {
+            const int step = contrast(colourAt(image, x, y), background);
+            row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(step));
+        }
+    }
+    return std::min(lightest, darkest) > weakest;
+}
+
+/// The same for white letters: colours and shadows lack one channel or all.
+void extractWhiteWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
+                      std::vector<float>& plane) {
+    std::vector<int> whiteness;
+    for (int y = word.y0; y < word.y1; ++y) {
+        for (int x = word.x0; x < word.x1; ++x) {
+            const Colour colour = colourAt(image, x, y);
+            whiteness.push_back(std::min({colour.red, colour.green, colour.blue}));
+        }
+    }
+    std::vector<int> sorted = whiteness;
+    // Letters cover less than a third of their box; whatever is as dark as the rest is none.
+    const auto ground = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() * 6 / 10);
+    std::nth_element(sorted.begin(), ground, sorted.end());
+    const int highest = *std::max_element(whiteness.begin(), whiteness.end());
+    const float scale = 255.0F / static_cast<float>(std::max(1, highest - *ground));
+    std::size_t next = 0;
+    for (int y = word.y0; y < word.y1; ++y) {
+        float* row = plane.data() + static_cast<std::ptrdiff_t>(y - line.y0) * line.width();
+        for (int x = word.x0; x < word.x1; ++x) {
+            row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(whiteness[next++] - *ground));
+        }
+    }
+}
+
+/// Four neighbours and their weights for one output sample.
+struct Tap {
+    std::array<int, 4> index{};
+    std::array<float, 4> weight{};
+};
+
+std::vector<Tap> makeTaps(int from, int to) {
+    std::vector<Tap> taps(static_cast<std::size_t>(to));
+    const double ratio = static_cast<double>(from) / to;
+    for (int i = 0; i < to; ++i) {
+        const double centre = (i + 0.5) * ratio - 0.5;
+        const int base = static_cast<int>(std::floor(centre));
+        const double t = centre - base;
+        const std::array<double, 4> weights{((-0.5 * t + 1.0) * t - 0.5) * t, (1.5 * t - 2.5) * t * t + 1.0,
+                                            ((-1.5 * t + 2.0) * t + 0.5) * t, (0.5 * t - 0.5) * t * t};
+        Tap& tap = taps[static_cast<std::size_t>(i)];
+        for (int k = 0; k < 4; ++k) {
+            // Outside is background, marked by -1.
+            const int index = base - 1 + k;
+            tap.index[static_cast<std::size_t>(k)] = index >= 0 && index < from ? index : -1;
+            tap.weight[static_cast<std::size_t>(k)] =
+                static_cast<float>(weights[static_cast<std::size_t>(k)]);
+        }
+    }
+    return taps;
+}
+
+/// Halves a plane by averaging, for lines far higher than what the recogniser takes.
+void halve(std::vector<float>& plane, int& width, int& height) {
+    const int w = width / 2;
+    const int h = height / 2;
+    std::vector<float> half(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
+    for (int y = 0; y < h; ++y) {
+        const float* top = plane.data() + static_cast<std::ptrdiff_t>(2 * y) * width;
+        const float* bottom = top + width;
+        float* out = half.data() + static_cast<std::ptrdiff_t>(y) * w;
+        for (int x = 0; x < w; ++x) {
+            out[x] = (top[2 * x] + top[2 * x + 1] + bottom[2 * x] + bottom[2 * x + 1]) / 4;
+        }
+    }
+    plane = std::move(half);
+    width = w;
+    height = h;
+}
+
+LineImage scaled(const std::vector<float>& plane, int width, int height, int toHeight) {
+    const int toWidth =
+        std::max(1, static_cast<int>(std::lround(static_cast<double>(width) * toHeight / height)));
+    const std::vector<Tap> columns = makeTaps(width, toWidth);
+    const std::vector<Tap> rows = makeTaps(height, toHeight);
+    std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
+    for (int y = 0; y < height; ++y) {
+        const float* in = plane.data() + static_cast<std::ptrdiff_t>(y) * width;
+        float* out = wide.data() + static_cast<std::ptrdiff_t>(y) * toWidth;
+        for (int x = 0; x < toWidth; ++x) {
+            const Tap& tap = columns[static_cast<std::size_t>(x)];
+            float sum = 0;
+            for (std::size_t k = 0; k < 4; ++k) {
+                if (tap.index[k] >= 0) sum += tap.weight[k] * in[tap.index[k]];
+            }
+            out[x] = sum;
+        }
+    }
+    LineImage result{toWidth + 2 * border, toHeight + 2 * border, {}};
+    result.pixels.assign(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height),
+                         255);
+    for (int y = 0; y < toHeight; ++y) {
+        const Tap& tap = rows[static_cast<std::size_t>(y)];
+        std::uint8_t* out =
+            result.pixels.data() + static_cast<std::ptrdiff_t>(y + border) * result.width + border;
+        for (int x = 0; x < toWidth; ++x) {
+            float sum = 0;
+            for (std::size_t k = 0; k < 4; ++k) {
+                if (tap.index[k] >= 0)
+                    sum += tap.weight[k] *
+                           wide[static_cast<std::size_t>(tap.index[k]) * static_cast<std::size_t>(toWidth) +
+                                static_cast<std::size_t>(x)];
+            }
+            out[x] = static_cast<std::uint8_t>(255 - std::clamp(static_cast<int>(std::lround(sum)), 0, 255));
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink ink) {
+    LinePlane plane{line.box.width(), line.box.height(), {}, 0, false};
+    plane.darkness.resize(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
+    for (const PixelBox& word : wordsOf(line)) {
+        if (ink == Ink::white) {
+            extractWhiteWord(image, word, line.box, plane.darkness);
+        } else if (extractWord(image, word, line.box, plane.darkness)) {
+            plane.ambiguous = true;
+        }
+    }
+
+    std::vector<int> bottoms;
+    for (const PixelBox& part : line.parts) bottoms.push_back(part.y1 - line.box.y0);
+    const auto middle = bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2);
+    std::nth_element(bottoms.begin(), middle, bottoms.end());
+    plane.baseline = bottoms.empty() ? plane.height : *middle;
+    return plane;
+}
+
+LineImage prepareLine(const LinePlane& line) {
+    std::vector<float> plane = line.darkness;
+    int width = line.width;
+    // Room for descenders below lines that have none: the model places letters by it.
+    int height =
+        std::max(line.height, line.baseline + static_cast<int>(std::lround(descent * line.baseline)));
+    plane.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+    constexpr int inkHeight = modelHeight - 2 * border;
+    while (height >= 2 * inkHeight && width >= 2) halve(plane, width, height);
+    return scaled(plane, width, height, inkHeight);
+}
+
+}  // namespace varkel

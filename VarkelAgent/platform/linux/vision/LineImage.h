@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/linux/vision/LineDetector.h"
+
+namespace varkel {
+
+/// A grey picture of one line, black on white, as the recogniser likes it.
+struct LineImage {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint8_t> pixels;
+};
+
+/// A line cut out of a picture at its own size.
+struct LinePlane {
+    int width = 0;
+    int height = 0;
+    /// How far each pixel is from its background, 0 to 255; each word stretched to the whole range.
+    std::vector<float> darkness;
+    /// The row below the letters without descenders.
+    int baseline = 0;
+    /// Whether there is ink both lighter and darker than the background, so that either may be the letters.
+    bool ambiguous = false;
+};
+
+/// What a word's letters are told by: their contrast with the background, or by being the whitest there is,
+/// as on labels that lie with a shadow on a picture.
+enum class Ink { contrasting, white };
+
+/// Cuts a line out of a picture. Every word has its own background and contrast, so that selected or coloured
+/// words come out like the others. Any thread.
+LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink ink = Ink::contrasting);
+
+/// The line as the recogniser wants it: of the height that its model was trained on, with the baseline where
+/// the model expects it. Any thread.
+LineImage prepareLine(const LinePlane& line);
+
+}  // namespace varkel

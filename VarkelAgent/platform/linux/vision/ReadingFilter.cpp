@@ -1,0 +1,39 @@
+#include "platform/linux/vision/ReadingFilter.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace varkel {
+
+namespace {
+
+/// Below this most readings are noise; see docs/ocr.md for the curve.
+constexpr float leastConfidence = 0.2F;
+/// For one or two characters, which icons are read as.
+constexpr float leastForShort = 0.5F;
+
+std::size_t characterCount(const std::string& text) {
+    return static_cast<std::size_t>(std::count_if(
+        text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+}
+
+bool hasAlphanumeric(const std::string& text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0; });
+}
+
+}  // namespace
+
+bool isText(const LineReading& reading, const DetectedLine& line) {
+    if (reading.text.empty()) return false;
+    const std::size_t characters = characterCount(reading.text);
+    if (characters <= 2) {
+        const bool brackets = reading.text.find_first_of("{}[]()<>;") != std::string::npos;
+        if (line.box.height() > 3 * line.box.width() && !hasAlphanumeric(reading.text) && !brackets)
+            return false;
+        return reading.confidence >= (brackets ? leastConfidence : leastForShort);
+    }
+    return reading.confidence >= leastConfidence;
+}
+
+}  // namespace varkel

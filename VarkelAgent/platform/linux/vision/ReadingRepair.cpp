@@ -1,0 +1,265 @@
+#include "platform/linux/vision/ReadingRepair.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "platform/linux/vision/GlyphShapes.h"
+
+namespace varkel {
+
+namespace {
+
+/// A character of a reading, with the blank before it.
+struct Letter {
+    std::string text;
+    bool blankBefore = false;
+    /// The shapes it covers: shapes[first .. first + count).
+    std::size_t first = 0;
+    std::size_t count = 1;
+
+    bool is(std::string_view one) const { return text == one; }
+    bool isOneOf(std::initializer_list<std::string_view> some) const {
+        return std::find(some.begin(), some.end(), text) != some.end();
+    }
+};
+
+std::vector<Letter> lettersOf(const std::string& text) {
+    std::vector<Letter> letters;
+    bool blank = false;
+    for (std::size_t i = 0; i < text.size();) {
+        std::size_t end = i + 1;
+        while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
+        if (text[i] == ' ') {
+            blank = true;
+        } else {
+            letters.push_back({text.substr(i, end - i), blank && !letters.empty(), 0, 1});
+            blank = false;
+        }
+        i = end;
+    }
+    return letters;
+}
+
+std::string textOf(const std::vector<Letter>& letters) {
+    std::string text;
+    for (const Letter& letter : letters) {
+        if (letter.blankBefore) text += ' ';
+        text += letter.text;
+    }
+    return text;
+}
+
+bool isDigit(const Letter& letter) {
+    return letter.text.size() == 1 && letter.text[0] >= '0' && letter.text[0] <= '9';
+}
+
+class Repair {
+  public:
+    Repair(std::vector<Letter> letters, const LinePlane& line, float inkLevel)
+        : letters_(std::move(letters)), line_(line), shapes_(cutGlyphs(line, inkLevel)) {
+        top_ = line.height;
+        for (const GlyphShape& shape : shapes_) top_ = std::min(top_, shape.box.y0);
+        capHeight_ = std::max(1, line.baseline - top_);
+    }
+
+    /// The corrected text, or nothing when shapes and letters do not match.
+    std::optional<std::string> run() {
+        if (!match() || !isAligned()) return std::nullopt;
+        const auto cells = fixedPitchCells(shapes_, capHeight_);
+        if (cells) {
+            setBlanksByCells(*cells);
+        } else {
+            setBlanksByGaps();
+        }
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            if (letters_[i].count != 1) continue;
+            repairStem(i);
+            repairZero(i, cells.has_value());
+        }
+        return textOf(letters_);
+    }
+
+  private:
+    bool isUnderscore(const GlyphShape& shape) const {
+        const PixelBox& box = shape.box;
+        return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 &&
+               box.width() >= 0.4 * capHeight_;
+    }
+
+    /// Gives every letter its shapes; false when they do not come out even. Underscores that the reading
+    /// lacks are put in.
+    bool match() {
+        std::vector<Letter> matched;
+        std::size_t next = 0;
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            Letter letter = letters_[i];
+            if (next >= shapes_.size()) return false;
+            if (!letter.is("_")) {
+                while (next < shapes_.size() && isUnderscore(shapes_[next]) &&
+                       !letter.isOneOf({"-", ".", ","})) {
+                    matched.push_back({"_", false, next++, 1});
+                    letter.blankBefore = false;
+                }
+            }
+            letter.count = letter.is("\"") || letter.is("”") || letter.is("“") ? 2 : 1;
+            letter.first = next;
+            next += letter.count;
+            if (next > shapes_.size()) return false;
+            matched.push_back(letter);
+        }
+        if (next != shapes_.size()) return false;
+        letters_ = std::move(matched);
+        return true;
+    }
+
+    void setBlanksByCells(const std::vector<int>& cells) {
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            const std::size_t first = letters_[i].first;
+            // Both strokes of a double quote stand in one cell, which then are none of the grid's.
+            if (letters_[i].count != 1 || letters_[i - 1].count != 1) continue;
+            letters_[i].blankBefore = cells[first] - cells[first - 1] > 1;
+        }
+    }
+
+    /// Whether the reading's blanks stand at the widest gaps. Equal counts alone can hide one shape too many
+    /// here and one too few there.
+    bool isAligned() const {
+        std::vector<int> gaps;
+        std::size_t blanks = 0;
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            gaps.push_back(gapBefore(i));
+            blanks += letters_[i].blankBefore ? 1 : 0;
+        }
+        if (blanks == 0) return true;
+        std::sort(gaps.begin(), gaps.end(), std::greater<>());
+        const int least = gaps[blanks - 1];
+        std::size_t wide = 0;
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            wide += letters_[i].blankBefore && gapBefore(i) >= least ? 1 : 0;
+        }
+        return 5 * wide >= 4 * blanks;
+    }
+
+    void setBlanksByGaps() {
+        std::vector<int> gaps;
+        int leastBlank = line_.width;
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            gaps.push_back(gapBefore(i));
+            if (letters_[i].blankBefore) leastBlank = std::min(leastBlank, gaps.back());
+        }
+        if (gaps.size() < 2) return;
+        if (leastBlank == line_.width) leastBlank = 0;
+        std::vector<int> sorted = gaps;
+        std::nth_element(sorted.begin(), sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2),
+                         sorted.end());
+        const int usual = std::max(1, sorted[sorted.size() / 2]);
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            const int gap = gaps[i - 1];
+            if (gap >= 0.5 * capHeight_ && gap >= 2.2 * usual && gap >= 0.8 * leastBlank &&
+                isUnitBoundary(i)) {
+                letters_[i].blankBefore = true;
+            }
+        }
+    }
+
+    /// Between a number and its unit, where the model drops blanks. Elsewhere wide gaps beside the slim digit
+    /// one would be taken for blanks.
+    bool isUnitBoundary(std::size_t i) const {
+        const char next = letters_[i].text[0];
+        const bool unit = next == '%' || next == 'k' || next == 'M' || next == 'G' || next == 'm';
+        return isDigit(letters_[i - 1]) && unit;
+    }
+
+    int gapBefore(std::size_t i) const {
+        const Letter& before = letters_[i - 1];
+        return shapes_[letters_[i].first].box.x0 - shapes_[before.first + before.count - 1].box.x1;
+    }
+
+    /// Tells the upright strokes apart by their flags, feet and dots.
+    void repairStem(std::size_t i) {
+        Letter& letter = letters_[i];
+        if (!letter.isOneOf({"1", "l", "I", "i", "|"})) return;
+        const GlyphShape& shape = shapes_[letter.first];
+        if (shape.box.height() < 7 || shape.box.width() > 0.8 * shape.box.height()) return;
+        const StemTraits traits = stemTraits(line_, shape);
+        // A vertical bar reaches below the baseline.
+        if (letter.is("|") && shape.box.y1 <= line_.baseline + 1 && !traits.gap) letter.text.assign(1, 'I');
+        if (letter.is("|")) return;
+        const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
+        if (traits.gap) return;
+        if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
+            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i)) letter.text.assign(1, '1');
+        } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
+            letter.text.assign(1, 'l');
+        } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
+                           (letter.is("1") && isBetweenLetters(i)))) {
+            letter.text.assign(1, 'l');
+        }
+    }
+
+    bool hasDigitBeside(std::size_t i) const {
+        return (i > 0 && isDigit(letters_[i - 1])) || (i + 1 < letters_.size() && isDigit(letters_[i + 1]));
+    }
+
+    static bool isLetter(const Letter& one) {
+        const char c = one.text[0];
+        return one.text.size() == 1 &&
+               ((c >= 'a' && c <= 'z' && c != 'x') || (c >= 'A' && c <= 'Z' && c != 'O' && c != 'Q'));
+    }
+
+    /// Whether a letter of the same word stands beside: words have no zeros in them. x, O and Q do not count,
+    /// for 0x and for zeros misread in a row.
+    bool isBesideLetter(std::size_t i) const {
+        return (i > 0 && !letters_[i].blankBefore && isLetter(letters_[i - 1])) ||
+               (i + 1 < letters_.size() && !letters_[i + 1].blankBefore && isLetter(letters_[i + 1]));
+    }
+
+    bool isBetweenLetters(std::size_t i) const {
+        return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
+    }
+
+    void repairZero(std::size_t i, bool fixedPitch) {
+        Letter& letter = letters_[i];
+        const PixelBox& box = shapes_[letter.first].box;
+        const bool digitSized =
+            box.height() >= 7 && box.height() >= 0.8 * capHeight_ && box.y1 <= line_.baseline + 1;
+        if (!digitSized) return;
+        const double slimness = static_cast<double>(box.width()) / box.height();
+        if (isBesideLetter(i)) return;
+        if (letter.isOneOf({"@", "®", "©", "Q", "Ø"}) && slimness < 0.78) {
+            letter.text.assign(1, '0');
+        } else if (letter.isOneOf({"O", "0"}) && hasInkInMiddle(line_, shapes_[letter.first])) {
+            letter.text.assign(1, '0');
+        } else if (letter.is("O") && !fixedPitch && slimness < 0.7) {
+            letter.text.assign(1, '0');
+        } else if (letter.is("0") && !fixedPitch && slimness > 0.9) {
+            letter.text.assign(1, 'O');
+        }
+    }
+
+    std::vector<Letter> letters_;
+    const LinePlane& line_;
+    std::vector<GlyphShape> shapes_;
+    int top_ = 0;
+    int capHeight_ = 1;
+};
+
+}  // namespace
+
+std::string repairReading(const std::string& text, const LinePlane& line) {
+    const std::vector<Letter> letters = lettersOf(text);
+    if (letters.empty()) return text;
+    // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches
+    // counts.
+    for (const float inkLevel : {96.0F, 128.0F, 160.0F, 72.0F, 192.0F}) {
+        if (auto repaired = Repair(letters, line, inkLevel).run()) return *repaired;
+    }
+    return text;
+}
+
+}  // namespace varkel

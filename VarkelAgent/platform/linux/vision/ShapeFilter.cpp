@@ -1,0 +1,147 @@
+#include "platform/linux/vision/ShapeFilter.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace varkel {
+
+namespace {
+
+constexpr int tallestLetter = 120;
+constexpr int widestShape = 600;
+/// How far a frame's corner may be from its sides: where a corner fades, the edges leave a gap.
+constexpr int reach = 3;
+
+/// What of the long straight lines a shape touches.
+struct LineContact {
+    bool horizontalAbove = false;
+    bool horizontalBelow = false;
+    bool vertical = false;
+};
+
+LineContact contactOf(const Component& shape, const ComponentSet& all, const Mask& lines) {
+    LineContact contact;
+    const int middle = (shape.box.y0 + shape.box.y1) / 2;
+    const auto look = [&](int x, int y) {
+        if (x < 0 || y < 0 || x >= lines.width || y >= lines.height) return;
+        const std::uint8_t bits = lines.row(y)[x];
+        if ((bits & horizontalEdge) != 0)
+            (y < middle ? contact.horizontalAbove : contact.horizontalBelow) = true;
+        if ((bits & verticalEdge) != 0) contact.vertical = true;
+    };
+    for (std::uint32_t i = 0; i < shape.runCount; ++i) {
+        const Run& run = all.runs[shape.firstRun + i];
+        for (int y = run.y - reach; y <= run.y + reach; ++y) {
+            for (int x : {run.x0 - reach, run.x0 - 1, run.x1, run.x1 + reach - 1}) look(x, y);
+        }
+    }
+    return contact;
+}
+
+/// A corner of a frame joins a horizontal and a vertical line, the round end of one joins two horizontals.
+bool isPartOfFrame(const Component& shape, const ComponentSet& all, const Mask& lines) {
+    // Whole words that touch the side of their box are wide.
+    if (shape.box.width() > 1.3 * shape.box.height()) return false;
+    const LineContact contact = contactOf(shape, all, lines);
+    return (contact.vertical && (contact.horizontalAbove || contact.horizontalBelow)) ||
+           (contact.horizontalAbove && contact.horizontalBelow);
+}
+
+bool isClosed(const Component& shape, const ComponentSet& all) {
+    const int width = shape.box.width();
+    const int height = shape.box.height();
+    if (width < 9 || height < 9 || std::max(width, height) > 1.25 * std::min(width, height)) return false;
+    int top = 0;
+    int bottom = 0;
+    int left = 0;
+    int right = 0;
+    for (std::uint32_t i = 0; i < shape.runCount; ++i) {
+        const Run& run = all.runs[shape.firstRun + i];
+        const int length = run.x1 - run.x0;
+        if (run.y <= shape.box.y0 + 1) top = std::max(top, length);
+        if (run.y >= shape.box.y1 - 2) bottom = std::max(bottom, length);
+        left += run.x0 <= shape.box.x0 + 1 ? 1 : 0;
+        right += run.x1 >= shape.box.x1 - 1 ? 1 : 0;
+    }
+    constexpr double share = 0.4;
+    return top >= share * width && bottom >= share * width && left >= share * height &&
+           right >= share * height;
+}
+
+bool isInside(const PixelBox& inner, const PixelBox& outer) {
+    return inner.x0 > outer.x0 && inner.y0 > outer.y0 && inner.x1 < outer.x1 && inner.y1 < outer.y1;
+}
+
+/// Marks shapes that surround others: frames, buttons, round pictures with initials in them.
+std::vector<char> findFrames(const std::vector<Component>& shapes) {
+    std::vector<char> frames(shapes.size());
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+        const PixelBox& outer = shapes[i].box;
+        if (outer.width() < 14 || outer.height() < 14) continue;
+        int inside = 0;
+        int tallest = 0;
+        int widest = 0;
+        auto k = std::lower_bound(shapes.begin(), shapes.end(), outer.x0,
+                                  [](const Component& shape, int x) { return shape.box.x0 < x; });
+        for (; k != shapes.end() && k->box.x0 < outer.x1; ++k) {
+            if (!isInside(k->box, outer) || k->box.height() < 4) continue;
+            ++inside;
+            tallest = std::max(tallest, k->box.height());
+            widest = std::max(widest, k->box.width());
+        }
+        if (inside >= 2 && outer.height() >= 1.3 * tallest) frames[i] = 1;
+        const bool longText = widest > 0.5 * outer.width() && outer.width() > 1.6 * outer.height();
+        if (inside == 1 && longText && outer.height() >= 1.3 * tallest) frames[i] = 1;
+        if (inside == 1 && outer.height() >= 20 && outer.height() >= 1.8 * tallest) frames[i] = 1;
+    }
+    return frames;
+}
+
+/// Marks the sides of small frames whose corners fade away: a flat stroke with an upright one at its end.
+void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& frames) {
+    constexpr int thin = 3;
+    constexpr int corner = 6;
+    const auto near = [](int a, int b) { return std::abs(a - b) <= corner; };
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+        const PixelBox& flat = shapes[i].box;
+        if (flat.height() > thin || flat.width() < 10) continue;
+        auto k = std::lower_bound(shapes.begin(), shapes.end(), flat.x0 - corner,
+                                  [](const Component& shape, int x) { return shape.box.x0 < x; });
+        for (; k != shapes.end() && k->box.x0 <= flat.x1 + corner; ++k) {
+            const PixelBox& upright = k->box;
+            if (upright.width() > thin || upright.height() < 12) continue;
+            const bool atEnd = near(upright.x1, flat.x0) || near(upright.x0, flat.x1);
+            const bool above = near(upright.y0, flat.y1);
+            const bool below = near(upright.y1, flat.y0);
+            if (!atEnd || !(above || below)) continue;
+            frames[i] = 1;
+            frames[static_cast<std::size_t>(k - shapes.begin())] = 1;
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges) {
+    std::vector<Component> candidates;
+    for (const Component& shape : shapes.components) {
+        if (shape.area < 2) continue;
+        if (isPartOfFrame(shape, shapes, edges.lines)) continue;
+        candidates.push_back(shape);
+    }
+    std::sort(candidates.begin(), candidates.end(),
+              [](const Component& a, const Component& b) { return a.box.x0 < b.box.x0; });
+    std::vector<char> frames = findFrames(candidates);
+    markBrokenFrames(candidates, frames);
+
+    std::vector<Glyph> letters;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        const PixelBox& box = candidates[i].box;
+        if (frames[i] != 0 || box.height() > tallestLetter || box.width() > widestShape) continue;
+        const PixelBox ink{box.x0 + 1, box.y0 + 1, box.x1, box.y1};
+        if (ink.width() > 0 && ink.height() > 0) letters.push_back({ink, isClosed(candidates[i], shapes)});
+    }
+    return letters;
+}
+
+}  // namespace varkel

@@ -1,0 +1,160 @@
+#include "platform/linux/vision/TextRecogniser.h"
+
+#include <algorithm>
+#include <exception>
+#include <system_error>
+#include <utility>
+
+#include "platform/linux/vision/LineDetector.h"
+#include "platform/linux/vision/LineMemory.h"
+#include "platform/linux/vision/ReadingFilter.h"
+#include "platform/linux/vision/ReadingRepair.h"
+
+namespace varkel {
+
+namespace {
+
+/// More workers than this gain little, and each holds a model of about 12 MiB.
+constexpr unsigned mostWorkers = 4;
+/// Readings above this are nearly always right.
+constexpr float doubtful = 0.8F;
+
+unsigned usualWorkers() {
+    return std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
+}
+
+}  // namespace
+
+/// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
+/// and each reading, which belongs to the worker that took its line.
+struct TextRecogniser::Page {
+    Page(const PixelPlanes& ofImage, const std::stop_token& cancelledBy)
+        : image(ofImage), lines(detectLines(ofImage)), cancelled(cancelledBy), readings(lines.size()) {}
+
+    const PixelPlanes& image;
+    const std::vector<DetectedLine> lines;
+    const std::stop_token& cancelled;
+    std::vector<LineReading> readings;
+    std::size_t next = 0;
+    std::size_t busy = 0;
+    bool failed = false;
+    std::condition_variable_any finished;
+
+    bool isTaken() const { return failed || next == lines.size() || cancelled.stop_requested(); }
+};
+
+TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers, std::size_t remembered)
+    : make_(std::move(make)), workerCount_(workers > 0 ? workers : usualWorkers()), memory_(remembered) {}
+
+TextRecogniser::~TextRecogniser() {
+    for (std::jthread& worker : workers_) worker.request_stop();
+}
+
+std::optional<std::vector<RecognisedLine>> TextRecogniser::recognise(const PixelPlanes& image,
+                                                                     const std::stop_token& cancelled) {
+    const auto page = std::make_shared<Page>(image, cancelled);
+    if (!page->lines.empty()) {
+        std::unique_lock lock(mutex_);
+        if (!startWorkers()) return std::nullopt;
+        pages_.push_back(page);
+        work_.notify_all();
+        const auto isDone = [&] { return page->isTaken() && page->busy == 0; };
+        // The first wait ends early when the request is cancelled, the second waits for the lines under way.
+        page->finished.wait(lock, cancelled, isDone);
+        page->finished.wait(lock, isDone);
+        std::erase(pages_, page);
+    }
+    if (page->failed || cancelled.stop_requested()) return std::nullopt;
+
+    std::vector<RecognisedLine> found;
+    for (std::size_t i = 0; i < page->lines.size(); ++i) {
+        LineReading& reading = page->readings[i];
+        if (!isText(reading, page->lines[i])) continue;
+        found.push_back({page->lines[i].box, std::move(reading.text), reading.confidence});
+    }
+    return found;
+}
+
+bool TextRecogniser::startWorkers() {
+    try {
+        while (workers_.size() < workerCount_) {
+            workers_.emplace_back([this](const std::stop_token& ending) { serve(ending); });
+        }
+    } catch (const std::system_error&) {
+        // Fewer threads than wanted do as well.
+    }
+    return !workers_.empty();
+}
+
+std::shared_ptr<TextRecogniser::Page> TextRecogniser::nextPage(const std::stop_token& ending) {
+    std::unique_lock lock(mutex_);
+    std::shared_ptr<Page> page;
+    const bool found = work_.wait(lock, ending, [&] {
+        const auto open =
+            std::find_if(pages_.begin(), pages_.end(), [](const auto& p) { return !p->isTaken(); });
+        if (open == pages_.end()) return false;
+        page = *open;
+        // To the end of the queue: pages take turns.
+        pages_.erase(open);
+        pages_.push_back(page);
+        return true;
+    });
+    if (!found) return nullptr;
+    ++page->busy;
+    return page;
+}
+
+std::unique_ptr<LineRecogniser> TextRecogniser::makeOrNull() const {
+    try {
+        return make_();
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
+LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const PixelPlanes& image,
+                                     const DetectedLine& line) {
+    const LinePlane plane = extractLine(image, line);
+    LineReading reading = readPlane(recogniser, plane);
+    if (!plane.ambiguous || reading.confidence >= doubtful) return reading;
+    // White letters with a dark shadow on a light picture: the shadow contrasts most.
+    LineReading other = readPlane(recogniser, extractLine(image, line, Ink::white));
+    return other.confidence > reading.confidence ? other : reading;
+}
+
+LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlane& plane) {
+    const std::string key = LineMemory::keyOf(plane);
+    if (auto known = memory_.find(key)) return *std::move(known);
+    LineReading reading = recogniser.read(prepareLine(plane));
+    reading.text = repairReading(reading.text, plane);
+    memory_.remember(key, reading);
+    return reading;
+}
+
+void TextRecogniser::serve(const std::stop_token& ending) {
+    std::unique_ptr<LineRecogniser> recogniser;
+    while (const std::shared_ptr<Page> page = nextPage(ending)) {
+        if (!recogniser) recogniser = makeOrNull();
+        std::size_t line = 0;
+        bool taken = false;
+        {
+            const std::scoped_lock lock(mutex_);
+            if (!recogniser) page->failed = true;
+            taken = !page->isTaken();
+            if (taken) line = page->next++;
+        }
+        if (taken) {
+            try {
+                page->readings[line] = readLine(*recogniser, page->image, page->lines[line]);
+            } catch (...) {
+                const std::scoped_lock lock(mutex_);
+                page->failed = true;
+            }
+        }
+        const std::scoped_lock lock(mutex_);
+        --page->busy;
+        if (page->isTaken() && page->busy == 0) page->finished.notify_all();
+    }
+}
+
+}  // namespace varkel

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "http/Task.h"
+#include "visual/VisualScoring.h"
+
+namespace varkel {
+
+/// The body of a visual find request.
+struct VisualFindOptions {
+    std::optional<std::string> imageBase64;
+    std::optional<std::string> imagePath;
+    std::string query;
+};
+BOOST_DESCRIBE_STRUCT(VisualFindOptions, (), (imageBase64, imagePath, query))
+
+/// The body of a successful visual find request, the best match first.
+struct VFResponse {
+    std::vector<VisualFindResult> results;
+};
+BOOST_DESCRIBE_STRUCT(VFResponse, (), (results))
+
+/// Finds the query among an image's text lines and barcodes. Raises HTTPError: badRequest when there is no
+/// usable image, invalidRequest when the recognition fails. Any thread that may block.
+std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions& options);
+
+/// The same for a caller that may not block. Started on an I/O thread.
+Task<std::vector<VisualFindResult>> performVisualFind(VisualFindOptions options);
+
+/// Answers a visual find request, whatever happens.
+Task<HTTPResponse> performVisualFind(HTTPRequest request);
+
+}  // namespace varkel

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <boost/json.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "ocr/OCR.h"
+#include "support/RunTask.h"
+#include "support/ScriptedDesktop.h"
+
+namespace varkel {
+namespace {
+
+using test::line;
+using test::runTask;
+using test::ScriptedDesktop;
+
+HTTPResponse post(const std::string& body) {
+    HTTPRequest request;
+    request.body = body;
+    return runTask(performOCR(std::move(request)));
+}
+
+std::string cacheHeader(const HTTPResponse& response) {
+    for (const auto& [name, value] : response.headers) {
+        if (name == "X-Varkel-Cache") return value;
+    }
+    return "";
+}
+
+/// A body whose image is "img" and the given bytes, in base64 that needs no padding.
+std::string bodyFor(const std::string& threeBytes, const std::string& more = "") {
+    static const std::map<std::string, std::string> encoded{
+        {"one", "b25l"}, {"two", "dHdv"}, {"six", "c2l4"}};
+    return R"({"imageBase64":"aW1n)" + encoded.at(threeBytes) + "\"" + more + "}";
+}
+
+class OCRRequests : public testing::Test {
+  protected:
+    OCRRequests() {
+        directory_ = std::filesystem::temp_directory_path() / "varkel-ocr-XXXXXX";
+        std::string name = directory_.string();
+        directory_ = mkdtemp(name.data());
+        // The shared cache outlives the cases: each starts in a second of its own.
+        static double second = 1'700'000'000;
+        desktop.time = second += 10;
+    }
+    ~OCRRequests() override { std::filesystem::remove_all(directory_); }
+
+    std::string file(const std::string& name, const std::string& content) {
+        const auto path = directory_ / name;
+        std::ofstream(path, std::ios::binary) << content;
+        return path.string();
+    }
+
+    ScriptedDesktop desktop;
+    std::filesystem::path directory_;
+};
+
+TEST_F(OCRRequests, AnswersLinesWithPixelBoxesFromTheTopLeft) {
+    desktop.text = {line("Save", {0.25, 0.5, 0.5, 0.25}, 0.8F), {{0, 0, 1, 1}, {}}};
+    const HTTPResponse response = post(bodyFor("one"));
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(
+        *response.body,
+        R"({"results":[{"text":"Save","confidence":0.8,"boundingBox":{"x":250,"y":100,"width":500,"height":100}}]})");
+    EXPECT_EQ(cacheHeader(response), "MISS");
+}
+
+TEST_F(OCRRequests, RepeatsWithinATenthOfASecondComeFromTheCache) {
+    EXPECT_EQ(*post(bodyFor("one")).body, R"({"results":[]})");
+    struct Step {
+        std::string body;
+        double later;
+        const char* cache;
+    };
+    const Step steps[] = {
+        {bodyFor("one"), 0.05, "HIT"},
+        {bodyFor("one", R"(,"pid":0,"windowId":0)"), 0, "HIT"},
+        {bodyFor("one", R"(,"pid":null,"windowId":null,"other":1)"), 0, "HIT"},
+        {bodyFor("one", R"(,"pid":7)"), 0, "MISS"},
+        {bodyFor("one", R"(,"windowId":18446744073709551615)"), 0, "MISS"},
+        {bodyFor("two"), 0, "MISS"},
+        {bodyFor("one"), 0.06, "MISS"},
+    };
+    for (const Step& step : steps) {
+        desktop.time += step.later;
+        const int runs = desktop.runs;
+        EXPECT_EQ(cacheHeader(post(step.body)), step.cache) << step.body << step.later;
+        EXPECT_EQ(desktop.runs - runs, std::string(step.cache) == "MISS" ? 1 : 0) << step.body;
+    }
+}
+
+TEST_F(OCRRequests, AnotherApplicationInFrontEmptiesTheCache) {
+    post(bodyFor("one"));
+    desktop.frontmost = 4321;
+    EXPECT_EQ(cacheHeader(post(bodyFor("one"))), "MISS");
+    EXPECT_EQ(cacheHeader(post(bodyFor("one"))), "HIT");
+    desktop.frontmost = 100;
+}
+
+TEST_F(OCRRequests, TakesTheImageFromBase64FirstAndFromTheFileOtherwise) {
+    const std::string path = file("picture", "img from file");
+    const std::string pathField = R"("imagePath":")" + path + "\"";
+    EXPECT_EQ(post(R"({"imageBase64":"aW1n","imagePath":"/nowhere"})").status, 200);
+    EXPECT_EQ(desktop.lastBytes, "img");
+    for (const std::string& body : {"{" + pathField + "}", R"({"imageBase64":"aW\n1n",)" + pathField + "}",
+                                    R"({"imageBase64":null,)" + pathField + "}"}) {
+        desktop.lastBytes.clear();
+        desktop.time += 1;
+        EXPECT_EQ(post(body).status, 200) << body;
+        EXPECT_EQ(desktop.lastBytes, "img from file") << body;
+    }
+}
+
+TEST_F(OCRRequests, UnusableImagesAndBodiesAreTheCallersFault) {
+    ASSERT_EQ(mkfifo((directory_ / "pipe").c_str(), 0600), 0);
+    const std::string noImage =
+        R"({"error":"bad_request","message":"No valid image provided or could not decode image"})";
+    const std::string noJSON = R"({"error":"bad_request","message":"Invalid JSON body"})";
+    const std::pair<std::string, std::string> cases[] = {
+        {"", noJSON},
+        {"no json", noJSON},
+        {"[]", noJSON},
+        {R"({"windowId":-1})", noJSON},
+        {R"({"windowId":1.5})", noJSON},
+        {R"({"imageBase64":7})", noJSON},
+        {"{}", noImage},
+        {R"({"imageBase64":""})", noImage},
+        {R"({"imageBase64":"bm8gaW1hZ2U="})", noImage},
+        {R"({"imageBase64":"aW1"})", noImage},
+        {R"({"imagePath":""})", noImage},
+        {R"({"imagePath":"/no/such/file"})", noImage},
+        {R"({"imagePath":")" + directory_.string() + "\"}", noImage},
+        // Reading a pipe would wait for a writer that never comes.
+        {R"({"imagePath":")" + (directory_ / "pipe").string() + "\"}", noImage},
+        {bodyFor("six", R"(,"pid":4294967297)"), noImage},
+    };
+    for (const auto& [body, answer] : cases) {
+        const HTTPResponse response = post(body);
+        EXPECT_EQ(response.status, 400) << body;
+        EXPECT_EQ(boost::json::parse(*response.body), boost::json::parse(answer)) << body;
+        EXPECT_EQ(cacheHeader(response), "") << body;
+    }
+}
+
+TEST_F(OCRRequests, AFailedRunIsReportedAndNotRemembered) {
+    desktop.recognitionFails = true;
+    const HTTPResponse response = post(bodyFor("six"));
+    EXPECT_EQ(response.status, 500);
+    EXPECT_EQ(boost::json::parse(*response.body),
+              boost::json::parse(R"({"error":"ocr_failed","message":"invalidRequest"})"));
+    desktop.recognitionFails = false;
+    EXPECT_EQ(cacheHeader(post(bodyFor("six"))), "MISS");
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,144 @@
+#include <gtest/gtest.h>
+#include <leptonica/allheaders.h>
+
+#include <functional>
+#include <string>
+
+#include "platform/linux/vision/ImageDecoder.h"
+#include "platform/linux/vision/PixOwner.h"
+
+namespace varkel {
+namespace {
+
+std::shared_ptr<const PixelPlanes> decode(const std::string& bytes) {
+    return decodeImage({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()});
+}
+
+/// A white picture with a blue-green rectangle at (10, 5), 20 by 10.
+PixOwner picture() {
+    PixOwner pix(pixCreate(64, 48, 32));
+    pixSetAllArbitrary(pix.get(), 0xffffff00);
+    for (int y = 5; y < 15; ++y) {
+        for (int x = 10; x < 30; ++x) pixSetRGBPixel(pix.get(), x, y, 20, 140, 200);
+    }
+    return pix;
+}
+
+std::string encode(Pix* pix, l_int32 format) {
+    l_uint8* data = nullptr;
+    size_t size = 0;
+    // For GIF and WebP too; JPEG and WebP at full quality.
+    pixWriteMem(&data, &size, pix, format);
+    std::string bytes(reinterpret_cast<char*>(data), size);
+    lept_free(data);
+    return bytes;
+}
+
+struct Format {
+    const char* name;
+    l_int32 code;
+    int tolerance;
+};
+constexpr Format formats[] = {{"PNG", IFF_PNG, 0},    {"JPEG", IFF_JFIF_JPEG, 24}, {"TIFF", IFF_TIFF_LZW, 0},
+                              {"WebP", IFF_WEBP, 24}, {"GIF", IFF_GIF, 12},        {"BMP", IFF_BMP, 0},
+                              {"PNM", IFF_PNM, 0}};
+
+TEST(ImageDecoder, DecodesTheUsualFormats) {
+    const PixOwner pix = picture();
+    for (const Format& format : formats) {
+        const auto planes = decode(encode(pix.get(), format.code));
+        ASSERT_TRUE(planes) << format.name;
+        ASSERT_EQ(planes->width, 64) << format.name;
+        ASSERT_EQ(planes->height, 48) << format.name;
+        const std::size_t inside = planes->offset(20, 10);
+        EXPECT_NEAR(planes->red[inside], 20, format.tolerance) << format.name;
+        EXPECT_NEAR(planes->green[inside], 140, format.tolerance) << format.name;
+        EXPECT_NEAR(planes->blue[inside], 200, format.tolerance) << format.name;
+        EXPECT_NEAR(planes->red[planes->offset(60, 40)], 255, format.tolerance) << format.name;
+    }
+}
+
+TEST(ImageDecoder, LaysTransparentPixelsOnWhite) {
+    const PixOwner pix = picture();
+    pixSetSpp(pix.get(), 4);
+    pixSetComponentArbitrary(pix.get(), L_ALPHA_CHANNEL, 0);
+    const auto planes = decode(encode(pix.get(), IFF_PNG));
+    ASSERT_TRUE(planes);
+    EXPECT_EQ(planes->red[planes->offset(20, 10)], 255);
+}
+
+TEST(ImageDecoder, SurvivesFilesCutOffAnywhere) {
+    const PixOwner pix = picture();
+    testing::internal::CaptureStderr();
+    for (const Format& format : formats) {
+        const std::string bytes = encode(pix.get(), format.code);
+        for (std::size_t length = 0; length < bytes.size(); length += 1 + bytes.size() / 61) {
+            const auto planes = decode(bytes.substr(0, length));
+            EXPECT_TRUE(length >= 12 || !planes) << format.name << length;
+        }
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+TEST(ImageDecoder, SurvivesFlippedBytes) {
+    const PixOwner pix = picture();
+    testing::internal::CaptureStderr();
+    for (const Format& format : formats) {
+        const std::string bytes = encode(pix.get(), format.code);
+        for (std::size_t at = 0; at < bytes.size(); at += 1 + bytes.size() / 97) {
+            std::string broken = bytes;
+            broken[at] = static_cast<char>(~broken[at]);
+            decode(broken);
+        }
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+std::string number(unsigned value, int bytes, bool bigEndian) {
+    std::string out;
+    for (int i = 0; i < bytes; ++i) {
+        const int shift = 8 * (bigEndian ? bytes - 1 - i : i);
+        out += static_cast<char>(value >> shift);
+    }
+    return out;
+}
+
+TEST(ImageDecoder, RefusesPicturesBeyondTheLimitByTheirHeaders) {
+    // Each claims 60,000 by 60,000 pixels; decoding would take 14 GB.
+    const std::string gif = "GIF89a" + number(60000, 2, false) + number(60000, 2, false) +
+                            std::string(3, '\0') + "," + std::string(4, '\0') + number(60000, 2, false) +
+                            number(60000, 2, false) + std::string(1, '\0') + "\x02\x01\x44" +
+                            std::string(1, '\0') + ";";
+    const std::string bmp = "BM" + number(100, 4, false) + std::string(4, '\0') + number(54, 4, false) +
+                            number(40, 4, false) + number(60000, 4, false) + number(60000, 4, false) +
+                            number(1, 2, false) + number(24, 2, false) + std::string(24, '\0');
+    const PixOwner pix = picture();
+    std::string png = encode(pix.get(), IFF_PNG);
+    png.replace(16, 8, number(60000, 4, true) + number(60000, 4, true));
+    for (const std::string& bytes : {gif, bmp, png, std::string("P6 60000 60000 255\n123456789")}) {
+        EXPECT_FALSE(decode(bytes)) << bytes.substr(0, 4);
+    }
+}
+
+TEST(ImageDecoder, DecodesOnlyTheFirstFrameOfAnAnimation) {
+    const PixOwner pix = picture();
+    const std::string single = encode(pix.get(), IFF_GIF);
+    // A second frame that claims an enormous size follows the first.
+    std::string animated = single.substr(0, single.size() - 1) + "," + std::string(4, '\0') +
+                           number(65000, 2, false) + number(65000, 2, false) + std::string(1, '\0') +
+                           "\x02\x01\x44" + std::string(1, '\0') + ";";
+    const auto planes = decode(animated);
+    ASSERT_TRUE(planes);
+    EXPECT_EQ(planes->width, 64);
+}
+
+TEST(ImageDecoder, RefusesWhatIsNoPicture) {
+    for (const std::string& bytes :
+         {std::string(), std::string("x"), std::string(100, '\0'), std::string(5000, 'P'),
+          std::string("%PDF-1.4 and more of it"), std::string("<svg xmlns=''></svg>")}) {
+        EXPECT_FALSE(decode(bytes));
+    }
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,218 @@
+#include <ZXing/BarcodeFormat.h>
+#include <ZXing/BitMatrix.h>
+#include <ZXing/MultiFormatWriter.h>
+#include <gtest/gtest.h>
+#include <pango/pangocairo.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <memory>
+#include <set>
+
+#include "platform/linux/vision/LinuxVision.h"
+
+namespace varkel {
+namespace {
+
+/// A picture to draw on, and its bytes as a PNM file.
+class Canvas {
+  public:
+    Canvas(int width, int height, double red, double green, double blue)
+        : width_(width),
+          height_(height),
+          surface_(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height)),
+          cairo_(cairo_create(surface_)) {
+        cairo_set_source_rgb(cairo_, red, green, blue);
+        cairo_paint(cairo_);
+    }
+    Canvas(const Canvas&) = delete;
+    Canvas& operator=(const Canvas&) = delete;
+    ~Canvas() {
+        cairo_destroy(cairo_);
+        cairo_surface_destroy(surface_);
+    }
+
+    /// Writes with the top left corner of the text's box at (x, y).
+    void write(const char* text, const char* font, int x, int y, double grey) {
+        PangoLayout* layout = pango_cairo_create_layout(cairo_);
+        PangoFontDescription* description = pango_font_description_from_string(font);
+        pango_layout_set_font_description(layout, description);
+        pango_layout_set_text(layout, text, -1);
+        cairo_set_source_rgb(cairo_, grey, grey, grey);
+        cairo_move_to(cairo_, x, y);
+        pango_cairo_show_layout(cairo_, layout);
+        pango_font_description_free(description);
+        g_object_unref(layout);
+    }
+
+    void frame(double x, double y, double width, double height) {
+        cairo_set_source_rgb(cairo_, 0.6, 0.6, 0.6);
+        cairo_set_line_width(cairo_, 1);
+        cairo_rectangle(cairo_, x + 0.5, y + 0.5, width, height);
+        cairo_stroke(cairo_);
+    }
+
+    void barcode(ZXing::BarcodeFormat format, const std::string& text, int x, int y, int width, int height) {
+        const ZXing::BitMatrix code =
+            ZXing::MultiFormatWriter(format).setMargin(8).encode(text, width, height);
+        for (int row = 0; row < code.height(); ++row) {
+            for (int column = 0; column < code.width(); ++column) {
+                const double grey = code.get(column, row) ? 0 : 1;
+                cairo_set_source_rgb(cairo_, grey, grey, grey);
+                cairo_rectangle(cairo_, x + column, y + row, 1, 1);
+                cairo_fill(cairo_);
+            }
+        }
+    }
+
+    std::string file() {
+        cairo_surface_flush(surface_);
+        std::string bytes = "P6 " + std::to_string(width_) + " " + std::to_string(height_) + " 255\n";
+        const unsigned char* data = cairo_image_surface_get_data(surface_);
+        const int stride = cairo_image_surface_get_stride(surface_);
+        for (int y = 0; y < height_; ++y) {
+            for (int x = 0; x < width_; ++x) {
+                const unsigned char* pixel = data + y * stride + 4 * x;
+                for (const int channel : {2, 1, 0}) bytes += static_cast<char>(pixel[channel]);
+            }
+        }
+        return bytes;
+    }
+
+  private:
+    int width_;
+    int height_;
+    cairo_surface_t* surface_;
+    cairo_t* cairo_;
+};
+
+/// One for all cases: loading the model takes a while. Gone before the library's own statics are.
+std::unique_ptr<LinuxVision>& sharedVision() {
+    static std::unique_ptr<LinuxVision> shared;
+    return shared;
+}
+
+LinuxVision& vision() {
+    return *sharedVision();
+}
+
+class LinuxVisionTest : public testing::Test {
+  protected:
+    static void SetUpTestSuite() { sharedVision() = std::make_unique<LinuxVision>(); }
+    static void TearDownTestSuite() { sharedVision().reset(); }
+};
+
+struct Found {
+    std::vector<VNRecognizedTextObservation> text;
+    std::vector<VNBarcodeObservation> barcodes;
+    std::vector<std::string> texts() const {
+        std::vector<std::string> all;
+        for (const auto& one : text) all.push_back(one.candidates.at(0).string);
+        return all;
+    }
+};
+
+Found look(Canvas& canvas) {
+    const auto image =
+        vision().CGImageSourceCreateImageAtIndex(vision().CGImageSourceCreateWithData(canvas.file()), 0);
+    VNRecognizeTextRequest text;
+    VNDetectBarcodesRequest barcodes;
+    const std::array<VNRequest, 2> requests{&text, &barcodes};
+    EXPECT_TRUE(vision().performRequests(image, requests, {}));
+    return {*text.results, *barcodes.results};
+}
+
+using Texts = std::vector<std::string>;
+
+TEST_F(LinuxVisionTest, ReadsDarkOnLightAndLightOnDark) {
+    for (const bool dark : {false, true}) {
+        const double ground = dark ? 0.12 : 1;
+        Canvas canvas(500, 140, ground, ground, ground);
+        canvas.write("Recent documents", "DejaVu Sans 11", 20, 20, dark ? 0.9 : 0.1);
+        canvas.write("Open the file manager", "DejaVu Sans 10", 20, 60, dark ? 0.75 : 0.3);
+        canvas.write("Cancel", "DejaVu Sans 10", 400, 60, dark ? 0.9 : 0.1);
+        EXPECT_EQ(look(canvas).texts(), (Texts{"Recent documents", "Open the file manager", "Cancel"}))
+            << dark;
+    }
+}
+
+TEST_F(LinuxVisionTest, FindsTheTextOfAButtonWithoutItsFrame) {
+    Canvas canvas(200, 100, 0.97, 0.97, 0.97);
+    canvas.frame(40, 30, 90, 32);
+    canvas.write("Save", "DejaVu Sans 11", 66, 36, 0.1);
+    const Found found = look(canvas);
+    ASSERT_EQ(found.texts(), Texts{"Save"});
+    const CGRect& box = found.text[0].boundingBox;
+    EXPECT_NEAR(box.x * 200, 66, 3);
+    EXPECT_NEAR(box.width * 200, 34, 6);
+    // From the bottom: the letters stand between rows 36 and 54 of 100.
+    EXPECT_GT(box.y * 100, 44);
+    EXPECT_LT((box.y + box.height) * 100, 65);
+    EXPECT_GT(found.text[0].candidates[0].confidence, 0.5F);
+    EXPECT_LE(found.text[0].candidates[0].confidence, 1.0F);
+}
+
+TEST_F(LinuxVisionTest, TellsZerosAndOnesByTheirShapes) {
+    Canvas canvas(500, 60, 1, 1, 1);
+    canvas.write("total 10010 bytes in main.cpp:101", "DejaVu Sans Mono 11", 20, 20, 0);
+    EXPECT_EQ(look(canvas).texts(), Texts{"total 10010 bytes in main.cpp:101"});
+}
+
+TEST_F(LinuxVisionTest, FindsNothingOnAnEmptyPicture) {
+    Canvas canvas(300, 200, 0.2, 0.4, 0.6);
+    const Found found = look(canvas);
+    EXPECT_TRUE(found.text.empty());
+    EXPECT_TRUE(found.barcodes.empty());
+}
+
+TEST_F(LinuxVisionTest, FindsSeveralBarcodesOfDifferentKinds) {
+    Canvas canvas(900, 400, 1, 1, 1);
+    canvas.barcode(ZXing::BarcodeFormat::QRCode, "https://example.net/door?id=7", 20, 20, 200, 200);
+    canvas.barcode(ZXing::BarcodeFormat::DataMatrix, "PART 4711", 300, 20, 160, 160);
+    canvas.barcode(ZXing::BarcodeFormat::Code128, "CRATE-0042", 520, 60, 320, 80);
+    const Found found = look(canvas);
+    std::map<std::string, CGRect> codes;
+    for (const auto& code : found.barcodes) {
+        EXPECT_GT(code.confidence, 0.0F);
+        codes[code.payloadStringValue.value_or("none")] = code.boundingBox;
+    }
+    ASSERT_TRUE(codes.contains("https://example.net/door?id=7"));
+    ASSERT_TRUE(codes.contains("PART 4711"));
+    ASSERT_TRUE(codes.contains("CRATE-0042"));
+    EXPECT_EQ(codes.size(), 3U);
+    const CGRect& box = codes["https://example.net/door?id=7"];
+    EXPECT_GT(box.x * 900, 19);
+    EXPECT_LT((box.x + box.width) * 900, 221);
+    EXPECT_GT(box.width * 900, 100);
+    EXPECT_GT(box.y * 400, 400 - 221);
+    EXPECT_LT((box.y + box.height) * 400, 400 - 19);
+}
+
+TEST_F(LinuxVisionTest, FindsMatrixCodesOfAnySizeAnywhere) {
+    for (const int size : {100, 130, 160, 200}) {
+        for (const int x : {10, 300, 600}) {
+            Canvas canvas(900, 500, 0.9, 0.9, 0.95);
+            canvas.write("Scan the code on your parcel", "DejaVu Sans 11", 20, 10, 0.1);
+            canvas.barcode(ZXing::BarcodeFormat::DataMatrix, "PART 4711", x, 60, size, size);
+            canvas.barcode(ZXing::BarcodeFormat::Aztec, "GATE B12", x, 280, size, size);
+            std::set<std::string> codes;
+            for (const auto& code : look(canvas).barcodes)
+                codes.insert(code.payloadStringValue.value_or("none"));
+            EXPECT_EQ(codes, (std::set<std::string>{"PART 4711", "GATE B12"})) << size << " at " << x;
+        }
+    }
+}
+
+TEST_F(LinuxVisionTest, RefusesWhatIsNoImageOrNotTheFirst) {
+    EXPECT_FALSE(vision().CGImageSourceCreateWithData(""));
+    const auto source = vision().CGImageSourceCreateWithData("some bytes of no format");
+    EXPECT_FALSE(vision().CGImageSourceCreateImageAtIndex(source, 0));
+    Canvas canvas(20, 20, 1, 1, 1);
+    EXPECT_FALSE(
+        vision().CGImageSourceCreateImageAtIndex(vision().CGImageSourceCreateWithData(canvas.file()), 1));
+    EXPECT_FALSE(vision().performRequests(nullptr, {}, {}));
+}
+
+}  // namespace
+}  // namespace varkel

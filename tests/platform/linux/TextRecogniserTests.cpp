@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <latch>
+#include <thread>
+
+#include "platform/linux/vision/TextRecogniser.h"
+
+namespace varkel {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A white page with `count` rows of four upright strokes; each row differs a little, so that none is
+/// remembered.
+PixelPlanes strokes(int count) {
+    PixelPlanes page;
+    page.width = 200;
+    page.height = 30 * count + 20;
+    const auto size = static_cast<std::size_t>(page.width * page.height);
+    page.red.assign(size, 255);
+    for (int row = 0; row < count; ++row) {
+        for (int stroke = 0; stroke < 4; ++stroke) {
+            for (int y = 0; y < 12; ++y) {
+                const int x = 20 + 8 * stroke + (stroke == 3 ? row % 3 : 0) + (stroke == 2 ? row / 3 : 0);
+                page.red[page.offset(x, 10 + 30 * row + y)] = 0;
+                page.red[page.offset(x + 1, 10 + 30 * row + y)] = 0;
+            }
+        }
+    }
+    page.green = page.red;
+    page.blue = page.red;
+    return page;
+}
+
+/// Reads every line as the same text; counts, and stops where the test wants it to.
+struct Script {
+    std::atomic<int> made = 0;
+    std::atomic<int> reads = 0;
+    std::atomic<int> atOnce = 0;
+    std::atomic<int> mostAtOnce = 0;
+    std::function<void()> onRead = [] {};
+
+    TextRecogniser::MakeLineRecogniser maker() {
+        return [this] {
+            ++made;
+            return std::make_unique<Reader>(*this);
+        };
+    }
+
+    class Reader final : public LineRecogniser {
+      public:
+        explicit Reader(Script& script) : script_(script) {}
+        LineReading read(const LineImage&) override {
+            const int now = ++script_.atOnce;
+            int most = script_.mostAtOnce;
+            while (now > most && !script_.mostAtOnce.compare_exchange_weak(most, now)) {
+            }
+            ++script_.reads;
+            script_.onRead();
+            --script_.atOnce;
+            return {"text", 0.9F};
+        }
+
+      private:
+        Script& script_;
+    };
+};
+
+TEST(TextRecogniser, ReadsEveryLineOnceAndInOrder) {
+    Script script;
+    TextRecogniser recogniser(script.maker(), 2);
+    const auto lines = recogniser.recognise(strokes(9), {});
+    ASSERT_TRUE(lines);
+    ASSERT_EQ(lines->size(), 9U);
+    EXPECT_EQ(script.reads, 9);
+    for (std::size_t i = 1; i < lines->size(); ++i) EXPECT_LT((*lines)[i - 1].box.y0, (*lines)[i].box.y0);
+    EXPECT_EQ((*lines)[0].box.x0, 20);
+    EXPECT_EQ((*lines)[0].box.height(), 12);
+}
+
+TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {
+    Script script;
+    TextRecogniser recogniser(script.maker(), 1);
+    recogniser.recognise(strokes(5), {});
+    const auto again = recogniser.recognise(strokes(6), {});
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->size(), 6U);
+    EXPECT_EQ(script.reads, 6);
+    Script forgetful;
+    TextRecogniser plain(forgetful.maker(), 1, 0);
+    plain.recognise(strokes(5), {});
+    plain.recognise(strokes(5), {});
+    EXPECT_EQ(forgetful.reads, 10);
+}
+
+TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {
+    Script script;
+    script.onRead = [] { std::this_thread::yield(); };
+    TextRecogniser recogniser(script.maker(), 2, 0);
+    std::vector<std::future<std::size_t>> pages;
+    for (int i = 0; i < 6; ++i) {
+        pages.push_back(
+            std::async(std::launch::async, [&] { return recogniser.recognise(strokes(12), {})->size(); }));
+    }
+    for (auto& page : pages) EXPECT_EQ(page.get(), 12U);
+    EXPECT_EQ(script.reads, 72);
+    EXPECT_LE(script.made, 2);
+    EXPECT_LE(script.mostAtOnce, 2);
+}
+
+TEST(TextRecogniser, ACancelledPictureStopsAtTheNextLine) {
+    Script script;
+    std::stop_source cancel;
+    script.onRead = [&] { cancel.request_stop(); };
+    TextRecogniser recogniser(script.maker(), 1, 0);
+    EXPECT_FALSE(recogniser.recognise(strokes(9), cancel.get_token()));
+    EXPECT_EQ(script.reads, 1);
+    script.onRead = [] {};
+    EXPECT_TRUE(recogniser.recognise(strokes(2), {}));
+}
+
+TEST(TextRecogniser, APictureThatWaitsForItsTurnCanBeCancelled) {
+    Script script;
+    std::latch started(1);
+    std::promise<void> release;
+    const auto released = release.get_future().share();
+    script.onRead = [&] {
+        if (script.reads == 1) started.count_down();
+        released.wait();
+    };
+    TextRecogniser recogniser(script.maker(), 1, 0);
+    auto first = std::async(std::launch::async, [&] { return recogniser.recognise(strokes(1), {}); });
+    started.wait();
+    std::stop_source cancel;
+    auto second =
+        std::async(std::launch::async, [&] { return recogniser.recognise(strokes(3), cancel.get_token()); });
+    cancel.request_stop();
+    EXPECT_EQ(second.wait_for(20s), std::future_status::ready);
+    release.set_value();
+    EXPECT_FALSE(second.get());
+    EXPECT_TRUE(first.get());
+    EXPECT_EQ(script.reads, 1);
+}
+
+TEST(TextRecogniser, WithoutAModelItFailsInsteadOfAnsweringNothing) {
+    TextRecogniser recogniser([]() -> std::unique_ptr<LineRecogniser> { return nullptr; }, 2);
+    EXPECT_FALSE(recogniser.recognise(strokes(3), {}));
+    EXPECT_TRUE(recogniser.recognise(strokes(0), {}));
+}
+
+}  // namespace
+}  // namespace varkel
