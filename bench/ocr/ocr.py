@@ -3,8 +3,8 @@
 
 usage: ocr.py BUILD_DIR [--rounds N]
 
-BUILD_DIR is where the project was built. For both sets of screens (`data/ocr`, and `data/ocr/more`, which nothing was
-tuned on at first sight) prints the figures that score.py defines and the seconds per picture: of this project with no
+BUILD_DIR is where the project was built. For both sets of screens (`data/ocr`, and `data/ocr/more`, which was
+made later) prints the figures that score.py defines and the seconds per picture: of this project with no
 lines remembered, with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in
 its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds
 to them, so compare the ratios. The program's peak memory is its own, measured for its largest picture.
@@ -49,18 +49,18 @@ def lines_of(tsv, scale):
     return {'results': results}
 
 
-def doubled(image, directory):
+def doubled(build, image, directory):
     """The picture at twice its size, as the program's best mode wants it."""
     target = pathlib.Path(directory) / image.name
-    subprocess.run(['convert', image, '-filter', 'Catrom', '-resize', '200%', target], check=True)
+    subprocess.run([build / 'bench' / 'ocr' / 'scale_picture', image, target], check=True)
     return target
 
 
-def program(images, out, mode, scale, rounds, directory):
+def program(build, images, out, mode, scale, rounds, directory):
     seconds = {}
     out.mkdir(parents=True, exist_ok=True)
     for image in images:
-        source = image if scale == 1 else doubled(image, directory)
+        source = image if scale == 1 else doubled(build, image, directory)
         best = float('inf')
         for _ in range(rounds):
             start = time.perf_counter()
@@ -84,7 +84,6 @@ def main():
     parser.add_argument('build', type=pathlib.Path)
     parser.add_argument('--rounds', type=int, default=2)
     arguments = parser.parse_args()
-    can_scale = subprocess.run(['sh', '-c', 'command -v convert'], capture_output=True).returncode == 0
     for data in (DATA, DATA / 'more'):
         images = sorted((data / 'images').glob('*.png'))
         print(f'== {data.relative_to(HERE.parent)}: {len(images)} screens')
@@ -95,13 +94,10 @@ def main():
             print(f'{"":34} model {cold["load"]:.2f} s, peak memory {cold["peak_mib"]} MiB')
             warm = ours(arguments.build, images, base / 'warm', 4096, max(2, arguments.rounds))
             report('ours, seen before', score(data / 'truth', base / 'warm'), warm['seconds'], images)
-            usual = program(images, base / 'psm3', 3, 1, arguments.rounds, base)
+            usual = program(arguments.build, images, base / 'psm3', 3, 1, arguments.rounds, base)
             report('program, as users run it', score(data / 'truth', base / 'psm3'), usual, images)
-            if can_scale:
-                best = program(images, base / 'psm11', 11, 2, arguments.rounds, base)
-                report('program, scaled twice, psm 11', score(data / 'truth', base / 'psm11'), best, images)
-            else:
-                print('(no ImageMagick: the scaled mode is left out)')
+            best = program(arguments.build, images, base / 'psm11', 11, 2, arguments.rounds, base)
+            report('program, scaled twice, psm 11', score(data / 'truth', base / 'psm11'), best, images)
             print(f'{"":34} program peak memory {resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024} MiB '
                   '(largest child of this run)')
             ratio = statistics.mean(usual.values()) / statistics.mean(cold['seconds'].values())
