@@ -8,6 +8,8 @@
 #include "ax/AXTreeBuilder.h"
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"
+#include "ax/PathMemory.h"
+#include "ax/TreeBuilds.h"
 #include "http/BlockingPool.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
@@ -33,14 +35,23 @@ pid_t choosePid(std::optional<pid_t> rootPid, const std::optional<std::string>& 
     return *frontmost;
 }
 
-/// The cached tree when neither the permission nor the frontmost application takes a wait to find out; null
-/// when the long way has to be gone. Keeps a request that the cache answers on its I/O thread.
-TreeSnapshotRef cachedWithoutWaiting(std::optional<std::int64_t> rootPid) {
+/// What can be told of a request without waiting for another process.
+struct Outlook {
+    /// The cached tree, or null when there is none.
+    TreeSnapshotRef cached;
+    /// The key that the tree is kept under.
+    pid_t key;
+};
+
+/// Nothing when it takes a wait to find out about the permission or the frontmost application. Keeps a
+/// request that the cache answers on its I/O thread.
+std::optional<Outlook> lookWithoutWaiting(std::optional<std::int64_t> rootPid) {
     Platform& platform = Platform::current();
-    if (!platform.accessibility->isKnownTrusted()) return nullptr;
+    if (!platform.accessibility->isKnownTrusted()) return std::nullopt;
     const auto frontmost = platform.workspace->frontmostApplicationIfKnown();
-    if (!frontmost) return nullptr;
-    return AXTreeCache::shared().getIfFresh(toPid(rootPid), *frontmost);
+    if (!frontmost) return std::nullopt;
+    const std::optional<pid_t> root = toPid(rootPid);
+    return Outlook{AXTreeCache::shared().getIfFresh(root, *frontmost), AXTreeCache::keyFor(root, *frontmost)};
 }
 
 }  // namespace
@@ -55,12 +66,21 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
     const AXUIElementRef application = accessibility.AXUIElementCreateApplication(choosePid(root, batchId));
     auto snapshot = std::make_shared<const TreeSnapshot>(buildTree(application, "0"));
     cache.set(root, snapshot);
+    PathMemory::shared().learn(snapshot->tree());
     return {std::move(snapshot), false};
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    if (TreeSnapshotRef cached = cachedWithoutWaiting(rootPid)) co_return AXTreeData{std::move(cached), true};
-    co_return co_await runBlocking([&] { return axTreeDataBlocking(rootPid, batchId); });
+    std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
+    if (outlook && !outlook->cached) {
+        co_await TreeBuilds::shared().waitForCurrent(outlook->key);
+        outlook = lookWithoutWaiting(rootPid);
+    }
+    if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
+    std::optional<TreeBuilds::Build> build;
+    if (outlook) build.emplace(TreeBuilds::shared().begin(outlook->key));
+    const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
+    co_return co_await runBlocking(work);
 }
 
 HTTPResponse axTreeFailure(const std::exception_ptr& failure) {
@@ -89,7 +109,8 @@ Task<HTTPResponse> axTree(std::optional<std::int64_t> rootPid, std::optional<std
     try {
         const AXTreeData data = co_await axTreeData(rootPid, std::move(batchId));
         // Large trees take a while to write; that is work for the pool, and done only once per tree.
-        if (!data.cacheHit) co_await runBlocking([&] { data.snapshot->json(); });
+        const auto write = [&] { data.snapshot->json(); };
+        if (!data.cacheHit) co_await runBlocking(write);
         const SharedBody& json = data.snapshot->json();
         HTTPResponse response = json ? jsonTextResponse(200, json) : jsonTextResponse(200, std::nullopt);
         response.setHeader("X-Varkel-Cache", data.cacheHit ? "HIT" : "MISS");

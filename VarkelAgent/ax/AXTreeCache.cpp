@@ -18,8 +18,8 @@ constexpr pid_t noPid = 0;
 
 }  // namespace
 
-AXTreeCache::Key AXTreeCache::keyFor(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
-    return {rootPid ? *rootPid : frontmostPid.value_or(noPid)};
+pid_t AXTreeCache::keyFor(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
+    return rootPid ? *rootPid : frontmostPid.value_or(noPid);
 }
 
 AXTreeCache& AXTreeCache::shared() {
@@ -29,7 +29,7 @@ AXTreeCache& AXTreeCache::shared() {
 
 TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid) {
     const std::optional<pid_t> frontmostPid = frontmostApplicationPid();
-    const Key key = keyFor(rootPid, frontmostPid);
+    const pid_t key = keyFor(rootPid, frontmostPid);
     const double time = now();
     const std::scoped_lock lock(mutex_);
     if (lastFrontmostPid_ && lastFrontmostPid_ != frontmostPid) cache_.clear();
@@ -44,7 +44,7 @@ TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid) {
 }
 
 TreeSnapshotRef AXTreeCache::getIfFresh(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
-    const Key key = keyFor(rootPid, frontmostPid);
+    const pid_t key = keyFor(rootPid, frontmostPid);
     const double time = now();
     const std::scoped_lock lock(mutex_);
     if (lastFrontmostPid_ != frontmostPid) return nullptr;
@@ -53,14 +53,14 @@ TreeSnapshotRef AXTreeCache::getIfFresh(std::optional<pid_t> rootPid, std::optio
     return tree;
 }
 
-TreeSnapshotRef AXTreeCache::freshEntry(Key key, double time) const {
+TreeSnapshotRef AXTreeCache::freshEntry(pid_t key, double time) const {
     const auto found = cache_.find(key);
     if (found == cache_.end() || time - found->second.timestamp > ttl) return nullptr;
     return found->second.tree;
 }
 
 void AXTreeCache::set(std::optional<pid_t> rootPid, TreeSnapshotRef tree) {
-    const Key key = keyFor(rootPid, rootPid ? std::nullopt : frontmostApplicationPid());
+    const pid_t key = keyFor(rootPid, rootPid ? std::nullopt : frontmostApplicationPid());
     const double time = now();
     // The tree that this one replaces may be large: it is freed after the lock.
     Entry entry{std::move(tree), time};

@@ -30,17 +30,13 @@ class AXTreeCache {
 
     void invalidateAll();
 
+    /// The key of a request's tree: its root pid, else the frontmost application's, else 0.
+    static pid_t keyFor(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
+
     std::uint64_t hitCount() const;
     std::uint64_t missCount() const;
 
   private:
-    struct Key {
-        pid_t pid;
-        friend bool operator==(const Key&, const Key&) = default;
-    };
-    struct KeyHash {
-        std::size_t operator()(const Key& key) const { return std::hash<pid_t>()(key.pid); }
-    };
     struct Entry {
         TreeSnapshotRef tree;
         double timestamp;
@@ -49,13 +45,11 @@ class AXTreeCache {
     /// Seconds that an entry stays usable.
     static constexpr double ttl = 1.0;
 
-    static Key keyFor(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
-
     /// The entry's tree when it is young enough at this time; null otherwise. Under the lock.
-    TreeSnapshotRef freshEntry(Key key, double time) const;
+    TreeSnapshotRef freshEntry(pid_t key, double time) const;
 
     mutable std::mutex mutex_;
-    std::unordered_map<Key, Entry, KeyHash> cache_;
+    std::unordered_map<pid_t, Entry> cache_;
     std::uint64_t hitCount_ = 0;
     std::uint64_t missCount_ = 0;
     std::optional<pid_t> lastFrontmostPid_;

@@ -3,6 +3,7 @@
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <memory>
 #include <system_error>
 
 namespace varkel {

@@ -11,7 +11,6 @@
 #include <deque>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -58,8 +57,7 @@ class BlockingPool {
 
 namespace blocking {
 
-/// What one call leaves behind: a value of type T, or why there is none. Shared between the waiting coroutine
-/// and the pool, so that neither depends on the other's life.
+/// What one call leaves behind: a value of type T, or why there is none.
 template <class T>
 struct Outcome {
     std::optional<T> value;
@@ -89,23 +87,31 @@ Task<void> runOnPool(BlockingPool& pool, std::function<void()> work);
 }  // namespace blocking
 
 /// Calls `function` on a thread of the pool and resumes the calling coroutine, on its own executor, with what
-/// it returned or raised. `function` must be copyable; it outlives the call even when the coroutine does not.
+/// it returned or raised. `function` is neither copied nor moved.
+///
+/// It must be a variable of the coroutine: g++ 12 destroys the captures of a lambda expression twice when the
+/// lambda is written inside a co_await expression.
+///
+///     auto read = [path] { return readFile(path); };
+///     std::string text = co_await runBlocking(read);
 template <class Function>
-Task<std::invoke_result_t<Function&>> runBlocking(Function function,
+Task<std::invoke_result_t<Function&>> runBlocking(Function& function,
                                                   BlockingPool& pool = BlockingPool::shared()) {
-    using Result = std::invoke_result_t<Function&>;
-    const auto outcome = std::make_shared<blocking::Outcome<Result>>();
-    std::function<void()> work = [outcome, function = std::move(function)]() mutable {
+    blocking::Outcome<std::invoke_result_t<Function&>> outcome;
+    std::function<void()> work = [&] {
         try {
-            outcome->fill(function);
+            outcome.fill(function);
         } catch (...) {
-            outcome->error = std::current_exception();
+            outcome.error = std::current_exception();
         }
     };
     co_await blocking::runOnPool(pool, std::move(work));
-    if (outcome->error) std::rethrow_exception(outcome->error);
-    co_return outcome->take();
+    if (outcome.error) std::rethrow_exception(outcome.error);
+    co_return outcome.take();
 }
+
+template <class Function>
+void runBlocking(const Function&& function, BlockingPool& pool = BlockingPool::shared()) = delete;
 
 /// Suspends the calling coroutine for at least `duration`; its thread goes on with other work.
 Task<void> sleepFor(std::chrono::nanoseconds duration);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <boost/asio/steady_timer.hpp>
 #include <cstdint>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -31,7 +31,7 @@ class HTTPServer : private RequestServer {
 
     /// Ends listening and the connections, and waits for the handlers under way. start() must have returned
     /// or never been called.
-    ~HTTPServer() override;
+    ~HTTPServer() override;  // NOLINT(bugprone-exception-escape)
 
     /// Adds a route; the first one that matches a request is called. Before start().
     void registerRoute(std::string method, std::string path, RouteHandler handler);
@@ -68,6 +68,7 @@ class HTTPServer : private RequestServer {
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 
     const Route* findRoute(const HTTPRequest& request) const;
+    void startThreads();
     void listen();
     void serveConnections();
     void endListener();
@@ -81,11 +82,10 @@ class HTTPServer : private RequestServer {
     const std::string healthAnswer_;
     const BodyDecision bodyDecision_;
 
-    // Connections are dealt to the threads in turn; the listener lives on the first one.
-    static constexpr std::size_t ioThreadCount = 2;
-    std::array<std::optional<IOThread>, ioThreadCount> threads_;
+    /// Connections are dealt to them in turn; the listener lives on the first one. A list: they do not move.
+    std::list<IOThread> threads_;
     std::optional<Listener> listener_;
-    std::size_t nextThread_ = 0;
+    std::list<IOThread>::iterator nextThread_;
 
     std::mutex stateMutex_;
     bool cancelled_ = false;

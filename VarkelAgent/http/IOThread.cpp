@@ -18,7 +18,8 @@ IOThread::IOThread(RequestServer& server)
       scratch_(std::make_unique_for_overwrite<char[]>(scratchSize)),
       thread_([this] { context_.run(); }) {}
 
-IOThread::~IOThread() {
+// Raises only without memory, and then the process may as well end.
+IOThread::~IOThread() {  // NOLINT(bugprone-exception-escape)
     finish();
 }
 

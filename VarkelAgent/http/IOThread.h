@@ -18,7 +18,7 @@ class IOThread {
     explicit IOThread(RequestServer& server);
     IOThread(const IOThread&) = delete;
     IOThread& operator=(const IOThread&) = delete;
-    ~IOThread();
+    ~IOThread();  // NOLINT(bugprone-exception-escape)
 
     boost::asio::io_context& context() { return context_; }
 

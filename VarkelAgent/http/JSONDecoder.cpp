@@ -13,7 +13,8 @@ constexpr std::size_t maxDepth = 64;
 std::string describe(const Place& place) {
     std::string path;
     for (const Place* at = &place; at != nullptr && !at->key.empty(); at = at->parent) {
-        path = path.empty() ? std::string(at->key) : std::string(at->key) + "." + path;
+        if (!path.empty()) path.insert(0, 1, '.');
+        path.insert(0, at->key);
     }
     return path.empty() ? "the body" : "the value of \"" + path + "\"";
 }

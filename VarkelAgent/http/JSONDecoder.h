@@ -61,9 +61,9 @@ void read(std::map<std::string, T>& out, const boost::json::value& value, const 
 }
 
 template <class T>
-constexpr bool isOptional = false;
+inline constexpr bool isOptional = false;
 template <class T>
-constexpr bool isOptional<std::optional<T>> = true;
+inline constexpr bool isOptional<std::optional<T>> = true;
 
 template <class T>
 requires boost::describe::has_describe_members<T>::value void read(T& out, const boost::json::value& value,

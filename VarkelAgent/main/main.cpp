@@ -118,7 +118,12 @@ int run(std::vector<std::string> arguments) {
 int main(int argc, char** argv) {
     // A peer or a reader of the output that has gone away is an error of that write, not the process's end.
     std::signal(SIGPIPE, SIG_IGN);
-    varkel::environment();
-    varkel::Platform::install(varkel::makeSystemPlatform());
-    return varkel::run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
+    try {
+        varkel::environment();
+        varkel::Platform::install(varkel::makeSystemPlatform());
+        return varkel::run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
+    } catch (const std::exception& error) {
+        std::printf("Fatal error: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
 }

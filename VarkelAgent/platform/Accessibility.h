@@ -116,6 +116,15 @@ class Accessibility {
     /// The process that owns the element.
     virtual AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef& element) = 0;
 
+    /// Performs an action. Success also when the application took the action and does not answer for it in
+    /// time: one that opens a dialog first has acted, and must not be made to act twice.
+    virtual AXError AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) = 0;
+
+    /// Sets an attribute: AXAttribute::value to a text, or AXAttribute::focused to true. A late answer is a
+    /// success, as with actions.
+    virtual AXError AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
+                                                 const AXValue& value) = 0;
+
     /// Whether two handles stand for the same element.
     virtual bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) = 0;
 

@@ -4,6 +4,8 @@
 
 #include "platform/Accessibility.h"
 #include "platform/Clock.h"
+#include "platform/EventPoster.h"
+#include "platform/ToolPaths.h"
 #include "platform/Vision.h"
 #include "platform/Workspace.h"
 
@@ -15,6 +17,8 @@ struct Platform {
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Clock> clock;
     std::unique_ptr<Vision> vision;
+    std::unique_ptr<EventPoster> eventPoster;
+    std::unique_ptr<ToolPaths> toolPaths;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

@@ -47,7 +47,8 @@ HTTPResponse beginBlocking(const HTTPRequest& request) {
 }  // namespace
 
 Task<HTTPResponse> batchBegin(HTTPRequest request) {
-    co_return co_await runBlocking([&] { return beginBlocking(request); });
+    const auto work = [&] { return beginBlocking(request); };
+    co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> batchEnd(HTTPRequest request) {

@@ -45,56 +45,10 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
     ScriptedDesktop& desktop_;
 };
 
-class ScriptedDesktop::StillClock final : public Clock {
-  public:
-    explicit StillClock(ScriptedDesktop& desktop) : desktop_(desktop) {}
-    double timeIntervalSince1970() override { return desktop_.time; }
-
-  private:
-    ScriptedDesktop& desktop_;
-};
-
-class ScriptedDesktop::OneApplication final : public Workspace {
-  public:
-    explicit OneApplication(ScriptedDesktop& desktop) : desktop_(desktop) {}
-    ThreadRule threadRule() const override { return ThreadRule::any; }
-    std::optional<pid_t> frontmostApplication() override { return desktop_.frontmost; }
-
-  private:
-    ScriptedDesktop& desktop_;
-};
-
-/// Applications of one bare element each.
-class ScriptedDesktop::NoAccessibility final : public Accessibility {
-  public:
-    explicit NoAccessibility(ScriptedDesktop& desktop) : desktop_(desktop) {}
-    bool AXIsProcessTrusted() override { return desktop_.trusted; }
-    AXUIElementRef AXUIElementCreateApplication(pid_t) override { return std::make_shared<AXUIElement>(); }
-    AXResult<AXValue> AXUIElementCopyAttributeValue(const AXUIElementRef&, AXAttribute) override {
-        return AXResult<AXValue>::failed(AXError::unsupported);
-    }
-    AXResult<std::vector<AXUIElementRef>> AXUIElementCopyAttributeValues(const AXUIElementRef&, AXAttribute,
-                                                                         std::size_t, std::size_t) override {
-        return AXResult<std::vector<AXUIElementRef>>::failed(AXError::unsupported);
-    }
-    AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef&) override { return AXResult<pid_t>::of(100); }
-    bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
-
-  private:
-    ScriptedDesktop& desktop_;
-};
-
 ScriptedDesktop::ScriptedDesktop() {
-    Platform platform;
-    platform.accessibility = std::make_unique<NoAccessibility>(*this);
-    platform.workspace = std::make_unique<OneApplication>(*this);
-    platform.clock = std::make_unique<StillClock>(*this);
-    platform.vision = std::make_unique<ScriptedVision>(*this);
-    Platform::install(std::move(platform));
-}
-
-ScriptedDesktop::~ScriptedDesktop() {
-    Platform::install({});
+    addApplication(100);
+    frontmost = 100;
+    Platform::current().vision = std::make_unique<ScriptedVision>(*this);
 }
 
 VNRecognizedTextObservation line(std::string text, CGRect box, float confidence) {

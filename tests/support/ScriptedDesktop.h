@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Platform.h"
+#include "platform/Vision.h"
+#include "support/FakeDesktop.h"
 
 namespace varkel::test {
 
@@ -27,10 +28,6 @@ class ScriptedDesktop {
     /// Called in every run, before it answers.
     std::function<void(const std::stop_token&)> duringRun = [](const std::stop_token&) {};
 
-    double time = 1'700'000'000.02;
-    std::optional<pid_t> frontmost = 100;
-    bool trusted = false;
-
     std::atomic<int> decodes = 0;
     std::atomic<int> runs = 0;
     /// The last bytes that were given to decode.
@@ -38,9 +35,6 @@ class ScriptedDesktop {
 
   private:
     class ScriptedVision;
-    class StillClock;
-    class OneApplication;
-    class NoAccessibility;
 };
 
 /// An observation with one reading.

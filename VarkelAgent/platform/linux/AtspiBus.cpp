@@ -2,8 +2,9 @@
 
 #include <sys/socket.h>
 
-#include <cstdlib>
 #include <string_view>
+
+#include "platform/Environment.h"
 
 namespace varkel {
 
@@ -17,12 +18,16 @@ constexpr std::size_t maxApplications = 1024;
 constexpr const char* registryName = "org.a11y.atspi.Registry";
 constexpr const char* rootPath = "/org/a11y/atspi/accessible/root";
 
+std::string variable(const char* name) {
+    const auto found = environment().find(name);
+    return found == environment().end() ? "" : found->second;
+}
+
 std::string sessionBusAddress() {
-    // The environment is read, never written, once threads run.
-    if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS"))
-        return address;                                    // NOLINT(concurrency-*)
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");  // NOLINT(concurrency-*)
-    return runtime == nullptr ? "" : std::string("unix:path=") + runtime + "/bus";
+    const std::string address = variable("DBUS_SESSION_BUS_ADDRESS");
+    if (!address.empty()) return address;
+    const std::string runtime = variable("XDG_RUNTIME_DIR");
+    return runtime.empty() ? "" : "unix:path=" + runtime + "/bus";
 }
 
 std::unique_ptr<BusConnection> openSessionBus(Deadline deadline) {
@@ -108,8 +113,7 @@ bool AtspiBus::isReachable() {
 bool AtspiBus::connect() {
     const Deadline deadline = Deadline::in(callLimit);
     const auto session = openSessionBus(deadline);
-    const char* given = std::getenv("AT_SPI_BUS_ADDRESS");  // NOLINT(concurrency-*): never written
-    std::string address = given != nullptr ? given : "";
+    std::string address = variable("AT_SPI_BUS_ADDRESS");
     if (address.empty() && session) address = findAccessibilityBus(*session, deadline);
     if (address.empty()) return false;
     auto sentinel = BusConnection::open(address, BusKind::messageBus, deadline);

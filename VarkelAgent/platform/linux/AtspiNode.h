@@ -78,6 +78,8 @@ struct AtspiNode {
         reason_[index(part)] = reason;
     }
 
+    void forget(AtspiPart part) { progress_[index(part)] = Progress::unasked; }
+
     /// Why a part is missing.
     AXError reason(AtspiPart part) const { return reason_[index(part)]; }
 

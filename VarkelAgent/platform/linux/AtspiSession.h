@@ -9,6 +9,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -40,6 +41,23 @@ class AtspiSession {
     /// way at once as the application takes.
     void loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,
                      const PrefetchScope& scope);
+
+    /// What an act on a node came to. No answer in time counts as done: the application took the call, and
+    /// one that opens a dialog or quits before it answers must not be made to act twice.
+    enum class Act { done, unsupported, refused };
+
+    /// Performs the first of the named actions that the node has.
+    Act performAction(std::uint32_t index, std::span<const std::string_view> names);
+
+    /// Replaces the text of an editable node.
+    Act setText(std::uint32_t index, const std::string& text);
+
+    /// Asks for the keyboard focus.
+    Act grabFocus(std::uint32_t index);
+
+    /// Asks for the node to be scrolled into view, as far as its toolkit can. What was read of places is
+    /// forgotten.
+    void scrollIntoView(std::uint32_t index);
 
     /// Why a part of a node is not there.
     AXError reason(std::uint32_t index, AtspiPart part) const { return nodes_[index].reason(part); }
@@ -79,6 +97,8 @@ class AtspiSession {
 
     bool connect();
     void serve();
+    Act act(std::uint32_t index, SdBusMessage call);
+    std::vector<std::string> actionNames(std::uint32_t index);
     std::uint32_t peerNamed(const std::string& busName);
     std::uint32_t nodeAt(std::uint32_t peer, const std::string& path);
     std::optional<std::uint32_t> readReference(sd_bus_message* message, std::uint32_t peer);

@@ -25,7 +25,7 @@ void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute>
     if (!connect()) return;
     // An application hands over most of itself in one reply; worth it only when most of it is wanted.
     if (index == rootNode) loadCache();
-    sweep_.emplace();
+    sweep_ = Sweep{};
     sweep_->scope = scope;
     sweep_->values = lists(attributes, AXAttribute::value);
     sweep_->states = lists(attributes, AXAttribute::enabled) || lists(attributes, AXAttribute::focused);

@@ -1,6 +1,7 @@
 #include "platform/linux/LinuxAccessibility.h"
 
-#include <algorithm>
+#include <array>
+#include <string_view>
 #include <utility>
 
 #include "platform/linux/AtspiSession.h"
@@ -93,6 +94,21 @@ Value readGeometry(const AtspiElement& element, AXAttribute attribute) {
     return Value::of(CGSize{static_cast<double>(extents.width), static_cast<double>(extents.height)});
 }
 
+/// What pressing means, by the names that toolkits give it.
+constexpr std::array<std::string_view, 6> pressNames{"click", "press", "activate", "toggle", "jump", "open"};
+
+AXError toError(AtspiSession::Act act) {
+    switch (act) {
+        case AtspiSession::Act::done:
+            return AXError::success;
+        case AtspiSession::Act::unsupported:
+            return AXError::unsupported;
+        case AtspiSession::Act::refused:
+            break;
+    }
+    return AXError::cannotComplete;
+}
+
 }  // namespace
 
 AXUIElementRef LinuxAccessibility::AXUIElementCreateApplication(pid_t pid) {
@@ -143,6 +159,42 @@ AXResult<pid_t> LinuxAccessibility::AXUIElementGetPid(const AXUIElementRef& elem
     const AtspiElement& own = unwrap(element);
     const auto pid = own.session->pidOf(own.node);
     return pid ? AXResult<pid_t>::of(*pid) : AXResult<pid_t>::failed(AXError::cannotComplete);
+}
+
+AXError LinuxAccessibility::AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) {
+    const AtspiElement& own = unwrap(element);
+    if (action == AXAction::press) return toError(own.session->performAction(own.node, pressNames));
+    return scroll(element, action);
+}
+
+/// One step of the wheel over the element's centre.
+AXError LinuxAccessibility::scroll(const AXUIElementRef& element, AXAction direction) {
+    const AtspiElement& own = unwrap(element);
+    own.session->scrollIntoView(own.node);
+    const Value position = readGeometry(own, AXAttribute::position);
+    const Value size = readGeometry(own, AXAttribute::size);
+    if (!position || !size) return AXError::cannotComplete;
+    const auto& origin = std::get<CGPoint>(position.value);
+    const auto& area = std::get<CGSize>(size.value);
+    const CGPoint centre{origin.x + area.width * 0.5, origin.y + area.height * 0.5};
+    const auto stepsTo = [direction](AXAction forward, AXAction back) {
+        return direction == forward ? 1 : direction == back ? -1 : 0;
+    };
+    const auto event =
+        events_.CGEventCreateScrollWheelEvent(centre, stepsTo(AXAction::scrollUp, AXAction::scrollDown),
+                                              stepsTo(AXAction::scrollLeft, AXAction::scrollRight));
+    if (!event) return AXError::cannotComplete;
+    events_.CGEventPost(*event);
+    return AXError::success;
+}
+
+AXError LinuxAccessibility::AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
+                                                         const AXValue& value) {
+    const AtspiElement& own = unwrap(element);
+    if (attribute == AXAttribute::focused) return toError(own.session->grabFocus(own.node));
+    const auto* text = std::get_if<std::string>(&value);
+    if (attribute != AXAttribute::value || text == nullptr) return AXError::unsupported;
+    return toError(own.session->setText(own.node, *text));
 }
 
 bool LinuxAccessibility::CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) {

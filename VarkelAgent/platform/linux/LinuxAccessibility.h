@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/EventPoster.h"
 #include "platform/linux/AtspiBus.h"
 
 namespace varkel {
@@ -8,7 +9,8 @@ namespace varkel {
 /// Accessibility over AT-SPI2. An element's handle shares its request's AtspiSession.
 class LinuxAccessibility : public Accessibility {
   public:
-    explicit LinuxAccessibility(AtspiBus& bus) : bus_(bus) {}
+    /// Both outlive this object.
+    LinuxAccessibility(AtspiBus& bus, EventPoster& events) : bus_(bus), events_(events) {}
 
     bool AXIsProcessTrusted() override { return bus_.isReachable(); }
     bool isKnownTrusted() override { return bus_.isKnownReachable(); }
@@ -20,13 +22,19 @@ class LinuxAccessibility : public Accessibility {
                                                                          std::size_t first,
                                                                          std::size_t maxCount) override;
     AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef& element) override;
+    AXError AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) override;
+    AXError AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
+                                         const AXValue& value) override;
     bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override;
     void prefetch(const AXUIElementRef& element, std::span<const AXAttribute> attributes,
                   const PrefetchScope& scope) override;
     void announce() override;
 
   private:
+    AXError scroll(const AXUIElementRef& element, AXAction direction);
+
     AtspiBus& bus_;
+    EventPoster& events_;
 };
 
 }  // namespace varkel

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
+#include "platform/linux/AppManager.h"
 #include "platform/linux/AtspiBus.h"
 #include "platform/linux/FrontmostWatcher.h"
 
@@ -14,10 +15,25 @@ class LinuxWorkspace : public Workspace {
     ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override;
     std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+        const std::string& identifier) override {
+        return applications_.runningApplicationsWithBundleIdentifier(identifier);
+    }
+    bool activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) override {
+        return applications_.activateWithOptions(application, options);
+    }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) override {
+        return applications_.URLForApplicationWithBundleIdentifier(identifier);
+    }
+    LaunchOutcome openApplicationAtURL(const std::string& url,
+                                       const NSWorkspaceOpenConfiguration& configuration) override {
+        return applications_.openApplicationAtURL(url, configuration);
+    }
 
   private:
     AtspiBus& bus_;
     FrontmostWatcher watcher_;
+    AppManager applications_;
 };
 
 }  // namespace varkel

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <iterator>
 #include <string_view>
@@ -18,16 +19,17 @@ constexpr std::size_t window = 128;
 /// Replies handled before serve() returns, so that its caller looks at the clock now and then.
 constexpr int servedAtOnce = 256;
 
-bool meansUnsupported(const sd_bus_error* error) {
-    if (error == nullptr || error->name == nullptr) return false;
-    constexpr std::array<std::string_view, 4> names{
+CallOutcome outcomeOf(const sd_bus_error* error) {
+    constexpr std::array<std::string_view, 4> unsupported{
         SD_BUS_ERROR_UNKNOWN_METHOD, SD_BUS_ERROR_UNKNOWN_INTERFACE, SD_BUS_ERROR_UNKNOWN_PROPERTY,
         SD_BUS_ERROR_NOT_SUPPORTED};
-    const std::string_view name(error->name);
-    for (const std::string_view candidate : names) {
-        if (name == candidate) return true;
-    }
-    return false;
+    // Made up by the library or the bus when the other side has gone.
+    constexpr std::array<std::string_view, 4> unanswered{
+        SD_BUS_ERROR_NO_REPLY, SD_BUS_ERROR_TIMEOUT, SD_BUS_ERROR_DISCONNECTED, "System.Error.ECONNRESET"};
+    const std::string_view name(error->name == nullptr ? "" : error->name);
+    if (std::ranges::find(unsupported, name) != unsupported.end()) return CallOutcome::unsupported;
+    if (std::ranges::find(unanswered, name) != unanswered.end()) return CallOutcome::unanswered;
+    return CallOutcome::refused;
 }
 
 void waitFor(std::span<pollfd> fds, Deadline::Duration timeout) {
@@ -86,9 +88,9 @@ void BusConnection::sendQueued() {
         const bool sent =
             message && sd_bus_call_async(bus_, nullptr, message.get(), &onReply, &pending, UINT64_MAX) >= 0;
         if (sent) continue;
-        const ReplyHandler failed = std::move(pending.handler);
+        const ReplyHandler refused = std::move(pending.handler);
         inFlight_.pop_back();
-        failed(CallOutcome::failed, nullptr);
+        refused(CallOutcome::refused, nullptr);
     }
 }
 
@@ -101,7 +103,7 @@ int BusConnection::onReply(sd_bus_message* reply, void* userdata, sd_bus_error*)
     if (error == nullptr) {
         handler(CallOutcome::replied, reply);
     } else {
-        handler(meansUnsupported(error) ? CallOutcome::unsupported : CallOutcome::failed, nullptr);
+        handler(outcomeOf(error), nullptr);
     }
     return 1;
 }
@@ -141,7 +143,7 @@ void BusConnection::failOutstanding() {
         } else {
             queued_.pop_front();
         }
-        handler(CallOutcome::failed, nullptr);
+        handler(CallOutcome::unanswered, nullptr);
     }
 }
 

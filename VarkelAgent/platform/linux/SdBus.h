@@ -26,8 +26,10 @@ enum class CallOutcome {
     replied,
     /// The other side has no such object, interface, method or property.
     unsupported,
-    /// An error reply, a lost connection, or no answer in time.
-    failed,
+    /// Any other error reply, or a call that could not be made.
+    refused,
+    /// No answer in time, or the connection ended first. What was asked for may have been done.
+    unanswered,
 };
 
 /// Gets the end of a call. `reply` is null unless `outcome` is replied, and gone after the handler returns.
@@ -60,7 +62,8 @@ class BusConnection {
     /// Builds a message for call(); null when memory is short or a text is no valid D-Bus text.
     SdBusMessage newCall(const MethodCall& call);
 
-    /// Queues a call. The handler is always called, from serve() or failOutstanding(); a null message fails.
+    /// Queues a call. The handler is always called, from serve() or failOutstanding(); a null message is
+    /// refused.
     void call(SdBusMessage message, ReplyHandler handler);
 
     /// Sends what the window allows and handles what has arrived, without waiting. Returns whether anything
@@ -70,7 +73,7 @@ class BusConnection {
     /// Calls that have not been answered yet.
     std::size_t outstanding() const;
 
-    /// Ends every queued and unanswered call as failed, and the connection with them.
+    /// Ends every queued and outstanding call as unanswered, and the connection with them.
     void failOutstanding();
 
     /// Whether the other end is still there as far as is known without asking it. Does not wait.

@@ -56,6 +56,7 @@ FileDescriptor connectLocal(const std::string& path, bool abstract) {
 }
 
 FileDescriptor connectToDisplay(const DisplayName& name) {
+    if (!name.host.empty() && name.host != "unix") return {};
     const std::string path = "/tmp/.X11-unix/X" + std::to_string(name.display);
     if (FileDescriptor fd = connectLocal(path, true)) return fd;
     return connectLocal(path, false);

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <optional>
+#include <string>
+
+#include "http/Task.h"
+
+namespace varkel {
+
+/// The body of a click request.
+struct AXClickRequest {
+    std::string elementId;
+    std::optional<std::string> batch_id;
+};
+BOOST_DESCRIBE_STRUCT(AXClickRequest, (), (elementId, batch_id))
+
+/// The body of a type request.
+struct AXTypeRequest {
+    std::string elementId;
+    std::string text;
+    std::optional<std::string> batch_id;
+};
+BOOST_DESCRIBE_STRUCT(AXTypeRequest, (), (elementId, text, batch_id))
+
+/// The body of a scroll request.
+struct AXScrollRequest {
+    std::string elementId;
+    /// "up", "down", "left" or "right", in any letter case.
+    std::string direction;
+    /// Every 50 is one scroll step; 100 when absent.
+    std::optional<double> amount;
+    std::optional<std::string> batch_id;
+};
+BOOST_DESCRIBE_STRUCT(AXScrollRequest, (), (elementId, direction, amount, batch_id))
+
+/// Each finds the element again in the live hierarchy, acts on it, and answers, whatever happens. Started on
+/// an I/O thread; blocks none.
+Task<HTTPResponse> axClick(AXClickRequest request, std::optional<std::string> batchId);
+Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batchId);
+Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId);
+
+}  // namespace varkel

@@ -1,0 +1,52 @@
+#include "ax/AXFind.h"
+
+#include <exception>
+#include <utility>
+
+#include "ax/AXTree.h"
+#include "http/BlockingPool.h"
+#include "http/JSONResponse.h"
+
+namespace varkel {
+
+namespace {
+
+constexpr std::int64_t defaultMaxResults = 10;
+
+HTTPResponse search(const AXElementInfo& tree, const AXQuery& query) {
+    ElementFilter filter(query);
+    FindResponse response;
+    collectMatches(tree, filter, query.maxResults.value_or(defaultMaxResults), response.matches);
+    return jsonResponse(200, response);
+}
+
+}  // namespace
+
+bool collectMatches(const AXElementInfo& from, ElementFilter& filter, std::int64_t maxResults,
+                    std::vector<AXElementInfo>& matches) {
+    if (filter.matches(from)) {
+        matches.push_back(from);
+        if (std::cmp_greater_equal(matches.size(), maxResults)) return true;
+    }
+    if (!from.children) return false;
+    for (const AXElementInfo& child : *from.children) {
+        if (collectMatches(child, filter, maxResults, matches)) return true;
+    }
+    return false;
+}
+
+Task<HTTPResponse> axFind(AXQuery query, std::optional<std::string> batchId) {
+    std::exception_ptr failure;
+    try {
+        const AXTreeData data = co_await axTreeData(std::nullopt, std::move(batchId));
+        // Off the I/O threads: a pattern may take its time on many values, and a broad query answers at
+        // length.
+        const auto work = [&] { return search(data.snapshot->tree(), query); };
+        co_return co_await runBlocking(work);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    co_return axTreeFailure(failure);
+}
+
+}  // namespace varkel

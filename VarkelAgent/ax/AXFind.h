@@ -1,0 +1,31 @@
+#pragma once
+
+#include <boost/describe/class.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ax/AXElementInfo.h"
+#include "ax/ElementFilter.h"
+#include "http/Task.h"
+
+namespace varkel {
+
+/// The body of a successful search.
+struct FindResponse {
+    /// In pre-order, each with its whole subtree, so that matches may contain other matches.
+    std::vector<AXElementInfo> matches;
+};
+BOOST_DESCRIBE_STRUCT(FindResponse, (), (matches))
+
+/// Adds the nodes of a tree that pass the filter to `matches`, in pre-order, and returns whether the limit
+/// has been reached. The limit is looked at after each match, so one match is found even when it is 0 or
+/// less. Any thread.
+bool collectMatches(const AXElementInfo& from, ElementFilter& filter, std::int64_t maxResults,
+                    std::vector<AXElementInfo>& matches);
+
+/// Answers a search, whatever happens.
+Task<HTTPResponse> axFind(AXQuery query, std::optional<std::string> batchId);
+
+}  // namespace varkel

@@ -1,0 +1,86 @@
+#include "ax/ElementSearch.h"
+
+#include <array>
+#include <charconv>
+#include <optional>
+
+#include "ax/AX+Shared.h"
+#include "ax/AXTreeBuilder.h"
+#include "ax/PathMemory.h"
+#include "platform/Platform.h"
+
+namespace varkel {
+
+namespace {
+
+// What enters an id, and the way down.
+constexpr std::array idAttributes{AXAttribute::role, AXAttribute::title, AXAttribute::identifier,
+                                  AXAttribute::children};
+
+class IdWalk {
+  public:
+    explicit IdWalk(std::string_view targetId) : targetId_(targetId) {}
+
+    AXUIElementRef search(const AXUIElementRef& element, const std::string& path) {
+        announce(element);
+        if (++elements_ > maxTreeElements) return nullptr;
+        if (elementId(readIdentity(element), path) == targetId_) return element;
+        if (depth_ >= maxTreeDepth) return nullptr;
+        const auto children = getChildren(element);
+        if (!children) return nullptr;
+        ++depth_;
+        AXUIElementRef found;
+        for (std::size_t i = 0; i < children->size() && !found; ++i) {
+            found = search((*children)[i], childPath(path, i));
+        }
+        --depth_;
+        return found;
+    }
+
+  private:
+    /// Announced window by window, so that a hit in an early one spares the reads of the rest.
+    void announce(const AXUIElementRef& element) {
+        if (depth_ > 1) return;
+        const std::size_t levels = depth_ == 0 ? 1 : maxTreeDepth;
+        Platform::current().accessibility->prefetch(element, idAttributes,
+                                                    {maxChildrenPerElement, levels, maxTreeElements});
+    }
+
+    std::string_view targetId_;
+    std::size_t depth_ = 0;
+    std::size_t elements_ = 0;
+};
+
+/// The element at an ordinal path below the element at "0", or null when there is none now.
+AXUIElementRef followPath(AXUIElementRef element, std::string_view path) {
+    std::size_t at = path.find('/');
+    while (at != std::string_view::npos) {
+        const std::size_t end = path.find('/', at + 1);
+        const std::string_view number =
+            path.substr(at + 1, end == std::string_view::npos ? end : end - at - 1);
+        std::size_t position = 0;
+        std::from_chars(number.data(), number.data() + number.size(), position);
+        auto children = getChildren(element);
+        if (!children || position >= children->size()) return nullptr;
+        element = (*children)[position];
+        at = end;
+    }
+    return element;
+}
+
+}  // namespace
+
+AXUIElementRef findElementById(const AXUIElementRef& element, std::string_view targetId,
+                               std::string_view ordinalPath) {
+    return IdWalk(targetId).search(element, std::string(ordinalPath));
+}
+
+AXUIElementRef findElementInApplication(const AXUIElementRef& application, const std::string& targetId) {
+    if (const auto path = PathMemory::shared().pathOf(targetId)) {
+        const AXUIElementRef candidate = followPath(application, *path);
+        if (candidate && elementId(readIdentity(candidate), *path) == targetId) return candidate;
+    }
+    return findElementById(application, targetId, "0");
+}
+
+}  // namespace varkel

@@ -1,0 +1,46 @@
+#include "ax/PathMemory.h"
+
+#include <utility>
+
+#include "ax/AX+Shared.h"
+
+namespace varkel {
+
+namespace {
+
+/// Adds up to `room` ids below and including `info`.
+void collect(const AXElementInfo& info, const std::string& path, std::size_t room,
+             std::unordered_map<std::string, std::string>& paths) {
+    if (paths.size() >= room) return;
+    paths.emplace(info.id, path);
+    if (!info.children) return;
+    for (std::size_t i = 0; i < info.children->size(); ++i) {
+        collect((*info.children)[i], childPath(path, i), room, paths);
+    }
+}
+
+}  // namespace
+
+PathMemory& PathMemory::shared() {
+    static PathMemory memory;
+    return memory;
+}
+
+void PathMemory::learn(const AXElementInfo& tree) {
+    Paths learnt;
+    collect(tree, "0", capacity_ / 2, learnt);
+    const std::scoped_lock lock(mutex_);
+    if (young_.size() + learnt.size() > capacity_ / 2) old_ = std::exchange(young_, {});
+    young_.merge(learnt);
+}
+
+std::optional<std::string> PathMemory::pathOf(const std::string& elementId) const {
+    const std::scoped_lock lock(mutex_);
+    for (const Paths* paths : {&young_, &old_}) {
+        const auto found = paths->find(elementId);
+        if (found != paths->end()) return found->second;
+    }
+    return std::nullopt;
+}
+
+}  // namespace varkel

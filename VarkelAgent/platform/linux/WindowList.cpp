@@ -1,0 +1,148 @@
+#include "platform/linux/WindowList.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <thread>
+
+namespace varkel {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t maxWindows = 4096;
+constexpr std::chrono::milliseconds activePoll{10};
+/// Who asks: 2 is a program that acts for the person, as a pager does.
+constexpr std::uint32_t actsForPerson = 2;
+
+std::vector<xcb_window_t> childrenOfRoot(X11Connection::Session& session) {
+    const XcbPtr<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(session.get(), xcb_query_tree(session.get(), session.root()), nullptr));
+    if (!tree) return {};
+    const xcb_window_t* children = xcb_query_tree_children(tree.get());
+    return {children, children + xcb_query_tree_children_length(tree.get())};
+}
+
+std::vector<xcb_window_t> windowIds(X11Connection::Session& session) {
+    for (const char* list : {"_NET_CLIENT_LIST_STACKING", "_NET_CLIENT_LIST"}) {
+        auto windows = session.property<xcb_window_t>(session.root(), list, maxWindows);
+        if (!windows.empty()) return windows;
+    }
+    // Without a window manager, windows are right below the root.
+    return childrenOfRoot(session);
+}
+
+ClientWindow describe(X11Connection::Session& session, xcb_window_t id) {
+    ClientWindow window;
+    window.id = id;
+    const auto process = session.property<std::uint32_t>(id, "_NET_WM_PID", 1);
+    if (!process.empty()) window.process = static_cast<pid_t>(process.front());
+
+    const std::string classes = session.text(id, "WM_CLASS");
+    const auto end = classes.find('\0');
+    window.instanceName = classes.substr(0, end);
+    if (end != std::string::npos)
+        window.className = classes.substr(end + 1, classes.find('\0', end + 1) - end - 1);
+
+    for (const char* name : {"_GTK_APPLICATION_ID", "_KDE_NET_WM_DESKTOP_FILE"}) {
+        if (window.applicationId.empty()) window.applicationId = session.text(id, name);
+    }
+    return window;
+}
+
+/// The server's clock: a property is changed by nothing, and the event about it tells the time.
+xcb_timestamp_t serverTime(X11Connection::Session& session) {
+    const xcb_window_t window = xcb_generate_id(session.get());
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(session.get(), XCB_COPY_FROM_PARENT, window, session.root(), -1, -1, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &mask);
+    xcb_change_property(session.get(), XCB_PROP_MODE_APPEND, window, session.atom("WM_NAME"), XCB_ATOM_STRING,
+                        8, 0, nullptr);
+    session.synchronise();
+    xcb_timestamp_t time = XCB_CURRENT_TIME;
+    while (const XcbPtr<xcb_generic_event_t> event{xcb_poll_for_event(session.get())}) {
+        if ((event->response_type & 0x7F) != XCB_PROPERTY_NOTIFY) continue;
+        const auto& change = reinterpret_cast<const xcb_property_notify_event_t&>(*event);
+        if (change.window == window) time = change.time;
+    }
+    xcb_destroy_window(session.get(), window);
+    return time;
+}
+
+bool supports(X11Connection::Session& session, std::string_view name) {
+    const auto supported = session.property<xcb_atom_t>(session.root(), "_NET_SUPPORTED", maxWindows);
+    return std::find(supported.begin(), supported.end(), session.atom(name)) != supported.end();
+}
+
+void askWindowManager(X11Connection::Session& session, xcb_window_t window, std::string_view what,
+                      std::uint32_t second, std::uint32_t third) {
+    xcb_client_message_event_t message{};
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = session.atom(what);
+    message.data.data32[0] = actsForPerson;
+    message.data.data32[1] = second;
+    message.data.data32[2] = third;
+    xcb_send_event(session.get(), 0, session.root(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+                   reinterpret_cast<const char*>(&message));
+}
+
+void raise(X11Connection::Session& session, xcb_window_t window, bool byManager) {
+    if (byManager) {
+        askWindowManager(session, window, "_NET_RESTACK_WINDOW", XCB_NONE, XCB_STACK_MODE_ABOVE);
+        return;
+    }
+    const std::uint32_t above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(session.get(), window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+}
+
+bool isOneActive(X11Connection::Session& session, const std::vector<xcb_window_t>& windows, bool byManager) {
+    xcb_window_t active = XCB_WINDOW_NONE;
+    if (byManager) {
+        const auto property = session.property<xcb_window_t>(session.root(), "_NET_ACTIVE_WINDOW", 1);
+        if (!property.empty()) active = property.front();
+    } else {
+        const XcbPtr<xcb_get_input_focus_reply_t> focus(
+            xcb_get_input_focus_reply(session.get(), xcb_get_input_focus(session.get()), nullptr));
+        if (focus) active = focus->focus;
+    }
+    return active != XCB_WINDOW_NONE && std::find(windows.begin(), windows.end(), active) != windows.end();
+}
+
+}  // namespace
+
+std::vector<ClientWindow> listClientWindows(X11Connection::Session& session) {
+    std::vector<ClientWindow> windows;
+    if (!session) return windows;
+    for (const xcb_window_t id : windowIds(session)) {
+        ClientWindow window = describe(session, id);
+        if (window.process || !window.className.empty()) windows.push_back(std::move(window));
+    }
+    return windows;
+}
+
+bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
+                     std::chrono::milliseconds patience) {
+    if (!session || windows.empty()) return false;
+    const bool canRestack = supports(session, "_NET_RESTACK_WINDOW");
+    const bool canActivate = supports(session, "_NET_ACTIVE_WINDOW");
+    for (const xcb_window_t window : windows) raise(session, window, canRestack);
+    const xcb_timestamp_t time = serverTime(session);
+    if (canActivate) {
+        askWindowManager(session, windows.back(), "_NET_ACTIVE_WINDOW", time, XCB_NONE);
+    } else {
+        xcb_set_input_focus(session.get(), XCB_INPUT_FOCUS_PARENT, windows.back(), time);
+    }
+    const auto until = Clock::now() + patience;
+    while (session) {
+        if (isOneActive(session, windows, canActivate)) return true;
+        if (Clock::now() >= until) return false;
+        std::this_thread::sleep_for(activePoll);
+    }
+    return false;
+}
+
+}  // namespace varkel

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <sys/types.h>
+#include <xcb/xcb.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/X11Connection.h"
+
+namespace varkel {
+
+/// A window of an application, as the window manager lists it.
+struct ClientWindow {
+    xcb_window_t id = XCB_WINDOW_NONE;
+    std::optional<pid_t> process;
+    /// The two names of WM_CLASS.
+    std::string instanceName;
+    std::string className;
+    /// The application's identifier by its own account, when its toolkit tells.
+    std::string applicationId;
+};
+
+/// The applications' windows, the topmost last. Empty without a server.
+std::vector<ClientWindow> listClientWindows(X11Connection::Session& session);
+
+/// Raises the windows (the topmost last) and makes the last one active, as the window manager's protocol has
+/// it, with a fresh timestamp. Waits until one of them is active, no longer than `patience`; whether one is.
+bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
+                     std::chrono::milliseconds patience);
+
+}  // namespace varkel

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <tuple>
+
+#include "platform/EventPoster.h"
+#include "platform/linux/Keyboard.h"
+#include "platform/linux/X11Connection.h"
+
+namespace varkel {
+
+/// Posts events through the X server's test extension. Any thread.
+class X11EventPoster : public EventPoster {
+  public:
+    /// `display` as in the environment variable DISPLAY; empty takes that variable.
+    explicit X11EventPoster(std::string display = {});
+    ~X11EventPoster() override;
+
+    void CGEventPost(const CGEvent& event) override;
+    std::unique_ptr<TextAnnouncement> announceText(std::string_view text) override;
+
+  private:
+    class Announcement;
+    using PressId = std::tuple<CGKeyCode, CGEventFlags, std::u16string>;
+
+    void postMouse(X11Connection::Session& session, const CGEvent& event);
+    void postWheel(X11Connection::Session& session, const CGEvent& event);
+    void postKeyDown(X11Connection::Session& session, const CGEvent& event);
+    void postKeyUp(X11Connection::Session& session, const CGEvent& event);
+    void endAnnouncement(std::list<PlannedText>::iterator text);
+    void giveBackSoon();
+    void giveBackWhenIdle();
+    bool isIdle() const;
+    bool giveBack();
+
+    X11Connection connection_;
+
+    /// Guards everything below.
+    std::mutex mutex_;
+    Keyboard keyboard_;
+    std::list<PlannedText> texts_;
+    /// What is down, by the event that pressed it: the layout may change before the key comes up.
+    std::multimap<PressId, xcb_keycode_t> down_;
+
+    std::condition_variable changed_;
+    std::chrono::steady_clock::time_point lastUse_;
+    bool stopping_ = false;
+    std::thread givingBack_;
+};
+
+}  // namespace varkel

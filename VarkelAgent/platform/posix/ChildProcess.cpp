@@ -1,0 +1,378 @@
+#include "platform/ChildProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#ifdef __linux__
+#include <sys/syscall.h>
+#endif
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "platform/FileDescriptor.h"
+#include "platform/posix/ChildReaper.h"
+
+extern char** environ;
+
+namespace varkel {
+
+namespace {
+
+constexpr int firstOwnFd = 3;
+
+/// How much is read before the other descriptors and the deadline get their turn.
+constexpr std::size_t drainAtOnce = 1 << 20;
+
+/// How often the child's end is looked for where the system has no descriptor that tells it.
+constexpr std::chrono::milliseconds exitPollInterval{10};
+
+std::string describe(int error) {
+    return std::system_category().message(error);
+}
+
+/// A descriptor from 3 upwards: one below, possible when this process runs without standard descriptors,
+/// would be overwritten while the child's own are put in place.
+FileDescriptor aboveStandard(int fd) {
+    FileDescriptor owned(fd);
+    if (fd < 0 || fd >= firstOwnFd) return owned;
+    return FileDescriptor(fcntl(fd, F_DUPFD_CLOEXEC, firstOwnFd));
+}
+
+struct Pipe {
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
+Pipe makePipe() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) throw LaunchError(describe(errno));
+    Pipe made{aboveStandard(ends[0]), aboveStandard(ends[1])};
+    if (!made.reading || !made.writing) throw LaunchError(describe(EMFILE));
+    return made;
+}
+
+void makeNonBlocking(const FileDescriptor& fd) {
+    fcntl(fd.get(), F_SETFL, fcntl(fd.get(), F_GETFL) | O_NONBLOCK);
+}
+
+class SpawnActions {
+  public:
+    SpawnActions() { posix_spawn_file_actions_init(&actions_); }
+    SpawnActions(const SpawnActions&) = delete;
+    SpawnActions& operator=(const SpawnActions&) = delete;
+    ~SpawnActions() { posix_spawn_file_actions_destroy(&actions_); }
+
+    void give(const FileDescriptor& fd, int as) { posix_spawn_file_actions_adddup2(&actions_, fd.get(), as); }
+    void giveNull(int as, int mode) { posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", mode, 0); }
+
+    void enter(const std::string& directory) {
+        posix_spawn_file_actions_addchdir_np(&actions_, directory.c_str());
+    }
+
+    /// Descriptors that some library opened without close-on-exec stay here too.
+    void closeTheRest() {
+#ifdef __GLIBC__
+        posix_spawn_file_actions_addclosefrom_np(&actions_, firstOwnFd);
+#endif
+    }
+
+    const posix_spawn_file_actions_t* get() const {
+        return &actions_;
+    }
+
+  private:
+    posix_spawn_file_actions_t actions_{};
+};
+
+class SpawnAttributes {
+  public:
+    explicit SpawnAttributes(bool newSession) {
+        posix_spawnattr_init(&attributes_);
+        sigset_t all;
+        sigset_t none;
+        sigfillset(&all);
+        sigemptyset(&none);
+        posix_spawnattr_setsigdefault(&attributes_, &all);
+        posix_spawnattr_setsigmask(&attributes_, &none);
+        posix_spawnattr_setpgroup(&attributes_, 0);
+        // A new session brings a group of its own along.
+        const int own = newSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
+        posix_spawnattr_setflags(&attributes_,
+                                 static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | own));
+    }
+    SpawnAttributes(const SpawnAttributes&) = delete;
+    SpawnAttributes& operator=(const SpawnAttributes&) = delete;
+    ~SpawnAttributes() { posix_spawnattr_destroy(&attributes_); }
+
+    const posix_spawnattr_t* get() const { return &attributes_; }
+
+  private:
+    posix_spawnattr_t attributes_{};
+};
+
+/// Keeps a write to a closed pipe from raising SIGPIPE in this thread, whatever the process's disposition.
+class SIGPIPEGuard {
+  public:
+    SIGPIPEGuard() {
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
+    }
+    SIGPIPEGuard(const SIGPIPEGuard&) = delete;
+    SIGPIPEGuard& operator=(const SIGPIPEGuard&) = delete;
+    ~SIGPIPEGuard() {
+        const timespec now{};
+        if (!wasPending_) {
+            while (sigtimedwait(&pipe_, nullptr, &now) < 0 && errno == EINTR) {
+            }
+        }
+        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    }
+
+  private:
+    sigset_t pipe_{};
+    sigset_t before_{};
+    bool wasPending_ = false;
+};
+
+FileDescriptor exitDescriptor(pid_t child) {
+#if defined(__linux__) && defined(SYS_pidfd_open)
+    return FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
+#else
+    (void)child;
+    return {};
+#endif
+}
+
+bool wouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK;
+}
+
+/// Reads at most `limit` bytes of what is there now; closes the descriptor at the end of the stream or on an
+/// error. The limit keeps a writer that never pauses from holding the reader.
+void drain(FileDescriptor& from, std::string& into, std::size_t limit) {
+    std::array<char, 65536> buffer;
+    while (from && limit > 0) {
+        const ssize_t count = read(from.get(), buffer.data(), std::min(buffer.size(), limit));
+        if (count > 0) {
+            into.append(buffer.data(), static_cast<std::size_t>(count));
+            limit -= static_cast<std::size_t>(count);
+        } else if (count == 0 || !(errno == EINTR || wouldBlock(errno))) {
+            from.reset();
+        } else if (wouldBlock(errno)) {
+            return;
+        }
+    }
+}
+
+/// Reads what the child left behind: what is in the pipe now and not a byte more, since a grandchild may go
+/// on writing for ever.
+void drainRest(FileDescriptor& from, std::string& into) {
+    int waiting = 0;
+    if (!from || ioctl(from.get(), FIONREAD, &waiting) != 0 || waiting <= 0) return;
+    drain(from, into, static_cast<std::size_t>(waiting));
+}
+
+std::optional<int> pollTimeout(std::optional<ChildProcess::Clock::time_point> deadline, bool mustLook) {
+    std::optional<std::chrono::milliseconds> left;
+    if (deadline) {
+        left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - ChildProcess::Clock::now());
+        if (left->count() <= 0) return std::nullopt;
+    }
+    if (mustLook) left = left ? std::min(*left, exitPollInterval) : exitPollInterval;
+    if (!left) return -1;
+    return static_cast<int>(std::min<std::int64_t>(left->count(), INT_MAX));
+}
+
+}  // namespace
+
+struct ChildProcess::Running {
+    pid_t pid = -1;
+    bool reaped = false;
+    FileDescriptor exit;
+    FileDescriptor input;
+    FileDescriptor output;
+    FileDescriptor error;
+    std::string pendingInput;
+    std::size_t written = 0;
+    ChildResult result;
+
+    void start(const ChildCommand& command);
+    void feed();
+    void pollOnce(int timeout);
+    bool hasEnded() const;
+    void reap(int options);
+};
+
+void ChildProcess::Running::start(const ChildCommand& command) {
+    const SpawnAttributes attributes(command.newSession);
+    SpawnActions actions;
+    Pipe in;
+    Pipe out;
+    Pipe err;
+    if (command.input) {
+        in = makePipe();
+        actions.give(in.reading, STDIN_FILENO);
+    } else {
+        actions.giveNull(STDIN_FILENO, O_RDONLY);
+    }
+    if (command.output == ChildCommand::Output::capture) {
+        out = makePipe();
+        err = makePipe();
+        actions.give(out.writing, STDOUT_FILENO);
+        actions.give(err.writing, STDERR_FILENO);
+    } else if (command.output == ChildCommand::Output::discard) {
+        actions.giveNull(STDOUT_FILENO, O_WRONLY);
+        actions.giveNull(STDERR_FILENO, O_WRONLY);
+    }
+    if (!command.workingDirectory.empty()) actions.enter(command.workingDirectory);
+    actions.closeTheRest();
+
+    std::vector<char*> arguments;
+    arguments.reserve(command.arguments.size() + 2);
+    arguments.push_back(const_cast<char*>(command.executable.c_str()));
+    for (const std::string& argument : command.arguments)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
+    arguments.push_back(nullptr);
+
+    const int failure = posix_spawn(&pid, command.executable.c_str(), actions.get(), attributes.get(),
+                                    arguments.data(), environ);
+    if (failure != 0) throw LaunchError(describe(failure));
+
+    exit = exitDescriptor(pid);
+    input = std::move(in.writing);
+    output = std::move(out.reading);
+    error = std::move(err.reading);
+    for (const FileDescriptor* end : {&input, &output, &error}) {
+        if (*end) makeNonBlocking(*end);
+    }
+}
+
+void ChildProcess::Running::feed() {
+    const SIGPIPEGuard guard;
+    while (input) {
+        if (written == pendingInput.size()) {
+            input.reset();
+            return;
+        }
+        const ssize_t count =
+            write(input.get(), pendingInput.data() + written, pendingInput.size() - written);
+        if (count >= 0) {
+            written += static_cast<std::size_t>(count);
+        } else if (wouldBlock(errno)) {
+            return;
+        } else if (errno != EINTR) {
+            // The child does not want the rest. That is its right; how it ends tells what it thinks of it.
+            input.reset();
+        }
+    }
+}
+
+void ChildProcess::Running::pollOnce(int timeout) {
+    // Descriptors of -1 are skipped by poll().
+    std::array<pollfd, 4> watched{pollfd{input.get(), POLLOUT, 0}, pollfd{output.get(), POLLIN, 0},
+                                  pollfd{error.get(), POLLIN, 0}, pollfd{exit.get(), POLLIN, 0}};
+    if (poll(watched.data(), watched.size(), timeout) < 0) return;
+    if (watched[0].revents != 0) feed();
+    if (watched[1].revents != 0) drain(output, result.standardOutput, drainAtOnce);
+    if (watched[2].revents != 0) drain(error, result.standardError, drainAtOnce);
+}
+
+bool ChildProcess::Running::hasEnded() const {
+    siginfo_t info{};
+    for (;;) {
+        // WNOWAIT leaves the process id taken, so that a signal sent meanwhile cannot hit a stranger.
+        if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0)
+            return info.si_pid == pid;
+        if (errno != EINTR) return true;
+    }
+}
+
+void ChildProcess::Running::reap(int options) {
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = waitpid(pid, &status, options);
+    } while (ended < 0 && errno == EINTR);
+    if (ended == 0) return;
+    reaped = true;
+    if (ended < 0) return;
+    result.signalled = WIFSIGNALED(status);
+    result.status = result.signalled ? WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+ChildProcess::ChildProcess(ChildCommand command) : running_(std::make_unique<Running>()) {
+    running_->pendingInput = std::move(command.input).value_or(std::string());
+    if (command.input) command.input->clear();
+    running_->start(command);
+}
+
+ChildProcess::ChildProcess(ChildProcess&&) noexcept = default;
+
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
+    std::swap(running_, other.running_);
+    return *this;
+}
+
+ChildProcess::~ChildProcess() {
+    if (!running_ || running_->reaped) return;
+    signalGroup(SIGKILL);
+    running_->reap(0);
+}
+
+pid_t ChildProcess::processIdentifier() const {
+    return running_ ? running_->pid : -1;
+}
+
+std::optional<ChildResult> ChildProcess::wait(std::optional<Clock::time_point> deadline) {
+    if (!running_) return std::nullopt;
+    while (!running_->reaped) {
+        if (running_->hasEnded()) {
+            drainRest(running_->output, running_->result.standardOutput);
+            drainRest(running_->error, running_->result.standardError);
+            running_->reap(0);
+            break;
+        }
+        const auto timeout = pollTimeout(deadline, !running_->exit);
+        if (!timeout) return std::nullopt;
+        running_->pollOnce(*timeout);
+    }
+    running_->input.reset();
+    running_->output.reset();
+    running_->error.reset();
+    return running_->result;
+}
+
+void ChildProcess::signalGroup(int signal) {
+    if (running_ && !running_->reaped) kill(-running_->pid, signal);
+}
+
+void ChildProcess::signal(int signal) {
+    if (running_ && !running_->reaped) kill(running_->pid, signal);
+}
+
+void ChildProcess::detach() {
+    if (running_ && !running_->reaped) reapInBackground(running_->pid);
+    running_.reset();
+}
+
+ChildResult runChild(ChildCommand command) {
+    ChildProcess child(std::move(command));
+    return child.wait().value_or(ChildResult{});
+}
+
+}  // namespace varkel

@@ -1,0 +1,11 @@
+#pragma once
+
+#include <sys/types.h>
+
+namespace varkel {
+
+/// Takes over a child of this process that nobody waits for any more, so that it leaves no zombie when it
+/// ends. Returns at once. Any thread.
+void reapInBackground(pid_t child);
+
+}  // namespace varkel

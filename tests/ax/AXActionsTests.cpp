@@ -1,0 +1,168 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ax/AX+Shared.h"
+#include "ax/AXActions.h"
+#include "ax/AXTree.h"
+#include "ax/BatchManager.h"
+#include "ax/ChangeCounter.h"
+#include "support/FakeDesktop.h"
+#include "support/RunTask.h"
+
+namespace varkel {
+namespace {
+
+using test::FakeDesktop;
+using test::runTask;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr pid_t editor = 10;
+
+class AXActionsTest : public testing::Test {
+  protected:
+    AXActionsTest() {
+        window = desktop.addApplication(editor)->add("AXWindow", "Untitled");
+        button = window->add("AXButton", "Save");
+        field = window->add("AXTextField", "Name");
+        desktop.frontmost = editor;
+    }
+
+    static HTTPResponse click(const std::string& id, std::optional<std::string> batch = std::nullopt) {
+        return runTask(axClick({id, std::nullopt}, std::move(batch)));
+    }
+    static HTTPResponse type(const std::string& id, const std::string& text) {
+        return runTask(axType({id, text, std::nullopt}, std::nullopt));
+    }
+    static HTTPResponse scroll(const std::string& id, const std::string& direction,
+                               std::optional<double> amount = std::nullopt) {
+        return runTask(axScroll({id, direction, amount, std::nullopt}, std::nullopt));
+    }
+
+    static std::string answer(const HTTPResponse& response) {
+        return std::to_string(response.status) + " " + *response.body;
+    }
+
+    FakeDesktop desktop;
+    std::shared_ptr<test::SceneElement> window;
+    std::shared_ptr<test::SceneElement> button;
+    std::shared_ptr<test::SceneElement> field;
+    const std::string windowId = elementId({editor, "AXWindow", {}, "Untitled"}, "0/0");
+    const std::string buttonId = elementId({editor, "AXButton", {}, "Save"}, "0/0/0");
+    const std::string fieldId = elementId({editor, "AXTextField", {}, "Name"}, "0/0/1");
+    const std::uint64_t changes = globalChangeCounter().value();
+};
+
+TEST_F(AXActionsTest, ClickPressesWhatCanBePressed) {
+    button->actions = {AXAction::press};
+    EXPECT_EQ(answer(click(buttonId)), R"(200 {"ok":true,"method":"ax_press"})");
+    EXPECT_THAT(desktop.done(), ElementsAre("AXPress"));
+    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
+}
+
+TEST_F(AXActionsTest, ClickFallsBackToTheMouseAtTheCentre) {
+    EXPECT_EQ(answer(click(buttonId)),
+              R"(500 {"error":"action_failed","hint":"no frame for synthesized click"})");
+    EXPECT_EQ(globalChangeCounter().value(), changes);
+    EXPECT_THAT(desktop.done(), IsEmpty());
+
+    button->setFrame({100, 200, 40, 21});
+    EXPECT_EQ(answer(click(buttonId)), R"(200 {"ok":true,"method":"synthesized_click","x":120,"y":210.5})");
+    EXPECT_THAT(desktop.done(), ElementsAre("mouse 5 120,210.5", "mouse 1 120,210.5", "mouse 2 120,210.5"));
+    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
+}
+
+TEST_F(AXActionsTest, TypeSetsAValueOrTypesKeyByKey) {
+    EXPECT_EQ(answer(type(fieldId, "aÅA")), R"(200 {"ok":true,"method":"cg_event"})");
+    EXPECT_THAT(desktop.done(), ElementsAre("key 0 down", "key 0 up", "key 0 U+c5 down", "key 0 U+c5 up",
+                                            "key 0 flags 20000 down", "key 0 flags 20000 up"));
+    field->settable = {AXAttribute::value, AXAttribute::focused};
+    EXPECT_EQ(answer(type(fieldId, "whole")), R"(200 {"ok":true,"method":"ax_value"})");
+    EXPECT_EQ(desktop.done().back(), "AXValue=whole");
+    EXPECT_EQ(globalChangeCounter().value(), changes + 2);
+
+    field->settable = {AXAttribute::focused};
+    EXPECT_EQ(answer(type(fieldId, "")), R"(200 {"ok":true,"method":"cg_event"})");
+    EXPECT_EQ(desktop.done().back(), "AXFocused=true") << "an empty text only moves the focus";
+}
+
+TEST_F(AXActionsTest, ScrollTakesOneStepForEveryFifty) {
+    window->actions = {AXAction::scrollDown};
+    const struct {
+        std::optional<double> amount;
+        std::size_t steps;
+        const char* reported;
+    } cases[] = {{{}, 2, "100"},          {100, 2, "100"},  {149, 2, "149"}, {150, 3, "150"},
+                 {50, 1, "50"},           {99, 1, "99"},    {0, 1, "0"},     {-400, 1, "-400"},
+                 {1e300, 1000, "1e+300"}, {75.5, 1, "75.5"}};
+    for (const auto& [amount, steps, reported] : cases) {
+        const std::size_t before = desktop.done().size();
+        EXPECT_EQ(answer(scroll(windowId, "Down", amount)),
+                  R"(200 {"ok":true,"method":"ax_scroll","direction":"down","amount":)" +
+                      std::string(reported) + "}");
+        EXPECT_EQ(desktop.done().size() - before, steps) << reported;
+    }
+}
+
+TEST_F(AXActionsTest, ScrollAnswersTheSameWhenNothingScrolls) {
+    EXPECT_EQ(scroll(windowId, "left").status, 200);
+    EXPECT_THAT(desktop.done(), IsEmpty());
+    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
+    EXPECT_EQ(answer(scroll(windowId, "forward")),
+              R"(400 {"error":"invalid_input","hint":"direction must be up, down, left, or right"})");
+    EXPECT_EQ(scroll("unknown", "forward").status, 404) << "the element is looked up first";
+    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
+}
+
+TEST_F(AXActionsTest, EndsWithNothingDoneWhenThereIsNoTarget) {
+    button->actions = {AXAction::press};
+    EXPECT_EQ(answer(click("0123456789abcdef")), R"(404 {"error":"element_not_found"})");
+    BatchManager::shared().begin("editor", editor);
+    desktop.frontmost.reset();
+    EXPECT_EQ(answer(click(buttonId, "editor")), R"(500 {"error":"could_not_get_frontmost_app"})");
+    desktop.trusted = false;
+    EXPECT_EQ(click(buttonId).status, 403);
+    EXPECT_EQ(type(fieldId, "x").status, 403);
+    BatchManager::shared().end("editor");
+    EXPECT_THAT(desktop.done(), IsEmpty());
+    EXPECT_EQ(globalChangeCounter().value(), changes);
+}
+
+TEST_F(AXActionsTest, ActsInTheBatchsApplication) {
+    button->actions = {AXAction::press};
+    desktop.addApplication(20, "Other");
+    desktop.frontmost = 20;
+    EXPECT_EQ(click(buttonId).status, 404);
+    BatchManager::shared().begin("editor", editor);
+    EXPECT_EQ(click(buttonId, "editor").status, 200);
+    BatchManager::shared().end("editor");
+}
+
+TEST_F(AXActionsTest, GoStraightToAnElementWhoseIdWasIssued) {
+    for (int i = 0; i < 100; ++i) window->add("AXButton", "filler");
+    const auto last = window->add("AXButton", "Last");
+    last->actions = {AXAction::press};
+    const std::string id = elementId({editor, "AXButton", {}, "Last"}, "0/0/102");
+    const auto titlesRead = [&] {
+        const int before = desktop.reads(AXAttribute::title);
+        EXPECT_EQ(click(id).status, 200);
+        return desktop.reads(AXAttribute::title) - before;
+    };
+    EXPECT_GT(titlesRead(), 100) << "never issued: everything before it is looked at";
+    runTask(axTree(editor, std::nullopt));
+    EXPECT_EQ(titlesRead(), 1);
+}
+
+TEST_F(AXActionsTest, NeverActOnAnotherElementAtTheSamePlace) {
+    button->actions = {AXAction::press};
+    runTask(axTree(editor, std::nullopt));
+    button->set(AXAttribute::title, std::string("Delete everything"));
+    EXPECT_EQ(click(buttonId).status, 404);
+    window->children->insert(window->children->begin(), window->add("AXGroup"));
+    button->set(AXAttribute::title, std::string("Save"));
+    EXPECT_EQ(click(buttonId).status, 404) << "a sibling before it changes the path";
+    EXPECT_THAT(desktop.done(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace varkel

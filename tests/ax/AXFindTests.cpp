@@ -1,0 +1,118 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ax/AXFind.h"
+#include "ax/BatchManager.h"
+#include "support/FakeDesktop.h"
+#include "support/RunTask.h"
+
+namespace varkel {
+namespace {
+
+using test::FakeDesktop;
+using test::runTask;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+AXElementInfo info(std::string id, std::string role, std::optional<std::string> label = {},
+                   std::optional<std::string> value = {}, std::optional<std::string> identifier = {}) {
+    AXElementInfo element;
+    element.id = std::move(id);
+    element.role = std::move(role);
+    element.label = std::move(label);
+    element.value = std::move(value);
+    element.identifier = std::move(identifier);
+    return element;
+}
+
+/// window(a: "Save" group(b: button "Save as", c: field "123"), d: field "a123", e: button without anything)
+AXElementInfo scene() {
+    AXElementInfo group = info("a", "AXGroup", "Save");
+    group.children = {info("b", "AXButton", "Save as", {}, "saveAs"), info("c", "AXTextField", {}, "123")};
+    AXElementInfo window = info("w", "AXWindow", "Untitled");
+    window.children = {group, info("d", "AXTextField", {}, "a123"), info("e", "AXButton")};
+    return window;
+}
+
+std::vector<std::string> idsOf(const AXQuery& query, std::int64_t maxResults = 1000) {
+    ElementFilter filter(query);
+    std::vector<AXElementInfo> matches;
+    collectMatches(scene(), filter, maxResults, matches);
+    std::vector<std::string> ids;
+    for (const AXElementInfo& match : matches) ids.push_back(match.id);
+    return ids;
+}
+
+TEST(CollectMatches, TestsEveryFilterThatTheQueryGives) {
+    using Ids = std::vector<std::string>;
+    const struct {
+        const char* what;
+        AXQuery query;
+        Ids ids;
+    } cases[] = {
+        {"no filter", {}, {"w", "a", "b", "c", "d", "e"}},
+        {"role", {.role = "AXButton"}, {"b", "e"}},
+        {"role, other case", {.role = "axbutton"}, {}},
+        {"label", {.label = "Sav"}, {"a", "b"}},
+        {"label, other case", {.label = "save"}, {}},
+        {"empty label", {.label = ""}, {}},
+        {"identifier", {.identifier = "eA"}, {"b"}},
+        {"empty identifier", {.identifier = ""}, {}},
+        {"anchored pattern", {.valueRegex = "^[0-9]+$"}, {"c"}},
+        {"pattern", {.valueRegex = "12"}, {"c", "d"}},
+        {"empty pattern", {.valueRegex = ""}, {"c", "d"}},
+        {"invalid pattern", {.valueRegex = "("}, {}},
+        {"role and label", {.role = "AXGroup", .label = "Save"}, {"a"}},
+        {"label without value", {.label = "Save", .valueRegex = "."}, {}},
+    };
+    for (const auto& [what, query, ids] : cases) EXPECT_EQ(idsOf(query), ids) << what;
+}
+
+TEST(CollectMatches, LooksAtTheLimitAfterEachMatch) {
+    EXPECT_THAT(idsOf({}, 3), ElementsAre("w", "a", "b"));
+    for (const std::int64_t limit : {1, 0, -1}) EXPECT_THAT(idsOf({}, limit), ElementsAre("w")) << limit;
+    EXPECT_THAT(idsOf({.role = "AXSlider"}, 0), IsEmpty());
+}
+
+TEST(CollectMatches, GivesUpAPatternThatNeverEnds) {
+    const AXQuery query{.valueRegex = "(a+)+$"};
+    ElementFilter filter(query);
+    AXElementInfo list = info("list", "AXList");
+    list.children.emplace();
+    for (int i = 0; i < 200; ++i) {
+        list.children->push_back(info("cell", "AXCell", {}, std::string(60, 'a') + "!"));
+    }
+    list.children->push_back(info("good", "AXCell", {}, "aaa"));
+    std::vector<AXElementInfo> matches;
+    EXPECT_FALSE(collectMatches(list, filter, 10, matches));
+    EXPECT_THAT(matches, IsEmpty()) << "after ten values that took too long the pattern is given up";
+    EXPECT_TRUE(ElementFilter(query).matches(list.children->back()));
+}
+
+TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
+    FakeDesktop desktop;
+    desktop.addApplication(1, "Front");
+    desktop.addApplication(2, "Pinned")->add("AXWindow", "Inside")->add("AXButton", "Inside too");
+    desktop.frontmost = 1;
+    BatchManager::shared().begin("find", 2);
+    AXQuery query{.label = "Inside"};
+    const HTTPResponse found = runTask(axFind(query, "find"));
+    BatchManager::shared().end("find");
+    EXPECT_EQ(found.status, 200);
+    EXPECT_THAT(*found.body, testing::StartsWith(R"({"matches":[{"id":)"));
+    EXPECT_THAT(*found.body, testing::ContainsRegex("Inside.*Inside too.*Inside too"));
+
+    for (int i = 0; i < 20; ++i) desktop.addApplication(1)->add("AXGroup");
+    desktop.time += 2;
+    EXPECT_EQ(runTask(axFind({}, std::nullopt)).status, 200);
+
+    desktop.trusted = false;
+    EXPECT_EQ(runTask(axFind({}, std::nullopt)).status, 403);
+    desktop.trusted = true;
+    desktop.frontmost.reset();
+    desktop.time += 2;
+    EXPECT_EQ(*runTask(axFind({}, std::nullopt)).body, R"({"error":"could_not_get_frontmost_app"})");
+}
+
+}  // namespace
+}  // namespace varkel

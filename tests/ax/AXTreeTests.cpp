@@ -1,0 +1,135 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <limits>
+
+#include "ax/AX+Shared.h"
+#include "ax/AXTree.h"
+#include "ax/BatchManager.h"
+#include "ax/ChangeCounter.h"
+#include "support/FakeDesktop.h"
+#include "support/RunTask.h"
+
+namespace varkel {
+namespace {
+
+using test::FakeDesktop;
+using test::runTask;
+
+constexpr pid_t editor = 10;
+constexpr pid_t browser = 20;
+
+class AXTreeTest : public testing::Test {
+  protected:
+    AXTreeTest() {
+        desktop.addApplication(editor, "Editor")->add("AXWindow", "Untitled");
+        desktop.addApplication(browser, "Browser");
+        desktop.frontmost = editor;
+    }
+
+    static HTTPResponse request(std::optional<std::int64_t> rootPid,
+                                std::optional<std::string> batchId = std::nullopt) {
+        return runTask(axTree(rootPid, std::move(batchId)));
+    }
+
+    static std::string cacheHeader(const HTTPResponse& response) {
+        for (const auto& [name, value] : response.headers) {
+            if (name == "X-Varkel-Cache") return value;
+        }
+        return "";
+    }
+
+    FakeDesktop desktop;
+};
+
+TEST_F(AXTreeTest, IsServedFromTheCacheWithinASecond) {
+    const HTTPResponse first = request(std::nullopt);
+    EXPECT_EQ(first.status, 200);
+    EXPECT_EQ(cacheHeader(first), "MISS");
+    EXPECT_THAT(*first.body, testing::StartsWith(R"({"tree":{"id":)"));
+    const HTTPResponse second = request(std::nullopt);
+    EXPECT_EQ(cacheHeader(second), "HIT");
+    EXPECT_EQ(second.body, first.body) << "the very same bytes, not written anew";
+    desktop.time += 1.5;
+    EXPECT_EQ(cacheHeader(request(std::nullopt)), "MISS");
+    EXPECT_EQ(desktop.applicationsMade(), 2);
+}
+
+TEST_F(AXTreeTest, IsServedFromTheCacheWithoutWaitingWhenTheDesktopKnows) {
+    const HTTPResponse first = request(editor);
+    desktop.knownWithoutWaiting = true;
+    const int queries = desktop.frontmostQueries();
+    EXPECT_EQ(cacheHeader(request(editor)), "HIT");
+    EXPECT_EQ(desktop.frontmostQueries(), queries);
+    desktop.frontmost = browser;
+    EXPECT_EQ(cacheHeader(request(editor)), "MISS");
+}
+
+TEST_F(AXTreeTest, IsReadOnceForAllWhoAskWhileItIsRead) {
+    desktop.knownWithoutWaiting = true;
+    runTask(axTreeData(browser, std::nullopt));
+    const int before = desktop.applicationsMade();
+    boost::asio::io_context context;
+    int hits = 0;
+    const auto ask = [&]() -> Task<void> {
+        const AXTreeData data = co_await axTreeData(editor, std::nullopt);
+        if (data.cacheHit) ++hits;
+    };
+    for (int i = 0; i < 20; ++i) boost::asio::co_spawn(context, ask(), boost::asio::detached);
+    context.run();
+    EXPECT_EQ(desktop.applicationsMade() - before, 1);
+    EXPECT_EQ(hits, 19);
+}
+
+TEST_F(AXTreeTest, IsReadAnewAfterAnAction) {
+    request(editor);
+    const std::uint64_t changes = globalChangeCounter().value();
+    axBumpChangeCounter();
+    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
+    EXPECT_EQ(cacheHeader(request(editor)), "MISS");
+}
+
+TEST_F(AXTreeTest, OfABatchIsItsApplicationsUnderTheFrontmostOnesKey) {
+    BatchManager::shared().begin("pinned", editor);
+    desktop.frontmost = browser;
+    const AXTreeData pinned = runTask(axTreeData(std::nullopt, "pinned"));
+    EXPECT_EQ(pinned.snapshot->tree().label, "Editor");
+    EXPECT_FALSE(pinned.cacheHit);
+    const AXTreeData again = runTask(axTreeData(std::nullopt, std::nullopt));
+    EXPECT_EQ(again.snapshot, pinned.snapshot) << "kept under the frontmost application's pid";
+    EXPECT_TRUE(again.cacheHit);
+
+    axBumpChangeCounter();
+    const AXTreeData both = runTask(axTreeData(browser, "pinned"));
+    EXPECT_EQ(both.snapshot->tree().label, "Editor") << "the root pid is only the key";
+
+    BatchManager::shared().end("pinned");
+    BatchManager::shared().end("never begun");
+    axBumpChangeCounter();
+    EXPECT_EQ(runTask(axTreeData(std::nullopt, "pinned")).snapshot->tree().label, "Browser");
+}
+
+TEST_F(AXTreeTest, FailsWithTheAnswerOfEachFailure) {
+    desktop.frontmost.reset();
+    EXPECT_EQ(request(std::nullopt).status, 500);
+    EXPECT_EQ(*request(std::nullopt).body, R"({"error":"could_not_get_frontmost_app"})");
+    EXPECT_EQ(request(editor).status, 200) << "a root pid needs no frontmost application";
+
+    for (const std::int64_t pid : {std::numeric_limits<std::int64_t>::max(), -3'000'000'000}) {
+        EXPECT_EQ(request(pid).status, 400);
+        EXPECT_EQ(*request(pid).body, R"({"error":"bad_request"})");
+    }
+
+    desktop.trusted = false;
+    const HTTPResponse refused = request(editor);
+    EXPECT_EQ(refused.status, 403);
+    EXPECT_EQ(*refused.body, R"({"error":"ax_permission_missing",)"
+                             R"("hint":"System Settings -> Privacy & Security -> Accessibility"})");
+    EXPECT_EQ(cacheHeader(refused), "");
+}
+
+}  // namespace
+}  // namespace varkel

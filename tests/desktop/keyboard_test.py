@@ -1,0 +1,354 @@
+"""What reaches real applications when the agent types, presses chords, clicks, scrolls and activates.
+
+Every check reads what the application says it got, or the state of the X server, never the agent's word for it."""
+
+import ctypes
+import os
+import signal
+import subprocess
+import sys
+import threading
+import time
+import unittest
+import unittest.mock
+
+_HERE = os.path.dirname(os.path.abspath(__file__))
+_ROOT = os.path.dirname(os.path.dirname(_HERE))
+sys.path[:0] = [os.path.join(_ROOT, "tools/lib"), _HERE]
+
+from agent import Agent, AgentError  # noqa: E402
+from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
+from typing_targets import GtkTarget, wait_for_text  # noqa: E402
+
+SHIFT, LOCK, CONTROL, ALT, NUM, SUPER = 1, 2, 4, 8, 16, 64
+POST_EVENTS = os.environ.get("VARKEL_POST_EVENTS") or os.path.join(_ROOT, "build/release/tests/desktop/post_events")
+
+MIXED = "Hello, WORLD! {[(<>)]} @#$%^&*~`'\"\\|/?;: äöüß é ñ €µ αβΓ Жя 漢字 e\u0301 👨‍👩‍👧 🇩🇪 😀 1️⃣"
+
+
+class Keyboard(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.desktop = cls.enterClassContext(PrivateDesktop())
+        cls.agent = Agent(cls.desktop.start, cls.desktop.directory)
+        cls.target = cls.enterClassContext(GtkTarget(cls.desktop))
+
+    def setUp(self):
+        self.layout("us")
+        self.desktop.activate(self.target.window)
+        self.target.clear()
+
+    def run_tool(self, *command):
+        return subprocess.run(command, env=self.desktop.environment, capture_output=True, text=True, check=True,
+                              timeout=20).stdout
+
+    def layout(self, name, *options):
+        self.run_tool("setxkbmap", "-option", "", "-layout", name, *options)
+
+    def lock_group(self, group):
+        xlib = ctypes.CDLL("libX11.so.6")
+        xlib.XOpenDisplay.restype = ctypes.c_void_p
+        with unittest.mock.patch.dict(os.environ, self.desktop.environment):
+            display = ctypes.c_void_p(xlib.XOpenDisplay(self.desktop.display.encode()))
+        self.assertTrue(display)
+        self.assertTrue(xlib.XkbLockGroup(display, 0x100, group))
+        xlib.XSync(display, 0)
+        xlib.XCloseDisplay(display)
+
+    def keyboard_map(self):
+        return self.run_tool("xkbcomp", "-xkb", self.desktop.display, "-")
+
+    def note(self):
+        return "not found" not in self.run_tool("xprop", "-root", "_VARKEL_AGENT_BOUND_KEYS")
+
+    def send(self, agent=None, **fields):
+        answer = (agent or self.agent).request("POST", "/keystrokes", {"delay_ms": 2, **fields}, timeout=60)
+        self.assertEqual(answer.status, 200, answer.body)
+        return answer
+
+    def assert_typed(self, text):
+        found = wait_for_text(self.target, text)
+        self.assertEqual(found, text)
+
+    # -- text
+
+    def test_a_mixed_text_arrives_exactly_under_every_layout(self):
+        for layout in ("us", "de", "fr", "gr", "us,de"):
+            with self.subTest(layout=layout):
+                self.layout(layout)
+                self.target.clear()
+                self.send(text=MIXED)
+                self.assert_typed(MIXED)
+
+    def test_the_second_group_is_typed_in_when_it_is_active(self):
+        self.layout("us,de", "-option", "grp:shifts_toggle")
+        # This tool binds a spare key for the purpose, and leaves its action on it.
+        self.run_tool("xdotool", "key", "ISO_Next_Group")
+        self.lock_group(1)
+        self.addCleanup(self.lock_group, 0)
+        self.send(text=MIXED)
+        self.assert_typed(MIXED)
+
+    def test_more_characters_than_there_are_spare_keys(self):
+        text = "".join(chr(0x4E00 + index) for index in range(400))
+        self.send(text=text, delay_ms=1)
+        self.assert_typed(text)
+
+    def test_locked_keys_spoil_nothing_and_stay_locked(self):
+        for key, state in (("Caps_Lock", LOCK), ("Num_Lock", NUM)):
+            with self.subTest(key=key):
+                self.target.clear()
+                self.run_tool("xdotool", "key", key)
+                try:
+                    self.send(text="aB1!é€")
+                    self.assert_typed("aB1!é€")
+                    self.run_tool("xdotool", "key", "x")
+                    event = self.target.wait_for_event(lambda e: e["event"] == "press" and e["name"] in "xX")
+                    self.assertTrue(event["state"] & state)
+                finally:
+                    self.run_tool("xdotool", "key", key)
+
+    def test_a_layout_that_changes_in_the_middle(self):
+        text = "yz;-@é漢" * 30
+        sender = threading.Thread(target=self.send, kwargs={"text": text, "delay_ms": 6})
+        sender.start()
+        try:
+            for layout in ("de", "fr", "us", "de"):
+                wait_for(lambda: len(self.target.text()) > 20, 20, "some of the text")
+                self.layout(layout)
+                length = len(self.target.text())
+                wait_for(lambda: len(self.target.text()) >= min(length + 20, len(text)), 20, "more of the text")
+        finally:
+            sender.join()
+        # The key that an application is about to look up when the map is replaced under it may be another one;
+        # what follows must be right again.
+        found = wait_for_text(self.target, text)
+        wrong = sum(a != b for a, b in zip(found, text))
+        self.assertEqual(len(found), len(text))
+        self.assertLessEqual(wrong, 4)
+        self.assertEqual(found[-30:], text[-30:])
+
+    def test_an_application_that_reads_late_gets_the_text_all_the_same(self):
+        text = "ä€漢😀" * 10
+        os.kill(self.target.process.pid, signal.SIGSTOP)
+        try:
+            self.send(text=text, delay_ms=1)
+            time.sleep(1.5)  # longer than an application that reads would keep its keys
+        finally:
+            os.kill(self.target.process.pid, signal.SIGCONT)
+        self.assert_typed(text)
+
+    def test_an_agent_that_is_held_up_doubles_nothing(self):
+        text = "abcdefgh" * 20
+        sender = threading.Thread(target=self.send, kwargs={"text": text, "delay_ms": 30})
+        sender.start()
+        try:
+            for _ in range(3):
+                length = len(self.target.text())
+                wait_for(lambda: len(self.target.text()) > length + 5, 20, "more of the text")
+                os.kill(self.agent.process.pid, signal.SIGSTOP)
+                time.sleep(1.0)  # longer than a held key waits before it repeats
+                os.kill(self.agent.process.pid, signal.SIGCONT)
+        finally:
+            os.kill(self.agent.process.pid, signal.SIGCONT)
+            sender.join()
+        self.assert_typed(text)
+
+    def test_two_requests_at_once_lose_nothing(self):
+        texts = ["AB€漢" * 20, "xyé字" * 20, "A€x字" * 20]
+        senders = [threading.Thread(target=self.send, kwargs={"text": text, "delay_ms": 5}) for text in texts]
+        for sender in senders:
+            sender.start()
+        for sender in senders:
+            sender.join()
+        expected = sorted("".join(texts))
+        wait_for(lambda: len(self.target.text()) >= len(expected), 20, "both texts")
+        found = self.target.text()
+        self.assertEqual(sorted(found), expected)
+        # What only one of them typed is in its order.
+        self.assertEqual("".join(c for c in found if c in "B漢"), "B漢" * 20)
+
+    # -- keys
+
+    def test_chords_reach_the_application_with_their_modifiers(self):
+        cases = [("ctrl+shift+t", "T", CONTROL | SHIFT), ("alt+left", "Left", ALT), ("shift+left", "Left", SHIFT),
+                 ("cmd+k", "k", SUPER), ("fn+home", "Home", 0), ("ctrl+?", "question", CONTROL),
+                 ("pagedown", "Page_Down", 0), ("esc", "Escape", 0), ("ctrl+z", "z", CONTROL)]
+        for layout in ("us", "de", "fr"):
+            self.layout(layout)
+            for token, name, state in cases:
+                with self.subTest(layout=layout, token=token):
+                    self.target.clear()
+                    self.send(keys=[token])
+                    event = self.target.wait_for_event(lambda e: e["event"] == "press" and e["name"] == name)
+                    self.assertEqual(event["state"] & (CONTROL | ALT | SUPER | state), state, event)
+                    self.target.wait_for_event(lambda e: e["event"] == "release" and e["keycode"] == event["keycode"])
+
+    # -- the keyboard afterwards
+
+    def test_the_keyboard_is_as_it_was_afterwards(self):
+        before = self.keyboard_map()
+        self.send(text=MIXED)
+        self.assert_typed(MIXED)
+        wait_for(lambda: not self.note(), 20, "the keyboard to be given back")
+        self.assertEqual(self.keyboard_map(), before)
+
+    def test_a_layout_set_while_keys_are_borrowed_is_left_alone(self):
+        self.layout("de")
+        before = self.keyboard_map()
+        self.layout("us")
+        self.send(text="漢字仮名")
+        self.layout("de")
+        wait_for(lambda: not self.note(), 20, "the keyboard to be given back")
+        self.assertEqual(self.keyboard_map(), before)
+
+    def test_the_next_agent_tidies_up_after_one_that_was_killed(self):
+        before = self.keyboard_map()
+        victim = Agent(self.desktop.start, self._fresh_directory())
+        def type_until_killed():
+            try:
+                victim.request("POST", "/keystrokes", {"text": "漢字€" * 100, "delay_ms": 100}, timeout=60)
+            except AgentError:
+                pass
+        sender = threading.Thread(target=type_until_killed)
+        sender.start()
+        wait_for(lambda: len(self.target.text()) > 2, 20, "some text")
+        self.target.wait_for_event(lambda e: e["event"] == "press")
+        victim.process.kill()
+        victim.process.wait()
+        sender.join()
+        self.assertNotEqual(self.keyboard_map(), before)
+        self.send(self.fresh_agent(), keys=["esc"])
+        wait_for(lambda: not self.note(), 20, "the note to be taken back")
+        self.assertEqual(self.keyboard_map(), before)
+        repeats = self.run_tool("xset", "q")
+        self.assertIn("auto repeating keys:  00ffffffdffffbbf", repeats)
+
+    def _fresh_directory(self):
+        path = os.path.join(self.desktop.directory, f"agent-{time.monotonic_ns()}")
+        os.mkdir(path, 0o700)
+        return path
+
+    def fresh_agent(self):
+        agent = Agent(self.desktop.start, self._fresh_directory())
+        self.addCleanup(self.desktop.stop, agent.process)
+        return agent
+
+    def test_a_server_that_stops_holds_up_nobody_for_good(self):
+        agent = self.fresh_agent()
+        self.send(agent, text="a")
+        os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
+        try:
+            answers = []
+            sender = threading.Thread(target=lambda: answers.append(agent.request(
+                "POST", "/keystrokes", {"keys": ["a"]}, timeout=50)))
+            sender.start()
+            self.assertEqual(agent.request("GET", "/health", timeout=5).status, 200)
+            sender.join()
+            self.assertEqual(answers[0].status, 200)
+        finally:
+            os.kill(self.desktop.x_server.pid, signal.SIGCONT)
+        self.target.clear()
+        self.send(agent, text="again é")
+        wait_for(lambda: self.target.text().endswith("again é"), 20, "the text")
+
+    # -- the mouse
+
+    def test_clicks_and_scrolls_land_on_the_pixel(self):
+        poster = self.desktop.start([POST_EVENTS], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(self.desktop.stop, poster)
+        with self.desktop.x() as display:
+            left, top, width, height = display.geometry(self.target.window)[:4]
+        x, y = left + width // 2, top + height - 20
+
+        def post(line):
+            poster.stdin.write(line + "\n")
+            poster.stdin.flush()
+            self.assertEqual(poster.stdout.readline(), "done\n")
+
+        for mapping in ("1 2 3 4 5", "3 2 1 5 4"):
+            with self.subTest(mapping=mapping):
+                self.run_tool("xmodmap", "-e", f"pointer = {mapping} 6 7 8 9 10")
+                try:
+                    post(f"click {x}.9 {y}.5")
+                    for kind in ("button-press", "button-release"):
+                        event = self.target.wait_for_event(lambda e, kind=kind: e["event"] == kind)
+                        self.assertEqual((event["button"], event["x"], event["y"]), (1, x, y))
+                    for steps, direction in (("1 0", "up"), ("-1 0", "down"), ("0 1", "left"), ("0 -1", "right")):
+                        post(f"scroll {x} {y} {steps}")
+                        event = self.target.wait_for_event(lambda e: e["event"] == "scroll")
+                        self.assertEqual((event["direction"], event["x"], event["y"]), (direction, x, y))
+                finally:
+                    self.run_tool("xmodmap", "-e", "pointer = default")
+
+
+class Activation(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.desktop = cls.enterClassContext(PrivateDesktop())
+        entries = os.path.join(cls.desktop.environment["XDG_DATA_HOME"], "applications")
+        os.makedirs(entries)
+        script = os.path.join(_HERE, "keyboard_app.py")
+        log = os.path.join(cls.desktop.directory, "launched")
+        for name, window_class, command in (
+                ("org.example.Typing", "keyboard_app.py", f"/bin/sh -c \"exec /usr/bin/python3 {script} entry > {log} < /dev/null\""),
+                ("org.example.Broken", "", "/bin/false"), ("org.example.Missing", "", "/no/such/program")):
+            with open(os.path.join(entries, name + ".desktop"), "w", encoding="utf-8") as file:
+                file.write(f"[Desktop Entry]\nType=Application\nName=T\nExec={command}\n"
+                           f"StartupWMClass={window_class}\n")
+        cls.agent = Agent(cls.desktop.start, cls.desktop.directory)
+
+    def send(self, **fields):
+        return self.agent.request("POST", "/keystrokes", {"keys": ["esc"], **fields}, timeout=60)
+
+    def active_class(self):
+        window = subprocess.run(["xdotool", "getactivewindow", "getwindowclassname"], env=self.desktop.environment,
+                                capture_output=True, text=True, check=False)
+        return window.stdout.strip()
+
+    def windows(self):
+        with self.desktop.x() as display:
+            return display.client_windows()
+
+    def test_a_running_application_comes_to_the_front_with_all_its_windows(self):
+        with GtkTarget(self.desktop) as target:
+            clock = self.desktop.start(["xterm"])
+            other = self.desktop.wait_for_window(clock)
+            self.desktop.activate(other)
+            for name in ("org.example.Typing", "org.example.Typing.desktop", "Keyboard_app.py"):
+                with self.subTest(name=name):
+                    self.desktop.activate(other)
+                    self.assertEqual(self.send(app_bundle_id=name).json()["app"], name)
+                    target.wait_for_event(lambda e: e["event"] == "press" and e["name"] == "Escape")
+            self.desktop.activate(target.window)
+            # The terminal identifiers mean the system's terminal emulator.
+            self.assertEqual(self.send(app_bundle_id="com.apple.Terminal").status, 200)
+            with self.desktop.x() as display:
+                self.assertEqual(display.active_window(), other)
+            self.desktop.stop(clock)
+
+    def test_an_application_that_is_not_running_is_launched_and_typed_into(self):
+        answer = self.send(app_bundle_id="org.example.Typing")
+        self.assertEqual(answer.status, 200, answer.body)
+        log = os.path.join(self.desktop.directory, "launched")
+
+        def text():
+            with open(log, encoding="utf-8") as file:
+                return file.read()
+        wait_for(lambda: '"name": "Escape"' in text(), 20, "the key to reach the launched application")
+        pid = int(subprocess.run(["xdotool", "getactivewindow", "getwindowpid"], env=self.desktop.environment,
+                                 capture_output=True, text=True, check=True).stdout)
+        os.kill(pid, signal.SIGKILL)
+        wait_for(lambda: not os.path.exists(f"/proc/{pid}"), 20, "the application to leave no zombie")
+        wait_for(lambda: not self.windows(), 20, "the window to go")
+
+    def test_what_cannot_be_launched_is_not_found(self):
+        for name in ("org.example.Nowhere", "../x", "org.example.Broken", "org.example.Missing"):
+            with self.subTest(name=name):
+                answer = self.send(app_bundle_id=name)
+                self.assertEqual((answer.status, answer.json()), (404, {"error": "app_not_found", "bundle_id": name}))
+
+
+if __name__ == "__main__":
+    exit_on_signals()
+    unittest.main(verbosity=2)

@@ -1,0 +1,79 @@
+"""What the real-desktop tests share: a desktop with an agent on it, and ways to look at trees."""
+
+import hashlib
+import json
+import os
+import sys
+import unittest
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(ROOT / "tools/lib"))
+from agent import Agent, walk  # noqa: E402
+from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
+
+APPS = ROOT / "tests/desktop/apps"
+__all__ = ["APPS", "DesktopError", "DesktopTest", "element_id", "find", "main", "paths", "wait_for", "walk"]
+
+
+def element_id(pid, element, path):
+    """The id that an element of a process must have at an ordinal path."""
+    parts = (str(pid), element["role"], element.get("identifier", ""), element.get("label", ""), path)
+    return hashlib.sha256("|".join(parts).encode()).hexdigest()[:16]
+
+
+def paths(tree):
+    """Every element with its ordinal path."""
+    waiting = [(tree, "0")]
+    while waiting:
+        element, path = waiting.pop()
+        yield element, path
+        waiting.extend((child, f"{path}/{i}") for i, child in enumerate(element.get("children", [])))
+
+
+def find(tree, **attributes):
+    """The first element with these fields, or None."""
+    return next((element for element in walk(tree)
+                 if all(element.get(name) == value for name, value in attributes.items())), None)
+
+
+class DesktopTest(unittest.TestCase):
+    """Each test has a desktop and an agent of its own, so that it may break them."""
+
+    def setUp(self):
+        self.desktop = self.enterContext(PrivateDesktop())
+        self.agent = Agent(self.desktop.start, self.desktop.directory)
+
+    def start_known_widgets(self, title="Known widgets"):
+        report = os.path.join(self.desktop.directory, title + ".json")
+        process = self.desktop.start(["/usr/bin/python3", str(APPS / "known_widgets.py"), report, title])
+        process.window = self.desktop.wait_for_window(process)
+        wait_for(lambda: os.path.exists(report), 10, "the application's report")
+        process.report = report
+        return process
+
+    def tree(self, pid=None, **options):
+        answer = self.agent.tree(pid, **options)
+        self.assertEqual(answer.status, 200, answer.body[:500])
+        return answer.json()["tree"]
+
+    def wait_for_tree(self, pid, condition, what, seconds=15):
+        """Asks for a process's tree until it meets a condition, and gives it."""
+        def good():
+            answer = self.agent.tree(pid)
+            tree = answer.json().get("tree") if answer.status == 200 else None
+            return tree if tree and condition(tree) else None
+        return wait_for(good, seconds, what)
+
+    def known_tree(self, process):
+        return self.wait_for_tree(process.pid, lambda tree: find(tree, identifier="save-button"),
+                                  "the application's tree")
+
+    def read_report(self, process):
+        with open(process.report, encoding="utf-8") as file:
+            return json.load(file)
+
+
+def main():
+    exit_on_signals()
+    unittest.main(verbosity=2)

@@ -1,0 +1,88 @@
+"""Applications that answer with nonsense, loops and hierarchies without end."""
+
+import json
+import subprocess
+
+import support
+from support import DesktopTest, find, walk
+
+ROLE = b'"role":'
+PATIENCE = 30  # seconds for an answer; far above what the agent allows a request
+
+
+def levels(body):
+    """How deep the elements of a tree's JSON nest. Not a JSON parser: those give up on deep documents."""
+    deepest = depth = 0
+    for byte in body:
+        if byte == ord("["):
+            depth += 1
+            deepest = max(deepest, depth)
+        elif byte == ord("]"):
+            depth -= 1
+    return deepest + 1
+
+
+class Hostile(DesktopTest):
+    def start_hostile(self, kind):
+        process = self.desktop.start(["/usr/bin/python3", str(support.APPS / "hostile.py"), kind],
+                                     stdout=subprocess.PIPE)
+        self.assertEqual(process.stdout.readline(), b"ready\n", self.desktop.log())
+        return process
+
+    def ask(self, kind):
+        """The answer about an application of this kind, which leaves the agent as well as before."""
+        process = self.start_hostile(kind)
+        answer = self.agent.tree(process.pid, timeout=PATIENCE)
+        self.assertEqual(answer.status, 200, answer.body[:300])
+        self.assertIsNone(self.agent.process.poll())
+        self.assertEqual(self.agent.request("GET", "/health", timeout=5).status, 200)
+        with open(f"/proc/{self.agent.process.pid}/status", encoding="ascii") as file:
+            resident = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+        self.assertLess(resident, 1_000_000, "KiB of memory")
+        self.desktop.stop(process)
+        return answer
+
+    def test_an_ordinary_application_of_the_same_make_reads_whole(self):
+        tree = self.ask("ordinary").json()["tree"]
+        self.assertEqual([(e["role"], e["label"]) for e in walk(tree)],
+                         [("AXApplication", "node 0"), ("AXButton", "node 1"), ("AXButton", "node 2"),
+                          ("AXButton", "node 3")])
+
+    def test_loops_end(self):
+        for kind in ("loop", "itself"):
+            with self.subTest(kind):
+                body = self.ask(kind).body
+                self.assertGreater(body.count(ROLE), 1)
+                self.assertLess(body.count(ROLE), 100_000)
+
+    def test_depth_and_width_without_end_do_not_bring_the_agent_down(self):
+        for kind, least_levels in (("deep", 50), ("endless", 3)):
+            with self.subTest(kind):
+                body = self.ask(kind).body
+                self.assertGreater(levels(body), least_levels)
+        self.ask("very wide")
+
+    def test_only_the_first_thousand_children_are_read(self):
+        tree = self.ask("wide").json()["tree"]
+        self.assertEqual([child["label"] for child in tree["children"]], [f"node {n}" for n in range(1, 1001)])
+
+    def test_answers_of_the_wrong_type_count_as_absent(self):
+        for element in walk(self.ask("wrong types").json()["tree"]):
+            self.assertNotIn("label", element)
+            self.assertNotIn("enabled", element)
+
+    def test_texts_of_any_kind_stay_valid_json(self):
+        tree = self.ask("bad text").json()["tree"]
+        self.assertEqual(tree["label"], "quote \" backslash \\ control \x01 \x7f line \u2028 emoji \U0001F600")
+        json.loads(self.ask("huge text").body)
+
+    def test_objects_that_do_not_answer_or_do_not_exist_hold_nothing_up(self):
+        for kind in ("silent", "strangers"):
+            with self.subTest(kind):
+                self.assertEqual(self.ask(kind).json()["tree"]["role"], "AXApplication")
+        app = self.start_known_widgets()
+        self.assertIsNotNone(find(self.known_tree(app), identifier="save-button"))
+
+
+if __name__ == "__main__":
+    support.main()

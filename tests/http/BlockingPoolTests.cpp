@@ -1,0 +1,87 @@
+#include <gmock/gmock.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
+#include <future>
+#include <latch>
+
+#include "http/BlockingPool.h"
+
+namespace varkel {
+namespace {
+
+/// Runs a task to its end on this thread.
+template <class T>
+T runTask(Task<T> task) {
+    boost::asio::io_context context(1);
+    auto result = boost::asio::co_spawn(context, std::move(task), boost::asio::use_future);
+    context.run();
+    return result.get();
+}
+
+TEST(BlockingPool, RunsElsewhereAndResumesAtHome) {
+    BlockingPool pool;
+    EXPECT_EQ(pool.threadCount(), 0U);
+    const auto task = [&]() -> Task<bool> {
+        const auto home = std::this_thread::get_id();
+        auto where = [] { return std::this_thread::get_id(); };
+        const auto there = co_await runBlocking(where, pool);
+        co_return there != home&& std::this_thread::get_id() == home;
+    };
+    EXPECT_TRUE(runTask(task()));
+    EXPECT_EQ(pool.threadCount(), 1U);
+    EXPECT_TRUE(runTask(task()));
+}
+
+TEST(BlockingPool, PassesExceptionsOn) {
+    const auto task = []() -> Task<void> {
+        auto raise = [] { throw std::domain_error("from the pool"); };
+        co_await runBlocking(raise);
+    };
+    EXPECT_THROW(runTask(task()), std::domain_error);
+}
+
+TEST(BlockingPool, GrowsWithTheWorkUpToItsLimit) {
+    std::latch threeRun(3);
+    std::promise<void> release;
+    const auto released = release.get_future().share();
+    std::atomic<int> done = 0;
+    BlockingPool pool(3);
+    for (int i = 0; i < 3; ++i) {
+        pool.submit([&] {
+            threeRun.count_down();
+            released.wait();
+            ++done;
+        });
+    }
+    threeRun.wait();
+    for (int i = 0; i < 5; ++i) pool.submit([&] { ++done; });
+    EXPECT_EQ(pool.threadCount(), 3U);
+    EXPECT_EQ(done, 0);
+    release.set_value();
+    const auto task = [&]() -> Task<void> {
+        auto nothing = [] {};
+        co_await runBlocking(nothing, pool);
+    };
+    runTask(task());
+    EXPECT_EQ(pool.threadCount(), 3U);
+}
+
+TEST(BlockingPool, DoesWhatIsQueuedBeforeItEnds) {
+    std::atomic<int> done = 0;
+    {
+        BlockingPool pool(2);
+        for (int i = 0; i < 50; ++i) pool.submit([&] { ++done; });
+    }
+    EXPECT_EQ(done, 50);
+}
+
+TEST(BlockingPool, SleepsAtLeastAsLongAsAsked) {
+    const auto before = std::chrono::steady_clock::now();
+    runTask(sleepFor(std::chrono::milliseconds(20)));
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(20));
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,268 @@
+#include <gmock/gmock.h>
+
+#include "http/HTTPParser.h"
+
+namespace varkel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+
+constexpr std::size_t mebibyte = 1'048'576;
+
+ReceiveBuffer bufferOf(std::string_view bytes) {
+    ReceiveBuffer buffer;
+    buffer.append(bytes);
+    return buffer;
+}
+
+HTTPRequest parsed(std::string_view bytes) {
+    ReceiveBuffer buffer = bufferOf(bytes);
+    auto request = parseRequest(buffer);
+    if (!request) throw std::runtime_error("no request");
+    return std::move(*request);
+}
+
+TEST(HTTPParser, ReadsTheRequestLineAsItIs) {
+    struct Case {
+        std::string head, method, path;
+    };
+    const std::vector<Case> cases{
+        {"GET /health HTTP/1.1", "GET", "/health"},
+        {"get /Health?a=b c d", "get", "/Health?a=b"},
+        {"GET  /health HTTP/1.1", "GET", ""},
+        {"GET /health", "GET", "/health"},
+        {" /health", "", "/health"},
+        {"\nGET /x", "\nGET", "/x"},
+    };
+    for (const Case& c : cases) {
+        const HTTPRequest request = parsed(c.head + "\r\n\r\n");
+        EXPECT_EQ(request.method, c.method) << c.head;
+        EXPECT_EQ(request.path, c.path) << c.head;
+        EXPECT_THAT(request.headers, IsEmpty()) << c.head;
+    }
+}
+
+TEST(HTTPParser, TrimsHeadersAndLowerCasesTheirNames) {
+    struct Case {
+        std::string line, name, value;
+    };
+    const std::vector<Case> cases{
+        {"X-Varkel-Token:abc", "x-varkel-token", "abc"},
+        {" \t X-Varkel-Token \t: \t abc def \t", "x-varkel-token", "abc def"},
+        {"Date: 10:20:30", "date", "10:20:30"},
+        {":v", "", "v"},
+        {"n:", "n", ""},
+        {"\u00A0\u3000N\u2009:\u202Fv\u205F", "n", "v"},
+        {"n:\nv\n", "n", "\nv\n"},
+        {"n:\u200Bv", "n", "\u200Bv"},
+        {"\u00C4\u0130-X: \u00C4", "\u00E4i\u0307-x", "\u00C4"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_THAT(parsed("GET / x\r\n" + c.line + "\r\n\r\n").headers, ElementsAre(Pair(c.name, c.value)))
+            << c.line;
+    }
+    EXPECT_THAT(parsed("G /\r\nA: 1\r\nno colon\r\na: 2\r\nB: 3\r\n\r\n").headers,
+                ElementsAre(Pair("a", "2"), Pair("b", "3")));
+}
+
+TEST(HTTPParser, RefusesHeadsThatCannotBeRead) {
+    const std::vector<std::string> heads{
+        "",
+        "GET",
+        "GET /\xFF",
+        "GET /\r\nx: \xC0\xAF",
+        "GET /\r\nx: \xED\xA0\x80",
+        "GET /\r\nx: \xE2\x82",
+        "GET /\r\nContent-Length: -1",
+        "GET /\r\nContent-Length: 9223372036854775808",
+        "GET /\r\nContent-Length: +99999999999999999999999",
+    };
+    for (const std::string& head : heads) {
+        ReceiveBuffer buffer = bufferOf(head + "\r\n\r\n");
+        try {
+            parseRequest(buffer);
+            ADD_FAILURE() << "accepted: " << head;
+        } catch (const HTTPError& error) {
+            EXPECT_EQ(error.errorCase(), HTTPError::Case::invalidRequest);
+        }
+    }
+}
+
+TEST(HTTPParser, ReadsTheBodyLength) {
+    struct Case {
+        std::string value, body, rest;
+    };
+    const std::vector<Case> cases{
+        {"3", "abc", "de"},   {"+3", "abc", "de"},  {"003", "abc", "de"}, {" 3 ", "abc", "de"},
+        {"0", "", "abcde"},   {"-0", "", "abcde"},  {"", "", "abcde"},    {"3x", "", "abcde"},
+        {"0x3", "", "abcde"}, {"3.0", "", "abcde"}, {"+", "", "abcde"},   {"+-3", "", "abcde"},
+        {"3 3", "", "abcde"}, {"5", "abcde", ""},
+    };
+    for (const Case& c : cases) {
+        ReceiveBuffer buffer = bufferOf("P /\r\nContent-Length:" + c.value + "\r\n\r\nabcde");
+        const auto request = parseRequest(buffer);
+        ASSERT_TRUE(request) << c.value;
+        EXPECT_EQ(request->body, c.body) << c.value;
+        EXPECT_EQ(buffer.bytes(), c.rest) << c.value;
+    }
+}
+
+TEST(HTTPParser, YieldsTheSameRequestsHoweverTheBytesAreSplit) {
+    const std::string bytes =
+        "POST /a HTTP/1.1\r\nContent-Length: 5\r\n\r\nhe\r\n\r"
+        "GET /b HTTP/1.1\r\nX: 1\r\n\r\n"
+        "POST /c HTTP/1.1\r\nContent-Length: 1\r\n\r\n\nrest";
+    for (std::size_t piece = 1; piece <= bytes.size(); ++piece) {
+        ReceiveBuffer buffer;
+        std::vector<std::pair<std::string, std::string>> got;
+        for (std::size_t at = 0; at < bytes.size(); at += piece) {
+            buffer.append(std::string_view(bytes).substr(at, piece));
+            while (auto request = parseRequest(buffer)) got.emplace_back(request->path, request->body);
+        }
+        EXPECT_THAT(got, ElementsAre(Pair("/a", "he\r\n\r"), Pair("/b", ""), Pair("/c", "\n"))) << piece;
+        EXPECT_EQ(buffer.bytes(), "rest") << piece;
+    }
+}
+
+TEST(HTTPParser, WaitsForTheWholeBody) {
+    ReceiveBuffer buffer = bufferOf("POST / x\r\nContent-Length: 5\r\n\r\nabc");
+    EXPECT_FALSE(parseRequest(buffer));
+    EXPECT_FALSE(parseRequest(buffer));
+    buffer.append("deGET");
+    EXPECT_EQ(parseRequest(buffer)->body, "abcde");
+    EXPECT_EQ(buffer.bytes(), "GET");
+}
+
+TEST(HTTPParser, LimitsAHeadWithoutAnEnd) {
+    ReceiveBuffer buffer = bufferOf(std::string(mebibyte, 'x'));
+    EXPECT_FALSE(parseRequest(buffer));
+    EXPECT_EQ(buffer.bytes().size(), mebibyte);
+    buffer.append("x");
+    EXPECT_THROW(parseRequest(buffer), HTTPError);
+
+    ReceiveBuffer lineFeeds = bufferOf("GET / HTTP/1.1\nHost: x\n\n");
+    EXPECT_FALSE(parseRequest(lineFeeds));
+
+    // The end counts when it is there, even when it came with the byte that would have been too many.
+    ReceiveBuffer ended = bufferOf("GET /" + std::string(mebibyte, 'x'));
+    ended.append("\r\n\r\n");
+    EXPECT_EQ(parseRequest(ended)->path.size(), mebibyte + 1);
+}
+
+TEST(HTTPParser, LooksAtEveryByteOfASlowHeadOnce) {
+    std::string head = "GET / HTTP/1.1\r\n";
+    while (head.size() < mebibyte - 100) head += "header-line: \r\r\n";
+    head += "\r\n";
+    ReceiveBuffer buffer;
+    std::optional<HTTPRequest> request;
+    std::size_t pieces = 0;
+    for (std::size_t at = 0; at < head.size(); at += 64, ++pieces) {
+        EXPECT_FALSE(request);
+        buffer.append(std::string_view(head).substr(at, 64));
+        request = parseRequest(buffer);
+    }
+    ASSERT_TRUE(request);
+    // Three bytes are looked at again for each piece: they may be the start of an end.
+    EXPECT_LE(buffer.examinedBytes(), head.size() + 3 * pieces);
+    EXPECT_GE(buffer.examinedBytes(), head.size());
+}
+
+TEST(HTTPParser, LooksForTheNextHeadFromItsStart) {
+    ReceiveBuffer buffer = bufferOf("GET /first-and-quite-long HTTP/1.1\r\n\r\nG /\r\n\r\n");
+    EXPECT_EQ(parseRequest(buffer)->path, "/first-and-quite-long");
+    EXPECT_EQ(parseRequest(buffer)->path, "/");
+    EXPECT_EQ(buffer.examinedBytes(), 38U + 7U);
+}
+
+TEST(HTTPParser, ReservesForWhatArrivedAndNotForWhatWasAnnounced) {
+    ReceiveBuffer buffer = bufferOf("POST / x\r\nContent-Length: 4611686018427387904\r\n\r\nabc");
+    EXPECT_FALSE(parseRequest(buffer));
+    buffer.append(std::string(100'000, 'x'));
+    EXPECT_FALSE(parseRequest(buffer));
+    EXPECT_TRUE(buffer.awaitsBody());
+    EXPECT_TRUE(buffer.bytes().empty());
+}
+
+TEST(HTTPParser, HoldsALargeBodyOnce) {
+    constexpr std::size_t size = 8 * mebibyte;
+    const std::string piece(65'536, 'b');
+    ReceiveBuffer buffer = bufferOf("POST / x\r\nContent-Length: " + std::to_string(size) + "\r\n\r\n");
+    std::optional<HTTPRequest> request;
+    for (std::size_t at = 0; at < size; at += piece.size()) {
+        EXPECT_FALSE(request = parseRequest(buffer));
+        buffer.append(piece);
+        EXPECT_LE(buffer.capacity(), piece.size());
+    }
+    request = parseRequest(buffer);
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->body.size(), size);
+    // The last growth may round up; twice the size would be a second copy's worth.
+    EXPECT_LE(request->body.capacity(), size + size / 2);
+}
+
+TEST(HTTPParser, ReadsOffABodyThatIsNotWanted) {
+    const BodyDecision decide = [](const HTTPRequest& head) {
+        return head.header("keep") ? BodyHandling::keep : BodyHandling::discard;
+    };
+    ReceiveBuffer buffer = bufferOf("P /1\r\nContent-Length: 5\r\n\r\nab");
+    EXPECT_FALSE(parseRequest(buffer, decide));
+    buffer.append("cdeP /2\r\nkeep: 1\r\nContent-Length: 2\r\n\r\nfg");
+    const auto discarded = parseRequest(buffer, decide);
+    ASSERT_TRUE(discarded);
+    EXPECT_EQ(discarded->body, "");
+    EXPECT_EQ(parseRequest(buffer, decide)->body, "fg");
+}
+
+TEST(HTTPParser, GivesMemoryBackWhenNothingWaits) {
+    ReceiveBuffer buffer = bufferOf("GET /" + std::string(500'000, 'x') + " y\r\n\r\n");
+    ASSERT_TRUE(parseRequest(buffer));
+    EXPECT_LE(buffer.capacity(), 4'096U);
+}
+
+TEST(HTTPParser, SerializesResponses) {
+    struct Case {
+        int status;
+        HTTPHeaders headers;
+        std::string bytes;
+    };
+    const std::vector<Case> cases{
+        {200, {}, "HTTP/1.1 200 OK\r\nConnection: keep-alive\r\nContent-Length: 4\r\n\r\nbody"},
+        {403,
+         {{"A", "b"}},
+         "HTTP/1.1 403 Unknown\r\nA: b\r\nConnection: keep-alive\r\nContent-Length: 4\r\n\r\nbody"},
+        {404,
+         {{"cOnNeCtIoN", "close"}},
+         "HTTP/1.1 404 Not Found\r\ncOnNeCtIoN: close\r\nContent-Length: 4\r\n\r\nbody"},
+        {500,
+         {{"CONTENT-LENGTH", "4"}},
+         "HTTP/1.1 500 Internal Server Error\r\nCONTENT-LENGTH: 4\r\nConnection: keep-alive\r\n\r\nbody"},
+    };
+    for (const Case& c : cases) {
+        const HTTPResponse response{c.status, c.headers, std::make_shared<const std::string>("body")};
+        EXPECT_EQ(serializeResponse(response), c.bytes);
+    }
+    EXPECT_EQ(serializeResponse(HTTPResponse{}),
+              "HTTP/1.1 200 OK\r\nConnection: keep-alive\r\nContent-Length: 0\r\n\r\n");
+}
+
+TEST(HTTPParser, NamesTheStatuses) {
+    const std::map<int, std::string> names{
+        {200, "OK"},
+        {201, "Created"},
+        {400, "Bad Request"},
+        {401, "Unauthorized"},
+        {404, "Not Found"},
+        {405, "Method Not Allowed"},
+        {500, "Internal Server Error"},
+        {402, "Unknown"},
+        {403, "Unknown"},
+        {504, "Unknown"},
+        {-1, "Unknown"},
+    };
+    for (const auto& [status, name] : names) EXPECT_EQ(statusText(status), name);
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,292 @@
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/json.hpp>
+#include <future>
+#include <thread>
+
+#include "http/BlockingPool.h"
+#include "http/HTTPServer.h"
+#include "http/JSONResponse.h"
+#include "support/Deadline.h"
+#include "support/RawClient.h"
+
+namespace varkel {
+namespace {
+
+using test::eventually;
+using test::RawClient;
+using test::RawResponse;
+
+constexpr const char* token = "Right-Token";
+constexpr const char* health = "GET /health HTTP/1.1\r\n\r\n";
+
+Task<HTTPResponse> echo(HTTPRequest request) {
+    co_return jsonTextResponse(200, std::move(request.body));
+}
+
+std::string post(std::string_view path, std::string_view body, std::string_view headers = "") {
+    return "POST " + std::string(path) + " HTTP/1.1\r\nX-VARKEL-token: " + token +
+           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" + std::string(headers) + "\r\n" +
+           std::string(body);
+}
+
+template <class Error>
+RouteHandler raises(Error error) {
+    return [error](HTTPRequest) -> Task<HTTPResponse> {
+        throw error;
+        co_return HTTPResponse{};
+    };
+}
+
+/// A server on a free port with the routes that a test adds, between start() and the test's end.
+class HTTPServerTest : public testing::Test {
+  protected:
+    ~HTTPServerTest() override {
+        server.cancel();
+        if (starter.joinable()) starter.join();
+    }
+
+    void start() {
+        server.registerRoute("POST", "/echo", echo);
+        starter = std::thread([this] {
+            boost::asio::co_spawn(context, server.start(), boost::asio::detached);
+            context.run();
+        });
+        ASSERT_TRUE(eventually([this] { return server.listeningPort() != 0; }));
+    }
+
+    RawClient client() { return RawClient(server.listeningPort()); }
+
+    boost::asio::io_context context{1};
+    HTTPServer server{0, token};
+    std::thread starter;
+};
+
+TEST_F(HTTPServerTest, AnswersInTheOrderOfItsTests) {
+    server.registerRoute("POST", "/plain", raises(std::runtime_error("the reason")));
+    server.registerRoute("POST", "/number", raises(7));
+    server.registerRoute("POST", "/unprintable", raises(std::runtime_error("\xFF")));
+    using Case = HTTPError::Case;
+    for (const auto errorCase : {Case::invalidRequest, Case::notFound, Case::methodNotAllowed,
+                                 Case::badRequest, Case::unauthorized}) {
+        server.registerRoute("POST", std::string("/") + HTTPError::caseName(errorCase),
+                             raises(HTTPError(errorCase)));
+    }
+    server.registerRoute("POST", "/twice", echo);
+    server.registerRoute("POST", "/twice", raises(std::runtime_error("second")));
+    start();
+
+    struct Expectation {
+        std::string request, status, body;
+    };
+    const std::string unauthorized = R"({"error":"unauthorized"})";
+    const std::string notFound = R"({"error":"not_found"})";
+    const std::string withToken = "\r\nx-varkel-token:" + std::string(token) + "\r\n\r\n";
+    const std::vector<Expectation> cases{
+        {health, "200 OK", R"({"ok":true,"version":"0.2.0"})"},
+        {"GET /health HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc", "200 OK",
+         R"({"ok":true,"version":"0.2.0"})"},
+        {"POST /health HTTP/1.1\r\n\r\n", "401 Unauthorized", unauthorized},
+        {"GET /health/ HTTP/1.1\r\n\r\n", "401 Unauthorized", unauthorized},
+        {"GET /health?x HTTP/1.1\r\nx-varkel-token: right-token\r\n\r\n", "401 Unauthorized", unauthorized},
+        {"GET /echo HTTP/1.1\r\nx-varkel-token: Right-Token2\r\n\r\n", "401 Unauthorized", unauthorized},
+        {"GET /echo HTTP/1.1\r\nx-varkel-token:\r\n\r\n", "401 Unauthorized", unauthorized},
+        {"POST /health x" + withToken, "404 Not Found", notFound},
+        {"GET /health? x" + withToken, "404 Not Found", notFound},
+        {"GET /echo x" + withToken, "404 Not Found", notFound},
+        {"post /echo x" + withToken, "404 Not Found", notFound},
+        {post("/echo", R"({"a":1})"), "200 OK", R"({"a":1})"},
+        {post("/twice", "1"), "200 OK", "1"},
+        {post("/echo?", "1"), "404 Not Found", notFound},
+        {post("/plain", ""), "500 Internal Server Error",
+         R"({"error":"internal_error","message":"the reason"})"},
+        {post("/number", ""), "500 Internal Server Error",
+         R"({"error":"internal_error","message":"unknown error"})"},
+        {post("/unprintable", ""), "500 Internal Server Error", R"({"error": "json_serialization_failed"})"},
+        {post("/invalidRequest", ""), "500 Internal Server Error", R"({"error":"internal_error"})"},
+        {post("/notFound", ""), "404 Not Found", notFound},
+        {post("/methodNotAllowed", ""), "405 Method Not Allowed", R"({"error":"method_not_allowed"})"},
+        {post("/badRequest", ""), "400 Bad Request", R"({"error":"bad_request"})"},
+        {post("/unauthorized", ""), "401 Unauthorized", unauthorized},
+    };
+    // All on one connection: none of them closes it.
+    RawClient connection = client();
+    for (const Expectation& c : cases) {
+        const RawResponse response = connection.request(c.request);
+        EXPECT_EQ(response.statusLine, "HTTP/1.1 " + c.status) << c.request;
+        EXPECT_EQ(response.body, c.body) << c.request;
+        EXPECT_EQ(response.headers.at("Content-Type"), "application/json");
+        EXPECT_EQ(response.headers.at("Connection"), "keep-alive");
+    }
+    EXPECT_EQ(server.getRejectionCount(), 5);
+    EXPECT_EQ(server.registeredRouteCount(), 11U);
+}
+
+TEST(HTTPServer, VerifiesTheWholeToken) {
+    HTTPServer server(0, "abc");
+    const std::vector<std::pair<std::string, bool>> cases{{"abc", true},
+                                                          {"ab", false},
+                                                          {"abcd", false},
+                                                          {"", false},
+                                                          {"ABC", false},
+                                                          {"abd", false},
+                                                          {std::string("abc\0", 4), false}};
+    for (const auto& [value, right] : cases) {
+        EXPECT_EQ(server.verifyToken({"GET", "/", {{"x-varkel-token", value}}, ""}), right) << value;
+    }
+    EXPECT_FALSE(server.verifyToken({"GET", "/", {}, ""}));
+    EXPECT_FALSE(server.verifyToken({"GET", "/", {{"token", "abc"}}, ""}));
+}
+
+TEST_F(HTTPServerTest, AnswersPipelinedRequestsInOrder) {
+    start();
+    RawClient connection = client();
+    std::string requests;
+    for (int i = 0; i < 300; ++i) requests += post("/echo", std::to_string(i)) + health;
+    connection.send(requests);
+    for (int i = 0; i < 300; ++i) {
+        EXPECT_EQ(connection.receive().value().body, std::to_string(i));
+        EXPECT_EQ(connection.receive().value().body, R"({"ok":true,"version":"0.2.0"})");
+    }
+}
+
+TEST_F(HTTPServerTest, EndsConnectionsWhenItShould) {
+    start();
+    // A request that asks for it, in any case; what follows it is not answered.
+    for (const char* value : {"close", "CLOSE", " Close "}) {
+        RawClient connection = client();
+        connection.send("GET /health x\r\nConnection:" + std::string(value) + "\r\n\r\n" + health);
+        EXPECT_EQ(connection.receive().value().statusLine, "HTTP/1.1 200 OK");
+        EXPECT_EQ(connection.receiveRest(), "") << value;
+    }
+    // An invalid head: without an answer.
+    for (const std::string bytes :
+         {"GET\r\n\r\n", "GET /\xFF x\r\n\r\n", "P /\r\nContent-Length: -4\r\n\r\n"}) {
+        RawClient connection = client();
+        connection.send(bytes);
+        EXPECT_EQ(connection.receiveRest(), "") << bytes;
+    }
+    RawClient endless = client();
+    try {
+        endless.send(std::string(1'200'000, 'x'));
+    } catch (const std::system_error&) {
+        // The server may have closed before all was sent.
+    }
+    EXPECT_EQ(endless.receiveRest(), "");
+    // A peer that finishes within a request.
+    RawClient cut = client();
+    cut.send("GET /heal");
+    cut.finishSending();
+    EXPECT_EQ(cut.receiveRest(), "");
+}
+
+TEST_F(HTTPServerTest, AnswersAPeerThatHasFinishedSending) {
+    start();
+    for (const std::string& bytes : {std::string(health), post("/echo", std::string(300'000, 'x'))}) {
+        RawClient connection = client();
+        connection.send(bytes);
+        connection.finishSending();
+        EXPECT_EQ(connection.receive().value().statusLine, "HTTP/1.1 200 OK");
+        EXPECT_EQ(connection.receiveRest(), "");
+    }
+}
+
+TEST_F(HTTPServerTest, ReceivesRequestsInSmallPieces) {
+    start();
+    RawClient connection = client();
+    for (const char byte : post("/echo", "piecemeal")) {
+        connection.send(std::string_view(&byte, 1));
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(connection.receive().value().body, "piecemeal");
+}
+
+TEST_F(HTTPServerTest, MovesLargeBodiesBothWays) {
+    start();
+    RawClient connection = client();
+    std::string body;
+    body.resize(20'000'000, 'x');
+    for (std::size_t i = 0; i < body.size(); i += 977) body[i] = static_cast<char>('a' + i % 26);
+    EXPECT_EQ(connection.request(post("/echo", body)).body, body);
+    EXPECT_EQ(connection.request(health).statusLine, "HTTP/1.1 200 OK");
+}
+
+TEST_F(HTTPServerTest, ReadsOffTheBodyOfACallerWithoutTheToken) {
+    std::atomic<int> calls = 0;
+    server.registerRoute("POST", "/count", [&](HTTPRequest request) -> Task<HTTPResponse> {
+        ++calls;
+        return echo(std::move(request));
+    });
+    start();
+    RawClient connection = client();
+    connection.send("POST /count x\r\nContent-Length: 3000000\r\n\r\n");
+    connection.send(std::string(2'999'999, 'x'));
+    EXPECT_TRUE(connection.isQuiet());
+    EXPECT_EQ(connection.request("x").statusLine, "HTTP/1.1 401 Unauthorized");
+    EXPECT_EQ(connection.request(health).statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(calls, 0);
+}
+
+TEST_F(HTTPServerTest, GoesOnWhileOneHandlerWaitsAndOneClientDoesNotRead) {
+    const auto large = std::make_shared<const std::string>(30'000'000, 'x');
+    server.registerRoute("POST", "/large",
+                         [&](HTTPRequest) -> Task<HTTPResponse> { co_return jsonTextResponse(200, large); });
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    server.registerRoute("POST", "/wait", [&](HTTPRequest) -> Task<HTTPResponse> {
+        auto wait = [released] { released.wait(); };
+        co_await runBlocking(wait);
+        co_return jsonTextResponse(200, std::string("late"));
+    });
+    start();
+    // More of each than there are I/O threads.
+    std::vector<RawClient> waiting, unread;
+    for (int i = 0; i < 4; ++i) {
+        waiting.push_back(client());
+        waiting.back().send(post("/wait", ""));
+        unread.push_back(client());
+        unread.back().send(post("/large", ""));
+    }
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(client().request(health).statusLine, "HTTP/1.1 200 OK");
+    for (RawClient& connection : waiting) EXPECT_TRUE(connection.isQuiet());
+    release.set_value();
+    for (RawClient& connection : waiting) EXPECT_EQ(connection.receive().value().body, "late");
+    for (RawClient& connection : unread) EXPECT_EQ(connection.receive().value().body, *large);
+}
+
+TEST_F(HTTPServerTest, KeepsIdleConnections) {
+    start();
+    std::vector<RawClient> idle;
+    idle.reserve(200);
+    for (int i = 0; i < 200; ++i) idle.push_back(client());
+    for (int round = 0; round < 2; ++round) {
+        for (RawClient& connection : idle)
+            EXPECT_EQ(connection.request(health).statusLine, "HTTP/1.1 200 OK");
+    }
+}
+
+TEST_F(HTTPServerTest, StaysUpWithoutAPort) {
+    start();
+    boost::asio::io_context other(1);
+    HTTPServer second(server.listeningPort(), token);
+    std::atomic<bool> returned = false;
+    boost::asio::co_spawn(other, second.start(), [&](const std::exception_ptr& error) {
+        EXPECT_FALSE(error);
+        returned = true;
+    });
+    testing::internal::CaptureStdout();
+    other.poll();
+    EXPECT_THAT(testing::internal::GetCapturedStdout(), testing::StartsWith("Server failed: "));
+    EXPECT_EQ(second.listeningPort(), 0);
+    EXPECT_FALSE(returned);
+    second.cancel();
+    other.run();
+    EXPECT_TRUE(returned);
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "keys/Graphemes.h"
+#include "keys/KeyMap.h"
+
+namespace varkel {
+namespace {
+
+constexpr std::uint64_t shift = 0x20000;
+
+std::ostream& show(std::ostream& out, const std::optional<KeyPress>& press) {
+    if (!press) return out << "nothing";
+    return out << press->keyCode << " with " << std::hex << press->flags << std::dec;
+}
+
+std::string shown(const std::optional<KeyPress>& press) {
+    std::ostringstream out;
+    show(out, press);
+    return out.str();
+}
+
+TEST(KeyMap, TypesEveryPrintableASCIICharacterWithTheKeyThatAUSKeyboardHasForIt) {
+    // By rows of the physical keyboard, which is not how the map is written.
+    struct Row {
+        std::string_view plain;
+        std::string_view shifted;
+        std::vector<std::uint16_t> keyCodes;
+    };
+    const Row rows[] = {
+        {"`1234567890-=", "~!@#$%^&*()_+", {50, 18, 19, 20, 21, 23, 22, 26, 28, 25, 29, 27, 24}},
+        {"qwertyuiop[]\\", "QWERTYUIOP{}|", {12, 13, 14, 15, 17, 16, 32, 34, 31, 35, 33, 30, 42}},
+        {"asdfghjkl;'", "ASDFGHJKL:\"", {0, 1, 2, 3, 5, 4, 38, 40, 37, 41, 39}},
+        {"zxcvbnm,./", "ZXCVBNM<>?", {6, 7, 8, 9, 11, 45, 46, 43, 47, 44}},
+    };
+    std::size_t count = 0;
+    for (const Row& row : rows) {
+        ASSERT_EQ(row.plain.size(), row.keyCodes.size());
+        ASSERT_EQ(row.shifted.size(), row.keyCodes.size());
+        for (std::size_t at = 0; at < row.keyCodes.size(); ++at, count += 2) {
+            EXPECT_EQ(keyCodeForCharacter(row.plain.substr(at, 1)), (KeyPress{row.keyCodes[at], 0}))
+                << row.plain[at];
+            EXPECT_EQ(keyCodeForCharacter(row.shifted.substr(at, 1)), (KeyPress{row.keyCodes[at], shift}))
+                << row.shifted[at];
+        }
+    }
+    EXPECT_EQ(count, 94U);
+    EXPECT_EQ(keyCodeForCharacter(" "), (KeyPress{49, 0}));
+    EXPECT_EQ(keyCodeForCharacter("\n"), (KeyPress{36, 0}));
+    EXPECT_EQ(keyCodeForCharacter("\r"), (KeyPress{36, 0}));
+}
+
+TEST(KeyMap, TakesOtherSpellingsOfACharacterForTheCharacter) {
+    EXPECT_EQ(keyCodeForCharacter("\u212A"), (KeyPress{40, shift}));  // Kelvin sign
+    EXPECT_EQ(keyCodeForCharacter("\u037E"), (KeyPress{41, 0}));      // Greek question mark
+    EXPECT_EQ(keyCodeForCharacter("\u1FEF"), (KeyPress{50, 0}));      // Greek varia
+}
+
+TEST(KeyMap, HasNoKeyForAnythingElse) {
+    for (const std::string_view character : {"", "\t", "\x1B", "\x7F", "\x01", "\r\n", "é", "e\u0301",
+                                             "a\u0308", "€", "ａ", "\u00A0", "😀", "ab", "\xFF", "\xC3"}) {
+        EXPECT_EQ(keyCodeForCharacter(character), std::nullopt) << character;
+    }
+    EXPECT_EQ(keyCodeForCharacter(std::string_view("\0", 1)), std::nullopt);
+}
+
+TEST(KeyMap, ReadsChords) {
+    struct Case {
+        std::string_view token;
+        std::optional<KeyPress> press;
+    };
+    const Case cases[] = {
+        {"Cmd+Shift+T", KeyPress{17, 0x120000}},
+        {"ctrl+c", KeyPress{8, 0x40000}},
+        {"opt+left", KeyPress{123, 0x80000}},
+        {"fn+delete", KeyPress{51, 0x800000}},
+        {"meta+alt+control+shift+fn+return", KeyPress{36, 0x9E0000}},
+        {"command+option+x", KeyPress{7, 0x180000}},
+        {"enter", KeyPress{36, 0}},
+        {"ESC", KeyPress{53, 0}},
+        {"escape", KeyPress{53, 0}},
+        {"tab", KeyPress{48, 0}},
+        {"space", KeyPress{49, 0}},
+        {"backspace", KeyPress{51, 0}},
+        {"fwd_delete", KeyPress{117, 0}},
+        {"up", KeyPress{126, 0}},
+        {"down", KeyPress{125, 0}},
+        {"right", KeyPress{124, 0}},
+        {"home", KeyPress{115, 0}},
+        {"end", KeyPress{119, 0}},
+        {"PageUp", KeyPress{116, 0}},
+        {"PageDown", KeyPress{121, 0}},
+        // Modifiers may follow the key; the last key counts; repeating changes nothing.
+        {"t+cmd", KeyPress{17, 0x100000}},
+        {"a+b", KeyPress{11, 0}},
+        {"left+a", KeyPress{0, 0}},
+        {"shift+shift+1", KeyPress{18, shift}},
+        // Empty parts do not count.
+        {"+cmd++a+", KeyPress{0, 0x100000}},
+        // A letter has lost its Shift to the lower case, punctuation keeps it.
+        {"cmd+A", KeyPress{0, 0x100000}},
+        {"cmd+?", KeyPress{44, 0x120000}},
+        {"\u212A", KeyPress{40, 0}},
+        {"\n", KeyPress{36, 0}},
+        {" ", KeyPress{49, 0}},
+        {"", std::nullopt},
+        {"+", std::nullopt},
+        {"cmd", std::nullopt},
+        {"cmd+shift", std::nullopt},
+        {"f5", std::nullopt},
+        {"cmd+pgup", std::nullopt},
+        {"cmd+é", std::nullopt},
+        {"cmd+nope", std::nullopt},
+        {" cmd+a", KeyPress{0, 0}},  // " cmd" is a key nobody has, and "a" replaces it
+        {"a+ cmd", std::nullopt},
+        {"cmd+\u0301a", std::nullopt},  // the plus sign carries an accent
+        {"\xFF\xFE", std::nullopt},
+    };
+    for (const Case& each : cases) {
+        EXPECT_EQ(tokenToKeyPress(each.token), each.press)
+            << each.token << " gave " << shown(tokenToKeyPress(each.token));
+    }
+}
+
+TEST(Graphemes, AreWhatAPersonCountsAsOneCharacter) {
+    struct Case {
+        std::string_view text;
+        std::vector<std::string_view> characters;
+    };
+    const Case cases[] = {
+        {"", {}},
+        {"ab", {"a", "b"}},
+        {"a\r\nb\n", {"a", "\r\n", "b", "\n"}},
+        {"e\u0301é", {"e\u0301", "é"}},
+        {"👨‍👩‍👧!", {"👨‍👩‍👧", "!"}},
+        {"🇩🇪🇫🇷", {"🇩🇪", "🇫🇷"}},
+        {"👍🏽", {"👍🏽"}},
+        {"한글", {"한", "글"}},
+    };
+    for (const Case& each : cases) EXPECT_EQ(graphemeClusters(each.text), each.characters) << each.text;
+}
+
+TEST(Graphemes, LoseNoByteOfATextThatIsNotUTF8) {
+    const std::string text = "a\xFF\xC3\xE2\x82z\x80";
+    std::string joined;
+    for (const std::string_view character : graphemeClusters(text)) joined += character;
+    EXPECT_EQ(joined, text);
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,87 @@
+#include <gmock/gmock.h>
+
+#include "main/CommandLine.h"
+
+namespace varkel {
+namespace {
+
+using Outcome = CommandLine::Outcome;
+
+CommandLine parse(const std::vector<std::string>& arguments) {
+    return parseCommandLine(arguments, Defaults{"env-token", "/default/file"});
+}
+
+TEST(CommandLine, EndsAtTheFirstArgumentThatEndsTheProgram) {
+    const std::vector<std::pair<std::vector<std::string>, Outcome>> cases{
+        {{}, Outcome::run},
+        {{"--help"}, Outcome::usage},
+        {{"-h", "--port"}, Outcome::usage},
+        {{"--port", "8080", "--help"}, Outcome::usage},
+        {{"--port", "abc", "--help"}, Outcome::usageError},
+        {{"--port"}, Outcome::usageError},
+        {{"--token"}, Outcome::usageError},
+        {{"--token-file"}, Outcome::usageError},
+        {{"--executable-path"}, Outcome::usageError},
+        {{"--port", "--help"}, Outcome::usageError},
+        {{"--token", "--help"}, Outcome::run},
+        {{"foo", "--Help"}, Outcome::run},
+    };
+    for (const auto& [arguments, outcome] : cases) {
+        EXPECT_EQ(parse(arguments).outcome, outcome) << testing::PrintToString(arguments);
+    }
+}
+
+TEST(CommandLine, ReadsPorts) {
+    const std::vector<std::pair<std::string, std::optional<std::int64_t>>> cases{
+        {"0", 0},     {"+80", 80},      {"-1", -1},
+        {"0080", 80}, {"70000", 70000}, {"9223372036854775807", INT64_MAX},
+        {"", {}},     {" 80", {}},      {"80 ", {}},
+        {"0x50", {}}, {"80.0", {}},     {"9223372036854775808", {}},
+        {"+", {}},    {"-", {}},        {"+-1", {}},
+        {"--1", {}},  {"1e3", {}},      {"-9223372036854775808", INT64_MIN},
+    };
+    for (const auto& [text, port] : cases) EXPECT_EQ(parseInteger(text), port) << text;
+}
+
+TEST(CommandLine, KeepsTheLastOfEachAndTheDefaultsOfTheRest) {
+    const CommandLine plain = parse({});
+    EXPECT_EQ(plain.port, 47824);
+    EXPECT_EQ(plain.token, "env-token");
+    EXPECT_EQ(plain.tokenFile, "/default/file");
+    EXPECT_EQ(plain.executablePath, std::nullopt);
+    EXPECT_TRUE(plain.prompt);
+    EXPECT_EQ(plain.command, std::nullopt);
+
+    const CommandLine full =
+        parse({"--port", "1", "install", "--token", " a ", "--no-prompt", "--token-file", "f",
+               "--executable-path", "e", "--token", "", "--port", "2", "--unknown"});
+    EXPECT_EQ(full.port, 2);
+    EXPECT_EQ(full.token, "");
+    EXPECT_EQ(full.tokenFile, "f");
+    EXPECT_EQ(full.executablePath, "e");
+    EXPECT_FALSE(full.prompt);
+    EXPECT_EQ(full.command, "--unknown");
+}
+
+TEST(CommandLine, TakesDefaultsFromTheEnvironment) {
+    const std::string suffix = "/Vault-Quellan/secrets/varkel/sidecar-token";
+    const std::vector<std::pair<Environment, Defaults>> cases{
+        {{{"HOME", "/home/a"}}, {"", "/home/a" + suffix}},
+        {{{"HOME", "/home/a//"}}, {"", "/home/a" + suffix}},
+        {{{"HOME", "/"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN", " t "}}, {" t ", suffix}},
+        {{{"HOME", "/h"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE", ""}}, {"", ""}},
+        {{{"HOME", "/h"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE", "x"}}, {"", "x"}},
+    };
+    for (const auto& [environment, defaults] : cases) {
+        EXPECT_EQ(makeDefaults(environment).token, defaults.token);
+        EXPECT_EQ(makeDefaults(environment).tokenFile, defaults.tokenFile);
+    }
+    // Without HOME the user database knows: some absolute path.
+    const std::string fromUser = makeDefaults({{"HOME", ""}}).tokenFile;
+    EXPECT_THAT(fromUser, testing::StartsWith("/"));
+    EXPECT_THAT(fromUser, testing::EndsWith(suffix));
+    EXPECT_GT(fromUser.size(), suffix.size());
+}
+
+}  // namespace
+}  // namespace varkel

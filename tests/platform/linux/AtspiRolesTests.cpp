@@ -1,0 +1,83 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/linux/AtspiRoles.h"
+
+namespace varkel {
+namespace {
+
+AtspiStates with(AtspiState state) {
+    return AtspiStates(std::uint64_t{1} << static_cast<unsigned>(state));
+}
+
+TEST(AXRole, FollowsTheNumbersThatApplicationsSend) {
+    // The numbers of the protocol, so that a role missing from the enumeration shifts these.
+    const struct {
+        std::uint32_t number;
+        const char* role;
+    } cases[] = {
+        {7, "AXCheckBox"},
+        {11, "AXPopUpButton"},
+        {16, "AXWindow"},
+        {23, "AXWindow"},
+        {27, "AXImage"},
+        {29, "AXStaticText"},
+        {31, "AXList"},
+        {33, "AXMenu"},
+        {34, "AXMenuBar"},
+        {35, "AXMenuItem"},
+        {37, "AXRadioButton"},
+        {38, "AXTabGroup"},
+        {39, "AXGroup"},
+        {40, "AXTextField"},
+        {43, "AXButton"},
+        {44, "AXRadioButton"},
+        {48, "AXScrollBar"},
+        {49, "AXScrollArea"},
+        {50, "AXSplitter"},
+        {51, "AXSlider"},
+        {52, "AXIncrementor"},
+        {53, "AXSplitGroup"},
+        {55, "AXTable"},
+        {56, "AXCell"},
+        {61, "AXTextField"},
+        {62, "AXCheckBox"},
+        {63, "AXToolbar"},
+        {65, "AXOutline"},
+        {67, "AXUnknown"},
+        {75, "AXApplication"},
+        {83, "AXHeading"},
+        {88, "AXLink"},
+        {90, "AXRow"},
+        {95, "AXWebArea"},
+        {116, "AXStaticText"},
+        {129, "AXMenuButton"},
+        {4'000'000'000, "AXUnknown"},
+    };
+    for (const auto& [number, role] : cases) {
+        EXPECT_STREQ(axRole(static_cast<AtspiRole>(number), AtspiStates()), role) << number;
+    }
+}
+
+TEST(AXRole, LooksAtTheStatesWhereTheRoleAloneDoesNotTell) {
+    EXPECT_STREQ(axRole(AtspiRole::text, with(AtspiState::multiLine)), "AXTextArea");
+    EXPECT_STREQ(axRole(AtspiRole::entry, with(AtspiState::editable)), "AXTextField");
+    EXPECT_STREQ(axRole(AtspiRole::comboBox, with(AtspiState::editable)), "AXComboBox");
+    for (std::uint32_t number = 0; number < 140; ++number) {
+        const auto role = static_cast<AtspiRole>(number);
+        const bool differs = axRole(role, AtspiStates(~std::uint64_t{0})) != std::string(axRole(role, {}));
+        EXPECT_EQ(differs, roleDependsOnStates(role)) << number;
+    }
+}
+
+TEST(TextBearing, LeavesPasswordFieldsOut) {
+    EXPECT_TRUE(isTextBearing(AtspiRole::text));
+    EXPECT_TRUE(isTextBearing(AtspiRole::label));
+    EXPECT_FALSE(isTextBearing(AtspiRole::passwordText));
+    EXPECT_FALSE(isTextBearing(AtspiRole::pushButton));
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,129 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/linux/AppManager.h"
+#include "platform/linux/DesktopEntry.h"
+
+namespace varkel {
+namespace {
+
+using Words = std::vector<std::string>;
+
+TEST(DesktopEntry, IsReadFromItsMainGroupOnly) {
+    const auto entry = parseDesktopEntry(
+        "# comment\n[Desktop Entry]\nType=Application\nName = Text\\sEditor\nName[de]=Texteditor\n"
+        "Exec=editor --new \"a b\" %U\r\nStartupWMClass=Editor\nPath=/tmp\n"
+        "[Desktop Action x]\nExec=other\nName=Other\n");
+    ASSERT_TRUE(entry);
+    EXPECT_EQ(entry->name, "Text Editor");
+    EXPECT_EQ(entry->command, (Words{"editor", "--new", "a b", "%U"}));
+    EXPECT_EQ(entry->windowClass, "Editor");
+    EXPECT_EQ(entry->workingDirectory, "/tmp");
+    EXPECT_FALSE(entry->runsInTerminal);
+}
+
+TEST(DesktopEntry, ThatLaunchesNothingIsNone) {
+    for (const std::string_view text :
+         {"", "[Desktop Entry]\nType=Link\nExec=x\n", "[Desktop Entry]\nType=Application\n",
+          "[Desktop Entry]\nType=Application\nExec=x\nHidden=true\n", "Type=Application\nExec=x\n",
+          "[Desktop Entry]\nType=Application\nExec=\"x\n",
+          "[Desktop Entry]\nType=Application\nExec=x\nTryExec=/no/such/program\n"}) {
+        EXPECT_FALSE(parseDesktopEntry(text)) << text;
+    }
+}
+
+TEST(DesktopEntry, CommandsAreSplitAsTheyAreQuoted) {
+    EXPECT_EQ(splitCommand(R"(a "b c" "d\"e" f"g"h  "")"), (Words{"a", "b c", "d\"e", "fgh", ""}));
+    EXPECT_EQ(splitCommand(""), Words{});
+    EXPECT_EQ(splitCommand("\"a"), std::nullopt);
+}
+
+TEST(DesktopEntry, FieldCodesAreFilledInOrLeftOut) {
+    DesktopEntry entry;
+    entry.name = "My App";
+    entry.path = "/x/y.desktop";
+    entry.command = {"app", "%u", "%F", "%i", "--title=%c", "100%%", "%k", "%c", "%"};
+    EXPECT_EQ(expandFieldCodes(entry),
+              (Words{"app", "--title=My App", "100%", "/x/y.desktop", "My App", "%"}));
+}
+
+class InstalledEntries : public testing::Test {
+  protected:
+    InstalledEntries() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "entries-XXXXXX").string();
+        directory_ = mkdtemp(pattern.data());
+        setenv("XDG_DATA_HOME", (directory_ / "own").c_str(), 1);
+        setenv("XDG_DATA_DIRS", (directory_ / "shared").c_str(), 1);
+    }
+    ~InstalledEntries() override {
+        std::filesystem::remove_all(directory_);
+        unsetenv("XDG_DATA_HOME");
+        unsetenv("XDG_DATA_DIRS");
+    }
+
+    void install(const std::string& where, const std::string& extra = "") {
+        const auto path = directory_ / where;
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path) << "[Desktop Entry]\nType=Application\nName=N\nExec=x\n" << extra;
+    }
+
+    std::filesystem::path directory_;
+};
+
+TEST_F(InstalledEntries, AreFoundByIdentifierWithOrWithoutSuffixAndInFolders) {
+    install("shared/applications/org.example.Editor.desktop");
+    install("shared/applications/kde/konsole.desktop");
+    for (const char* id : {"org.example.Editor", "org.example.Editor.desktop", "kde-konsole"}) {
+        EXPECT_TRUE(findDesktopEntry(id)) << id;
+    }
+    EXPECT_EQ(findDesktopEntry("org.example.Editor.desktop")->id, "org.example.Editor");
+    const std::string_view unknown[] = {"",
+                                        ".",
+                                        "..",
+                                        "nope",
+                                        "../applications/org.example.Editor",
+                                        "kde/konsole",
+                                        "org.example.editor",
+                                        {"org\0", 4}};
+    for (const std::string_view id : unknown) {
+        EXPECT_FALSE(findDesktopEntry(id)) << id;
+    }
+}
+
+TEST_F(InstalledEntries, OfTheUserHideThoseOfTheSystem) {
+    install("shared/applications/a.desktop");
+    install("own/applications/a.desktop", "Hidden=true\n");
+    EXPECT_FALSE(findDesktopEntry("a"));
+}
+
+TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
+    const AppIdentity identity{"org.example.Editor", "ExampleEditor", {"exedit"}};
+    struct Case {
+        const char* instanceName;
+        const char* className;
+        const char* applicationId;
+        bool belongs;
+    };
+    const Case cases[] = {
+        {"", "", "org.example.Editor", true},
+        {"org.example.editor", "X", "", true},
+        {"x", "exampleeditor", "", true},
+        {"exedit", "Exedit", "", true},
+        {"editor", "Editor", "", false},
+        {"", "", "", false},
+        {"exedit2", "Exedit2", "org.other", false},
+        {"\xFF", "\xFF", "\xFF", false},
+    };
+    for (const Case& each : cases) {
+        EXPECT_EQ(
+            belongsTo({1, std::nullopt, each.instanceName, each.className, each.applicationId}, identity),
+            each.belongs)
+            << each.instanceName << " " << each.className << " " << each.applicationId;
+    }
+}
+
+}  // namespace
+}  // namespace varkel

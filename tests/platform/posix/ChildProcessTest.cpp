@@ -1,0 +1,249 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "platform/ChildProcess.h"
+
+namespace varkel {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using Clock = ChildProcess::Clock;
+
+ChildCommand shell(const std::string& script) {
+    ChildCommand command;
+    command.executable = "/bin/sh";
+    command.arguments = {"-c", script};
+    return command;
+}
+
+std::size_t openDescriptors() {
+    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+}
+
+bool hasChildren() {
+    return !(waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD);
+}
+
+/// Waits for what another process does, with a deadline that only a fault reaches.
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto until = Clock::now() + seconds(20);
+    while (!condition()) {
+        if (Clock::now() > until) return false;
+        std::this_thread::sleep_for(milliseconds(5));
+    }
+    return true;
+}
+
+bool isAlive(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string stat((std::istreambuf_iterator<char>(file)), {});
+    const auto end = stat.rfind(") ");
+    return end != std::string::npos && stat[end + 2] != 'Z';
+}
+
+TEST(ChildProcess, TellsHowTheChildEndedAndWhatItWrote) {
+    struct Case {
+        std::string script;
+        int status;
+        bool signalled;
+        std::string out;
+        std::string err;
+    };
+    const Case cases[] = {
+        {"exit 0", 0, false, "", ""},
+        {"echo out; echo err >&2; exit 3", 3, false, "out\n", "err\n"},
+        {"printf 'a\\000b'; exit 255", 255, false, std::string("a\0b", 3), ""},
+        {"kill -TERM $$", SIGTERM, true, "", ""},
+        {"kill -KILL $$", SIGKILL, true, "", ""},
+        {"exec >&- 2>&-; exit 4", 4, false, "", ""},
+    };
+    for (const Case& each : cases) {
+        const ChildResult result = runChild(shell(each.script));
+        EXPECT_EQ(result.status, each.status) << each.script;
+        EXPECT_EQ(result.signalled, each.signalled) << each.script;
+        EXPECT_EQ(result.standardOutput, each.out) << each.script;
+        EXPECT_EQ(result.standardError, each.err) << each.script;
+    }
+}
+
+TEST(ChildProcess, HandsOverAndDrainsMoreThanAnyPipeHolds) {
+    std::string input;
+    for (int line = 0; input.size() < 3'000'000; ++line) input += std::to_string(line) + "\n";
+    auto command = shell("tee /dev/stderr");
+    command.input = input;
+    const ChildResult result = runChild(std::move(command));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardOutput, input);
+    EXPECT_EQ(result.standardError, input);
+}
+
+TEST(ChildProcess, AcceptsAChildThatDoesNotReadItsInput) {
+    for (const char* script : {"exec <&-; echo done", "head -c 10 >/dev/null; echo done", "echo done"}) {
+        auto command = shell(script);
+        command.input = std::string(2'000'000, 'x');
+        EXPECT_EQ(runChild(std::move(command)).standardOutput, "done\n") << script;
+    }
+}
+
+TEST(ChildProcess, GivesAnEmptyInputWithOrWithoutText) {
+    auto command = shell("cat; echo end");
+    EXPECT_EQ(runChild(command).standardOutput, "end\n");
+    command.input = "";
+    EXPECT_EQ(runChild(command).standardOutput, "end\n");
+}
+
+TEST(ChildProcess, SaysWhyAProgramCannotBeStarted) {
+    ChildCommand missing;
+    missing.executable = "/no/such/program";
+    ChildCommand directory;
+    directory.executable = "/tmp";
+    auto nowhere = shell("true");
+    nowhere.workingDirectory = "/no/such/directory";
+    const std::size_t before = openDescriptors();
+    for (const ChildCommand& command : {missing, directory, nowhere}) {
+        try {
+            runChild(command);
+            ADD_FAILURE() << command.executable << " started";
+        } catch (const LaunchError& error) {
+            EXPECT_FALSE(std::string(error.what()).empty());
+        }
+    }
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(hasChildren());
+}
+
+TEST(ChildProcess, DoesNotWaitForAGrandchildThatKeepsThePipes) {
+    auto command = shell("sleep 1000 & echo $!; echo err >&2");
+    const ChildResult result = runChild(std::move(command));
+    EXPECT_EQ(result.standardError, "err\n");
+    const auto grandchild = static_cast<pid_t>(std::stol(result.standardOutput));
+    EXPECT_TRUE(isAlive(grandchild));
+    kill(grandchild, SIGKILL);
+}
+
+TEST(ChildProcess, IsNotHeldByAGrandchildThatWritesForEver) {
+    auto command = shell("yes & echo $! >&2");
+    const ChildResult result = runChild(std::move(command));
+    kill(static_cast<pid_t>(std::stol(result.standardError)), SIGKILL);
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST(ChildProcess, GivesUpAtTheDeadlineAndGoesOnLater) {
+    ChildProcess child(shell("echo $$; exec sleep 1000"));
+    EXPECT_EQ(child.wait(Clock::now() + milliseconds(20)), std::nullopt);
+    EXPECT_EQ(child.wait(Clock::now() - seconds(1)), std::nullopt);
+    child.signal(SIGTERM);
+    const auto result = child.wait();
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(result->signalled);
+    EXPECT_EQ(result->status, SIGTERM);
+    EXPECT_EQ(result->standardOutput, std::to_string(child.processIdentifier()) + "\n");
+    // Asked again, it says the same; a signal now must reach nobody.
+    child.signalGroup(SIGKILL);
+    EXPECT_EQ(child.wait()->status, SIGTERM);
+}
+
+TEST(ChildProcess, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
+    const std::string path = testing::TempDir() + "grandchild-" + std::to_string(getpid());
+    pid_t child = 0;
+    {
+        ChildProcess process(shell("trap '' TERM; sleep 1000 & echo $! > " + path + ".new; mv " + path +
+                                   ".new " + path + "; wait"));
+        child = process.processIdentifier();
+        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
+    }
+    pid_t grandchild = 0;
+    std::ifstream(path) >> grandchild;
+    std::filesystem::remove(path);
+    EXPECT_FALSE(hasChildren());
+    EXPECT_FALSE(isAlive(child));
+    ASSERT_GT(grandchild, 0);
+    EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); }));
+}
+
+TEST(ChildProcess, RunsOnWhenDetachedAndIsReapedWhenItEnds) {
+    ChildProcess process(shell("exec sleep 1000"));
+    const pid_t child = process.processIdentifier();
+    process.detach();
+    EXPECT_TRUE(isAlive(child));
+    kill(child, SIGKILL);
+    EXPECT_TRUE(eventually([&] { return !std::filesystem::exists("/proc/" + std::to_string(child)); }));
+}
+
+TEST(ChildProcess, InheritsNoDescriptorAndNoSignalState) {
+    const int leaky = open("/dev/null", O_RDONLY);  // without close-on-exec, on purpose
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    auto* const disposition = std::signal(SIGINT, SIG_IGN);
+    const ChildResult result =
+        runChild(shell("ls /proc/self/fd | wc -l; sed -n 's/^Sig[BI][lg][kn]:.//p' /proc/self/status"));
+    std::signal(SIGINT, disposition);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    close(leaky);
+
+    std::istringstream lines(result.standardOutput);
+    std::size_t descriptors = 0;
+    std::uint64_t blockedThere = 1;
+    std::uint64_t ignoredThere = 1;
+    lines >> descriptors >> std::hex >> blockedThere >> ignoredThere;
+    // Three of its own, and the one with which ls reads the folder.
+    EXPECT_EQ(descriptors, 4U);
+    EXPECT_EQ(blockedThere, 0U);
+    // The C library keeps the two signals above 31 for itself.
+    EXPECT_EQ(ignoredThere & 0x7FFFFFFF, 0U);
+}
+
+TEST(ChildProcess, RaisesNoSIGPIPEInThisProcessAndLeavesTheMaskAsItWas) {
+    sigset_t before;
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &before);
+    auto command = shell("exec <&-; sleep 0.05");
+    command.input = std::string(1'000'000, 'x');
+    runChild(std::move(command));
+    pthread_sigmask(SIG_SETMASK, nullptr, &after);
+    EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+}
+
+TEST(ChildProcess, LeaksNothingWhenManyRunAtOnce) {
+    runChild(shell("true"));
+    const std::size_t before = openDescriptors();
+    std::vector<std::thread> threads;
+    for (int number = 0; number < 8; ++number) {
+        threads.emplace_back([number] {
+            for (int round = 0; round < 10; ++round) {
+                auto command = shell("cat");
+                command.input = std::string(100'000, static_cast<char>('a' + number));
+                const std::string expected = *command.input;
+                // A pipe end that another child had inherited would keep this one from ending.
+                EXPECT_EQ(runChild(std::move(command)).standardOutput, expected);
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_FALSE(hasChildren());
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,100 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ax/BatchManager.h"
+#include "routes/AXRoutes.h"
+#include "routes/BatchRoutes.h"
+#include "routes/Routes.h"
+#include "support/FakeDesktop.h"
+#include "support/RunTask.h"
+
+namespace varkel {
+namespace {
+
+using test::FakeDesktop;
+using test::runTask;
+
+using Route = Task<HTTPResponse> (*)(HTTPRequest);
+
+std::string answer(Route route, const std::string& body) {
+    HTTPRequest request;
+    request.body = body;
+    const HTTPResponse response = runTask(route(std::move(request)));
+    return std::to_string(response.status) + " " + *response.body;
+}
+
+TEST(TreeRoute, TakesAMapOfIntegersOnly) {
+    FakeDesktop desktop;
+    desktop.addApplication(1, "Front");
+    desktop.addApplication(123, "Named");
+    desktop.frontmost = 1;
+    constexpr const char* refused = R"(400 {"error":"bad_request"})";
+    const struct {
+        const char* body;
+        const char* outcome;
+    } cases[] = {
+        {R"({"root_pid": 123})", "Named"},
+        {R"({"root_pid": 123.0, "other": null})", "Named"},
+        {"{}", "Front"},
+        {R"({"root_pid": null})", "Front"},
+        {R"({"root_pid": 1, "root_pid": 123})", "Named"},
+        {R"({"root_pid": "123"})", refused},
+        {R"({"root_pid": 1.5})", refused},
+        {R"({"batch_id": "x"})", refused},
+        {R"({"root_pid": 99999999999})", refused},
+        {"[]", refused},
+        {"", refused},
+    };
+    for (const auto& [body, outcome] : cases) {
+        EXPECT_THAT(answer(treeRoute, body), testing::HasSubstr(outcome)) << body;
+    }
+}
+
+TEST(ActionRoutes, AnswerAMalformedBodyWithoutTouchingTheDesktop) {
+    FakeDesktop desktop;
+    desktop.trusted = false;
+    constexpr const char* plain = R"(400 {"error":"bad_request"})";
+    const struct {
+        Route route;
+        const char* body;
+        const char* answer;
+    } cases[] = {
+        {clickRoute, "{}", plain},
+        {clickRoute, R"({"elementId": null})", plain},
+        {clickRoute, R"({"elementId": "a", "batch_id": 7})", plain},
+        {typeRoute, R"({"elementId": "a"})", plain},
+        {typeRoute, "not json", plain},
+        {scrollRoute, R"({"elementId": "a", "direction": "up", "amount": "1"})", plain},
+        {findRoute, R"({"maxResults": 1.5})",
+         R"(400 {"error":"bad_request","message":"the value of \"maxResults\" is a number, not an integer"})"},
+    };
+    for (const auto& [route, body, expected] : cases) EXPECT_EQ(answer(route, body), expected) << body;
+    EXPECT_THAT(answer(findRoute, "{"), testing::StartsWith(R"(400 {"error":"bad_request","message":")"));
+    EXPECT_THAT(answer(clickRoute, R"({"elementId": "a", "unknown": []})"), testing::StartsWith("403 "));
+}
+
+TEST(BatchRoutes, UseTheDefaultIdForABodyThatIsNoTextMap) {
+    FakeDesktop desktop;
+    desktop.frontmost = 55;
+    for (const char* body :
+         {"", "{}", R"({"batch_id": null})", R"({"batch_id": 7})", R"({"batch_id": "mine", "other": 1})"}) {
+        EXPECT_EQ(answer(batchBegin, body), R"(200 {"ok":true,"batch_id":"default"})") << body;
+        EXPECT_EQ(BatchManager::shared().lookup("default"), 55);
+        EXPECT_EQ(answer(batchEnd, body), R"(200 {"ok":true,"batch_id":"default"})") << body;
+        EXPECT_EQ(BatchManager::shared().lookup("default"), std::nullopt);
+    }
+    EXPECT_EQ(answer(batchBegin, R"({"batch_id": "mine"})"), R"(200 {"ok":true,"batch_id":"mine"})");
+    desktop.frontmost = 56;
+    answer(batchBegin, R"({"batch_id": "mine"})");
+    EXPECT_EQ(BatchManager::shared().lookup("mine"), 56);
+
+    desktop.frontmost.reset();
+    EXPECT_EQ(answer(batchBegin, "not json"), R"(500 {"error":"could_not_get_frontmost_app"})");
+    desktop.trusted = false;
+    EXPECT_THAT(answer(batchBegin, "{}"), testing::StartsWith(R"(403 {"error":"ax_permission_missing")"));
+    EXPECT_EQ(answer(batchEnd, R"({"batch_id": "mine"})"), R"(200 {"ok":true,"batch_id":"mine"})")
+        << "ending needs no permission";
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,240 @@
+#include "support/FakeDesktop.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "ax/AXTreeCache.h"
+
+namespace varkel::test {
+
+namespace {
+
+SceneElement& scene(const AXUIElementRef& element) {
+    return static_cast<SceneElement&>(*element);
+}
+
+}  // namespace
+
+std::shared_ptr<SceneElement> SceneElement::add(const std::string& role, const std::string& title) {
+    auto child = std::make_shared<SceneElement>(pid.value_or(0));
+    child->set(AXAttribute::role, role);
+    if (!title.empty()) child->set(AXAttribute::title, title);
+    if (!children) children.emplace();
+    children->push_back(child);
+    return child;
+}
+
+SceneElement& SceneElement::set(AXAttribute attribute, AXValue value) {
+    attributes[attribute] = AXResult<AXValue>::of(std::move(value));
+    return *this;
+}
+
+SceneElement& SceneElement::setFrame(const AXFrame& frame) {
+    set(AXAttribute::position, CGPoint{frame.x, frame.y});
+    return set(AXAttribute::size, CGSize{frame.width, frame.height});
+}
+
+SceneElement& SceneElement::fail(AXAttribute attribute, AXError error) {
+    if (attribute == AXAttribute::children) {
+        childrenError = error;
+    } else {
+        attributes[attribute] = AXResult<AXValue>::failed(error);
+    }
+    return *this;
+}
+
+class FakeDesktop::FakeAccessibility : public Accessibility {
+  public:
+    explicit FakeAccessibility(FakeDesktop& desktop) : desktop_(desktop) {}
+
+    bool AXIsProcessTrusted() override { return desktop_.trusted; }
+    bool isKnownTrusted() override { return desktop_.trusted && desktop_.knownWithoutWaiting; }
+
+    AXUIElementRef AXUIElementCreateApplication(pid_t pid) override {
+        const std::scoped_lock lock(desktop_.mutex_);
+        ++desktop_.applicationsMade_;
+        const auto found = desktop_.applications_.find(pid);
+        if (found != desktop_.applications_.end()) return found->second;
+        auto nobody = std::make_shared<SceneElement>(pid);
+        nobody->fail(AXAttribute::children);
+        return nobody;
+    }
+
+    AXResult<AXValue> AXUIElementCopyAttributeValue(const AXUIElementRef& element,
+                                                    AXAttribute attribute) override {
+        count(attribute);
+        const auto& attributes = scene(element).attributes;
+        const auto found = attributes.find(attribute);
+        return found == attributes.end() ? AXResult<AXValue>::failed(AXError::noValue) : found->second;
+    }
+
+    AXResult<std::vector<AXUIElementRef>> AXUIElementCopyAttributeValues(const AXUIElementRef& element,
+                                                                         AXAttribute attribute,
+                                                                         std::size_t first,
+                                                                         std::size_t maxCount) override {
+        using Elements = AXResult<std::vector<AXUIElementRef>>;
+        count(attribute);
+        const SceneElement& own = scene(element);
+        if (own.childrenError != AXError::success) return Elements::failed(own.childrenError);
+        if (!own.children) return Elements::failed(AXError::unsupported);
+        const auto begin = own.children->begin() + static_cast<std::ptrdiff_t>(first);
+        const auto count = std::min(maxCount, own.children->size() - first);
+        return Elements::of({begin, begin + static_cast<std::ptrdiff_t>(count)});
+    }
+
+    AXResult<pid_t> AXUIElementGetPid(const AXUIElementRef& element) override {
+        const auto pid = scene(element).pid;
+        return pid ? AXResult<pid_t>::of(*pid) : AXResult<pid_t>::failed(AXError::cannotComplete);
+    }
+
+    AXError AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) override {
+        const SceneElement& own = scene(element);
+        if (!own.actions.contains(action)) return AXError::unsupported;
+        desktop_.log(actionName(action));
+        return AXError::success;
+    }
+
+    AXError AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
+                                         const AXValue& value) override {
+        SceneElement& own = scene(element);
+        if (!own.settable.contains(attribute)) return AXError::unsupported;
+        own.set(attribute, value);
+        const auto* text = std::get_if<std::string>(&value);
+        desktop_.log(std::string(attributeName(attribute)) + "=" + (text == nullptr ? "true" : *text));
+        return AXError::success;
+    }
+
+    bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
+
+    void prefetch(const AXUIElementRef&, std::span<const AXAttribute>, const PrefetchScope&) override {
+        const std::scoped_lock lock(desktop_.mutex_);
+        ++desktop_.prefetches_;
+    }
+
+  private:
+    void count(AXAttribute attribute) {
+        const std::scoped_lock lock(desktop_.mutex_);
+        ++desktop_.reads_[attribute];
+    }
+
+    FakeDesktop& desktop_;
+};
+
+class FakeDesktop::FakeWorkspace : public Workspace {
+  public:
+    explicit FakeWorkspace(FakeDesktop& desktop) : desktop_(desktop) {}
+
+    ThreadRule threadRule() const override { return desktop_.threadRule; }
+
+    std::optional<pid_t> frontmostApplication() override {
+        const std::scoped_lock lock(desktop_.mutex_);
+        ++desktop_.frontmostQueries_;
+        return desktop_.frontmost;
+    }
+
+    std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override {
+        return desktop_.knownWithoutWaiting ? std::optional(desktop_.frontmost) : std::nullopt;
+    }
+
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
+        return {};
+    }
+    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
+        return {};
+    }
+
+  private:
+    FakeDesktop& desktop_;
+};
+
+class FakeDesktop::FakeClock : public Clock {
+  public:
+    explicit FakeClock(FakeDesktop& desktop) : desktop_(desktop) {}
+    double timeIntervalSince1970() override { return desktop_.time; }
+
+  private:
+    FakeDesktop& desktop_;
+};
+
+class FakeDesktop::FakeEventPoster : public EventPoster {
+  public:
+    explicit FakeEventPoster(FakeDesktop& desktop) : desktop_(desktop) {}
+
+    void CGEventPost(const CGEvent& event) override {
+        std::ostringstream entry;
+        if (event.type == CGEventType::keyDown || event.type == CGEventType::keyUp) {
+            entry << "key " << event.keyCode;
+            if (event.flags != 0) entry << " flags " << std::hex << event.flags << std::dec;
+            for (const char16_t unit : event.unicodeString)
+                entry << " U+" << std::hex << unsigned{unit} << std::dec;
+            entry << (event.type == CGEventType::keyDown ? " down" : " up");
+        } else {
+            entry << "mouse " << static_cast<unsigned>(event.type) << " " << event.point.x << ","
+                  << event.point.y;
+        }
+        desktop_.log(entry.str());
+    }
+
+  private:
+    FakeDesktop& desktop_;
+};
+
+FakeDesktop::FakeDesktop() {
+    Platform platform;
+    platform.accessibility = std::make_unique<FakeAccessibility>(*this);
+    platform.workspace = std::make_unique<FakeWorkspace>(*this);
+    platform.eventPoster = std::make_unique<FakeEventPoster>(*this);
+    platform.clock = std::make_unique<FakeClock>(*this);
+    Platform::install(std::move(platform));
+    // The cache is the process's; a tree of an earlier test's desktop must not answer here.
+    AXTreeCache::shared().invalidateAll();
+}
+
+FakeDesktop::~FakeDesktop() {
+    AXTreeCache::shared().invalidateAll();
+    Platform::install({});
+}
+
+std::shared_ptr<SceneElement> FakeDesktop::addApplication(pid_t pid, const std::string& title) {
+    auto application = std::make_shared<SceneElement>(pid);
+    application->set(AXAttribute::role, std::string("AXApplication"));
+    if (!title.empty()) application->set(AXAttribute::title, title);
+    applications_[pid] = application;
+    return application;
+}
+
+void FakeDesktop::log(std::string entry) {
+    const std::scoped_lock lock(mutex_);
+    done_.push_back(std::move(entry));
+}
+
+std::vector<std::string> FakeDesktop::done() {
+    const std::scoped_lock lock(mutex_);
+    return done_;
+}
+
+int FakeDesktop::reads(AXAttribute attribute) {
+    const std::scoped_lock lock(mutex_);
+    return reads_[attribute];
+}
+
+int FakeDesktop::applicationsMade() {
+    const std::scoped_lock lock(mutex_);
+    return applicationsMade_;
+}
+
+int FakeDesktop::prefetches() {
+    const std::scoped_lock lock(mutex_);
+    return prefetches_;
+}
+
+int FakeDesktop::frontmostQueries() {
+    const std::scoped_lock lock(mutex_);
+    return frontmostQueries_;
+}
+
+}  // namespace varkel::test

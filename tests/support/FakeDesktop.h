@@ -1,0 +1,90 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ax/AXElementInfo.h"
+#include "platform/Platform.h"
+
+namespace varkel::test {
+
+/// An element of the fake desktop. Attributes that were never set are absent.
+class SceneElement : public AXUIElement, public std::enable_shared_from_this<SceneElement> {
+  public:
+    explicit SceneElement(pid_t ownPid) : pid(ownPid) {}
+
+    /// Adds a child with this role and returns it.
+    std::shared_ptr<SceneElement> add(const std::string& role, const std::string& title = "");
+
+    /// Sets an attribute, replacing a failure.
+    SceneElement& set(AXAttribute attribute, AXValue value);
+    SceneElement& setFrame(const AXFrame& frame);
+
+    /// Makes reads of an attribute fail. AXAttribute::children too.
+    SceneElement& fail(AXAttribute attribute, AXError error = AXError::cannotComplete);
+
+    /// Nothing: the pid cannot be told.
+    std::optional<pid_t> pid;
+    std::map<AXAttribute, AXResult<AXValue>> attributes;
+    /// Nothing: an element without the attribute.
+    std::optional<std::vector<AXUIElementRef>> children;
+    AXError childrenError = AXError::success;
+    /// Actions that succeed; the others are unsupported.
+    std::set<AXAction> actions;
+    /// Attributes that can be set; setting another one fails.
+    std::set<AXAttribute> settable;
+};
+
+/// A desktop in memory: applications made of scene elements, a clock that stands still, counts of what was
+/// asked. Change the scene only while no request is under way.
+class FakeDesktop {
+  public:
+    FakeDesktop();
+    FakeDesktop(const FakeDesktop&) = delete;
+    FakeDesktop& operator=(const FakeDesktop&) = delete;
+    ~FakeDesktop();
+
+    /// Adds an application and returns its element, with the role "AXApplication".
+    std::shared_ptr<SceneElement> addApplication(pid_t pid, const std::string& title = "");
+
+    /// How often an attribute was read, of whatever element.
+    int reads(AXAttribute attribute);
+    /// How often an application element was made.
+    int applicationsMade();
+    int prefetches();
+    int frontmostQueries();
+
+    /// What was done, in order: "AXPress Save", "AXValue=text", "mouse 5 120,210", "key 0 down", "unicode
+    /// U+00C5 up".
+    std::vector<std::string> done();
+
+    bool trusted = true;
+    /// Whether what the desktop knows can be told without waiting.
+    bool knownWithoutWaiting = false;
+    std::optional<pid_t> frontmost;
+    ThreadRule threadRule = ThreadRule::any;
+    double time = 1'700'000'000.0;
+
+  private:
+    class FakeAccessibility;
+    class FakeWorkspace;
+    class FakeClock;
+    class FakeEventPoster;
+
+    void log(std::string entry);
+
+    std::mutex mutex_;
+    std::map<pid_t, std::shared_ptr<SceneElement>> applications_;
+    std::map<AXAttribute, int> reads_;
+    int applicationsMade_ = 0;
+    int prefetches_ = 0;
+    int frontmostQueries_ = 0;
+    std::vector<std::string> done_;
+};
+
+}  // namespace varkel::test
