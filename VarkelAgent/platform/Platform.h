@@ -16,9 +16,9 @@ struct Platform {
     std::unique_ptr<Accessibility> accessibility;
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<Clock> clock;
+    std::unique_ptr<Vision> vision;
     std::unique_ptr<EventPoster> eventPoster;
     std::unique_ptr<ToolPaths> toolPaths;
-    std::unique_ptr<Vision> vision;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();

@@ -45,7 +45,7 @@ TEST(TreeAndOCR, AnswersBothAndTellsWhereEachCameFrom) {
         (Headers{{"X-Varkel-Cache", "MISS"}, {"X-Varkel-AX-Cache", "MISS"}, {"X-Varkel-OCR-Cache", "MISS"}}));
     const boost::json::value answer = boost::json::parse(*first.body);
     EXPECT_EQ(answer.as_object().size(), 2U);
-    EXPECT_EQ(answer.at("tree").at("role"), "Unknown");
+    EXPECT_EQ(answer.at("tree").at("role"), "AXApplication");
     EXPECT_EQ(answer.at("ocr").at(0).at("text"), "Save");
 
     EXPECT_EQ(

@@ -46,9 +46,8 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
 };
 
 ScriptedDesktop::ScriptedDesktop() {
-    time = 1'700'000'000.02;
+    addApplication(100);
     frontmost = 100;
-    trusted = false;
     Platform::current().vision = std::make_unique<ScriptedVision>(*this);
 }
 

@@ -245,7 +245,10 @@ class Groups {
                 for (std::size_t k = i + 1; k < groups_.size() && !groups_[i].parts.empty(); ++k) {
                     if (groups_[k].parts.empty()) continue;
                     if (groups_[k].box.x0 > groups_[i].box.x1 + 2 * wordGap * tallestMerge) break;
-                    if (!sameLine(groups_[i].box, groups_[k].box, 0.6, lineLikeness)) continue;
+                    if (!sameLine(groups_[i].box, groups_[k].box, 0.6, lineLikeness) &&
+                        !isBracketBefore(groups_[i], groups_[k])) {
+                        continue;
+                    }
                     for (const Glyph& part : groups_[k].parts) groups_[i].parts.push_back(part);
                     groups_[i].box = united(groups_[i].box, groups_[k].box);
                     groups_[k].parts.clear();
@@ -254,6 +257,17 @@ class Groups {
             }
             std::erase_if(groups_, [](const Group& group) { return group.parts.empty(); });
         }
+    }
+
+    /// A closing bracket stands two blanks before the comment of its line.
+    static bool isBracketBefore(const Group& bracket, const Group& line) {
+        const PixelBox& box = bracket.box;
+        if (bracket.parts.size() != 1 || line.parts.size() < 3 || box.width() > 0.55 * box.height())
+            return false;
+        const int low = std::min(box.height(), line.box.height());
+        const int gap = gapBetween(box, line.box);
+        return box.height() >= 0.95 * line.box.height() && commonHeight(box, line.box) >= 0.9 * low &&
+               gap <= 1.8 * box.height() && box.x0 < line.box.x0;
     }
 
     static void add(Group& group, const Glyph& part) {

@@ -37,6 +37,8 @@ class TesseractLineRecogniser final : public LineRecogniser {
         // The library's own threads make it several times slower on single lines. The setting is this
         // thread's.
         omp_set_max_active_levels(0);
+        // Its messages would land among the agent's own lines.
+        api_.SetVariable("debug_file", "/dev/null");
         if (api_.Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) return false;
         api_.SetPageSegMode(tesseract::PSM_RAW_LINE);
         // Lines arrive black on white; trying them inverted would double the time for each uncertain one.

@@ -7,10 +7,11 @@ namespace varkel {
 
 namespace {
 
-/// Below this most readings are noise; see docs/ocr.md for the curve.
+/// Three or four characters that are less certain are mostly texture; longer texts are rarely noise at all,
+/// and one odd word, such as an address, takes their confidence down.
 constexpr float leastConfidence = 0.2F;
 /// For one or two characters, which icons are read as.
-constexpr float leastForShort = 0.5F;
+constexpr float leastForShort = 0.7F;
 
 std::size_t characterCount(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(
@@ -33,7 +34,7 @@ bool isText(const LineReading& reading, const DetectedLine& line) {
             return false;
         return reading.confidence >= (brackets ? leastConfidence : leastForShort);
     }
-    return reading.confidence >= leastConfidence;
+    return characters >= 5 || reading.confidence >= leastConfidence;
 }
 
 }  // namespace varkel

@@ -79,6 +79,7 @@ class Repair {
         for (std::size_t i = 0; i < letters_.size(); ++i) {
             if (letters_[i].count != 1) continue;
             repairStem(i);
+            repairCase(letters_[i]);
             repairZero(i, cells.has_value());
         }
         return textOf(letters_);
@@ -160,7 +161,7 @@ class Repair {
         const int usual = std::max(1, sorted[sorted.size() / 2]);
         for (std::size_t i = 1; i < letters_.size(); ++i) {
             const int gap = gaps[i - 1];
-            if (gap >= 0.5 * capHeight_ && gap >= 2.2 * usual && gap >= 0.8 * leastBlank &&
+            if (gap >= 0.38 * capHeight_ && gap >= 1.7 * usual && gap >= 0.8 * leastBlank &&
                 isUnitBoundary(i)) {
                 letters_[i].blankBefore = true;
             }
@@ -221,6 +222,13 @@ class Repair {
 
     bool isBetweenLetters(std::size_t i) const {
         return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
+    }
+
+    /// Letters of one shape in both cases, of which the small one reaches below the baseline.
+    void repairCase(Letter& letter) {
+        if (shapes_[letter.first].box.y1 < line_.baseline + 0.2 * capHeight_) return;
+        if (letter.is("P")) letter.text.assign(1, 'p');
+        if (letter.is("Y")) letter.text.assign(1, 'y');
     }
 
     void repairZero(std::size_t i, bool fixedPitch) {

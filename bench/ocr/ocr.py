@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Measures text recognition beside the tesseract program, on the same pictures in the same run.
+
+usage: ocr.py BUILD_DIR [--rounds N]
+
+BUILD_DIR is where the project was built. For both sets of screens (`data/ocr`, and `data/ocr/more`, which was
+made later) prints the figures that score.py defines and the seconds per picture: of this project with no
+lines remembered, with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in
+its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds
+to them, so compare the ratios. The program's peak memory is its own, measured for its largest picture.
+"""
+import argparse, csv, io, json, pathlib, resource, statistics, subprocess, sys, tempfile, time
+
+HERE = pathlib.Path(__file__).resolve().parent
+DATA = HERE.parent / 'data' / 'ocr'
+STANDARD = 1280 * 900
+
+
+def score(truth, results):
+    return subprocess.run([sys.executable, HERE / 'score.py', truth, results], check=True, capture_output=True,
+                          text=True).stdout.strip()
+
+
+def png_size(path):
+    head = path.read_bytes()[16:24]
+    return int.from_bytes(head[:4], 'big'), int.from_bytes(head[4:], 'big')
+
+
+def ours(build, images, out, remembered, rounds):
+    command = [build / 'bench' / 'ocr' / 'ocr_bench', '0', str(remembered), str(rounds), out, *images]
+    return json.loads(subprocess.run(command, check=True, capture_output=True, text=True).stdout)
+
+
+def lines_of(tsv, scale):
+    """The lines of the program's word list."""
+    lines = {}
+    for row in csv.DictReader(io.StringIO(tsv), delimiter='\t', quoting=csv.QUOTE_NONE):
+        if row['level'] != '5' or not row['text'].strip():
+            continue
+        lines.setdefault((row['block_num'], row['par_num'], row['line_num']), []).append(row)
+    results = []
+    for words in lines.values():
+        box = [min(int(w['left']) for w in words), min(int(w['top']) for w in words),
+               max(int(w['left']) + int(w['width']) for w in words), max(int(w['top']) + int(w['height']) for w in words)]
+        x0, y0, x1, y1 = (v / scale for v in box)
+        results.append({'text': ' '.join(w['text'] for w in words),
+                        'confidence': min(float(w['conf']) for w in words) / 100,
+                        'boundingBox': {'x': x0, 'y': y0, 'width': x1 - x0, 'height': y1 - y0}})
+    return {'results': results}
+
+
+def doubled(build, image, directory):
+    """The picture at twice its size, as the program's best mode wants it."""
+    target = pathlib.Path(directory) / image.name
+    subprocess.run([build / 'bench' / 'ocr' / 'scale_picture', image, target], check=True)
+    return target
+
+
+def program(build, images, out, mode, scale, rounds, directory):
+    seconds = {}
+    out.mkdir(parents=True, exist_ok=True)
+    for image in images:
+        source = image if scale == 1 else doubled(build, image, directory)
+        best = float('inf')
+        for _ in range(rounds):
+            start = time.perf_counter()
+            tsv = subprocess.run(['tesseract', source, '-', '--psm', str(mode), 'tsv'], check=True, capture_output=True,
+                                 text=True).stdout
+            best = min(best, time.perf_counter() - start)
+        seconds[image.stem] = best
+        (out / f'{image.stem}.json').write_text(json.dumps(lines_of(tsv, scale)))
+    return seconds
+
+
+def report(name, figures, seconds, images):
+    standard = [seconds[i.stem] for i in images if png_size(i)[0] * png_size(i)[1] <= STANDARD]
+    print(f'{name:34} {figures}')
+    print(f'{"":34} seconds: mean of all {statistics.mean(seconds.values()):.3f}, '
+          f'of 1280x900 {statistics.mean(standard):.3f}, slowest of those {max(standard):.3f}')
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument('build', type=pathlib.Path)
+    parser.add_argument('--rounds', type=int, default=2)
+    arguments = parser.parse_args()
+    for data in (DATA, DATA / 'more'):
+        images = sorted((data / 'images').glob('*.png'))
+        print(f'== {data.relative_to(HERE.parent)}: {len(images)} screens')
+        with tempfile.TemporaryDirectory() as directory:
+            base = pathlib.Path(directory)
+            cold = ours(arguments.build, images, base / 'ours', 0, arguments.rounds)
+            report('ours, nothing remembered', score(data / 'truth', base / 'ours'), cold['seconds'], images)
+            print(f'{"":34} model {cold["load"]:.2f} s, peak memory {cold["peak_mib"]} MiB')
+            warm = ours(arguments.build, images, base / 'warm', 4096, max(2, arguments.rounds))
+            report('ours, seen before', score(data / 'truth', base / 'warm'), warm['seconds'], images)
+            usual = program(arguments.build, images, base / 'psm3', 3, 1, arguments.rounds, base)
+            report('program, as users run it', score(data / 'truth', base / 'psm3'), usual, images)
+            best = program(arguments.build, images, base / 'psm11', 11, 2, arguments.rounds, base)
+            report('program, scaled twice, psm 11', score(data / 'truth', base / 'psm11'), best, images)
+            print(f'{"":34} program peak memory {resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024} MiB '
+                  '(largest child of this run)')
+            ratio = statistics.mean(usual.values()) / statistics.mean(cold['seconds'].values())
+            print(f'{"":34} the program as users run it takes {ratio:.2f} times as long')
+
+
+if __name__ == '__main__':
+    main()
