@@ -2,22 +2,17 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
 #include <string>
 
-#include "platform/Vision.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel::test {
 
-/// A desktop for the picture endpoints: a recogniser that answers what the test wrote down, a clock that
-/// stands still and an application in front. Installed while it lives.
-class ScriptedDesktop {
+/// The fake desktop for the picture endpoints: with a recogniser that answers what the test wrote down, and
+/// an application in front that shows nothing.
+class ScriptedDesktop : public FakeDesktop {
   public:
     ScriptedDesktop();
-    ScriptedDesktop(const ScriptedDesktop&) = delete;
-    ScriptedDesktop& operator=(const ScriptedDesktop&) = delete;
-    ~ScriptedDesktop();
 
     /// The size of every image. Bytes that begin with "img" are images, all others none.
     std::size_t width = 1000;
