@@ -48,6 +48,7 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
 ScriptedDesktop::ScriptedDesktop() {
     time = 1'700'000'000.02;
     frontmost = 100;
+    addApplication(100);
     trusted = false;
     Platform::current().vision = std::make_unique<ScriptedVision>(*this);
 }
