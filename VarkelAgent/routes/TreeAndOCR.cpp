@@ -1,13 +1,14 @@
 #include "routes/TreeAndOCR.h"
 
-#include <boost/asio/as_tuple.hpp>
+#include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/experimental/promise.hpp>
-#include <boost/asio/experimental/use_promise.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cstdint>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -39,25 +40,55 @@ struct Both {
     OCROutcome ocr;
 };
 
+/// A recognition that runs beside its request's coroutine, on the same executor, which one thread serves.
+struct RunningOCR {
+    explicit RunningOCR(const boost::asio::any_io_executor& executor)
+        : finished(executor, boost::asio::steady_timer::time_point::max()) {}
+
+    std::stop_source cancel;
+    bool done = false;
+    std::exception_ptr failure;
+    OCROutcome outcome;
+    /// Cancelled when `done` has been set.
+    boost::asio::steady_timer finished;
+};
+
+Task<std::shared_ptr<RunningOCR>> startOCR(OCROptions options) {
+    const auto executor = co_await boost::asio::this_coro::executor;
+    auto running = std::make_shared<RunningOCR>(executor);
+    auto atEnd = [running](std::exception_ptr failure, OCROutcome outcome) {
+        running->failure = std::move(failure);
+        running->outcome = std::move(outcome);
+        running->done = true;
+        running->finished.cancel();
+    };
+    auto recognition = performOCR(std::move(options), running->cancel.get_token());
+    boost::asio::co_spawn(executor, std::move(recognition), std::move(atEnd));
+    co_return running;
+}
+
+Task<void> waitFor(RunningOCR& running) {
+    if (running.done) co_return;
+    boost::system::error_code cancelled;
+    co_await running.finished.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
+}
+
 /// Runs both tasks side by side. A tree that fails cancels the recognition, and its error is the one raised,
 /// once the recognition has ended.
 Task<Both> readBoth(std::optional<std::int64_t> rootPid, OCROptions options) {
-    std::stop_source cancel;
-    auto ocr = boost::asio::co_spawn(co_await boost::asio::this_coro::executor,
-                                     performOCR(std::move(options), cancel.get_token()),
-                                     boost::asio::experimental::use_promise);
+    const std::shared_ptr<RunningOCR> running = co_await startOCR(std::move(options));
     std::exception_ptr treeFailure;
     Both both;
     try {
         both.tree = co_await axTreeData(rootPid, std::nullopt);
     } catch (...) {
         treeFailure = std::current_exception();
-        cancel.request_stop();
+        running->cancel.request_stop();
     }
-    auto [ocrFailure, outcome] = co_await ocr(boost::asio::as_tuple(boost::asio::use_awaitable));
+    co_await waitFor(*running);
     if (treeFailure) std::rethrow_exception(treeFailure);
-    if (ocrFailure) std::rethrow_exception(ocrFailure);
-    both.ocr = std::move(outcome);
+    if (running->failure) std::rethrow_exception(running->failure);
+    both.ocr = std::move(running->outcome);
     co_return both;
 }
 

@@ -4,6 +4,7 @@
 #include <tesseract/baseapi.h>
 
 #include <cstddef>
+#include <mutex>
 #include <sstream>
 
 namespace varkel {
@@ -37,6 +38,9 @@ class TesseractLineRecogniser final : public LineRecogniser {
         // The library's own threads make it several times slower on single lines. The setting is this
         // thread's.
         omp_set_max_active_levels(0);
+        // The library keeps some of its settings in globals, which it writes without a lock.
+        static std::mutex settings;
+        const std::scoped_lock lock(settings);
         // Its messages would land among the agent's own lines.
         api_.SetVariable("debug_file", "/dev/null");
         if (api_.Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) != 0) return false;
