@@ -21,7 +21,7 @@ std::string sha256HashData(std::string_view bytes) {
         throw std::runtime_error("SHA-256 is not available");
     }
     std::string out;
-    out.reserve(2 * length);
+    out.reserve(std::size_t{2} * length);
     for (unsigned i = 0; i < length; ++i) {
         out += hex[digest[i] >> 4];
         out += hex[digest[i] & 15];
