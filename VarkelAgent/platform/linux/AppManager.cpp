@@ -78,7 +78,7 @@ std::string resolveProgram(const std::string& program) {
     const std::string directories = path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path;
     for (std::size_t at = 0; at <= directories.size();) {
         const auto end = std::min(directories.find(':', at), directories.size());
-        const std::string candidate = directories.substr(at, end - at) + "/" + program;
+        std::string candidate = directories.substr(at, end - at) + "/" + program;
         if (access(candidate.c_str(), X_OK) == 0) return candidate;
         at = end + 1;
     }

@@ -24,7 +24,7 @@ std::string variable(const char* name) {
 }
 
 std::string sessionBusAddress() {
-    const std::string address = variable("DBUS_SESSION_BUS_ADDRESS");
+    std::string address = variable("DBUS_SESSION_BUS_ADDRESS");
     if (!address.empty()) return address;
     const std::string runtime = variable("XDG_RUNTIME_DIR");
     return runtime.empty() ? "" : "unix:path=" + runtime + "/bus";
