@@ -94,11 +94,13 @@ OCROutcome performOCRBlocking(const OCROptions& options, const std::stop_token& 
 }
 
 Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled) {
-    co_return co_await runBlocking([&] { return performOCRBlocking(options, cancelled); });
+    auto work = [&] { return performOCRBlocking(options, cancelled); };
+    co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> performOCR(HTTPRequest request) {
-    co_return co_await runBlocking([&] { return answerBlocking(request); });
+    auto work = [&] { return answerBlocking(request); };
+    co_return co_await runBlocking(work);
 }
 
 }  // namespace varkel

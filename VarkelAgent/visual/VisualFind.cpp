@@ -61,11 +61,13 @@ std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions&
 }
 
 Task<std::vector<VisualFindResult>> performVisualFind(VisualFindOptions options) {
-    co_return co_await runBlocking([&] { return performVisualFindBlocking(options); });
+    auto work = [&] { return performVisualFindBlocking(options); };
+    co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> performVisualFind(HTTPRequest request) {
-    co_return co_await runBlocking([&] { return answerBlocking(request); });
+    auto work = [&] { return answerBlocking(request); };
+    co_return co_await runBlocking(work);
 }
 
 }  // namespace varkel

@@ -2,22 +2,18 @@
 
 #include <atomic>
 #include <functional>
-#include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/Vision.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel::test {
 
-/// A desktop for the picture endpoints: a recogniser that answers what the test wrote down, a clock that
-/// stands still and an application in front. Installed while it lives.
-class ScriptedDesktop {
+/// A desktop in memory with a recogniser that answers what the test wrote down and one application, in front.
+class ScriptedDesktop : public FakeDesktop {
   public:
     ScriptedDesktop();
-    ScriptedDesktop(const ScriptedDesktop&) = delete;
-    ScriptedDesktop& operator=(const ScriptedDesktop&) = delete;
-    ~ScriptedDesktop();
 
     /// The size of every image. Bytes that begin with "img" are images, all others none.
     std::size_t width = 1000;
