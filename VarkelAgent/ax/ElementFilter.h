@@ -14,12 +14,12 @@ namespace varkel {
 
 /// The body of a search request. A filter that is left out is not tested.
 struct AXQuery {
-    std::optional<std::string> role = {};
-    std::optional<std::string> label = {};
-    std::optional<std::string> identifier = {};
-    std::optional<std::string> valueRegex = {};
-    std::optional<std::int64_t> maxResults = {};
-    std::optional<std::string> batch_id = {};
+    std::optional<std::string> role;
+    std::optional<std::string> label;
+    std::optional<std::string> identifier;
+    std::optional<std::string> valueRegex;
+    std::optional<std::int64_t> maxResults;
+    std::optional<std::string> batch_id;
 };
 BOOST_DESCRIBE_STRUCT(AXQuery, (), (role, label, identifier, valueRegex, maxResults, batch_id))
 

@@ -77,7 +77,7 @@ AXUIElementRef findElementById(const AXUIElementRef& element, std::string_view t
 
 AXUIElementRef findElementInApplication(const AXUIElementRef& application, const std::string& targetId) {
     if (const auto path = PathMemory::shared().pathOf(targetId)) {
-        const AXUIElementRef candidate = followPath(application, *path);
+        AXUIElementRef candidate = followPath(application, *path);
         if (candidate && elementId(readIdentity(candidate), *path) == targetId) return candidate;
     }
     return findElementById(application, targetId, "0");

@@ -94,12 +94,12 @@ OCROutcome performOCRBlocking(const OCROptions& options, const std::stop_token& 
 }
 
 Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled) {
-    auto work = [&] { return performOCRBlocking(options, cancelled); };
+    const auto work = [&] { return performOCRBlocking(options, cancelled); };
     co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> performOCR(HTTPRequest request) {
-    auto work = [&] { return answerBlocking(request); };
+    const auto work = [&] { return answerBlocking(request); };
     co_return co_await runBlocking(work);
 }
 

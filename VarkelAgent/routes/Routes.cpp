@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "http/HTTPServer.h"
-#include "http/JSONResponse.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
 #include "routes/AXRoutes.h"
@@ -23,6 +22,14 @@ Task<HTTPResponse> keystrokes(HTTPRequest request) {
     return sendKeystrokes(std::move(request));
 }
 
+Task<HTTPResponse> ocr(HTTPRequest request) {
+    return performOCR(std::move(request));
+}
+
+Task<HTTPResponse> visualFind(HTTPRequest request) {
+    return performVisualFind(std::move(request));
+}
+
 }  // namespace
 
 void registerRoutes(HTTPServer& server) {
@@ -36,9 +43,8 @@ void registerRoutes(HTTPServer& server) {
     server.registerRoute("POST", "/ax/tree_and_ocr", treeAndOCR);
     server.registerRoute("POST", "/batch/begin", batchBegin);
     server.registerRoute("POST", "/batch/end", batchEnd);
-    server.registerRoute("POST", "/ocr", [](HTTPRequest request) { return performOCR(std::move(request)); });
-    server.registerRoute("POST", "/visual/find",
-                         [](HTTPRequest request) { return performVisualFind(std::move(request)); });
+    server.registerRoute("POST", "/ocr", ocr);
+    server.registerRoute("POST", "/visual/find", visualFind);
 }
 
 }  // namespace varkel

@@ -43,6 +43,7 @@ struct Both {
 /// once the recognition has ended.
 Task<Both> readBoth(std::optional<std::int64_t> rootPid, OCROptions options) {
     std::stop_source cancel;
+    // Apart from the call below: temporaries with destructors must not live across a suspension in g++ 12.
     const auto executor = co_await boost::asio::this_coro::executor;
     auto ocr = boost::asio::co_spawn(executor, performOCR(std::move(options), cancel.get_token()),
                                      boost::asio::experimental::use_promise);
@@ -97,7 +98,7 @@ HTTPResponse failureResponse(const std::exception_ptr& failure) {
 Task<HTTPResponse> treeAndOCR(HTTPRequest request) {
     TreeAndOCRRequest wanted;
     try {
-        auto decode = [&] { return decodeJSON<TreeAndOCRRequest>(request.body); };
+        const auto decode = [&] { return decodeJSON<TreeAndOCRRequest>(request.body); };
         wanted = co_await runBlocking(decode);
     } catch (const DecodingError& error) {
         co_return jsonResponse(400, {{"error", "bad_request"}, {"message", error.what()}});
@@ -107,9 +108,8 @@ Task<HTTPResponse> treeAndOCR(HTTPRequest request) {
         OCROptions options{std::move(wanted.imageBase64), std::move(wanted.imagePath), wanted.pid,
                            wanted.windowId};
         const Both both = co_await readBoth(wanted.root_pid, std::move(options));
-        auto encode = [&] { return bodyOf(both); };
-        std::optional<std::string> body = co_await runBlocking(encode);
-        HTTPResponse response = jsonTextResponse(200, std::move(body));
+        const auto write = [&] { return bodyOf(both); };
+        HTTPResponse response = jsonTextResponse(200, co_await runBlocking(write));
         response.setHeader("X-Varkel-Cache", hitOrMiss(both.tree.cacheHit && both.ocr.cacheHit));
         response.setHeader("X-Varkel-AX-Cache", hitOrMiss(both.tree.cacheHit));
         response.setHeader("X-Varkel-OCR-Cache", hitOrMiss(both.ocr.cacheHit));

@@ -61,12 +61,12 @@ std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions&
 }
 
 Task<std::vector<VisualFindResult>> performVisualFind(VisualFindOptions options) {
-    auto work = [&] { return performVisualFindBlocking(options); };
+    const auto work = [&] { return performVisualFindBlocking(options); };
     co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> performVisualFind(HTTPRequest request) {
-    auto work = [&] { return answerBlocking(request); };
+    const auto work = [&] { return answerBlocking(request); };
     co_return co_await runBlocking(work);
 }
 

@@ -3,6 +3,7 @@
 
 #include "ax/AXFind.h"
 #include "ax/BatchManager.h"
+#include "http/JSONDecoder.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 
@@ -34,7 +35,8 @@ AXElementInfo scene() {
     return window;
 }
 
-std::vector<std::string> idsOf(const AXQuery& query, std::int64_t maxResults = 1000) {
+std::vector<std::string> idsOf(const char* body, std::int64_t maxResults = 1000) {
+    const auto query = decodeJSON<AXQuery>(body);
     ElementFilter filter(query);
     std::vector<AXElementInfo> matches;
     collectMatches(scene(), filter, maxResults, matches);
@@ -44,38 +46,33 @@ std::vector<std::string> idsOf(const AXQuery& query, std::int64_t maxResults = 1
 }
 
 TEST(CollectMatches, TestsEveryFilterThatTheQueryGives) {
-    using Ids = std::vector<std::string>;
-    const struct {
-        const char* what;
-        AXQuery query;
-        Ids ids;
-    } cases[] = {
-        {"no filter", {}, {"w", "a", "b", "c", "d", "e"}},
-        {"role", {.role = "AXButton"}, {"b", "e"}},
-        {"role, other case", {.role = "axbutton"}, {}},
-        {"label", {.label = "Sav"}, {"a", "b"}},
-        {"label, other case", {.label = "save"}, {}},
-        {"empty label", {.label = ""}, {}},
-        {"identifier", {.identifier = "eA"}, {"b"}},
-        {"empty identifier", {.identifier = ""}, {}},
-        {"anchored pattern", {.valueRegex = "^[0-9]+$"}, {"c"}},
-        {"pattern", {.valueRegex = "12"}, {"c", "d"}},
-        {"empty pattern", {.valueRegex = ""}, {"c", "d"}},
-        {"invalid pattern", {.valueRegex = "("}, {}},
-        {"role and label", {.role = "AXGroup", .label = "Save"}, {"a"}},
-        {"label without value", {.label = "Save", .valueRegex = "."}, {}},
+    const std::vector<std::pair<const char*, std::vector<std::string>>> cases = {
+        {R"({})", {"w", "a", "b", "c", "d", "e"}},
+        {R"({"role": "AXButton"})", {"b", "e"}},
+        {R"({"role": "axbutton"})", {}},
+        {R"({"label": "Sav"})", {"a", "b"}},
+        {R"({"label": "save"})", {}},
+        {R"({"label": ""})", {}},
+        {R"({"identifier": "eA"})", {"b"}},
+        {R"({"identifier": ""})", {}},
+        {R"({"valueRegex": "^[0-9]+$"})", {"c"}},
+        {R"({"valueRegex": "12"})", {"c", "d"}},
+        {R"({"valueRegex": ""})", {"c", "d"}},
+        {R"({"valueRegex": "("})", {}},
+        {R"({"role": "AXGroup", "label": "Save"})", {"a"}},
+        {R"({"label": "Save", "valueRegex": "."})", {}},
     };
-    for (const auto& [what, query, ids] : cases) EXPECT_EQ(idsOf(query), ids) << what;
+    for (const auto& [query, ids] : cases) EXPECT_EQ(idsOf(query), ids) << query;
 }
 
 TEST(CollectMatches, LooksAtTheLimitAfterEachMatch) {
-    EXPECT_THAT(idsOf({}, 3), ElementsAre("w", "a", "b"));
-    for (const std::int64_t limit : {1, 0, -1}) EXPECT_THAT(idsOf({}, limit), ElementsAre("w")) << limit;
-    EXPECT_THAT(idsOf({.role = "AXSlider"}, 0), IsEmpty());
+    EXPECT_THAT(idsOf("{}", 3), ElementsAre("w", "a", "b"));
+    for (const std::int64_t limit : {1, 0, -1}) EXPECT_THAT(idsOf("{}", limit), ElementsAre("w")) << limit;
+    EXPECT_THAT(idsOf(R"({"role": "AXSlider"})", 0), IsEmpty());
 }
 
 TEST(CollectMatches, GivesUpAPatternThatNeverEnds) {
-    const AXQuery query{.valueRegex = "(a+)+$"};
+    const auto query = decodeJSON<AXQuery>(R"({"valueRegex": "(a+)+$"})");
     ElementFilter filter(query);
     AXElementInfo list = info("list", "AXList");
     list.children.emplace();
@@ -95,7 +92,7 @@ TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
     desktop.addApplication(2, "Pinned")->add("AXWindow", "Inside")->add("AXButton", "Inside too");
     desktop.frontmost = 1;
     BatchManager::shared().begin("find", 2);
-    AXQuery query{.label = "Inside"};
+    const auto query = decodeJSON<AXQuery>(R"({"label": "Inside"})");
     const HTTPResponse found = runTask(axFind(query, "find"));
     BatchManager::shared().end("find");
     EXPECT_EQ(found.status, 200);

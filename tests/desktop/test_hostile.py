@@ -4,7 +4,7 @@ import json
 import subprocess
 
 import support
-from support import DesktopTest, find, walk
+from support import DesktopTest, element_id, find, walk
 
 ROLE = b'"role":'
 PATIENCE = 30  # seconds for an answer; far above what the agent allows a request
@@ -47,6 +47,13 @@ class Hostile(DesktopTest):
         self.assertEqual([(e["role"], e["label"]) for e in walk(tree)],
                          [("AXApplication", "node 0"), ("AXButton", "node 1"), ("AXButton", "node 2"),
                           ("AXButton", "node 3")])
+
+    def test_a_search_for_an_id_asks_about_many_elements_at_a_time(self):
+        process = self.start_hostile("patient")
+        wanted = element_id(process.pid, {"role": "AXButton", "label": "node 4"}, "0/0/2")
+        answer = self.agent.request("POST", "/ax/click", {"elementId": wanted}, PATIENCE)
+        # Found, that is; it has neither an action nor a place.
+        self.assertEqual((answer.status, answer.json()["error"]), (500, "action_failed"))
 
     def test_loops_end(self):
         for kind in ("loop", "itself"):

@@ -46,8 +46,10 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
 };
 
 ScriptedDesktop::ScriptedDesktop() {
-    addApplication(100);
+    time = 1'700'000'000.02;
     frontmost = 100;
+    addApplication(100);
+    trusted = false;
     Platform::current().vision = std::make_unique<ScriptedVision>(*this);
 }
 

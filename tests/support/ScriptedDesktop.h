@@ -3,14 +3,13 @@
 #include <atomic>
 #include <functional>
 #include <string>
-#include <vector>
 
-#include "platform/Vision.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel::test {
 
-/// A desktop in memory with a recogniser that answers what the test wrote down and one application, in front.
+/// The fake desktop for the picture endpoints: with a recogniser that answers what the test wrote down, and
+/// an application in front that shows nothing.
 class ScriptedDesktop : public FakeDesktop {
   public:
     ScriptedDesktop();

@@ -9,12 +9,9 @@ import sys
 import tempfile
 
 import x11
-from agent import Agent, AgentError, size_and_depth
+from agent import Agent, AgentError
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
-
-
-class StepFailed(Exception):
-    """A step of the tour did not do what it should."""
+from tour import APPLICATION, Tour, take_tour
 
 
 class FoundDesktop:
@@ -43,62 +40,6 @@ class FoundDesktop:
             file.write(display.screenshot())
 
 
-class Tour:
-    """What the steps share: the agent, the desktop, the application to look at (None: the frontmost one)."""
-
-    def __init__(self, agent, desktop, application_pid, screenshot_path):
-        self.agent, self.desktop = agent, desktop
-        self.application_pid, self.screenshot_path = application_pid, screenshot_path
-
-
-def expect(condition, message):
-    if not condition:
-        raise StepFailed(message)
-
-
-def show_health(tour):
-    answer = tour.agent.request("GET", "/health", token=False)
-    expect(answer.status == 200 and answer.json().get("ok") is True, f"{answer.status} {answer.body[:200]!r}")
-    return f"version {answer.json().get('version')}, {answer.seconds * 1000:.1f} ms"
-
-
-def show_tree(tour):
-    answer = tour.agent.tree(tour.application_pid)
-    expect(answer.status == 200, f"{answer.status} {answer.body[:200]!r}")
-    tree = answer.json()["tree"]
-    count, depth = size_and_depth(tree)
-    name = tree.get("label", "an application without a name")
-    if tour.application_pid is not None:
-        expect(tree["role"] == "AXApplication", f"the root's role is {tree['role']}")
-        expect(count > 100, f"only {count} elements")
-    return f"{name}: {count} elements, {depth} levels, {answer.seconds * 1000:.1f} ms"
-
-
-def save_screenshot(tour):
-    tour.desktop.screenshot(tour.screenshot_path)
-    return tour.screenshot_path
-
-
-# One line per step: its name, and a function that gives what to print or raises when it went wrong.
-STEPS = [
-    ("health", show_health),
-    ("tree", show_tree),
-    ("screenshot", save_screenshot),
-]
-
-
-def take_tour(tour):
-    """Takes every step; says whether all went well."""
-    all_well = True
-    for name, step in STEPS:
-        try:
-            print(f"  {name:<12} {step(tour)}")
-        except (StepFailed, AgentError, DesktopError, x11.XError, OSError, ValueError, KeyError) as error:
-            all_well = False
-            print(f"  {name:<12} FAILED: {error}")
-    return all_well
-
-
 def print_invitation(agent, application_pid):
     body = "{}" if application_pid is None else '{"root_pid": %d}' % application_pid
     # curl reads the header from a file, so that the token is on no command line.
@@ -115,6 +56,7 @@ and, as a header,  {header_file}
 Try it:
   curl {agent.url}/health
   curl {token} -d '{body}' {agent.url}/ax/tree
+  curl {token} -d '{{"role": "AXButton", "maxResults": 3}}' {agent.url}/ax/find
   curl {token} -d '{{"batch_id": "mine"}}' {agent.url}/batch/begin
 """)
 
@@ -141,7 +83,7 @@ def run(options, desktop, application_pid):
 def run_on_private_desktop(options):
     with PrivateDesktop(1440, 900) as desktop:
         print(f"No DISPLAY is set: a private desktop is on display {desktop.display}.")
-        application = desktop.start(["gtk3-widget-factory"])
+        application = desktop.start([APPLICATION])
         desktop.activate(desktop.wait_for_window(application))
         return run(options, desktop, application.pid)
 

@@ -66,7 +66,8 @@ struct AtspiNode {
     AtspiInterfaces interfaces;
     /// Levels below where a bulk load began.
     std::uint32_t depth = 0;
-    bool visited = false;
+    /// The last bulk load that came by.
+    std::uint32_t sweep = 0;
 
     bool isUnasked(AtspiPart part) const { return progressOf(part) == Progress::unasked; }
     bool isKnown(AtspiPart part) const { return progressOf(part) == Progress::known; }

@@ -82,6 +82,8 @@ class AtspiSession {
 
     /// A bulk load under way.
     struct Sweep {
+        // Tells this load's visits from those of the loads before.
+        std::uint32_t number = 0;
         bool values = false;
         bool states = false;
         bool extents = false;
@@ -142,6 +144,7 @@ class AtspiSession {
     std::deque<AtspiNode> nodes_;
     std::size_t textBytes_ = 0;
     std::optional<Sweep> sweep_;
+    std::uint32_t sweeps_ = 0;
 };
 
 }  // namespace varkel

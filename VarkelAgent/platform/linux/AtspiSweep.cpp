@@ -26,6 +26,7 @@ void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute>
     // An application hands over most of itself in one reply; worth it only when most of it is wanted.
     if (index == rootNode) loadCache();
     sweep_ = Sweep{};
+    sweep_->number = ++sweeps_;
     sweep_->scope = scope;
     sweep_->values = lists(attributes, AXAttribute::value);
     sweep_->states = lists(attributes, AXAttribute::enabled) || lists(attributes, AXAttribute::focused);
@@ -38,8 +39,8 @@ void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute>
 
 void AtspiSession::visit(std::uint32_t index) {
     AtspiNode& node = nodes_[index];
-    if (node.visited || sweep_->visited >= sweep_->scope.maxElements) return;
-    node.visited = true;
+    if (node.sweep == sweep_->number || sweep_->visited >= sweep_->scope.maxElements) return;
+    node.sweep = sweep_->number;
     ++sweep_->visited;
     // What leads further down goes first, so that the queue never runs dry while there is more to find.
     const bool countKnown = node.isKnown(AtspiPart::childCount);
@@ -63,7 +64,11 @@ bool AtspiSession::mayHaveExtents(std::uint32_t index) {
 /// Goes on from a part that has just become known, or is known to be missing.
 void AtspiSession::continueSweep(std::uint32_t index, AtspiPart part) {
     AtspiNode& node = nodes_[index];
-    if (part == AtspiPart::childCount && node.depth < sweep_->scope.maxDepth) ask(index, AtspiPart::children);
+    if (part == AtspiPart::childCount && node.depth < sweep_->scope.maxDepth) {
+        // A load before may have brought the children, but not what is below them.
+        if (node.isKnown(AtspiPart::children)) continueSweep(index, AtspiPart::children);
+        ask(index, AtspiPart::children);
+    }
     if (part == AtspiPart::role && node.isKnown(part)) {
         if (roleDependsOnStates(node.role)) ask(index, AtspiPart::states);
         if (sweep_->values) askValue(index);
@@ -72,7 +77,7 @@ void AtspiSession::continueSweep(std::uint32_t index, AtspiPart part) {
     const std::size_t count = std::min(node.children.size(), sweep_->scope.maxChildren);
     for (std::size_t i = 0; i < count; ++i) {
         AtspiNode& child = nodes_[node.children[i]];
-        if (!child.visited) child.depth = node.depth + 1;
+        if (child.sweep != sweep_->number) child.depth = node.depth + 1;
         visit(node.children[i]);
     }
 }

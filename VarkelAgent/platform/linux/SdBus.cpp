@@ -177,10 +177,12 @@ void serveAll(std::span<BusConnection* const> connections, Deadline::Duration st
     std::vector<pollfd> fds;
     while (true) {
         bool moved = false;
-        fds.clear();
         for (BusConnection* connection : connections) {
-            if (connection->outstanding() == 0) continue;
-            if (connection->serve()) moved = true;
+            if (connection->outstanding() > 0 && connection->serve()) moved = true;
+        }
+        // Looked at only now: what one connection brings may ask for more on another.
+        fds.clear();
+        for (const BusConnection* connection : connections) {
             if (connection->outstanding() > 0) fds.push_back({connection->fd(), connection->pollEvents(), 0});
         }
         if (fds.empty()) return;

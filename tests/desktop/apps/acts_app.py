@@ -1,0 +1,151 @@
+#!/usr/bin/python3
+"""A GTK application that tells what is done to it. Usage: acts_app.py [TITLE]
+
+Writes one JSON object per line: {"event": "ready"}, "clicked", "toggled", "pressed" and "released" (with the place on
+the screen), "changed" (an entry's text), "key" (one that the read-only entry got), "committed" (what the keyboard gave
+the bare area, as text), "scrolled" (the list's offset), "dialog" (shown or gone). Reads commands, one per line: see
+App.COMMANDS. Each is answered with {"event": "done", "command": ...} and what it asks for.
+"""
+
+import json
+import sys
+
+import gi
+
+gi.require_version("Gtk", "3.0")
+gi.require_version("Gdk", "3.0")
+from gi.repository import Gdk, GLib, Gtk  # noqa: E402
+
+ROWS = 200
+
+
+def report(event, **fields):
+    print(json.dumps({"event": event, **fields}), flush=True)
+
+
+class Area(Gtk.DrawingArea):
+    """Draws nothing, has no action and no text of its own; takes the mouse and, when it may, the keyboard."""
+
+    def __init__(self, name, width, height, takes_keys=False):
+        super().__init__(can_focus=takes_keys, halign=Gtk.Align.START)
+        self.name, self.text = name, ""
+        self.set_size_request(width, height)
+        self.add_events(Gdk.EventMask.BUTTON_PRESS_MASK | Gdk.EventMask.BUTTON_RELEASE_MASK
+                        | Gdk.EventMask.KEY_PRESS_MASK)
+        self.connect("button-press-event", self.on_button, "pressed")
+        self.connect("button-release-event", self.on_button, "released")
+        if takes_keys:
+            self.connect("key-press-event", self.on_key)
+
+    def on_button(self, _widget, event, kind):
+        report(kind, widget=self.name, button=event.button, x=event.x_root, y=event.y_root)
+        return True
+
+    def on_key(self, _widget, event):
+        character = Gdk.keyval_to_unicode(event.keyval)
+        if character:
+            self.text += chr(character)
+            report("committed", widget=self.name, text=self.text)
+        return True
+
+
+class App:
+    def __init__(self, title):
+        self.window = Gtk.Window(title=title)
+        self.window.connect("destroy", Gtk.main_quit)
+        self.box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
+        self.widgets = self.make_widgets()
+        for name, widget in self.widgets.items():
+            widget.get_accessible().set_accessible_id(name)
+            self.box.pack_start(widget, name == "list", name == "list", 0)
+        self.window.add(self.box)
+        self.window.set_default_size(400, 600)
+        self.window.show_all()
+        self.widgets["button"].grab_focus()
+
+    def make_widgets(self):
+        button = Gtk.Button(label="Count me")
+        button.connect("clicked", lambda _: report("clicked", widget="button"))
+        check = Gtk.CheckButton(label="Remember")
+        check.connect("toggled", lambda _: report("toggled", widget="check", active=check.get_active()))
+        dialog = Gtk.Button(label="Ask me")
+        dialog.connect("clicked", self.ask)
+        entry, fixed = Gtk.Entry(text="before"), Gtk.Entry(text="fixed", editable=False)
+        for name, each in (("entry", entry), ("fixed", fixed)):
+            each.connect("changed", lambda field, label: report("changed", widget=label, text=field.get_text()), name)
+        fixed.connect("key-press-event", lambda _, event: report("key", widget="fixed", keyval=event.keyval))
+        values = Gtk.Entry(text="a" * 5000 + "!")
+        return {
+            "button": button, "check": check, "dialog": dialog, "entry": entry, "fixed": fixed, "values": values,
+            # Sides of both kinds: half of an odd one lies inside a pixel.
+            "even area": Area("even area", 60, 40), "odd area": Area("odd area", 61, 41),
+            "keys": Area("keys", 80, 30, takes_keys=True), "list": self.make_list(),
+        }
+
+    @staticmethod
+    def make_list():
+        rows = Gtk.ListBox()
+        for number in range(ROWS):
+            rows.add(Gtk.Label(label=f"Row {number}"))
+        scrolled = Gtk.ScrolledWindow()
+        scrolled.add(rows)
+        scrolled.get_vadjustment().connect("value-changed", lambda a: report("scrolled", offset=a.get_value()))
+        return scrolled
+
+    def ask(self, _button):
+        """Shows a dialog and returns only when it has gone, as many an application does in a handler."""
+        report("clicked", widget="dialog")
+        self.question = Gtk.Dialog(title="Question", transient_for=self.window, modal=True)
+        self.question.add_button("Close", Gtk.ResponseType.CLOSE)
+        self.question.connect("map-event", lambda *_: report("dialog", shown=True))
+        self.question.run()
+        self.question.destroy()
+        report("dialog", shown=False)
+
+    # -- commands
+
+    def rename(self):
+        self.widgets["button"].set_label("Count me no more")
+
+    def insert(self):
+        """Puts another button where the first one was, which moves down."""
+        other = Gtk.Button(label="Somebody else")
+        other.connect("clicked", lambda _: report("clicked", widget="other"))
+        self.box.pack_start(other, False, False, 0)
+        self.box.reorder_child(other, 0)
+        other.show()
+
+    def close(self):
+        self.question.response(Gtk.ResponseType.CLOSE)
+
+    def look(self):
+        window = self.window.get_window()
+        places = {}
+        for name, widget in self.widgets.items():
+            x, y = widget.translate_coordinates(self.window, 0, 0)
+            _, left, top = window.get_origin()
+            size = widget.get_allocation()
+            places[name] = [left + x, top + y, size.width, size.height]
+        return {"places": places, "texts": {name: self.widgets[name].get_text() for name in ("entry", "fixed")},
+                "focused": self.window.get_focus() is self.widgets["keys"] and "keys"}
+
+    COMMANDS = {"rename": rename, "insert": insert, "close": close, "look": look}
+
+    def obey(self, _channel, _condition):
+        command = sys.stdin.readline().strip()
+        if not command:
+            return False
+        report("done", command=command, **(self.COMMANDS[command](self) or {}))
+        return True
+
+
+def main():
+    app = App(sys.argv[1] if len(sys.argv) > 1 else "Acts")
+    channel = GLib.IOChannel.unix_new(0)
+    GLib.io_add_watch(channel, GLib.PRIORITY_LOW, GLib.IOCondition.IN | GLib.IOCondition.HUP, app.obey)
+    report("ready")
+    Gtk.main()
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,169 @@
+"""What tools/run shows of the agent, step by step. Each step is checked in what the application then says of itself."""
+
+import x11
+from agent import AgentError, size_and_depth, walk
+from private_desktop import DesktopError, wait_for
+
+# Both come with the same package; their names are those of their desktop entries, too.
+APPLICATION = "gtk3-widget-factory"
+OTHER_APPLICATION = "gtk3-icon-browser"
+
+# Until the application shows what was done to it.
+PATIENCE = 10
+
+
+class StepFailed(Exception):
+    """A step of the tour did not do what it should."""
+
+
+def expect(condition, message):
+    if not condition:
+        raise StepFailed(message)
+
+
+class Tour:
+    """What the steps share: the agent, the desktop, the application to look at (None: the frontmost one, which is the
+    user's own and is only looked at)."""
+
+    def __init__(self, agent, desktop, application_pid, screenshot_path):
+        self.agent, self.desktop = agent, desktop
+        self.application_pid, self.screenshot_path = application_pid, screenshot_path
+
+    def post(self, path, **body):
+        answer = self.agent.request("POST", path, body)
+        expect(answer.status == 200, f"{path} {body}: {answer.status} {answer.body[:200]!r}")
+        return answer.json()
+
+    def find(self, **query):
+        """The elements of the frontmost application that a search finds, at least one."""
+        return wait_for(lambda: self.post("/ax/find", **query)["matches"], PATIENCE, f"an element with {query}")
+
+    def wait_for_element(self, condition, what):
+        """Waits until the frontmost application's tree has an element that meets a condition, and gives it."""
+        def found():
+            answer = self.agent.tree()
+            elements = walk(answer.json()["tree"]) if answer.status == 200 else ()
+            return next((element for element in elements if condition(element)), None)
+        return wait_for(found, PATIENCE, what)
+
+    def wait_for_value(self, field, text):
+        self.wait_for_element(lambda e: e["id"] == field["id"] and e.get("value") == text, f"{text!r} in the field")
+
+
+def show_health(tour):
+    answer = tour.agent.request("GET", "/health", token=False)
+    expect(answer.status == 200 and answer.json().get("ok") is True, f"{answer.status} {answer.body[:200]!r}")
+    return f"version {answer.json().get('version')}, {answer.seconds * 1000:.1f} ms"
+
+
+def show_tree(tour):
+    answer = tour.agent.tree(tour.application_pid)
+    expect(answer.status == 200, f"{answer.status} {answer.body[:200]!r}")
+    tree = answer.json()["tree"]
+    count, depth = size_and_depth(tree)
+    name = tree.get("label", "an application without a name")
+    if tour.application_pid is not None:
+        expect(tree["role"] == "AXApplication", f"the root's role is {tree['role']}")
+        expect(count > 100, f"only {count} elements")
+    return f"{name}: {count} elements, {depth} levels, {answer.seconds * 1000:.1f} ms"
+
+
+def is_about_window(element):
+    return element["role"] == "AXWindow" and element.get("label", "").startswith("About ")
+
+
+def click_button(tour):
+    button = tour.find(role="AXButton", label="About Widget Factory")[0]
+    method = tour.post("/ax/click", elementId=button["id"])["method"]
+    window = tour.wait_for_element(is_about_window, "the button's window")
+    close = next((e for e in walk(window) if e["role"] == "AXButton" and e.get("label") == "Close"), None)
+    expect(close, "the window has no button to close it")
+    tour.post("/ax/click", elementId=close["id"])
+    wait_for(lambda: not any(map(is_about_window, walk(tour.agent.tree().json()["tree"]))), PATIENCE,
+             "the window to close")
+    return f"{button['label']!r} by {method}: {window['label']!r} came up, and went with its own button"
+
+
+def set_field(tour):
+    field = next((e for e in tour.find(role="AXTextField", valueRegex="^entry$") if e["enabled"]), None)
+    expect(field, "no field to set")
+    text = "Ärger um 5 €: 漢字 😀"
+    method = tour.post("/ax/type", elementId=field["id"], text=text)["method"]
+    expect(method == "ax_value", f"the field was changed by {method}")
+    tour.wait_for_value(field, text)
+    return f"the field holds {text!r}, by {method}"
+
+
+def type_into_table(tour):
+    """A table takes no value; the keys that it gets open its search field, which holds them."""
+    table = tour.find(role="AXTable")[0]
+    method = tour.post("/ax/type", elementId=table["id"], text="Otto")["method"]
+    expect(method == "cg_event", f"the table was typed into by {method}")
+    tour.wait_for_element(lambda e: e["role"] == "AXTextField" and e.get("value") == "Otto", "the table's search field")
+    tour.post("/keystrokes", keys=["esc"])
+    return f"the table's search field holds 'Otto', by {method}"
+
+
+def scroll_list(tour):
+    tour.post("/ax/click", elementId=tour.find(role="AXRadioButton", label="Page 2")[0]["id"])
+
+    def is_first_row(element):
+        return element.get("label") == "Row 1" and "frame" in element
+    before = tour.wait_for_element(is_first_row, "a list on page 2")["frame"]["y"]
+    around = next(area for area in tour.find(role="AXScrollArea", maxResults=100) if any(map(is_first_row, walk(area))))
+    tour.post("/ax/scroll", elementId=around["id"], direction="down", amount=50)
+    after = tour.wait_for_element(lambda e: is_first_row(e) and e["frame"]["y"] < before, "the first row to move up")
+    return f"the first row moved up, from {before:g} to {after['frame']['y']:g}"
+
+
+def send_keys(tour):
+    field = tour.wait_for_element(lambda e: e["role"] == "AXTextField" and e.get("focused"), "a field with the focus")
+    text = "Größe: 100 %, straße"
+    tour.post("/keystrokes", app_bundle_id=APPLICATION, keys=["ctrl+a"])  # what follows replaces the selection
+    tour.post("/keystrokes", app_bundle_id=APPLICATION, text=text)
+    tour.wait_for_value(field, text)
+    return f"select all, then {text!r}: the field holds just that"
+
+
+def send_keys_to_launched(tour):
+    tour.post("/keystrokes", app_bundle_id=OTHER_APPLICATION, text="folder")
+    tour.wait_for_element(lambda e: e["role"] == "AXTextField" and e.get("value") == "folder",
+                          f"'folder' in the search field of {OTHER_APPLICATION}")
+    tour.post("/keystrokes", app_bundle_id=APPLICATION, keys=["esc"])
+    tour.wait_for_element(lambda e: e["role"] == "AXApplication" and e.get("label") == APPLICATION,
+                          f"{APPLICATION} in front again")
+    return f"{OTHER_APPLICATION} was launched and searches for 'folder'; {APPLICATION} came back to the front"
+
+
+def save_screenshot(tour):
+    tour.desktop.screenshot(tour.screenshot_path)
+    return tour.screenshot_path
+
+
+# One line per step: its name, and a function that gives what to print or raises when it went wrong.
+LOOKING = [
+    ("health", show_health),
+    ("tree", show_tree),
+]
+# On an application of the tour's own only: nobody's work is to be typed into.
+ACTING = [
+    ("click", click_button),
+    ("keys", send_keys),
+    ("set", set_field),
+    ("type", type_into_table),
+    ("scroll", scroll_list),
+    ("launch", send_keys_to_launched),
+]
+
+
+def take_tour(tour):
+    """Takes every step; says whether all went well."""
+    all_well = True
+    acting = ACTING if tour.application_pid is not None else []
+    for name, step in [*LOOKING, *acting, ("screenshot", save_screenshot)]:
+        try:
+            print(f"  {name:<12} {step(tour)}")
+        except (StepFailed, AgentError, DesktopError, x11.XError, OSError, ValueError, KeyError) as error:
+            all_well = False
+            print(f"  {name:<12} FAILED: {error}")
+    return all_well
