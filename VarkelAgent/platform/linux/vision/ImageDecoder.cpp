@@ -45,7 +45,7 @@ Picture decodePNG(Bytes bytes) {
     std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
     const png_color white{255, 255, 255};
     if (png_image_finish_read(&image, &white, pixels.data(), 0, nullptr) == 0) return nullptr;
-    const Picture planes = makePlanes(static_cast<int>(image.width), static_cast<int>(image.height));
+    Picture planes = makePlanes(static_cast<int>(image.width), static_cast<int>(image.height));
     for (std::size_t i = 0; i < planes->red.size(); ++i) {
         planes->red[i] = pixels[3 * i];
         planes->green[i] = pixels[3 * i + 1];
@@ -62,7 +62,7 @@ Picture planesOf(Pix* source) {
     const PixOwner plain(opaque ? pixRemoveColormap(opaque.get(), REMOVE_CMAP_TO_FULL_COLOR) : nullptr);
     const PixOwner pix(plain ? pixConvertTo32(plain.get()) : nullptr);
     if (!pix) return nullptr;
-    const Picture planes = makePlanes(pixGetWidth(pix.get()), pixGetHeight(pix.get()));
+    Picture planes = makePlanes(pixGetWidth(pix.get()), pixGetHeight(pix.get()));
     const l_uint32* data = pixGetData(pix.get());
     const int wordsPerLine = pixGetWpl(pix.get());
     for (int y = 0; y < planes->height; ++y) {
