@@ -41,6 +41,7 @@ std::vector<std::string> idsOf(const char* body, std::int64_t maxResults = 1000)
     std::vector<AXElementInfo> matches;
     collectMatches(scene(), filter, maxResults, matches);
     std::vector<std::string> ids;
+    ids.reserve(matches.size());
     for (const AXElementInfo& match : matches) ids.push_back(match.id);
     return ids;
 }

@@ -145,7 +145,7 @@ class Keystrokes : public testing::Test {
             co_return;
         };
         boost::asio::co_spawn(context, sendKeystrokes(std::move(request), sleep),
-                              [&](std::exception_ptr error, HTTPResponse answer) {
+                              [&](const std::exception_ptr& error, HTTPResponse answer) {
                                   if (error) std::rethrow_exception(error);
                                   response = std::move(answer);
                               });
