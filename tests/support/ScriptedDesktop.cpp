@@ -32,8 +32,9 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
         desktop_.duringRun(cancelled);
         if (desktop_.recognitionFails || cancelled.stop_requested()) return false;
         for (const VNRequest& request : requests) {
-            if (auto* const* text = std::get_if<VNRecognizeTextRequest*>(&request))
-                (*text)->results = desktop_.text;
+            if (auto* const* lines = std::get_if<VNRecognizeTextRequest*>(&request)) {
+                (*lines)->results = desktop_.text;
+            }
             if (auto* const* codes = std::get_if<VNDetectBarcodesRequest*>(&request)) {
                 (*codes)->results = desktop_.barcodes;
             }

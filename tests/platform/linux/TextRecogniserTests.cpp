@@ -19,7 +19,7 @@ PixelPlanes strokes(int count) {
     PixelPlanes page;
     page.width = 200;
     page.height = 30 * count + 20;
-    const auto size = static_cast<std::size_t>(page.width * page.height);
+    const auto size = static_cast<std::size_t>(page.width) * static_cast<std::size_t>(page.height);
     page.red.assign(size, 255);
     for (int row = 0; row < count; ++row) {
         for (int stroke = 0; stroke < 4; ++stroke) {
