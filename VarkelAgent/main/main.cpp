@@ -63,8 +63,9 @@ Task<int> serve(CommandLine line, Defaults defaults) {
         co_return failWithUsage("", defaults);
     }
     raiseDescriptorLimit();
+    const auto overlay = OverlayClient::init(URLSession::shared());
     HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
-    registerRoutes(server);
+    registerRoutes(server, overlay);
     BlockingPool::shared().submit([] { Platform::current().accessibility->announce(); });
     co_await server.start();
     co_return EXIT_SUCCESS;

@@ -11,6 +11,7 @@
 #include "ax/AXTree.h"
 #include "http/JSONDecoder.h"
 #include "http/JSONResponse.h"
+#include "routes/Consent.h"
 
 namespace varkel {
 
@@ -36,6 +37,18 @@ HTTPResponse badRequest() {
     return jsonResponse(400, {{"error", "bad_request"}});
 }
 
+/// Acts on an element once the body is understood and the person agrees.
+template <class Record>
+Task<HTTPResponse> act(HTTPRequest request, std::optional<OverlayClient> overlay, const char* action,
+                       Task<HTTPResponse> (*operation)(Record, std::optional<std::string>)) {
+    auto body = decode<Record>(request);
+    if (!body.record) co_return badRequest();
+    auto refusal = co_await checkDestructiveConsent(request, overlay, action, body.record->elementId);
+    if (refusal) co_return std::move(*refusal);
+    auto batchId = body.record->batch_id;
+    co_return co_await operation(std::move(*body.record), std::move(batchId));
+}
+
 }  // namespace
 
 Task<HTTPResponse> treeRoute(HTTPRequest request) {
@@ -53,25 +66,16 @@ Task<HTTPResponse> findRoute(HTTPRequest request) {
     co_return co_await axFind(std::move(*body.record), std::move(batchId));
 }
 
-Task<HTTPResponse> clickRoute(HTTPRequest request) {
-    auto body = decode<AXClickRequest>(request);
-    if (!body.record) co_return badRequest();
-    auto batchId = body.record->batch_id;
-    co_return co_await axClick(std::move(*body.record), std::move(batchId));
+Task<HTTPResponse> clickRoute(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    return act<AXClickRequest>(std::move(request), std::move(overlay), "click", axClick);
 }
 
-Task<HTTPResponse> typeRoute(HTTPRequest request) {
-    auto body = decode<AXTypeRequest>(request);
-    if (!body.record) co_return badRequest();
-    auto batchId = body.record->batch_id;
-    co_return co_await axType(std::move(*body.record), std::move(batchId));
+Task<HTTPResponse> typeRoute(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    return act<AXTypeRequest>(std::move(request), std::move(overlay), "type", axType);
 }
 
-Task<HTTPResponse> scrollRoute(HTTPRequest request) {
-    auto body = decode<AXScrollRequest>(request);
-    if (!body.record) co_return badRequest();
-    auto batchId = body.record->batch_id;
-    co_return co_await axScroll(std::move(*body.record), std::move(batchId));
+Task<HTTPResponse> scrollRoute(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    return act<AXScrollRequest>(std::move(request), std::move(overlay), "scroll", axScroll);
 }
 
 }  // namespace varkel

@@ -7,6 +7,7 @@
 #include "ocr/OCR.h"
 #include "routes/AXRoutes.h"
 #include "routes/BatchRoutes.h"
+#include "routes/Consent.h"
 #include "routes/TreeAndOCR.h"
 #include "visual/VisualFind.h"
 
@@ -18,8 +19,10 @@ Task<HTTPResponse> health(HTTPRequest) {
     co_return healthResponse();
 }
 
-Task<HTTPResponse> keystrokes(HTTPRequest request) {
-    return sendKeystrokes(std::move(request));
+Task<HTTPResponse> keystrokes(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    auto refusal = co_await checkDestructiveConsent(request, overlay, "send_keystrokes", std::nullopt);
+    if (refusal) co_return std::move(*refusal);
+    co_return co_await sendKeystrokes(std::move(request));
 }
 
 Task<HTTPResponse> ocr(HTTPRequest request) {
@@ -32,14 +35,17 @@ Task<HTTPResponse> visualFind(HTTPRequest request) {
 
 }  // namespace
 
-void registerRoutes(HTTPServer& server) {
+void registerRoutes(HTTPServer& server, const std::optional<OverlayClient>& overlay) {
+    const auto consenting = [&](auto route) -> RouteHandler {
+        return [route, overlay](HTTPRequest request) { return route(std::move(request), overlay); };
+    };
     server.registerRoute("GET", "/health", health);
     server.registerRoute("POST", "/ax/tree", treeRoute);
     server.registerRoute("POST", "/ax/find", findRoute);
-    server.registerRoute("POST", "/ax/click", clickRoute);
-    server.registerRoute("POST", "/ax/type", typeRoute);
-    server.registerRoute("POST", "/ax/scroll", scrollRoute);
-    server.registerRoute("POST", "/keystrokes", keystrokes);
+    server.registerRoute("POST", "/ax/click", consenting(clickRoute));
+    server.registerRoute("POST", "/ax/type", consenting(typeRoute));
+    server.registerRoute("POST", "/ax/scroll", consenting(scrollRoute));
+    server.registerRoute("POST", "/keystrokes", consenting(keystrokes));
     server.registerRoute("POST", "/ax/tree_and_ocr", treeAndOCR);
     server.registerRoute("POST", "/batch/begin", batchBegin);
     server.registerRoute("POST", "/batch/end", batchEnd);

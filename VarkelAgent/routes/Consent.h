@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "http/Task.h"
+#include "routes/OverlayClient.h"
+
+namespace varkel {
+
+/// Stands before every action that changes something: lets it through when there is no overlay service or the
+/// caller brings the person's consent and the service's secret, and asks the person otherwise. Gives nothing
+/// when the action may go ahead, or the answer to give instead. `target` is what is acted upon, as the person
+/// is shown it. Holds no thread while the person thinks. The arguments must outlive the task.
+Task<std::optional<HTTPResponse>> checkDestructiveConsent(const HTTPRequest& request,
+                                                          const std::optional<OverlayClient>& overlay,
+                                                          std::string_view action,
+                                                          std::optional<std::string> target);
+
+}  // namespace varkel

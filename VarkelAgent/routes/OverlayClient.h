@@ -1,0 +1,49 @@
+#pragma once
+
+#include <boost/json/object.hpp>
+#include <boost/url/url.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "http/Task.h"
+#include "platform/Environment.h"
+#include "routes/URLSession.h"
+
+namespace varkel {
+
+/// Talks to the overlay service, which shows the person what is about to happen and asks for consent. An
+/// immutable value: any thread, any number of exchanges at once.
+class OverlayClient {
+  public:
+    /// The client of the service that has left its address and its secret in the person's home directory;
+    /// nothing when there is none. Reads a file. Any thread.
+    static std::optional<OverlayClient> init(URLSession urlSession,
+                                             const std::string& home = homeDirectory(environment()));
+
+    /// Sends an event, with its type under "type", and waits until the service has answered or failed to.
+    /// Which of them is not told; does not raise. The client must outlive the task.
+    Task<void> emitEvent(std::string_view type, boost::json::object payload) const;
+
+    /// Asks until the service has decided on a prompt, for 2 seconds; a question that is under way by then is
+    /// still waited for, so a service that answers once the person has decided gives them a minute. Whether
+    /// consent was given: every failure is a no. Does not raise. The client must outlive the task.
+    Task<bool> checkConsent(std::string id) const;
+
+    /// The secret shared with the service.
+    const std::string& token() const { return token_; }
+
+  private:
+    friend struct OverlayClientTesting;
+
+    OverlayClient(std::string baseURL, std::string token, URLSession urlSession);
+
+    std::optional<boost::urls::url> makeURL(const std::string& path) const;
+    std::optional<URLRequest> makeRequest(std::string_view method, const std::string& path) const;
+
+    std::string baseURL_;
+    std::string token_;
+    URLSession urlSession_;
+};
+
+}  // namespace varkel

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <boost/url/url.hpp>
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "http/Task.h"
+
+namespace varkel {
+
+/// A request to a service on this machine.
+struct URLRequest {
+    /// Scheme http; the host an IPv4 address in decimal.
+    boost::urls::url url;
+    std::string method;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::optional<std::string> body;
+};
+
+/// Sends requests over HTTP/1.1, each on a connection of its own. A plain value.
+struct URLSession {
+    /// How long one exchange may take, from the connection to the reply's last byte.
+    std::chrono::steady_clock::duration timeoutInterval = std::chrono::seconds(60);
+
+    /// The session with the default limits.
+    static URLSession shared() { return {}; }
+
+    /// The status of the reply once it has arrived whole; nothing when the exchange fails, takes too long or
+    /// what comes back is not HTTP. The reply's body is read and thrown away as it comes; redirections are
+    /// not followed. Holds no thread while it waits. Does not raise. The session must outlive the task.
+    Task<std::optional<unsigned>> status(URLRequest request) const;
+};
+
+}  // namespace varkel

@@ -1,0 +1,281 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <atomic>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/json.hpp>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "routes/Consent.h"
+#include "support/RunTask.h"
+#include "support/ScriptedOverlay.h"
+
+namespace varkel {
+
+/// Looks behind the client's front door.
+struct OverlayClientTesting {
+    static std::optional<std::string> url(const OverlayClient& client, const std::string& path) {
+        const auto made = client.makeURL(path);
+        if (!made) return std::nullopt;
+        return std::string(made->buffer());
+    }
+};
+
+namespace {
+
+using test::OverlayReply;
+using test::runTask;
+using test::ScriptedOverlay;
+using test::statusReply;
+using Then = OverlayReply::Then;
+using std::chrono::seconds;
+
+constexpr const char* secret = "overlay secret";
+
+/// A home directory of the test's own.
+class ConsentTest : public testing::Test {
+  protected:
+    ConsentTest() {
+        std::string path = (std::filesystem::temp_directory_path() / "varkel-home-XXXXXX").string();
+        home = mkdtemp(path.data());
+    }
+    ~ConsentTest() override { std::filesystem::remove_all(home); }
+
+    std::optional<OverlayClient> clientOf(const std::string& discovery, URLSession session = {}) {
+        const std::filesystem::path folder = home + "/Library/Application Support/Quellan/Varkel";
+        std::filesystem::create_directories(folder);
+        std::ofstream(folder / "overlay.sock") << discovery;
+        return OverlayClient::init(session, home);
+    }
+
+    std::optional<OverlayClient> clientOf(const ScriptedOverlay& overlay, URLSession session = {}) {
+        const boost::json::object discovery{{"port", overlay.port()}, {"token", secret}};
+        return clientOf(boost::json::serialize(discovery), session);
+    }
+
+    /// The gate's answer; empty when it lets the action through.
+    static std::string ask(const std::optional<OverlayClient>& client, HTTPRequest request = {}) {
+        const auto refusal = runTask(checkDestructiveConsent(request, client, "click", "an id"));
+        return refusal ? std::to_string(refusal->status) + " " + *refusal->body : "";
+    }
+
+    std::string home;
+};
+
+constexpr const char* refused = R"(403 {"error":"consent_denied"})";
+
+TEST_F(ConsentTest, FindsTheServiceByItsFileAlone) {
+    const struct {
+        const char* discovery;
+        const char* url;
+    } cases[] = {
+        {R"({"port": 47900, "token": "t", "other": []})", "http://127.0.0.1:47900/event"},
+        {R"({"port": 47900.0, "token": ""})", "http://127.0.0.1:47900/event"},
+        {R"({"port": 99999, "token": "t"})", "http://127.0.0.1:99999/event"},
+        {R"({"port": -1, "token": "t"})", ""},
+        {R"({"port": "47900", "token": "t"})", nullptr},
+        {R"({"port": 47900.5, "token": "t"})", nullptr},
+        {R"({"port": true, "token": "t"})", nullptr},
+        {R"({"port": 47900})", nullptr},
+        {R"({"port": 47900, "token": 1})", nullptr},
+        {R"({"token": "t"})", nullptr},
+        {R"([47900, "t"])", nullptr},
+        {"", nullptr},
+    };
+    EXPECT_FALSE(OverlayClient::init(URLSession::shared(), home)) << "no file";
+    for (const auto& [discovery, url] : cases) {
+        const auto client = clientOf(discovery);
+        ASSERT_EQ(client.has_value(), url != nullptr) << discovery;
+        if (!client) continue;
+        EXPECT_EQ(OverlayClientTesting::url(*client, "/event").value_or(""), url) << discovery;
+    }
+    // Nothing listens on a port that does not exist.
+    EXPECT_EQ(ask(clientOf(R"({"port": 99999, "token": "t"})")), refused);
+    EXPECT_EQ(ask(clientOf(R"({"port": -1, "token": "t"})")), refused);
+}
+
+TEST_F(ConsentTest, NeverLeavesTheMachine) {
+    const auto client = clientOf(R"({"port": 47900, "token": "t"})");
+    const struct {
+        const char* path;
+        std::optional<std::string> url;
+    } cases[] = {
+        {"/consent/ID", "http://127.0.0.1:47900/consent/ID"},
+        {"/consent/../event", "http://127.0.0.1:47900/event"},
+        {"//elsewhere.example/event", std::nullopt},
+        {"http://elsewhere.example/event", std::nullopt},
+        {"http://127.0.0.1.elsewhere.example/", std::nullopt},
+        {"http://localhost/", std::nullopt},
+        {"mailto:someone", std::nullopt},
+        {"/a b", std::nullopt},
+        {"\\\\elsewhere.example", std::nullopt},
+    };
+    for (const auto& [path, url] : cases) EXPECT_EQ(OverlayClientTesting::url(*client, path), url) << path;
+}
+
+TEST_F(ConsentTest, TakesConsentThatTheCallerBringsWithTheSecretOnly) {
+    ScriptedOverlay overlay([](int) { return statusReply(423); });
+    const auto client = clientOf(overlay);
+    const struct {
+        std::map<std::string, std::string, std::less<>> headers;
+        bool passes;
+    } cases[] = {
+        {{{"x-varkel-mcp-consent", "granted"}, {"x-varkel-overlay-token", secret}}, true},
+        {{{"x-varkel-mcp-consent", "granted"}, {"x-overlay-token", secret}}, true},
+        {{{"x-varkel-mcp-consent", "granted"},
+          {"x-varkel-overlay-token", "wrong"},
+          {"x-overlay-token", secret}},
+         false},
+        {{{"x-varkel-mcp-consent", "granted"}, {"x-varkel-overlay-token", ""}, {"x-overlay-token", secret}},
+         false},
+        {{{"x-varkel-mcp-consent", "granted"}, {"x-overlay-token", "overlay secreT"}}, false},
+        {{{"x-varkel-mcp-consent", "granted"}}, false},
+        {{{"x-varkel-mcp-consent", "Granted"}, {"x-varkel-overlay-token", secret}}, false},
+        {{{"x-varkel-overlay-token", secret}}, false},
+        {{}, false},
+    };
+    std::size_t prompts = 0;
+    for (const auto& [headers, passes] : cases) {
+        HTTPRequest request;
+        request.headers = headers;
+        EXPECT_EQ(ask(client, request), passes ? "" : refused) << testing::PrintToString(headers);
+        prompts += passes ? 0 : 1;
+        EXPECT_EQ(overlay.events().size(), prompts);
+        EXPECT_EQ(ask(std::nullopt, request), "") << "without a service nobody is asked";
+    }
+}
+
+TEST_F(ConsentTest, DecidesByThePollsStatus) {
+    const std::string head = "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n";
+    const std::string endless = "HTTP/1.1 200 OK\r\n\r\n";
+    const std::string large(std::size_t{8} << 20, 'x');
+    const auto then404 = [](int status) {
+        return [status](int number) { return statusReply(number < 3 ? 404 : status); };
+    };
+    const auto always = [](OverlayReply reply) { return [reply](int) { return reply; }; };
+    const struct {
+        const char* name;
+        std::function<OverlayReply(int)> poll;
+        bool granted;
+    } cases[] = {
+        {"at once", always(statusReply(200)), true},
+        {"late", always(statusReply(200, [looks = 0]() mutable { return ++looks > 50; })), true},
+        {"after others", then404(200), true},
+        {"denied after others", then404(423), false},
+        {"denied", always(statusReply(423)), false},
+        {"redirected", [](int number) { return statusReply(number < 2 ? 302 : 423); }, false},
+        {"announced", always({"HTTP/1.1 103 Early\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}),
+         true},
+        {"without a length", always({endless + large}), true},
+        {"closed", always({""}), false},
+        {"not HTTP", always({"granted\r\n\r\n"}), false},
+        {"half a head", always({"HTTP/1.1 200 OK\r\nContent"}), false},
+        {"half a body", always({head}), false},
+        {"an endless head", always({"HTTP/1.1 200 OK\r\nX: " + large}), false},
+        {"hanging", always({"", Then::hang}), false},
+        {"hanging in the body", always({head, Then::hang}), false},
+        {"trickling", always({endless, Then::trickle}), false},
+        {"trickling in the head", always({"HTTP/1.1 200 OK\r\nX: ", Then::trickle}), false},
+    };
+    for (const auto& [name, poll, granted] : cases) {
+        const ScriptedOverlay overlay(poll);
+        // The limit of a case that cannot end otherwise; far longer than what the others need.
+        const bool endsByItself = granted || std::string_view(name).find("ing") == std::string_view::npos;
+        const URLSession session{endsByItself ? seconds(20) : seconds(1)};
+        EXPECT_EQ(ask(clientOf(overlay, session)), granted ? "" : refused) << name;
+    }
+}
+
+TEST_F(ConsentTest, GivesUpWhenNobodyDecidesWithinTwoSeconds) {
+    ScriptedOverlay overlay([](int) { return statusReply(404); });
+    const auto client = clientOf(overlay);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(ask(client), refused);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, seconds(2));
+    EXPECT_LE(overlay.polls().size(), 20U);
+    EXPECT_GE(overlay.polls().size(), 2U);
+}
+
+TEST_F(ConsentTest, RefusesEverythingOnceTheServiceIsGone) {
+    ScriptedOverlay overlay([](int) { return statusReply(200); });
+    const auto client = clientOf(overlay);
+    EXPECT_EQ(ask(client), "");
+    overlay.stop();
+    EXPECT_EQ(ask(client), refused);
+}
+
+TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
+    ScriptedOverlay overlay([](int) { return statusReply(200); }, {"not HTTP", Then::close});
+    const auto client = clientOf(overlay);
+    EXPECT_EQ(ask(client), "") << "what the event is answered with does not matter";
+    HTTPRequest request;
+    runTask(checkDestructiveConsent(request, client, "send_keystrokes", std::nullopt));
+
+    const auto events = overlay.events();
+    const auto polls = overlay.polls();
+    ASSERT_EQ(events.size(), 2U);
+    ASSERT_EQ(polls.size(), 2U);
+    const auto host = "\r\nHost: 127.0.0.1:" + std::to_string(overlay.port()) + "\r\n";
+    for (const auto& [head, body] : events) {
+        EXPECT_THAT(head, testing::StartsWith("POST /event HTTP/1.1\r\n"));
+        EXPECT_THAT(head, testing::HasSubstr("\r\nContent-Type: application/json\r\n"));
+        EXPECT_THAT(head, testing::HasSubstr("\r\nX-Overlay-Token: overlay secret\r\n"));
+        EXPECT_THAT(head, testing::HasSubstr(host));
+    }
+    const auto first = boost::json::parse(events[0].body).as_object();
+    const auto second = boost::json::parse(events[1].body).as_object();
+    const std::string id(first.at("id").as_string());
+    EXPECT_EQ(first,
+              (boost::json::object{
+                  {"type", "destructivePrompt"}, {"id", id}, {"action", "click"}, {"target", "an id"}}));
+    EXPECT_EQ(second,
+              (boost::json::object{
+                  {"type", "destructivePrompt"}, {"id", second.at("id")}, {"action", "send_keystrokes"}}));
+    EXPECT_NE(first.at("id"), second.at("id"));
+    const std::regex uuid("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+    EXPECT_TRUE(std::regex_match(id, uuid)) << id;
+    EXPECT_THAT(polls[0].head, testing::StartsWith("GET /consent/" + id + " HTTP/1.1\r\n"));
+    EXPECT_THAT(polls[0].head, testing::HasSubstr("\r\nX-Overlay-Token: overlay secret\r\n"));
+    EXPECT_EQ(polls[0].body, "");
+}
+
+TEST_F(ConsentTest, SendsNothingWithASecretThatWouldAddHeaders) {
+    ScriptedOverlay overlay([](int) { return statusReply(200); });
+    const boost::json::object discovery{{"port", overlay.port()}, {"token", "a\r\nX-Other: b"}};
+    EXPECT_EQ(ask(clientOf(boost::json::serialize(discovery))), refused);
+    EXPECT_TRUE(overlay.events().empty());
+}
+
+TEST_F(ConsentTest, HoldsNoThreadWhileHundredsOfPromptsWait) {
+    constexpr int prompts = 500;
+    rlimit descriptors{};
+    getrlimit(RLIMIT_NOFILE, &descriptors);
+    descriptors.rlim_cur = std::min<rlim_t>(descriptors.rlim_max, 4'096);
+    setrlimit(RLIMIT_NOFILE, &descriptors);
+
+    // Nobody decides until all the prompts have been shown.
+    std::atomic<int> waiting = 0;
+    const ScriptedOverlay overlay([&](int) {
+        ++waiting;
+        return statusReply(200, [&] { return waiting == prompts; });
+    });
+    const auto client = clientOf(overlay);
+    HTTPRequest request;
+    int passed = 0;
+    boost::asio::io_context context;
+    for (int i = 0; i < prompts; ++i) {
+        auto atEnd = [&](const std::exception_ptr&, const std::optional<HTTPResponse>& refusal) {
+            passed += refusal ? 0 : 1;
+        };
+        boost::asio::co_spawn(context, checkDestructiveConsent(request, client, "click", "id"), atEnd);
+    }
+    context.run();
+    EXPECT_EQ(passed, prompts) << "all of them on one thread";
+}
+
+}  // namespace
+}  // namespace varkel
