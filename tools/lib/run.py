@@ -10,6 +10,7 @@ import tempfile
 
 import x11
 from agent import Agent, AgentError
+from overlay import start_overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
 from tour import APPLICATION, Tour, take_tour
 
@@ -69,11 +70,15 @@ def wait_for_end(agent):
     return 1
 
 
-def run(options, desktop, application_pid):
+def run(options, desktop, application_pid, home):
+    # The agent looks for the service once, when it starts.
+    overlay = start_overlay(desktop, home) if options.consent else None
     agent = Agent(desktop.start, desktop.directory, options.port)
     print_invitation(agent, application_pid)
+    if overlay:
+        print("Before the agent does anything, it asks on the screen.\n")
     print("A short tour:")
-    all_well = take_tour(Tour(agent, desktop, application_pid, options.screenshot))
+    all_well = take_tour(Tour(agent, desktop, application_pid, options.screenshot, overlay))
     if options.once:
         return 0 if all_well else 1
     print()
@@ -85,17 +90,19 @@ def run_on_private_desktop(options):
         print(f"No DISPLAY is set: a private desktop is on display {desktop.display}.")
         application = desktop.start([APPLICATION])
         desktop.activate(desktop.wait_for_window(application))
-        return run(options, desktop, application.pid)
+        return run(options, desktop, application.pid, desktop.environment["HOME"])
 
 
 def run_on_found_desktop(options):
     print(f"The desktop is display {os.environ['DISPLAY']}.")
     with FoundDesktop() as desktop:
-        return run(options, desktop, None)
+        return run(options, desktop, None, os.path.expanduser("~"))
 
 
 def main():
     parser = argparse.ArgumentParser(prog="tools/run", description=__doc__)
+    parser.add_argument("--consent", action="store_true",
+                        help="start the example overlay service, which asks before anything is done")
     parser.add_argument("--once", action="store_true", help="end after the tour; status 0 when all of it went well")
     parser.add_argument("--port", type=int, help="the port to serve on (default: 47824 if free, else another)")
     parser.add_argument("--private", action="store_true", help="use a private desktop even when DISPLAY is set")

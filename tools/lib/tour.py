@@ -1,7 +1,10 @@
 """What tools/run shows of the agent, step by step. Each step is checked in what the application then says of itself."""
 
+from concurrent.futures import ThreadPoolExecutor
+
 import x11
 from agent import AgentError, size_and_depth, walk
+from overlay import press, wait_for_button
 from private_desktop import DesktopError, wait_for
 
 # Both come with the same package; their names are those of their desktop entries, too.
@@ -23,10 +26,10 @@ def expect(condition, message):
 
 class Tour:
     """What the steps share: the agent, the desktop, the application to look at (None: the frontmost one, which is the
-    user's own and is only looked at)."""
+    user's own and is only looked at), the overlay service (None: the agent asks nobody)."""
 
-    def __init__(self, agent, desktop, application_pid, screenshot_path):
-        self.agent, self.desktop = agent, desktop
+    def __init__(self, agent, desktop, application_pid, screenshot_path, overlay=None):
+        self.agent, self.desktop, self.overlay = agent, desktop, overlay
         self.application_pid, self.screenshot_path = application_pid, screenshot_path
 
     def post(self, path, **body):
@@ -107,13 +110,13 @@ def type_into_table(tour):
 def scroll_list(tour):
     tour.post("/ax/click", elementId=tour.find(role="AXRadioButton", label="Page 2")[0]["id"])
 
-    def is_first_row(element):
-        return element.get("label") == "Row 1" and "frame" in element
-    before = tour.wait_for_element(is_first_row, "a list on page 2")["frame"]["y"]
-    around = next(area for area in tour.find(role="AXScrollArea", maxResults=100) if any(map(is_first_row, walk(area))))
+    def is_middle_row(element):
+        return element.get("label") == "Row 3" and "frame" in element  # the first one may scroll out of sight
+    before = tour.wait_for_element(is_middle_row, "a list on page 2")["frame"]["y"]
+    around = next(area for area in tour.find(role="AXScrollArea", maxResults=100) if any(map(is_middle_row, walk(area))))
     tour.post("/ax/scroll", elementId=around["id"], direction="down", amount=50)
-    after = tour.wait_for_element(lambda e: is_first_row(e) and e["frame"]["y"] < before, "the first row to move up")
-    return f"the first row moved up, from {before:g} to {after['frame']['y']:g}"
+    after = tour.wait_for_element(lambda e: is_middle_row(e) and e["frame"]["y"] < before, "the rows to move up")
+    return f"the rows of a list moved up by {before - after['frame']['y']:g} pixels"
 
 
 def send_keys(tour):
@@ -133,6 +136,23 @@ def send_keys_to_launched(tour):
     tour.wait_for_element(lambda e: e["role"] == "AXApplication" and e.get("label") == APPLICATION,
                           f"{APPLICATION} in front again")
     return f"{OTHER_APPLICATION} was launched and searches for 'folder'; {APPLICATION} came back to the front"
+
+
+def ask_first(tour):
+    """Plays the person, too: nobody sees a private desktop."""
+    said = []
+    for choice, status in (("Deny", 403), ("Allow", 200)):
+        button = tour.find(role="AXButton", label="About Widget Factory")[0]
+        with ThreadPoolExecutor() as requests, tour.desktop.x() as display:
+            pending = requests.submit(tour.agent.request, "POST", "/ax/click", {"elementId": button["id"]}, 70)
+            wait_for_button(tour.agent, tour.overlay, choice)
+            tour.desktop.screenshot(tour.screenshot_path)
+            press(display, tour.agent, tour.overlay, choice)
+            answer = pending.result()
+        expect(answer.status == status, f"after {choice}: {answer.status} {answer.body[:200]!r}")
+        said.append(f"{choice}: {answer.body.decode()}")
+    tour.wait_for_element(is_about_window, "the button's window")
+    return f"{', '.join(said)}; the prompt is in {tour.screenshot_path}"
 
 
 def save_screenshot(tour):
@@ -156,11 +176,18 @@ ACTING = [
 ]
 
 
+def steps_of(tour):
+    if tour.application_pid is None:
+        return [*LOOKING, ("screenshot", save_screenshot)]
+    if tour.overlay:
+        return [*LOOKING, ("consent", ask_first)]
+    return [*LOOKING, *ACTING, ("screenshot", save_screenshot)]
+
+
 def take_tour(tour):
     """Takes every step; says whether all went well."""
     all_well = True
-    acting = ACTING if tour.application_pid is not None else []
-    for name, step in [*LOOKING, *acting, ("screenshot", save_screenshot)]:
+    for name, step in steps_of(tour):
         try:
             print(f"  {name:<12} {step(tour)}")
         except (StepFailed, AgentError, DesktopError, x11.XError, OSError, ValueError, KeyError) as error:

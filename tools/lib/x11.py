@@ -217,6 +217,18 @@ class Display:
         self._request(25, 0, struct.pack("<II", self.root, to_window_manager) + event)
         self.active_window()  # a round trip: the server has the event now
 
+    def click(self, x, y):
+        """Moves the pointer and presses the left button there, as a mouse does."""
+        name = b"XTEST"
+        reply = self._reply(98, 0, struct.pack("<Hxx", len(name)) + name)
+        present, major = reply[8], reply[9]
+        if not present:
+            raise XError("the display takes no made-up input")
+        press, release, motion = 4, 5, 6
+        for kind, detail in ((motion, 0), (press, 1), (release, 1)):
+            self._request(major, 2, struct.pack("<BBxxII8xhh8x", kind, detail, 0, self.root, x, y))
+        self.active_window()  # a reply: by now the server has taken the input
+
     def screenshot(self):
         """The whole screen as the bytes of a PNG file."""
         if self._bits_per_pixel.get(self._root_depth) != 32 or self._root_depth not in (24, 32):
