@@ -13,6 +13,11 @@ BlockingPool& BlockingPool::shared() {
     return pool;
 }
 
+BlockingPool& BlockingPool::forChildren() {
+    static auto& pool = *new BlockingPool(maxChildrenThreads);
+    return pool;
+}
+
 BlockingPool::~BlockingPool() {
     {
         const std::lock_guard lock(mutex_);

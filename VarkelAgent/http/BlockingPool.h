@@ -27,8 +27,14 @@ class BlockingPool {
   public:
     static constexpr std::size_t defaultMaxThreads = 32;
 
+    static constexpr std::size_t maxChildrenThreads = 512;
+
     /// The pool of the process. Never destroyed.
     static BlockingPool& shared();
+
+    /// The pool for what waits for a child process that may take as long as it likes: however many of those
+    /// never end, they hold no thread that other work needs. Never destroyed.
+    static BlockingPool& forChildren();
 
     explicit BlockingPool(std::size_t maxThreads = defaultMaxThreads) : maxThreads_(maxThreads) {}
     BlockingPool(const BlockingPool&) = delete;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace varkel {
 
@@ -95,6 +96,10 @@ bool isValidUTF8(std::string_view text) {
         at += length;
     }
     return true;
+}
+
+std::string validUTF8OrEmpty(std::string text) {
+    return isValidUTF8(text) ? std::move(text) : std::string();
 }
 
 std::string_view trimmedOfBlanks(std::string_view text) {

@@ -12,6 +12,9 @@ std::size_t sequenceLength(std::string_view text, std::size_t at);
 
 bool isValidUTF8(std::string_view text);
 
+/// The text, or the empty text when it is not valid UTF-8.
+std::string validUTF8OrEmpty(std::string text);
+
 /// The text without the blanks at its ends: the space, the tab and the other Unicode space separators. Line
 /// breaks are not blanks. The text is valid UTF-8.
 std::string_view trimmedOfBlanks(std::string_view text);

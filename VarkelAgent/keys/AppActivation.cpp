@@ -57,7 +57,7 @@ Task<ActivationOutcome> activateApp(std::optional<std::string> bundleId, std::op
     }
     if (appName && !appName->empty()) {
         const auto activate = [name = *appName] { return activateByName(name); };
-        const auto status = co_await runBlocking(activate);
+        const auto status = co_await runBlocking(activate, BlockingPool::forChildren());
         if (!status) co_return ActivationOutcome{};
         co_await sleep(activationPause);
         co_return ActivationOutcome{*status == 0, std::nullopt};

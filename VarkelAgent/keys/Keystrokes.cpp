@@ -107,7 +107,7 @@ Task<std::optional<HTTPResponse>> deliverByScript(SendKeystrokesRequest request,
             400, boost::json::object{{"error", "unsupported_applescript_target"}, {"bundle_id", target}});
     }
     const auto run = [source = *std::move(script)] { return runOsa(source); };
-    const OsaResult result = co_await runBlocking(run);
+    const OsaResult result = co_await runBlocking(run, BlockingPool::forChildren());
     if (result.status != 0) {
         co_return jsonResponse(500, boost::json::object{{"error", "applescript_failed"},
                                                         {"stderr", result.standardError},

@@ -1,6 +1,7 @@
 #include "keys/TerminalScript.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "http/UnicodeText.h"
@@ -47,10 +48,6 @@ std::string terminalScript(const std::string& text) {
            "end tell";
 }
 
-std::string validOrEmpty(std::string text) {
-    return isValidUTF8(text) ? std::move(text) : std::string();
-}
-
 }  // namespace
 
 bool isTerminalBundleId(std::string_view bundleId) {
@@ -69,9 +66,9 @@ OsaResult runOsa(std::string script) {
     command.input = std::move(script);
     try {
         ChildResult result = runChild(std::move(command));
-        return {result.status, validOrEmpty(std::move(result.standardOutput)),
-                validOrEmpty(std::move(result.standardError))};
-    } catch (const LaunchError& error) {
+        return {result.status, validUTF8OrEmpty(std::move(result.standardOutput)),
+                validUTF8OrEmpty(std::move(result.standardError))};
+    } catch (const std::runtime_error& error) {
         return {-1, "", error.what()};
     }
 }

@@ -18,11 +18,20 @@ class LaunchError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// The child wrote more than it was allowed to. It has been killed. what() says so in words.
+class OutputLimitError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 /// What to run and how.
 struct ChildCommand {
+    static constexpr std::size_t defaultOutputLimit = std::size_t{256} << 20;
+
     /// Path of the program; no search along PATH.
     std::string executable;
-    /// Without the program's own name.
+    /// Without the program's own name. None may hold a zero byte: it would end the argument there, so the
+    /// launch fails.
     std::vector<std::string> arguments;
     /// Written to the child's standard input, which is then closed; without it the child reads an empty
     /// input.
@@ -30,6 +39,13 @@ struct ChildCommand {
     /// Where standard output and standard error go.
     enum class Output { capture, inherit, discard };
     Output output = Output::capture;
+    /// How many bytes of each output are kept at the most; a child that writes on for ever must not take this
+    /// process's memory.
+    std::size_t outputLimit = defaultOutputLimit;
+    /// Whether the child leads a process group of its own, or stays in this process's and is stopped along
+    /// with it.
+    enum class Group { own, inherited };
+    Group group = Group::own;
     /// Where the child starts; empty keeps this process's directory. A directory that is not there fails the
     /// launch.
     std::string workingDirectory;
@@ -46,7 +62,7 @@ struct ChildResult {
     std::string standardError;
 };
 
-/// A running child process, in a process group of its own. One thread at a time.
+/// A running child process. One thread at a time.
 ///
 /// The child gets its three standard descriptors and no other of this process, default signal dispositions
 /// and an empty signal mask. Its outputs are drained while this process waits, so neither side can stall,
@@ -69,10 +85,16 @@ class ChildProcess {
 
     /// Feeds and drains until the child has ended or the deadline has passed; without one, until the child
     /// has ended. The result, or nothing when the deadline came first. After a result, the same again at
-    /// once.
+    /// once. Raises OutputLimitError.
     std::optional<ChildResult> wait(std::optional<Clock::time_point> deadline = std::nullopt);
 
-    /// Sends a signal to the child's process group; to nobody once the child has been reaped.
+    /// Stops the child and what it has started: asks the whole group to terminate, and kills after `grace`
+    /// who is left of it. The group has all of that time, also when the child itself goes at once. Returns
+    /// when the child has been reaped. A descendant that has made a group of its own is out of reach.
+    void stop(std::chrono::milliseconds grace);
+
+    /// Sends a signal to the child's process group (to the child alone when it has none of its own); to
+    /// nobody once the child has been reaped.
     void signalGroup(int signal);
 
     /// Sends a signal to the child alone; to nobody once the child has been reaped.
@@ -87,7 +109,8 @@ class ChildProcess {
     std::unique_ptr<Running> running_;
 };
 
-/// Starts a program and waits for its end, without a time limit. Raises LaunchError. Blocks.
+/// Starts a program and waits for its end, without a time limit. Raises LaunchError and OutputLimitError.
+/// Blocks.
 ChildResult runChild(ChildCommand command);
 
 }  // namespace varkel

@@ -18,6 +18,7 @@
 #include <csignal>
 #include <cstring>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "platform/FileDescriptor.h"
@@ -97,7 +98,7 @@ class SpawnActions {
 
 class SpawnAttributes {
   public:
-    explicit SpawnAttributes(bool newSession) {
+    explicit SpawnAttributes(const ChildCommand& command) {
         posix_spawnattr_init(&attributes_);
         sigset_t all;
         sigset_t none;
@@ -107,7 +108,8 @@ class SpawnAttributes {
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setpgroup(&attributes_, 0);
         // A new session brings a group of its own along.
-        const int own = newSession ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP;
+        int own = command.group == ChildCommand::Group::own ? POSIX_SPAWN_SETPGROUP : 0;
+        if (command.newSession) own = POSIX_SPAWN_SETSID;
         posix_spawnattr_setflags(&attributes_,
                                  static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | own));
     }
@@ -198,10 +200,17 @@ std::optional<int> pollTimeout(std::optional<ChildProcess::Clock::time_point> de
     return static_cast<int>(std::min<std::int64_t>(left->count(), INT_MAX));
 }
 
+bool canBePassedOn(const ChildCommand& command) {
+    const auto isWhole = [](const std::string& text) { return text.find('\0') == std::string::npos; };
+    return isWhole(command.executable) && std::ranges::all_of(command.arguments, isWhole);
+}
+
 }  // namespace
 
 struct ChildProcess::Running {
     pid_t pid = -1;
+    bool leadsGroup = true;
+    std::size_t outputLimit = 0;
     bool reaped = false;
     FileDescriptor exit;
     FileDescriptor input;
@@ -215,11 +224,15 @@ struct ChildProcess::Running {
     void feed();
     void pollOnce(int timeout);
     bool hasEnded() const;
-    void reap(int options);
+    bool isOverLimit() const;
+    void reap();
 };
 
 void ChildProcess::Running::start(const ChildCommand& command) {
-    const SpawnAttributes attributes(command.newSession);
+    if (!canBePassedOn(command)) throw LaunchError(describe(EINVAL));
+    leadsGroup = command.newSession || command.group == ChildCommand::Group::own;
+    outputLimit = command.outputLimit;
+    const SpawnAttributes attributes(command);
     SpawnActions actions;
     Pipe in;
     Pipe out;
@@ -302,13 +315,16 @@ bool ChildProcess::Running::hasEnded() const {
     }
 }
 
-void ChildProcess::Running::reap(int options) {
+bool ChildProcess::Running::isOverLimit() const {
+    return std::max(result.standardOutput.size(), result.standardError.size()) > outputLimit;
+}
+
+void ChildProcess::Running::reap() {
     int status = 0;
     pid_t ended = 0;
     do {
-        ended = waitpid(pid, &status, options);
+        ended = waitpid(pid, &status, 0);
     } while (ended < 0 && errno == EINTR);
-    if (ended == 0) return;
     reaped = true;
     if (ended < 0) return;
     result.signalled = WIFSIGNALED(status);
@@ -331,7 +347,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
 ChildProcess::~ChildProcess() {
     if (!running_ || running_->reaped) return;
     signalGroup(SIGKILL);
-    running_->reap(0);
+    running_->reap();
 }
 
 pid_t ChildProcess::processIdentifier() const {
@@ -344,12 +360,18 @@ std::optional<ChildResult> ChildProcess::wait(std::optional<Clock::time_point> d
         if (running_->hasEnded()) {
             drainRest(running_->output, running_->result.standardOutput);
             drainRest(running_->error, running_->result.standardError);
-            running_->reap(0);
+            running_->reap();
             break;
         }
         const auto timeout = pollTimeout(deadline, !running_->exit);
         if (!timeout) return std::nullopt;
         running_->pollOnce(*timeout);
+        if (running_->isOverLimit()) {
+            signalGroup(SIGKILL);
+            running_->reap();
+            throw OutputLimitError("the output is larger than " + std::to_string(running_->outputLimit) +
+                                   " bytes");
+        }
     }
     running_->input.reset();
     running_->output.reset();
@@ -357,8 +379,27 @@ std::optional<ChildResult> ChildProcess::wait(std::optional<Clock::time_point> d
     return running_->result;
 }
 
+void ChildProcess::stop(std::chrono::milliseconds grace) {
+    if (!running_ || running_->reaped) return;
+    signalGroup(SIGTERM);
+    const auto until = Clock::now() + grace;
+    while (!running_->hasEnded()) {
+        const auto timeout = pollTimeout(until, !running_->exit);
+        if (!timeout) break;
+        // Last words are taken, so that nobody is stuck with them, and not kept.
+        running_->pollOnce(*timeout);
+        running_->result.standardOutput.clear();
+        running_->result.standardError.clear();
+    }
+    std::this_thread::sleep_until(until);
+    // As long as the child is not reaped its number stays taken, and with it the group's.
+    signalGroup(SIGKILL);
+    running_->reap();
+}
+
 void ChildProcess::signalGroup(int signal) {
-    if (running_ && !running_->reaped) kill(-running_->pid, signal);
+    if (!running_ || running_->reaped) return;
+    kill(running_->leadsGroup ? -running_->pid : running_->pid, signal);
 }
 
 void ChildProcess::signal(int signal) {

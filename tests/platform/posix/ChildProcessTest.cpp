@@ -115,7 +115,9 @@ TEST(ChildProcess, SaysWhyAProgramCannotBeStarted) {
     auto nowhere = shell("true");
     nowhere.workingDirectory = "/no/such/directory";
     const std::size_t before = openDescriptors();
-    for (const ChildCommand& command : {missing, directory, nowhere}) {
+    // Cut off at the zero byte, it would run something else than was asked for.
+    auto cut = shell(std::string("exit 0\0; exit 1", 15));
+    for (const ChildCommand& command : {missing, directory, nowhere, cut}) {
         try {
             runChild(command);
             ADD_FAILURE() << command.executable << " started";
@@ -174,6 +176,53 @@ TEST(ChildProcess, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
     EXPECT_FALSE(isAlive(child));
     ASSERT_GT(grandchild, 0);
     EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); }));
+}
+
+TEST(ChildProcess, StopsTheWholeGroupWhoeverIgnoresThePoliteStop) {
+    const std::string path = testing::TempDir() + "stopped-" + std::to_string(getpid());
+    const std::string say = "echo $! > " + path + ".new; mv " + path + ".new " + path + "; ";
+    struct Case {
+        std::string script;
+        int signal;
+    };
+    const Case cases[] = {
+        {"(trap '' TERM; sleep 1000) & " + say + "exec sleep 1000", SIGTERM},
+        {"trap '' TERM; sleep 1000 & " + say + "while :; do sleep 1000; done", SIGKILL},
+        {"trap 'yes | head -c 1000000; exit 5' TERM; sleep 1000 & " + say + "wait", 0},
+    };
+    for (const Case& each : cases) {
+        ChildProcess process(shell(each.script));
+        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
+        pid_t grandchild = 0;
+        std::ifstream(path) >> grandchild;
+        std::filesystem::remove(path);
+        process.stop(milliseconds(100));
+        ASSERT_GT(grandchild, 0);
+        EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); })) << each.script;
+        EXPECT_FALSE(hasChildren()) << each.script;
+        const ChildResult result = process.wait().value_or(ChildResult{});
+        EXPECT_EQ(result.signalled ? result.status : 0, each.signal) << each.script;
+    }
+}
+
+TEST(ChildProcess, IsEndedWhenItWritesMoreThanItMay) {
+    for (const char* script : {"exec yes", "exec yes >&2", "yes | cat"}) {
+        auto command = shell(script);
+        command.outputLimit = 1'000'000;
+        EXPECT_THROW(runChild(std::move(command)), OutputLimitError) << script;
+        EXPECT_FALSE(hasChildren()) << script;
+    }
+}
+
+TEST(ChildProcess, StaysInTheGroupOfThisProcessWhenAskedTo) {
+    auto command = shell("ps -o pgid= -p $$");
+    command.group = ChildCommand::Group::inherited;
+    EXPECT_EQ(std::stol(runChild(std::move(command)).standardOutput), getpgrp());
+    auto sleeper = shell("exec sleep 1000");
+    sleeper.group = ChildCommand::Group::inherited;
+    // Reaches the child and not this process.
+    ChildProcess(std::move(sleeper)).stop(milliseconds(1));
+    EXPECT_FALSE(hasChildren());
 }
 
 TEST(ChildProcess, RunsOnWhenDetachedAndIsReapedWhenItEnds) {

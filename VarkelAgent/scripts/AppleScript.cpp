@@ -1,0 +1,61 @@
+#include "scripts/AppleScript.h"
+
+#include <boost/json/object.hpp>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "http/BlockingPool.h"
+#include "http/JSONDecoder.h"
+#include "http/JSONResponse.h"
+#include "http/UnicodeText.h"
+#include "platform/ChildProcess.h"
+#include "platform/Platform.h"
+
+namespace varkel {
+
+namespace {
+
+std::optional<AppleScriptRequest> decode(const std::string& body) {
+    try {
+        return decodeJSON<AppleScriptRequest>(body);
+    } catch (const DecodingError&) {
+        return std::nullopt;
+    }
+}
+
+HTTPResponse answerFor(ChildResult result) {
+    std::string output = validUTF8OrEmpty(std::move(result.standardOutput));
+    if (result.status == 0) {
+        return jsonResponse(200, {{"ok", true}, {"output", trimmedOfWhiteSpace(output)}});
+    }
+    return jsonResponse(500, {{"error", "applescript_failed"},
+                              {"exitCode", result.status},
+                              {"stderr", validUTF8OrEmpty(std::move(result.standardError))},
+                              {"stdout", std::move(output)}});
+}
+
+HTTPResponse runBlockingly(std::string script) {
+    ChildCommand command;
+    command.executable = Platform::current().toolPaths->osascript();
+    command.arguments = {"-"};
+    command.input = std::move(script);
+    try {
+        return answerFor(runChild(std::move(command)));
+    } catch (const std::runtime_error& error) {
+        return jsonResponse(500, {{"error", "applescript_failed"}, {"message", error.what()}});
+    }
+}
+
+}  // namespace
+
+Task<HTTPResponse> runAppleScript(HTTPRequest request) {
+    auto decoded = decode(request.body);
+    if (!decoded) {
+        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
+    }
+    const auto work = [&] { return runBlockingly(std::move(decoded->script)); };
+    co_return co_await runBlocking(work, BlockingPool::forChildren());
+}
+
+}  // namespace varkel
