@@ -91,6 +91,12 @@ void HTTPServer::registerRoute(std::string method, std::string path, RouteHandle
     routes_.push_back({std::move(method), std::move(path), std::move(handler)});
 }
 
+std::vector<std::string> HTTPServer::registeredRoutes() const {
+    std::vector<std::string> names;
+    for (const Route& route : routes_) names.push_back(route.method + " " + route.path);
+    return names;
+}
+
 bool HTTPServer::verifyToken(const HTTPRequest& request) const {
     const std::string* given = request.header(tokenHeader);
     if (given == nullptr || given->size() != token_.size()) return false;

@@ -38,6 +38,9 @@ class HTTPServer : private RequestServer {
 
     std::size_t registeredRouteCount() const { return routes_.size(); }
 
+    /// The routes as "METHOD /path", in order.
+    std::vector<std::string> registeredRoutes() const;
+
     /// Listens and serves on threads of its own; returns after cancel(). A port that cannot be had is
     /// reported on standard output and nothing more. Raises std::system_error when there is no socket or no
     /// thread. Called once, on an executor that one thread serves.

@@ -1,14 +1,20 @@
 #include "routes/Routes.h"
 
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "http/HTTPServer.h"
+#include "http/JSONDecoder.h"
+#include "http/JSONResponse.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
 #include "routes/AXRoutes.h"
 #include "routes/BatchRoutes.h"
 #include "routes/Consent.h"
 #include "routes/TreeAndOCR.h"
+#include "scripts/AppleScript.h"
+#include "scripts/Shortcuts.h"
 #include "visual/VisualFind.h"
 
 namespace varkel {
@@ -27,6 +33,25 @@ Task<HTTPResponse> keystrokes(HTTPRequest request, std::optional<OverlayClient> 
 
 Task<HTTPResponse> ocr(HTTPRequest request) {
     return performOCR(std::move(request));
+}
+
+/// The body is only looked at for whom to ask about; the operation decodes it for itself.
+Task<HTTPResponse> shortcut(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    std::string name;
+    try {
+        name = decodeJSON<ShortcutRequest>(request.body).name;
+    } catch (const DecodingError&) {
+        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
+    }
+    auto refusal = co_await checkDestructiveConsent(request, overlay, "run_shortcut", std::move(name));
+    if (refusal) co_return std::move(*refusal);
+    co_return co_await runShortcut(std::move(request));
+}
+
+Task<HTTPResponse> appleScript(HTTPRequest request, std::optional<OverlayClient> overlay) {
+    auto refusal = co_await checkDestructiveConsent(request, overlay, "run_applescript", "System");
+    if (refusal) co_return std::move(*refusal);
+    co_return co_await runAppleScript(std::move(request));
 }
 
 Task<HTTPResponse> visualFind(HTTPRequest request) {
@@ -50,6 +75,9 @@ void registerRoutes(HTTPServer& server, const std::optional<OverlayClient>& over
     server.registerRoute("POST", "/batch/begin", batchBegin);
     server.registerRoute("POST", "/batch/end", batchEnd);
     server.registerRoute("POST", "/ocr", ocr);
+    server.registerRoute("GET", "/shortcut/list", listShortcuts);
+    server.registerRoute("POST", "/shortcut", consenting(shortcut));
+    server.registerRoute("POST", "/applescript/run", consenting(appleScript));
     server.registerRoute("POST", "/visual/find", visualFind);
 }
 

@@ -6,13 +6,12 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/json.hpp>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 
 #include "routes/Consent.h"
 #include "support/RunTask.h"
 #include "support/ScriptedOverlay.h"
+#include "support/TemporaryHome.h"
 
 namespace varkel {
 
@@ -34,36 +33,17 @@ using test::statusReply;
 using Then = OverlayReply::Then;
 using std::chrono::seconds;
 
-constexpr const char* secret = "overlay secret";
+constexpr const char* secret = test::TemporaryHome::secret;
 
-/// A home directory of the test's own.
 class ConsentTest : public testing::Test {
   protected:
-    ConsentTest() {
-        std::string path = (std::filesystem::temp_directory_path() / "varkel-home-XXXXXX").string();
-        home = mkdtemp(path.data());
-    }
-    ~ConsentTest() override { std::filesystem::remove_all(home); }
-
-    std::optional<OverlayClient> clientOf(const std::string& discovery, URLSession session = {}) {
-        const std::filesystem::path folder = home + "/Library/Application Support/Quellan/Varkel";
-        std::filesystem::create_directories(folder);
-        std::ofstream(folder / "overlay.sock") << discovery;
-        return OverlayClient::init(session, home);
-    }
-
-    std::optional<OverlayClient> clientOf(const ScriptedOverlay& overlay, URLSession session = {}) {
-        const boost::json::object discovery{{"port", overlay.port()}, {"token", secret}};
-        return clientOf(boost::json::serialize(discovery), session);
-    }
-
     /// The gate's answer; empty when it lets the action through.
     static std::string ask(const std::optional<OverlayClient>& client, HTTPRequest request = {}) {
         const auto refusal = runTask(checkDestructiveConsent(request, client, "click", "an id"));
         return refusal ? std::to_string(refusal->status) + " " + *refusal->body : "";
     }
 
-    std::string home;
+    const test::TemporaryHome home;
 };
 
 constexpr const char* refused = R"(403 {"error":"consent_denied"})";
@@ -86,20 +66,20 @@ TEST_F(ConsentTest, FindsTheServiceByItsFileAlone) {
         {R"([47900, "t"])", nullptr},
         {"", nullptr},
     };
-    EXPECT_FALSE(OverlayClient::init(URLSession::shared(), home)) << "no file";
+    EXPECT_FALSE(OverlayClient::init(URLSession::shared(), home.path())) << "no file";
     for (const auto& [discovery, url] : cases) {
-        const auto client = clientOf(discovery);
+        const auto client = home.clientOf(discovery);
         ASSERT_EQ(client.has_value(), url != nullptr) << discovery;
         if (!client) continue;
         EXPECT_EQ(OverlayClientTesting::url(*client, "/event").value_or(""), url) << discovery;
     }
     // Nothing listens on a port that does not exist.
-    EXPECT_EQ(ask(clientOf(R"({"port": 99999, "token": "t"})")), refused);
-    EXPECT_EQ(ask(clientOf(R"({"port": -1, "token": "t"})")), refused);
+    EXPECT_EQ(ask(home.clientOf(R"({"port": 99999, "token": "t"})")), refused);
+    EXPECT_EQ(ask(home.clientOf(R"({"port": -1, "token": "t"})")), refused);
 }
 
 TEST_F(ConsentTest, NeverLeavesTheMachine) {
-    const auto client = clientOf(R"({"port": 47900, "token": "t"})");
+    const auto client = home.clientOf(R"({"port": 47900, "token": "t"})");
     const struct {
         const char* path;
         std::optional<std::string> url;
@@ -119,7 +99,7 @@ TEST_F(ConsentTest, NeverLeavesTheMachine) {
 
 TEST_F(ConsentTest, TakesConsentThatTheCallerBringsWithTheSecretOnly) {
     ScriptedOverlay overlay([](int) { return statusReply(423); });
-    const auto client = clientOf(overlay);
+    const auto client = home.clientOf(overlay);
     const struct {
         std::map<std::string, std::string, std::less<>> headers;
         bool passes;
@@ -186,13 +166,13 @@ TEST_F(ConsentTest, DecidesByThePollsStatus) {
         // The limit of a case that cannot end otherwise; far longer than what the others need.
         const bool endsByItself = granted || std::string_view(name).find("ing") == std::string_view::npos;
         const URLSession session{endsByItself ? seconds(20) : seconds(1)};
-        EXPECT_EQ(ask(clientOf(overlay, session)), granted ? "" : refused) << name;
+        EXPECT_EQ(ask(home.clientOf(overlay, session)), granted ? "" : refused) << name;
     }
 }
 
 TEST_F(ConsentTest, GivesUpWhenNobodyDecidesWithinTwoSeconds) {
     ScriptedOverlay overlay([](int) { return statusReply(404); });
-    const auto client = clientOf(overlay);
+    const auto client = home.clientOf(overlay);
     const auto began = std::chrono::steady_clock::now();
     EXPECT_EQ(ask(client), refused);
     EXPECT_GE(std::chrono::steady_clock::now() - began, seconds(2));
@@ -202,7 +182,7 @@ TEST_F(ConsentTest, GivesUpWhenNobodyDecidesWithinTwoSeconds) {
 
 TEST_F(ConsentTest, RefusesEverythingOnceTheServiceIsGone) {
     ScriptedOverlay overlay([](int) { return statusReply(200); });
-    const auto client = clientOf(overlay);
+    const auto client = home.clientOf(overlay);
     EXPECT_EQ(ask(client), "");
     overlay.stop();
     EXPECT_EQ(ask(client), refused);
@@ -210,7 +190,7 @@ TEST_F(ConsentTest, RefusesEverythingOnceTheServiceIsGone) {
 
 TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
     ScriptedOverlay overlay([](int) { return statusReply(200); }, {"not HTTP", Then::close});
-    const auto client = clientOf(overlay);
+    const auto client = home.clientOf(overlay);
     EXPECT_EQ(ask(client), "") << "what the event is answered with does not matter";
     HTTPRequest request;
     runTask(checkDestructiveConsent(request, client, "send_keystrokes", std::nullopt));
@@ -246,7 +226,7 @@ TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
 TEST_F(ConsentTest, SendsNothingWithASecretThatWouldAddHeaders) {
     ScriptedOverlay overlay([](int) { return statusReply(200); });
     const boost::json::object discovery{{"port", overlay.port()}, {"token", "a\r\nX-Other: b"}};
-    EXPECT_EQ(ask(clientOf(boost::json::serialize(discovery))), refused);
+    EXPECT_EQ(ask(home.clientOf(boost::json::serialize(discovery))), refused);
     EXPECT_TRUE(overlay.events().empty());
 }
 
@@ -263,7 +243,7 @@ TEST_F(ConsentTest, HoldsNoThreadWhileHundredsOfPromptsWait) {
         ++waiting;
         return statusReply(200, [&] { return waiting == prompts; });
     });
-    const auto client = clientOf(overlay);
+    const auto client = home.clientOf(overlay);
     HTTPRequest request;
     int passed = 0;
     boost::asio::io_context context;

@@ -14,14 +14,9 @@ namespace {
 using test::FakeDesktop;
 using test::runTask;
 
-using Route = std::function<Task<HTTPResponse>(HTTPRequest)>;
+using Route = Task<HTTPResponse> (*)(HTTPRequest);
 
-/// The route without an overlay service.
-Route unasked(Task<HTTPResponse> (*route)(HTTPRequest, std::optional<OverlayClient>)) {
-    return [route](HTTPRequest request) { return route(std::move(request), std::nullopt); };
-}
-
-std::string answer(const Route& route, const std::string& body) {
+std::string answer(Route route, const std::string& body) {
     HTTPRequest request;
     request.body = body;
     const HTTPResponse response = runTask(route(std::move(request)));
@@ -53,30 +48,6 @@ TEST(TreeRoute, TakesAMapOfIntegersOnly) {
     for (const auto& [body, outcome] : cases) {
         EXPECT_THAT(answer(treeRoute, body), testing::HasSubstr(outcome)) << body;
     }
-}
-
-TEST(ActionRoutes, AnswerAMalformedBodyWithoutTouchingTheDesktop) {
-    FakeDesktop desktop;
-    desktop.trusted = false;
-    constexpr const char* plain = R"(400 {"error":"bad_request"})";
-    const struct {
-        Route route;
-        const char* body;
-        const char* answer;
-    } cases[] = {
-        {unasked(clickRoute), "{}", plain},
-        {unasked(clickRoute), R"({"elementId": null})", plain},
-        {unasked(clickRoute), R"({"elementId": "a", "batch_id": 7})", plain},
-        {unasked(typeRoute), R"({"elementId": "a"})", plain},
-        {unasked(typeRoute), "not json", plain},
-        {unasked(scrollRoute), R"({"elementId": "a", "direction": "up", "amount": "1"})", plain},
-        {findRoute, R"({"maxResults": 1.5})",
-         R"(400 {"error":"bad_request","message":"the value of \"maxResults\" is a number, not an integer"})"},
-    };
-    for (const auto& [route, body, expected] : cases) EXPECT_EQ(answer(route, body), expected) << body;
-    EXPECT_THAT(answer(findRoute, "{"), testing::StartsWith(R"(400 {"error":"bad_request","message":")"));
-    EXPECT_THAT(answer(unasked(clickRoute), R"({"elementId": "a", "unknown": []})"),
-                testing::StartsWith("403 "));
 }
 
 TEST(BatchRoutes, UseTheDefaultIdForABodyThatIsNoTextMap) {
