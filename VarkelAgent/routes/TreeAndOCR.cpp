@@ -26,15 +26,6 @@ namespace varkel {
 
 namespace {
 
-struct TreeAndOCRRequest {
-    std::optional<std::int64_t> root_pid;
-    std::optional<std::string> imageBase64;
-    std::optional<std::string> imagePath;
-    std::optional<std::int64_t> pid;
-    std::optional<std::uint64_t> windowId;
-};
-BOOST_DESCRIBE_STRUCT(TreeAndOCRRequest, (), (root_pid, imageBase64, imagePath, pid, windowId))
-
 struct Both {
     AXTreeData tree;
     OCROutcome ocr;

@@ -1,75 +1,48 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/json.hpp>
-#include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "http/HTTPServer.h"
 #include "routes/Routes.h"
-#include "support/Deadline.h"
+#include "support/AgentServer.h"
 #include "support/FakeDesktop.h"
-#include "support/RawClient.h"
 #include "support/ScriptedOverlay.h"
 #include "support/TemporaryHome.h"
 
 namespace varkel {
 namespace {
 
-using test::eventually;
 using test::FakeDesktop;
-using test::RawClient;
 using test::ScriptedOverlay;
 using test::statusReply;
 
-constexpr const char* token = "token";
-
-/// The whole table behind a socket, on the fake desktop.
 class RouteTable : public testing::Test {
   protected:
-    ~RouteTable() override {
-        if (!server) return;
-        server->cancel();
-        if (starter.joinable()) starter.join();
-    }
-
-    void start(const std::optional<OverlayClient>& overlay) {
+    RouteTable() {
         desktop.frontmost = 1;
         desktop.addApplication(1, "Front");
-        server = std::make_unique<HTTPServer>(0, token);
-        registerRoutes(*server, overlay);
-        starter = std::thread([this] {
-            boost::asio::co_spawn(context, server->start(), boost::asio::detached);
-            context.run();
-        });
-        ASSERT_TRUE(eventually([this] { return server->listeningPort() != 0; }));
     }
 
+    void start(const std::optional<OverlayClient>& overlay) { agent.emplace(overlay); }
+
     std::string post(const std::string& path, const std::string& body) {
-        RawClient client(server->listeningPort());
-        const auto response =
-            client.request("POST " + path + " HTTP/1.1\r\nx-varkel-token: " + token +
-                           "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
-        return response.statusLine.substr(9, 3) + " " + response.body;
+        const auto response = agent->send("POST", path, body);
+        return std::to_string(response.status()) + " " + response.body;
     }
 
     FakeDesktop desktop;
     test::TemporaryHome home;
-    boost::asio::io_context context{1};
-    std::unique_ptr<HTTPServer> server;
-    std::thread starter;
+    std::optional<test::AgentServer> agent;
 };
 
 TEST_F(RouteTable, HasFifteenEntriesInOrder) {
-    HTTPServer all(0, token);
-    registerRoutes(all, std::nullopt);
-    EXPECT_EQ(all.registeredRoutes(),
+    HTTPServer server(0, "token");
+    registerRoutes(server, std::nullopt);
+    EXPECT_EQ(server.registeredRoutes(),
               (std::vector<std::string>{"GET /health", "POST /ax/tree", "POST /ax/find", "POST /ax/click",
                                         "POST /ax/type", "POST /ax/scroll", "POST /keystrokes",
                                         "POST /ax/tree_and_ocr", "POST /batch/begin", "POST /batch/end",

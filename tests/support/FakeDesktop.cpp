@@ -140,14 +140,19 @@ class FakeDesktop::FakeWorkspace : public Workspace {
         return {};
     }
     bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
-    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string&) override {
-        return {};
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) override {
+        return desktop_.installed.contains(identifier) ? std::optional(identifier) : std::nullopt;
     }
-    LaunchOutcome openApplicationAtURL(const std::string&, const NSWorkspaceOpenConfiguration&) override {
-        return {};
+    LaunchOutcome openApplicationAtURL(const std::string& url, const NSWorkspaceOpenConfiguration&) override {
+        desktop_.log("launch " + url);
+        return {std::make_shared<Launched>(), ""};
     }
 
   private:
+    struct Launched : NSRunningApplication {
+        std::optional<pid_t> processIdentifier() const override { return std::nullopt; }
+    };
+
     FakeDesktop& desktop_;
 };
 

@@ -60,13 +60,15 @@ class FakeDesktop {
     int frontmostQueries();
 
     /// What was done, in order: "AXPress Save", "AXValue=text", "mouse 5 120,210", "key 0 down", "unicode
-    /// U+00C5 up".
+    /// U+00C5 up", "launch org.example.Editor".
     std::vector<std::string> done();
 
     bool trusted = true;
     /// Whether what the desktop knows can be told without waiting.
     bool knownWithoutWaiting = false;
     std::optional<pid_t> frontmost;
+    /// Bundle identifiers of what can be launched.
+    std::set<std::string> installed;
     ThreadRule threadRule = ThreadRule::any;
     double time = 1'700'000'000.0;
 

@@ -15,6 +15,8 @@ struct RawResponse {
     std::string statusLine;
     std::map<std::string, std::string> headers;
     std::string body;
+
+    int status() const { return std::stoi(statusLine.substr(9)); }
 };
 
 /// A client socket on the loopback address, whose every wait has a deadline. What goes wrong is an exception.
