@@ -1,9 +1,12 @@
 """What tools/run shows of the agent, step by step. Each step is checked in what the application then says of itself."""
 
+import os
+import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
 import x11
 from agent import AgentError, size_and_depth, walk
+from drawing import draw_boxes
 from overlay import press, wait_for_button
 from private_desktop import DesktopError, wait_for
 
@@ -31,6 +34,11 @@ class Tour:
     def __init__(self, agent, desktop, application_pid, screenshot_path, overlay=None):
         self.agent, self.desktop, self.overlay = agent, desktop, overlay
         self.application_pid, self.screenshot_path = application_pid, screenshot_path
+
+    def picture_path(self, name):
+        """Where a picture goes that belongs to the screenshot."""
+        stem, extension = os.path.splitext(self.screenshot_path)
+        return f"{stem}-{name}{extension}"
 
     def post(self, path, **body):
         answer = self.agent.request("POST", path, body)
@@ -160,10 +168,67 @@ def save_screenshot(tour):
     return tour.screenshot_path
 
 
+def read_screen(tour):
+    """Reads the text of the screenshot, and draws every line that was read into a copy."""
+    lines = tour.post("/ocr", imagePath=tour.screenshot_path)["results"]
+    expect(lines, "no text at all")
+    path = tour.picture_path("lines")
+    draw_boxes(tour.screenshot_path, path, [(line["boundingBox"], line["text"]) for line in lines])
+    return f"{len(lines)} lines, drawn into {path}"
+
+
+def contains(frame, box):
+    """Whether the middle of a box lies in a frame."""
+    x, y = box["x"] + box["width"] / 2, box["y"] + box["height"] / 2
+    return frame["x"] <= x <= frame["x"] + frame["width"] and frame["y"] <= y <= frame["y"] + frame["height"]
+
+
+def find_on_screen(tour):
+    """Finds a text in the screenshot where the application says that it is, and draws the matches into a copy."""
+    button = tour.find(label="link button")[0]
+    matches = tour.post("/visual/find", imagePath=tour.screenshot_path, query="link button")["results"]
+    expect(matches, "no match")
+    path = tour.picture_path("matches")
+    draw_boxes(tour.screenshot_path, path, [(m["boundingBox"], f"{m['matchScore']:.2f} {m['text']}") for m in matches])
+    expect(contains(button["frame"], matches[0]["boundingBox"]), f"{matches[0]} is not at {button['frame']}")
+    return f"{matches[0]['text']!r} is where the application has it; {len(matches)} matches are drawn into {path}"
+
+
+def find_code(tour):
+    """Puts a QR code on the desktop and finds it there by what it says."""
+    payload = "https://example.org/varkel?tour=1"
+    picture = os.path.join(tour.desktop.directory, "code.png")
+    subprocess.run(["qrencode", "-o", picture, "-s", "4", payload], check=True, timeout=20)
+    poster = tour.desktop.start(["/usr/bin/python3", os.path.join(os.path.dirname(__file__), "poster.py"), picture,
+                                 "A QR code"])
+    window = tour.desktop.wait_for_window(poster)
+    try:
+        with tour.desktop.x() as display:
+            def codes():
+                tour.desktop.screenshot(tour.picture_path("code"))
+                found = tour.post("/visual/find", imagePath=tour.picture_path("code"), query=payload)["results"]
+                return [match for match in found if match["type"] == "icon"]
+            found = wait_for(codes, PATIENCE, "the code in the picture")
+            x, y, width, height = display.geometry(window)
+    finally:
+        tour.desktop.stop(poster)
+    # The window manager need not give the focus back.
+    with tour.desktop.x() as display:
+        tour.desktop.activate(display.window_of(tour.application_pid))
+    frame = {"x": x, "y": y, "width": width, "height": height}
+    expect(len(found) == 1 and found[0]["text"] == payload, f"found {found}")
+    expect(contains(frame, found[0]["boundingBox"]), f"found at {found[0]['boundingBox']}, it is at {frame}")
+    return f"{payload} is at {found[0]['boundingBox']['x']:.0f}, {found[0]['boundingBox']['y']:.0f}"
+
+
 # One line per step: its name, and a function that gives what to print or raises when it went wrong.
 LOOKING = [
     ("health", show_health),
     ("tree", show_tree),
+]
+READING = [
+    ("screenshot", save_screenshot),
+    ("ocr", read_screen),
 ]
 # On an application of the tour's own only: nobody's work is to be typed into.
 ACTING = [
@@ -178,10 +243,10 @@ ACTING = [
 
 def steps_of(tour):
     if tour.application_pid is None:
-        return [*LOOKING, ("screenshot", save_screenshot)]
+        return [*LOOKING, *READING]
     if tour.overlay:
         return [*LOOKING, ("consent", ask_first)]
-    return [*LOOKING, *ACTING, ("screenshot", save_screenshot)]
+    return [*LOOKING, *READING, ("visual", find_on_screen), ("code", find_code), *ACTING]
 
 
 def take_tour(tour):
@@ -190,7 +255,8 @@ def take_tour(tour):
     for name, step in steps_of(tour):
         try:
             print(f"  {name:<12} {step(tour)}")
-        except (StepFailed, AgentError, DesktopError, x11.XError, OSError, ValueError, KeyError) as error:
+        except (StepFailed, AgentError, DesktopError, x11.XError, OSError, ValueError, KeyError,
+                subprocess.SubprocessError) as error:
             all_well = False
             print(f"  {name:<12} FAILED: {error}")
     return all_well
