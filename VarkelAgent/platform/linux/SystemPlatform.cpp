@@ -1,7 +1,10 @@
 #include <chrono>
+#include <filesystem>
+#include <system_error>
 
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
+#include "platform/linux/LinuxPermissions.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/VisionLoader.h"
 #include "platform/linux/X11EventPoster.h"
@@ -30,7 +33,14 @@ Platform makeSystemPlatform() {
     platform.toolPaths = std::make_unique<SystemToolPaths>(executableDirectory());
     platform.clock = std::make_unique<SystemClock>();
     platform.vision = std::make_unique<VisionLoader>();
+    platform.permissions = std::make_unique<LinuxPermissions>(bus);
     return platform;
+}
+
+std::optional<std::string> executablePath() {
+    std::error_code error;
+    const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::nullopt : std::optional(path.string());
 }
 
 }  // namespace varkel
