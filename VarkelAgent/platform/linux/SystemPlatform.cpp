@@ -1,6 +1,4 @@
 #include <chrono>
-#include <filesystem>
-#include <system_error>
 
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
@@ -35,12 +33,6 @@ Platform makeSystemPlatform() {
     platform.vision = std::make_unique<VisionLoader>();
     platform.permissions = std::make_unique<LinuxPermissions>(bus);
     return platform;
-}
-
-std::optional<std::string> executablePath() {
-    std::error_code error;
-    const auto path = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? std::nullopt : std::optional(path.string());
 }
 
 }  // namespace varkel
