@@ -36,7 +36,7 @@ std::string SystemToolPaths::choose(const char* fixedPath) const {
     if (isExecutableFile(fixedPath)) return fixedPath;
     const std::string name = std::filesystem::path(fixedPath).filename().string();
     for (const char* folder : {"/", "/../lib/varkel-agent/"}) {
-        const std::string standIn = agentDirectory_ + folder + name;
+        std::string standIn = agentDirectory_ + folder + name;
         if (isExecutableFile(standIn.c_str())) return standIn;
     }
     // With none there, the failure to start should name the path that everybody knows.
