@@ -13,6 +13,9 @@
 #include "http/BlockingPool.h"
 #include "http/HTTPServer.h"
 #include "main/CommandLine.h"
+#include "main/Console.h"
+#include "main/LaunchAgent.h"
+#include "main/PermissionCheck.h"
 #include "main/Token.h"
 #include "platform/Environment.h"
 #include "platform/MainThread.h"
@@ -23,10 +26,8 @@ namespace varkel {
 
 namespace {
 
-void print(const std::string& text) {
-    std::fputs(text.c_str(), stdout);
-    std::fflush(stdout);
-}
+/// The exit status of `permissions` when one of them is missing.
+constexpr int permissionsMissing = 3;
 
 int failWithUsage(const std::string& message, const Defaults& defaults) {
     print(message + usageText(defaults));
@@ -44,11 +45,23 @@ void raiseDescriptorLimit() {
     setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-int runCommand(const CommandLine& line, const Defaults& defaults) {
-    if (*line.command == "install" || *line.command == "permissions") {
-        print(*line.command + " is not built yet\n");
-        return EXIT_FAILURE;
-    }
+int install(const CommandLine& line) {
+    const std::string token = line.token.empty() ? readTokenFile(line.tokenFile) : line.token;
+    const std::string home = homeDirectory(environment());
+    installLaunchAgent(line.port, token, launchedExecutable(line.executablePath, executablePath(), home),
+                       home);
+    return EXIT_SUCCESS;
+}
+
+int checkPermissions(const CommandLine& line, const std::string& program) {
+    const TrustPrompt prompt = line.prompt ? TrustPrompt::yes : TrustPrompt::no;
+    return runPermissionCheck(prompt, executablePath().value_or(program)) ? EXIT_SUCCESS : permissionsMissing;
+}
+
+/// Runs one of the commands that end the process. Gives the exit status.
+int runCommand(const CommandLine& line, const Defaults& defaults, const std::string& program) {
+    if (*line.command == "install") return install(line);
+    if (*line.command == "permissions") return checkPermissions(line, program);
     return failWithUsage("Unknown command: " + *line.command + "\n", defaults);
 }
 
@@ -71,7 +84,7 @@ Task<int> serve(CommandLine line, Defaults defaults) {
     co_return EXIT_SUCCESS;
 }
 
-Task<int> runServer(std::vector<std::string> arguments) {
+Task<int> runServer(std::string program, std::vector<std::string> arguments) {
     const Defaults defaults = makeDefaults(environment());
     const CommandLine line = parseCommandLine(arguments, defaults);
     switch (line.outcome) {
@@ -83,7 +96,7 @@ Task<int> runServer(std::vector<std::string> arguments) {
         case CommandLine::Outcome::run:
             break;
     }
-    if (line.command) co_return runCommand(line, defaults);
+    if (line.command) co_return runCommand(line, defaults, program);
     co_return co_await serve(line, defaults);
 }
 
@@ -97,9 +110,9 @@ std::string describe(const std::exception_ptr& error) {
     }
 }
 
-int run(std::vector<std::string> arguments) {
+int run(std::string program, std::vector<std::string> arguments) {
     int status = EXIT_SUCCESS;
-    boost::asio::co_spawn(MainThread::executor(), runServer(std::move(arguments)),
+    boost::asio::co_spawn(MainThread::executor(), runServer(std::move(program), std::move(arguments)),
                           [&status](const std::exception_ptr& error, int result) {
                               status = result;
                               if (error) {
@@ -122,7 +135,8 @@ int main(int argc, char** argv) {
     try {
         varkel::environment();
         varkel::Platform::install(varkel::makeSystemPlatform());
-        return varkel::run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
+        return varkel::run(argc > 0 ? argv[0] : "unknown",
+                           std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
     } catch (const std::exception& error) {
         std::printf("Fatal error: %s\n", error.what());
         return EXIT_FAILURE;

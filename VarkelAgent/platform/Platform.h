@@ -1,10 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "platform/Accessibility.h"
 #include "platform/Clock.h"
 #include "platform/EventPoster.h"
+#include "platform/Permissions.h"
 #include "platform/ToolPaths.h"
 #include "platform/Vision.h"
 #include "platform/Workspace.h"
@@ -19,6 +22,7 @@ struct Platform {
     std::unique_ptr<Vision> vision;
     std::unique_ptr<EventPoster> eventPoster;
     std::unique_ptr<ToolPaths> toolPaths;
+    std::unique_ptr<Permissions> permissions;
 
     /// The desktop in use. Any thread; undefined before install().
     static Platform& current();
@@ -30,5 +34,8 @@ struct Platform {
 
 /// The backend of the system that this binary was built for. Cheap: connections are made on first use.
 Platform makeSystemPlatform();
+
+/// The path of the running executable, or nothing when the system does not tell. Any thread.
+std::optional<std::string> executablePath();
 
 }  // namespace varkel

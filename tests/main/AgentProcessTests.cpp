@@ -70,6 +70,11 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
     };
     const std::string missing =
         "Error: --token, $QUELLAN_VARKEL_SIDECAR_TOKEN, or --token-file is required\n" + usage();
+    const std::string nothingGranted =
+        "executable=" VARKEL_AGENT_BINARY
+        "\naccessibility=missing\nscreen_recording=missing\n"
+        "hint_accessibility=System Settings -> Privacy & Security -> Accessibility\n"
+        "hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n";
     const std::string blank = write("blank", " \r\n\t");
     const std::string invalid = write("invalid", "abc\xFF");
     const std::vector<Case> cases{
@@ -89,6 +94,11 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
         {{"foo"}, 1, "Unknown command: foo\n" + usage()},
         {{"install", "--Help"}, 1, "Unknown command: --Help\n" + usage()},
         {{"install", ""}, 1, "Unknown command: \n" + usage()},
+        {{"install", "permissions"}, 3, nothingGranted},
+        {{"permissions", "--no-prompt"}, 3, nothingGranted},
+        {{"--token-file", "/x", "install"},
+         1,
+         "Fatal error: cannot read the token file /x: No such file or directory\n"},
     };
     for (const Case& c : cases) {
         ChildAgent agent(c.arguments, environment());

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <set>
@@ -15,6 +14,7 @@
 #include "http/UnicodeText.h"
 #include "platform/ChildProcess.h"
 #include "platform/linux/ProcessTree.h"
+#include "platform/posix/ProgramPath.h"
 
 namespace varkel {
 
@@ -69,20 +69,6 @@ AppIdentity identityFor(const std::string& identifier) {
 
 bool sameName(std::string_view a, std::string_view b) {
     return !a.empty() && isValidUTF8(a) && isValidUTF8(b) && lowerCased(a) == lowerCased(b);
-}
-
-/// The full path of a program, looked for along PATH; posix_spawn gets no other.
-std::string resolveProgram(const std::string& program) {
-    if (program.find('/') != std::string::npos) return program;
-    const char* path = std::getenv("PATH");
-    const std::string directories = path == nullptr ? "/usr/local/bin:/usr/bin:/bin" : path;
-    for (std::size_t at = 0; at <= directories.size();) {
-        const auto end = std::min(directories.find(':', at), directories.size());
-        std::string candidate = directories.substr(at, end - at) + "/" + program;
-        if (access(candidate.c_str(), X_OK) == 0) return candidate;
-        at = end + 1;
-    }
-    return program;
 }
 
 struct Launchable {

@@ -137,6 +137,11 @@ void AtspiBus::announceOnConnect() {
     announce_ = true;
 }
 
+void AtspiBus::turnStatusOn() {
+    const Deadline deadline = Deadline::in(callLimit);
+    if (const auto session = openSessionBus(deadline)) turnOn(*session, deadline);
+}
+
 std::optional<AtspiBus::Lease> AtspiBus::lease(Deadline deadline) {
     if (!isReachable()) return std::nullopt;
     std::string address;

@@ -59,6 +59,10 @@ class AtspiBus {
     /// From now on, turn the session's accessibility status on whenever the bus is found.
     void announceOnConnect();
 
+    /// Turns the session's accessibility status on, for a desktop whose accessibility bus does not run before
+    /// somebody asks for it. Waits callLimit at most.
+    void turnStatusOn();
+
     /// A connection to the bus, or nothing when it cannot be reached by the deadline.
     std::optional<Lease> lease(Deadline deadline);
 

@@ -2,6 +2,7 @@
 
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
+#include "platform/linux/LinuxPermissions.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/VisionLoader.h"
 #include "platform/linux/X11EventPoster.h"
@@ -30,6 +31,7 @@ Platform makeSystemPlatform() {
     platform.toolPaths = std::make_unique<SystemToolPaths>(executableDirectory());
     platform.clock = std::make_unique<SystemClock>();
     platform.vision = std::make_unique<VisionLoader>();
+    platform.permissions = std::make_unique<LinuxPermissions>(bus);
     return platform;
 }
 

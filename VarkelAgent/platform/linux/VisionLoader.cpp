@@ -2,24 +2,16 @@
 
 #include <dlfcn.h>
 
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 #include "platform/linux/VisionModule.h"
+#include "platform/posix/SystemToolPaths.h"
 
 namespace varkel {
 
 namespace {
 
-std::string besideProgram() {
-    std::error_code failure;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", failure);
-    return failure ? std::string() : (program.parent_path() / visionModuleFile).string();
-}
-
 Vision* load(const std::string& path) {
-    if (path.empty()) return nullptr;
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) return nullptr;
     auto* make = reinterpret_cast<MakeVision*>(dlsym(library, visionModuleEntry));
@@ -34,8 +26,11 @@ Vision* VisionLoader::module() {
             module_ = load(path_);
             return;
         }
-        module_ = load(besideProgram());
-        if (module_ == nullptr) module_ = load(visionModuleFile);
+        const std::string program = executableDirectory();
+        for (const std::string& folder : {program + "/", program + "/../lib/varkel-agent/", std::string()}) {
+            module_ = load(folder + visionModuleFile);
+            if (module_ != nullptr) return;
+        }
     });
     return module_;
 }

@@ -11,7 +11,8 @@ namespace varkel {
 /// start more than the rest of it. Without the module no image decodes.
 class VisionLoader final : public Vision {
   public:
-    /// Looks for the module beside the running program, then where the linker looks.
+    /// Looks for the module beside the running program, in the folder where an installed agent keeps it, then
+    /// where the linker looks.
     VisionLoader() = default;
     /// Takes the module at this path.
     explicit VisionLoader(std::string path) : path_(std::move(path)) {}

@@ -1,0 +1,127 @@
+#include "platform/linux/launchctl/LoginItem.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "platform/PropertyList.h"
+
+namespace varkel {
+
+namespace {
+
+namespace json = boost::json;
+
+constexpr std::size_t longestLabel = 128;
+constexpr std::size_t mostArguments = 256;
+constexpr std::size_t mostVariables = 256;
+
+bool isLetterOrDigit(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+}
+
+[[noreturn]] void refuse(std::string_view key, const std::string& why) {
+    throw LoginItemError(std::string(key) + " " + why);
+}
+
+const json::value* member(const json::object& list, std::string_view key) {
+    return list.if_contains(key);
+}
+
+/// None of the files that are written later can hold a line break within a value.
+std::string textOf(std::string_view key, const json::value& value) {
+    const auto* text = value.if_string();
+    if (text == nullptr) refuse(key, "is not a text");
+    const bool hasControls = std::any_of(text->begin(), text->end(), [](char c) {
+        return static_cast<unsigned char>(c) < 0x20 || c == '\x7F';
+    });
+    if (hasControls) refuse(key, "holds a line break or another control character");
+    return std::string(*text);
+}
+
+bool truthOf(const json::object& list, std::string_view key) {
+    const json::value* value = member(list, key);
+    if (value == nullptr) return false;
+    if (!value->is_bool()) refuse(key, "is neither true nor false");
+    return value->get_bool();
+}
+
+std::string labelOf(const json::object& list) {
+    constexpr std::string_view key = "Label";
+    const json::value* value = member(list, key);
+    if (value == nullptr) refuse(key, "is missing");
+    std::string label = textOf(key, *value);
+    const bool isPlain = std::all_of(label.begin(), label.end(), [](char c) {
+        return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
+    });
+    if (label.empty() || label.size() > longestLabel || !isPlain || !isLetterOrDigit(label.front())) {
+        refuse(key, "is no reverse-DNS name");
+    }
+    return label;
+}
+
+std::vector<std::string> argumentsOf(const json::object& list) {
+    constexpr std::string_view key = "ProgramArguments";
+    const json::value* value = member(list, key);
+    const auto* array = value == nullptr ? nullptr : value->if_array();
+    if (array == nullptr || array->empty()) refuse(key, "is not a list with a program");
+    if (array->size() > mostArguments) refuse(key, "is too long");
+    std::vector<std::string> arguments;
+    for (const json::value& entry : *array) arguments.push_back(textOf(key, entry));
+    if (!arguments.front().starts_with('/')) refuse(key, "does not begin with the full path of a program");
+    return arguments;
+}
+
+std::optional<std::string> logOf(const json::object& list, std::string_view key) {
+    const json::value* value = member(list, key);
+    if (value == nullptr) return std::nullopt;
+    std::string path = textOf(key, *value);
+    // At the end of a unit file's line, a blank is lost and a backslash joins the next line to it.
+    if (!path.starts_with('/') || path.ends_with(' ') || path.ends_with('\\')) refuse(key, "is no full path");
+    return path;
+}
+
+bool isVariableName(std::string_view name) {
+    if (name.empty() || (name.front() >= '0' && name.front() <= '9')) return false;
+    return std::all_of(name.begin(), name.end(), [](char c) { return isLetterOrDigit(c) || c == '_'; });
+}
+
+std::map<std::string, std::string> variablesOf(const json::object& list) {
+    constexpr std::string_view key = "EnvironmentVariables";
+    std::map<std::string, std::string> variables;
+    const json::value* value = member(list, key);
+    if (value == nullptr) return variables;
+    const auto* object = value->if_object();
+    if (object == nullptr) refuse(key, "is not a dictionary");
+    if (object->size() > mostVariables) refuse(key, "is too long");
+    for (const auto& [name, entry] : *object) {
+        if (!isVariableName(name)) refuse(key, "has a name that no variable has");
+        variables.emplace(name, textOf(key, entry));
+    }
+    return variables;
+}
+
+json::object parse(std::string_view propertyList) {
+    try {
+        return parsePropertyList(propertyList);
+    } catch (const std::invalid_argument& error) {
+        throw LoginItemError(error.what());
+    }
+}
+
+}  // namespace
+
+LoginItem parseLoginItem(std::string_view propertyList) {
+    const json::object list = parse(propertyList);
+    LoginItem item;
+    item.label = labelOf(list);
+    item.programArguments = argumentsOf(list);
+    item.keepAlive = truthOf(list, "KeepAlive");
+    if (!truthOf(list, "RunAtLoad") && !item.keepAlive)
+        refuse("RunAtLoad", "does not ask for a start at login");
+    item.standardOutPath = logOf(list, "StandardOutPath");
+    item.standardErrorPath = logOf(list, "StandardErrorPath");
+    item.environmentVariables = variablesOf(list);
+    return item;
+}
+
+}  // namespace varkel

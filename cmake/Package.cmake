@@ -1,0 +1,37 @@
+# What is installed, and the Debian package: tools/package. What nobody calls by hand lies in lib/varkel-agent,
+# where the agent looks for it.
+install(TARGETS varkel-agent RUNTIME DESTINATION bin)
+install(TARGETS launchctl RUNTIME DESTINATION lib/varkel-agent)
+install(TARGETS varkel_vision LIBRARY DESTINATION lib/varkel-agent)
+install(FILES README.md docs/api.md docs/architecture.md docs/ocr.md docs/service.md
+    DESTINATION share/doc/varkel-agent)
+install(FILES LICENSE DESTINATION share/doc/varkel-agent RENAME copyright)
+
+# Manual pages are packed, by Debian's custom without a time stamp.
+find_program(GZIP gzip REQUIRED)
+set(manual ${CMAKE_BINARY_DIR}/varkel-agent.1.gz)
+add_custom_command(OUTPUT ${manual}
+    COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/docs/varkel-agent.1 > ${manual}
+    DEPENDS docs/varkel-agent.1 VERBATIM)
+add_custom_target(manual ALL DEPENDS ${manual})
+install(FILES ${manual} DESTINATION share/man/man1)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME varkel-agent)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_CONTACT "the varkel-agent authors <varkel-agent@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Lets an assistant read and work the desktop")
+set(CPACK_PACKAGE_DESCRIPTION "varkel-agent runs in the background of a login session and serves JSON over HTTP on
+the loopback address: accessibility trees, clicks, typing, keystrokes, and the text in pictures.")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# The libraries' packages and their versions are read off the programs.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The accessibility bus, and the language that recognition reads.
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "at-spi2-core, tesseract-ocr-eng")
+# Starts the agent at login; without it the desktop's autostart does.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "dbus-user-session, systemd")
+include(CPack)

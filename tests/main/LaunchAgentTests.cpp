@@ -1,0 +1,204 @@
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include "ax/AX+Shared.h"
+#include "main/LaunchAgent.h"
+#include "platform/ChildProcess.h"
+#include "platform/PropertyList.h"
+#include "support/FakeDesktop.h"
+#include "support/FakePermissions.h"
+#include "support/TemporaryFolder.h"
+
+namespace varkel {
+namespace {
+
+using test::contents;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* listName = "Library/LaunchAgents/io.github.varkel.varkel-agent.plist";
+constexpr const char* waiting =
+    "Accessibility permission is required for varkel-agent.\n"
+    "Opening System Settings \u2192 Privacy & Security \u2192 Accessibility\u2026\n";
+
+/// Time passes only when somebody sleeps.
+class SteppingClock : public Clock {
+  public:
+    double timeIntervalSince1970() override { return 0; }
+    std::chrono::steady_clock::time_point now() override { return start + std::chrono::seconds(slept()); }
+    void sleep(std::chrono::seconds duration) override {
+        sleeps.push_back(static_cast<int>(duration.count()));
+        if (afterSleep) afterSleep();
+    }
+
+    int slept() const {
+        int sum = 0;
+        for (const int each : sleeps) sum += each;
+        return sum;
+    }
+
+    const std::chrono::steady_clock::time_point start{};
+    std::vector<int> sleeps;
+    std::function<void()> afterSleep;
+};
+
+class OneTool : public ToolPaths {
+  public:
+    explicit OneTool(std::string path) : path_(std::move(path)) {}
+    std::string osascript() override { return path_; }
+    std::string shortcuts() override { return path_; }
+    std::string launchctl() override { return path_; }
+
+  private:
+    std::string path_;
+};
+
+/// A home directory, and a service manager's tool that notes how it is called.
+class LaunchAgent : public testing::Test {
+  protected:
+    LaunchAgent() {
+        auto ownedClock = std::make_unique<SteppingClock>();
+        auto ownedPermissions = std::make_unique<test::FakePermissions>();
+        clock = ownedClock.get();
+        permissions = ownedPermissions.get();
+        Platform::current().clock = std::move(ownedClock);
+        Platform::current().permissions = std::move(ownedPermissions);
+        useTool("exit 0");
+    }
+
+    void useTool(const std::string& ending) {
+        const std::string path =
+            folder.write("launchctl", "#!/bin/sh\necho \"$@\" >>\"$0.calls\"\n" + ending + "\n", 0755);
+        Platform::current().toolPaths = std::make_unique<OneTool>(path);
+    }
+
+    std::string calls() const { return contents(folder / "launchctl.calls"); }
+    std::string list() const { return home() + "/" + listName; }
+    std::string home() const { return folder / "home"; }
+
+    /// What installing prints; an error that it raises comes through.
+    std::string install(const std::string& token = "secret", std::int64_t port = 47824) {
+        testing::internal::CaptureStdout();
+        try {
+            installLaunchAgent(port, token, "/opt/varkel-agent", home());
+        } catch (...) {
+            printed = testing::internal::GetCapturedStdout();
+            throw;
+        }
+        return testing::internal::GetCapturedStdout();
+    }
+
+    test::FakeDesktop desktop;
+    test::TemporaryFolder folder;
+    SteppingClock* clock = nullptr;
+    test::FakePermissions* permissions = nullptr;
+    std::string printed;
+};
+
+TEST_F(LaunchAgent, WritesTheListForItsOwnerAloneAndLoadsIt) {
+    EXPECT_EQ(install("secret", 8080), "Wrote plist to " + list() + "\nLaunchAgent loaded successfully.\n");
+    const boost::json::object expected{
+        {"Label", "io.github.varkel.varkel-agent"},
+        {"ProgramArguments", {"/opt/varkel-agent", "--port", "8080"}},
+        {"RunAtLoad", true},
+        {"KeepAlive", true},
+        {"StandardOutPath", "/tmp/varkel-agent.log"},
+        {"StandardErrorPath", "/tmp/varkel-agent.err"},
+        {"EnvironmentVariables", {{"QUELLAN_VARKEL_SIDECAR_TOKEN", "secret"}}},
+    };
+    EXPECT_EQ(parsePropertyList(contents(list())), expected);
+    EXPECT_EQ(test::modeOf(list()), 0600U);
+    // The token is in the list, and on no command line.
+    EXPECT_EQ(calls(), "unload -w " + list() + "\nload -w " + list() + "\n");
+    EXPECT_THAT(permissions->asked, IsEmpty());
+    EXPECT_THAT(clock->sleeps, IsEmpty());
+}
+
+TEST_F(LaunchAgent, ReplacesAnEarlierListAndUnloadsItFirst) {
+    install("first");
+    std::filesystem::permissions(list(), std::filesystem::perms::others_read);
+    install("second");
+    EXPECT_THAT(contents(list()),
+                testing::AllOf(testing::HasSubstr("second"), testing::Not(testing::HasSubstr("first"))));
+    EXPECT_EQ(test::modeOf(list()), 0600U);
+    const std::string round = "unload -w " + list() + "\nload -w " + list() + "\n";
+    EXPECT_EQ(calls(), round + round);
+    EXPECT_THAT(folder.files(), ElementsAre(std::string("home/") + listName, "launchctl", "launchctl.calls"));
+}
+
+TEST_F(LaunchAgent, KeepsEveryTokenThatAListCanHold) {
+    for (const std::string token :
+         {"", " a\tb ", "two\nlines", "<&>\"'", "]]>", "&amp;", "%h $X `x`", "\u00e9\U0001F600"}) {
+        install(token);
+        const auto parsed = parsePropertyList(contents(list()));
+        EXPECT_EQ(parsed.at("EnvironmentVariables").at("QUELLAN_VARKEL_SIDECAR_TOKEN").as_string(), token);
+    }
+    std::filesystem::remove(list());
+    for (const std::string token : {"\x01", "a\rb", "\xFF", "\uFFFE"}) {
+        EXPECT_THROW(install(token), std::invalid_argument) << testing::PrintToString(token);
+        EXPECT_FALSE(std::filesystem::exists(list()));
+    }
+}
+
+TEST_F(LaunchAgent, WaitsForThePermission) {
+    desktop.trusted = false;
+    clock->afterSleep = [this] { desktop.trusted = clock->sleeps.size() == 3; };
+    EXPECT_EQ(install(), waiting + ("Accessibility permission granted.\nWrote plist to " + list() +
+                                    "\nLaunchAgent loaded successfully.\n"));
+    EXPECT_THAT(clock->sleeps, ElementsAre(2, 2, 2));
+    EXPECT_THAT(permissions->asked, ElementsAre("open accessibility"));
+}
+
+TEST_F(LaunchAgent, GivesUpWhenThePermissionHasNotComeInTime) {
+    desktop.trusted = false;
+    EXPECT_THROW(install(), AXErrorException);
+    EXPECT_EQ(printed, waiting);
+    EXPECT_EQ(clock->slept(), 300);
+    EXPECT_FALSE(std::filesystem::exists(home()));
+    EXPECT_EQ(calls(), "");
+
+    // One that comes with the last look is in time.
+    clock->sleeps.clear();
+    clock->afterSleep = [this] { desktop.trusted = clock->slept() == 300; };
+    EXPECT_THAT(install(), testing::HasSubstr("Accessibility permission granted.\n"));
+}
+
+TEST_F(LaunchAgent, WarnsWhenTheServiceManagerRefuses) {
+    struct Case {
+        std::string ending, status;
+    };
+    for (const Case& c :
+         {Case{"[ $1 = unload ] || exit 37", "37"}, Case{"[ $1 = unload ] || kill -9 $$", "9"}}) {
+        useTool(c.ending);
+        EXPECT_EQ(install(), "Wrote plist to " + list() + "\nWarning: launchctl load returned " + c.status +
+                                 ".\nYou may need to enable the agent in System Settings -> Login Items.\n");
+    }
+    useTool("[ $1 = load ]");
+    EXPECT_THAT(install(), testing::EndsWith("LaunchAgent loaded successfully.\n"));
+}
+
+TEST_F(LaunchAgent, FailsWithoutTheToolAfterItHasWritten) {
+    Platform::current().toolPaths = std::make_unique<OneTool>(folder / "nothing");
+    EXPECT_THROW(install(), LaunchError);
+    EXPECT_EQ(printed, "Wrote plist to " + list() + "\n");
+    EXPECT_TRUE(std::filesystem::exists(list()));
+}
+
+TEST_F(LaunchAgent, FailsWhereTheFolderCannotBe) {
+    folder.write("home/Library", "a file");
+    EXPECT_THROW(install(), std::system_error);
+    EXPECT_EQ(printed, "");
+    EXPECT_EQ(calls(), "");
+}
+
+TEST(LaunchedExecutable, IsTheFirstThatIsKnown) {
+    EXPECT_EQ(launchedExecutable("/asked", "/running", "/home/x"), "/asked");
+    EXPECT_EQ(launchedExecutable(std::nullopt, "/running", "/home/x"), "/running");
+    EXPECT_EQ(launchedExecutable(std::nullopt, std::nullopt, "/home/x"), "/home/x/.local/bin/varkel-agent");
+}
+
+}  // namespace
+}  // namespace varkel

@@ -1,0 +1,187 @@
+#include <gmock/gmock.h>
+
+#include <boost/json/parse.hpp>
+
+#include "platform/PropertyList.h"
+#include "platform/linux/DesktopEntry.h"
+#include "platform/linux/launchctl/LoginFiles.h"
+
+namespace varkel {
+namespace {
+
+namespace json = boost::json;
+
+const LoginPlaces places{"/home/j/a \"b\" $c 100%.plist", "/usr/lib/x\\y/launchctl", "/home/j/.config",
+                         LoginMoment::graphicalSession};
+
+json::object item() {
+    return {
+        {"Label", "io.example.agent"},
+        {"ProgramArguments", {"/opt/a b/%h$X/agent", "--port", "1", "", "a \"b\" \\ $HOME %n ; 'c'"}},
+        {"RunAtLoad", true},
+        {"KeepAlive", true},
+        {"StandardOutPath", "/tmp/a %b.log"},
+        {"EnvironmentVariables", {{"TOKEN", " \"q\" $x `y` \\ 'z' %h"}, {"EMPTY", ""}}},
+    };
+}
+
+LoginFiles translate(const json::object& list, const LoginPlaces& at = places) {
+    return translateLoginItem(serializePropertyList(list), at);
+}
+
+TEST(LoginFiles, WritesAUnitThatSaysWhatTheListSays) {
+    const LoginFiles files = translate(item());
+    EXPECT_EQ(files.unitName, "io.example.agent.service");
+    EXPECT_EQ(files.unit.path, "/home/j/.config/systemd/user/io.example.agent.service");
+    EXPECT_EQ(files.unit.text, std::string(loginFileMarker) +
+                                   R"(
+[Unit]
+Description=io.example.agent
+StartLimitIntervalSec=0
+After=graphical-session.target
+PartOf=graphical-session.target
+
+[Service]
+Type=exec
+ExecStart=":/opt/a b/%%h$X/agent" "--port" "1" "" "a \"b\" \\ $HOME %%n ; 'c'"
+EnvironmentFile=/home/j/.config/varkel-agent/io.example.agent.env
+StandardOutput=append:/tmp/a %%b.log
+Restart=always
+RestartSec=5
+
+[Install]
+WantedBy=graphical-session.target
+)");
+    EXPECT_EQ(files.environment.path, "/home/j/.config/varkel-agent/io.example.agent.env");
+    EXPECT_EQ(files.environment.text,
+              std::string(loginFileMarker) + "\nEMPTY=\"\"\nTOKEN=\" \\\"q\\\" \\$x \\`y\\` \\\\ 'z' %h\"\n");
+    for (const std::string& text : {files.unit.text, files.autostart.text})
+        EXPECT_THAT(text, testing::Not(testing::HasSubstr("`y`")));
+}
+
+TEST(LoginFiles, WaitsForADisplayWhereTheManagerIsThereFirst) {
+    LoginPlaces early = places;
+    early.moment = LoginMoment::firstLogin;
+    const std::string text = translate(item(), early).unit.text;
+    EXPECT_THAT(text, testing::HasSubstr("ExecStartPre=/bin/sh -c 'test -n \"$$DISPLAY\"'\n"));
+    EXPECT_THAT(text, testing::HasSubstr("WantedBy=default.target\n"));
+    EXPECT_THAT(text, testing::Not(testing::HasSubstr("graphical-session")));
+}
+
+TEST(LoginFiles, WritesAnAutostartEntryWhoseWordsReadBack) {
+    const LoginFiles files = translate(item());
+    EXPECT_EQ(files.autostart.path, "/home/j/.config/autostart/io.example.agent.desktop");
+    const auto entry = parseDesktopEntry(files.autostart.text);
+    ASSERT_TRUE(entry);
+    EXPECT_THAT(expandFieldCodes(*entry), testing::ElementsAre(places.launchctl, "run", places.propertyList));
+}
+
+TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
+    std::string longList = "[\"/bin/true\"";
+    std::string manyVariables = "{\"A\":\"\"";
+    for (int i = 0; i < 256; ++i) {
+        longList += ",\"x\"";
+        manyVariables += ",\"V" + std::to_string(i) + "\":\"\"";
+    }
+    struct Case {
+        std::string key;
+        /// In JSON; empty for a list without the key.
+        std::string value;
+    };
+    const std::vector<Case> cases{
+        {"Label", ""},
+        {"Label", R"("")"},
+        {"Label", R"(true)"},
+        {"Label", R"("../../evil")"},
+        {"Label", R"("a/b")"},
+        {"Label", R"(".hidden")"},
+        {"Label", R"("-rf")"},
+        {"Label", R"("a b")"},
+        {"Label", R"("a%h")"},
+        {"Label", R"("template@x")"},
+        {"Label", R"("a\nExecStart=/bin/sh")"},
+        {"Label", '"' + std::string(129, 'a') + '"'},
+        {"ProgramArguments", ""},
+        {"ProgramArguments", R"("/bin/true")"},
+        {"ProgramArguments", R"([])"},
+        {"ProgramArguments", R"(["relative"])"},
+        {"ProgramArguments", R"([""])"},
+        {"ProgramArguments", R"(["/bin/true", true])"},
+        {"ProgramArguments", R"(["/bin/true", "a\nExecStart=/bin/sh"])"},
+        {"ProgramArguments", R"(["/bin/true", "a\u007F"])"},
+        {"ProgramArguments", longList + "]"},
+        {"RunAtLoad", R"("yes")"},
+        {"KeepAlive", R"({"SuccessfulExit": false})"},
+        {"StandardOutPath", R"(true)"},
+        {"StandardOutPath", R"("relative.log")"},
+        {"StandardOutPath", R"("/tmp/x\\")"},
+        {"StandardOutPath", R"("/tmp/x ")"},
+        {"StandardErrorPath", R"("/tmp/x\nUser=root")"},
+        {"EnvironmentVariables", R"("A=b")"},
+        {"EnvironmentVariables", R"({"A": true})"},
+        {"EnvironmentVariables", R"({"": "b"})"},
+        {"EnvironmentVariables", R"({"1A": "b"})"},
+        {"EnvironmentVariables", R"({"A=B": "b"})"},
+        {"EnvironmentVariables", R"({"A": "b\nLD_PRELOAD=/x"})"},
+        {"EnvironmentVariables", manyVariables + "}"},
+    };
+    for (const Case& c : cases) {
+        json::object list = item();
+        list.erase(c.key);
+        if (!c.value.empty()) list.emplace(c.key, json::parse(c.value));
+        EXPECT_THROW(translate(list), LoginItemError) << c.key << " " << c.value;
+    }
+    json::object never = item();
+    never["RunAtLoad"] = false;
+    never["KeepAlive"] = false;
+    EXPECT_THROW(translate(never), LoginItemError);
+    LoginPlaces broken = places;
+    broken.configuration = "/home/j\n[Service]";
+    EXPECT_THROW(translate(item(), broken), LoginItemError);
+}
+
+TEST(LoginFiles, RefusesBytesThatAreNoPropertyList) {
+    const std::string good = serializePropertyList(item());
+    const auto with = [&](const std::string& more) {
+        std::string text = good;
+        return text.insert(text.rfind("</dict>"), more);
+    };
+    const auto nested = [&](std::size_t levels) {
+        std::string text = "<key>x</key>";
+        for (std::size_t i = 0; i < levels; ++i) text += "<array>";
+        for (std::size_t i = 0; i < levels; ++i) text += "</array>";
+        return with(text);
+    };
+    // What a newer tool might write is no hindrance.
+    for (const std::string& bytes : {good, nested(3), with("<key>Nice</key><integer>5</integer>"),
+                                     with("<key>x</key><data>AAAA</data>"), with(std::string(10'000, ' '))})
+        EXPECT_EQ(translateLoginItem(bytes, places).unit.text, translate(item()).unit.text);
+    const std::string open = "<plist version=\"1.0\">";
+    const std::vector<std::string> cases{
+        "",
+        std::string(1, '\0'),
+        "bplist00\xD1\x01\x02",
+        "not XML",
+        "<plist/>",
+        open + "</plist>",
+        open + "<array><string>x</string></array></plist>",
+        with("<string>x</string>"),
+        with("<key>x</key><string>&unknown;</string>"),
+        with("<key>x</key><string>\xFF</string>"),
+        with("<key>x</key><string>&#xD800;</string>"),
+        with("<key>x</key><unknown/>"),
+        with("<key>x</key><array>"),
+        with("</array>"),
+        nested(20),
+        nested(4'000),
+        with(std::string(longestPropertyList, ' ')),
+    };
+    for (const std::string& bytes : cases)
+        EXPECT_THROW(translateLoginItem(bytes, places), LoginItemError) << bytes.substr(0, 100);
+    // Wherever it was cut off, half a list says nothing.
+    for (std::size_t size = 0; size + 1 < good.size(); ++size)
+        EXPECT_THROW(translateLoginItem(good.substr(0, size), places), LoginItemError) << size;
+}
+
+}  // namespace
+}  // namespace varkel
