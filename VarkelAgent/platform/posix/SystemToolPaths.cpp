@@ -34,9 +34,13 @@ std::string SystemToolPaths::launchctl() {
 
 std::string SystemToolPaths::choose(const char* fixedPath) const {
     if (isExecutableFile(fixedPath)) return fixedPath;
-    const std::string standIn = agentDirectory_ + "/" + std::filesystem::path(fixedPath).filename().string();
-    // With neither there, the failure to start should name the path that everybody knows.
-    return isExecutableFile(standIn.c_str()) ? standIn : fixedPath;
+    const std::string name = std::filesystem::path(fixedPath).filename().string();
+    for (const char* folder : {"/", "/../lib/varkel-agent/"}) {
+        std::string standIn = agentDirectory_ + folder + name;
+        if (isExecutableFile(standIn.c_str())) return standIn;
+    }
+    // With none there, the failure to start should name the path that everybody knows.
+    return fixedPath;
 }
 
 std::string executableDirectory() {
