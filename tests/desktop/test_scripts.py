@@ -1,8 +1,6 @@
 """Scripts, Shortcuts and the terminal on a real desktop. What happened is what a shell or an application says."""
 
-import json
 import os
-import shutil
 import signal
 import subprocess
 import threading
@@ -106,6 +104,28 @@ class Terminals(Scripts):
         self.assertEqual(self.content("elsewhere"), "x")
 
 
+    def test_a_text_does_not_go_on_in_a_window_that_comes_in_between(self):
+        known = self.start_known_widgets()
+        self.osascript('tell application "Terminal" to activate')
+        done = []
+        source = f'tell application "Terminal" to do script ": {"x" * 60000}" in front window'
+        typing = threading.Thread(target=lambda: done.append(self.osascript(source)))
+        typing.start()
+        try:
+            wait_for(self.typed_into_terminal, 20, "the first of the text")
+            self.desktop.activate(known.window)
+        finally:
+            typing.join()
+        self.assertEqual(done[0].returncode, 1)
+        self.assertIn("did not stay in front", done[0].stderr)
+
+    def typed_into_terminal(self):
+        """Whether the active window is one in which the screen changes."""
+        with self.desktop.x() as display:
+            before = display.screenshot()
+            return display.screenshot() != before
+
+
 class Applications(Scripts):
     def setUp(self):
         super().setUp()
@@ -188,11 +208,17 @@ class TheSystem(Scripts):
         self.assertEqual(large.stdout, "x" * 1000000 + "\n")
 
     def test_a_command_ends_with_the_script_that_is_stopped(self):
-        process = self.desktop.start([os.path.join(TOOLS, "osascript"), "-e",
-                                      f'do shell script "echo $$ > {self.path("pid")}; exec sleep 1000"'])
-        pid = int(wait_for(lambda: os.path.exists(self.path("pid")) and self.content("pid").strip(), 20, "the command"))
-        os.killpg(process.pid, signal.SIGKILL)
-        wait_for(lambda: not os.path.exists(f"/proc/{pid}") or self._is_zombie(pid), 10, "the command to end")
+        for number, (stop, how) in enumerate(((os.killpg, signal.SIGKILL), (os.kill, signal.SIGTERM))):
+            with self.subTest(how):
+                name = f"pid-{number}"
+                process = self.desktop.start([
+                    os.path.join(TOOLS, "osascript"), "-e",
+                    f'do shell script "cd {self.path("")}; echo $$ > new; mv new {name}; exec sleep 1000"'])
+                pid = int(self.content(name))
+                stop(process.pid, how)
+                wait_for(lambda pid=pid: not os.path.exists(f"/proc/{pid}") or self._is_zombie(pid), 10,
+                         "the command to end")
+                self.assertEqual(process.wait(10), -how)
 
     @staticmethod
     def _is_zombie(pid):

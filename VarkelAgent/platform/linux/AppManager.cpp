@@ -172,6 +172,11 @@ bool AppManager::activateWindow(xcb_window_t window) {
     return activateWindows(session, {window}, activationPatience);
 }
 
+bool AppManager::isActiveWindow(xcb_window_t window) {
+    X11Connection::Session session(connection_);
+    return isActive(session, window);
+}
+
 std::optional<std::string> AppManager::URLForApplicationWithBundleIdentifier(const std::string& identifier) {
     if (isTerminalId(identifier)) {
         if (access(terminalPath.data(), X_OK) != 0) return std::nullopt;

@@ -45,6 +45,9 @@ class AppManager {
     /// Brings one window to the front. False when it did not become active in time.
     bool activateWindow(xcb_window_t window);
 
+    /// Whether this window is in front now.
+    bool isActiveWindow(xcb_window_t window);
+
   private:
     struct Application;
 

@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "platform/ChildProcess.h"
 #include "platform/linux/tools/ShortcutFolder.h"
@@ -15,6 +18,23 @@ namespace {
 
 using testing::ElementsAre;
 namespace fs = std::filesystem;
+
+/// Waits for what another process does, with a deadline that only a fault reaches.
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+bool isAlive(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    return std::getline(stat, line) && line.find(") Z ") == std::string::npos;
+}
 
 class Tools : public testing::Test {
   protected:
@@ -93,6 +113,22 @@ TEST_F(Tools, ShortcutsRunAsTheProgramsThatTheyAre) {
         EXPECT_EQ(result.standardOutput, "");
         EXPECT_NE(result.standardError, "");
     }
+}
+
+TEST_F(Tools, AShortcutEndsWithTheProcessThatStartedIt) {
+    write("varkel/shortcuts/slow",
+          "#!/bin/sh\ncd \"$(dirname \"$0\")\"\necho $$ > new\nmv new pid\nexec sleep 1000\n");
+    ChildCommand command;
+    command.executable = "/bin/sh";
+    command.arguments = {"-c",
+                         "XDG_CONFIG_HOME=" + folder_.string() + " " + VARKEL_SHORTCUTS + " run slow & wait"};
+    ChildProcess parent(std::move(command));
+    ASSERT_TRUE(eventually([&] { return fs::exists(folder_ / "varkel/shortcuts/pid"); }));
+    pid_t shortcut = 0;
+    std::ifstream(folder_ / "varkel/shortcuts/pid") >> shortcut;
+    parent.signal(SIGKILL);
+    parent.wait();
+    EXPECT_TRUE(eventually([&] { return !isAlive(shortcut); }));
 }
 
 TEST_F(Tools, StandInsAreFoundWhereTheyAreBuiltAndWhereTheyAreInstalled) {

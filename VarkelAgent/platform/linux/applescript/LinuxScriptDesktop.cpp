@@ -26,6 +26,9 @@ namespace {
 /// How long a terminal gets to read what was typed before this process may give the keyboard back.
 constexpr std::chrono::milliseconds readingPatience{2000};
 
+/// A look costs about as much as two characters.
+constexpr std::size_t charactersBetweenLooks = 16;
+
 std::string findIdentifier(const ApplicationName& application) {
     if (application.isIdentifier) return application.text;
     const std::string name = lowerCased(application.text);
@@ -103,16 +106,26 @@ Window LinuxScriptDesktop::openTerminal(const ApplicationName& application) {
 
 void LinuxScriptDesktop::runInTerminal(const Window& window, const std::string& command) {
     terminalIdentifierOf(window.application);
-    if (!applications_.activateWindow(static_cast<xcb_window_t>(window.id))) {
+    const auto id = static_cast<xcb_window_t>(window.id);
+    if (!applications_.activateWindow(id)) {
         throw ExecutionError("The terminal's window did not come to the front.",
                              ExecutionError::noSuchObject);
     }
-    type(command + "\n");
+    type(command + "\n", id);
 }
 
-void LinuxScriptDesktop::type(const std::string& text) {
+/// The text must not go on in another window when somebody brings one to the front meanwhile.
+void LinuxScriptDesktop::type(const std::string& text, xcb_window_t window) {
     auto announcement = poster_.announceText(text);
+    std::size_t untilNextLook = 0;
     for (const std::string_view character : graphemeClusters(text)) {
+        if (untilNextLook-- == 0) {
+            untilNextLook = charactersBetweenLooks;
+            if (!applications_.isActiveWindow(window)) {
+                throw ExecutionError("The terminal's window did not stay in front.",
+                                     ExecutionError::userError);
+            }
+        }
         const KeyEvents events = eventsForCharacter(poster_, character);
         if (events.down) poster_.CGEventPost(*events.down);
         if (events.up) poster_.CGEventPost(*events.up);

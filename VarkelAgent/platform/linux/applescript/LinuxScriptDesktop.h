@@ -30,7 +30,7 @@ class LinuxScriptDesktop : public ScriptDesktop {
     const std::string& identifierOf(const ApplicationName& application);
     const std::string& terminalIdentifierOf(const ApplicationName& application);
     void launch(const ApplicationName& application);
-    void type(const std::string& text);
+    void type(const std::string& text, xcb_window_t window);
 
     AppManager applications_;
     X11EventPoster poster_;

@@ -1,11 +1,8 @@
 // Runs a script in a small subset of AppleScript, from standard input or from arguments; docs/platforms.md
 // describes the subset.
 
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,6 +12,7 @@
 #include "platform/linux/applescript/LinuxScriptDesktop.h"
 #include "platform/linux/applescript/Parser.h"
 #include "platform/linux/applescript/ScriptError.h"
+#include "platform/linux/tools/EndWithParent.h"
 
 namespace {
 
@@ -55,6 +53,8 @@ void run(const std::string& source) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    varkel::endWithParent();
+    varkel::stopGroupAlong();
     const auto source = sourceFrom({argv + 1, argv + argc});
     if (!source) {
         std::fputs("usage: osascript - < script\n       osascript -e line [-e line ...]\n", stderr);

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/tools/EndWithParent.h"
 #include "platform/linux/tools/ShortcutFolder.h"
 
 namespace {
@@ -46,6 +47,7 @@ int run(const varkel::ShortcutFolder& folder, std::string_view name) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    varkel::endWithParent();
     const std::vector<std::string_view> arguments(argv + 1, argv + argc);
     try {
         const varkel::ShortcutFolder folder(varkel::ShortcutFolder::defaultPath());
