@@ -10,7 +10,6 @@
 namespace varkel::applescript {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// A desktop in memory, where every application has as many windows as the test says, and what was done to

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/SdBus.h"
 #include "platform/linux/applescript/ScriptError.h"
