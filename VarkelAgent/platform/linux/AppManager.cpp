@@ -147,6 +147,22 @@ bool AppManager::activateWithOptions(const RunningApplicationRef& application, A
     return activateWindows(session, windows, activationPatience);
 }
 
+std::vector<xcb_window_t> AppManager::windowsWithBundleIdentifier(const std::string& identifier) {
+    std::vector<xcb_window_t> ids;
+    for (const ClientWindow& window : windowsOf(identityFor(identifier))) ids.push_back(window.id);
+    return ids;
+}
+
+bool AppManager::activateWindow(xcb_window_t window) {
+    X11Connection::Session session(connection_);
+    return activateWindows(session, {window}, activationPatience);
+}
+
+bool AppManager::isActiveWindow(xcb_window_t window) {
+    X11Connection::Session session(connection_);
+    return isActive(session, window);
+}
+
 std::optional<std::string> AppManager::URLForApplicationWithBundleIdentifier(const std::string& identifier) {
     if (isTerminalId(identifier)) {
         if (access(terminalPath.data(), X_OK) != 0) return std::nullopt;

@@ -25,9 +25,8 @@ struct AppIdentity {
 bool belongsTo(const ClientWindow& window, const AppIdentity& identity);
 
 /// Finds, activates and launches applications by their identifier: the name of a desktop entry, with or
-/// without
-/// ".desktop", or one of the three terminal identifiers, which all name the system's terminal emulator. Any
-/// thread; blocks, within deadlines.
+/// without ".desktop", or one of the three terminal identifiers, which all name the system's terminal
+/// emulator. Any thread; blocks, within deadlines.
 class AppManager {
   public:
     /// `display` as in the environment variable DISPLAY; empty takes that variable.
@@ -39,6 +38,15 @@ class AppManager {
     std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier);
     LaunchOutcome openApplicationAtURL(const std::string& url,
                                        const NSWorkspaceOpenConfiguration& configuration);
+
+    /// The windows of the application with this identifier, the topmost last.
+    std::vector<xcb_window_t> windowsWithBundleIdentifier(const std::string& identifier);
+
+    /// Brings one window to the front. False when it did not become active in time.
+    bool activateWindow(xcb_window_t window);
+
+    /// Whether this window is in front now.
+    bool isActiveWindow(xcb_window_t window);
 
   private:
     struct Application;

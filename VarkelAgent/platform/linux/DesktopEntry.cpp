@@ -2,12 +2,15 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
+
+#include "http/UnicodeText.h"
 
 namespace varkel {
 
@@ -128,6 +131,23 @@ std::optional<std::string> readFile(const std::string& path) {
     return text;
 }
 
+/// The identifiers of all entries in a folder and the folders below it, in order.
+std::vector<std::string> identifiersBelow(const std::filesystem::path& root) {
+    std::vector<std::string> identifiers;
+    std::error_code error;
+    constexpr auto options = std::filesystem::directory_options::skip_permission_denied;
+    for (std::filesystem::recursive_directory_iterator file(root, options, error), end; !error && file != end;
+         file.increment(error)) {
+        std::string id = file->path().lexically_relative(root).string();
+        if (!id.ends_with(suffix)) continue;
+        id.resize(id.size() - suffix.size());
+        std::ranges::replace(id, '/', '-');
+        identifiers.push_back(std::move(id));
+    }
+    std::ranges::sort(identifiers);
+    return identifiers;
+}
+
 }  // namespace
 
 std::optional<std::vector<std::string>> splitCommand(std::string_view command) {
@@ -221,6 +241,19 @@ std::optional<DesktopEntry> findDesktopEntry(std::string_view id) {
         auto entry = readDesktopEntry(*path);
         if (entry) entry->id = id;
         return entry;
+    }
+    return std::nullopt;
+}
+
+std::optional<DesktopEntry> findDesktopEntryByName(std::string_view name) {
+    if (name.empty() || !isValidUTF8(name)) return std::nullopt;
+    const std::string wanted = lowerCased(name);
+    for (const std::string& directory : dataDirectories()) {
+        const std::filesystem::path root = directory + "/applications";
+        for (const std::string& id : identifiersBelow(root)) {
+            auto entry = findDesktopEntry(id);
+            if (entry && isValidUTF8(entry->name) && lowerCased(entry->name) == wanted) return entry;
+        }
     }
     return std::nullopt;
 }

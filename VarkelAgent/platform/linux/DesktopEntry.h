@@ -34,6 +34,10 @@ std::vector<std::string> expandFieldCodes(const DesktopEntry& entry);
 /// system. Reads files.
 std::optional<DesktopEntry> findDesktopEntry(std::string_view id);
 
+/// The entry with this name, as menus show it, in any letter case. An identifier that an entry for the user
+/// takes hides the system's. Reads files.
+std::optional<DesktopEntry> findDesktopEntryByName(std::string_view name);
+
 /// The entry in this file. Its identifier is the file's name. Reads the file.
 std::optional<DesktopEntry> readDesktopEntry(const std::string& path);
 

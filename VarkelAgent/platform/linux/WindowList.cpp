@@ -124,6 +124,10 @@ std::vector<ClientWindow> listClientWindows(X11Connection::Session& session) {
     return windows;
 }
 
+bool isActive(X11Connection::Session& session, xcb_window_t window) {
+    return session && isOneActive(session, {window}, supports(session, "_NET_ACTIVE_WINDOW"));
+}
+
 bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
                      std::chrono::milliseconds patience) {
     if (!session || windows.empty()) return false;

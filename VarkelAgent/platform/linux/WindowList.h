@@ -26,6 +26,9 @@ struct ClientWindow {
 /// The applications' windows, the topmost last. Empty without a server.
 std::vector<ClientWindow> listClientWindows(X11Connection::Session& session);
 
+/// Whether the window is the active one, or has the keyboard focus where there is no window manager to tell.
+bool isActive(X11Connection::Session& session, xcb_window_t window);
+
 /// Raises the windows (the topmost last) and makes the last one active, as the window manager's protocol has
 /// it, with a fresh timestamp. Waits until one of them is active, no longer than `patience`; whether one is.
 bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,

@@ -7,7 +7,8 @@
 namespace varkel {
 
 /// The tools at their fixed system paths where an executable stands there, otherwise the program of the same
-/// name next to the agent's own executable, or in the folder where an installed agent keeps them.
+/// name next to the agent's own executable (as it is built) or in lib/varkel-agent beside the folder of the
+/// executable (as it is installed).
 class SystemToolPaths : public ToolPaths {
   public:
     /// `agentDirectory`: the folder that holds the agent's executable, without a slash at the end.

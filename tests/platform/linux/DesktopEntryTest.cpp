@@ -93,6 +93,19 @@ TEST_F(InstalledEntries, AreFoundByIdentifierWithOrWithoutSuffixAndInFolders) {
     }
 }
 
+TEST_F(InstalledEntries, AreFoundByTheNameThatMenusShow) {
+    install("shared/applications/kde/files.desktop", "Name=later lines do not count\n");
+    install("shared/applications/other.desktop", "\n[Desktop Action n]\nName=Other\n");
+    const auto found = findDesktopEntryByName("n");
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->id, "kde-files");
+    install("own/applications/kde-files.desktop", "Hidden=true\n");
+    EXPECT_EQ(findDesktopEntryByName("N")->id, "other");
+    for (const std::string_view unknown : {"", "Other", "NN", "\xFF"}) {
+        EXPECT_FALSE(findDesktopEntryByName(unknown)) << unknown;
+    }
+}
+
 TEST_F(InstalledEntries, OfTheUserHideThoseOfTheSystem) {
     install("shared/applications/a.desktop");
     install("own/applications/a.desktop", "Hidden=true\n");

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/linux/applescript/ScriptDesktop.h"
+
+namespace varkel::applescript {
+
+/// Shows a notification with the session's notification service. Raises ExecutionError when there is none, or
+/// it does not answer within 5 seconds.
+void showNotification(const Notification& notification);
+
+}  // namespace varkel::applescript

@@ -1,0 +1,287 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "keys/TerminalScript.h"
+#include "platform/linux/applescript/Interpreter.h"
+#include "platform/linux/applescript/Operators.h"
+#include "platform/linux/applescript/Parser.h"
+#include "platform/linux/applescript/ScriptError.h"
+
+namespace varkel::applescript {
+namespace {
+
+using testing::HasSubstr;
+
+/// A desktop in memory, where every application has as many windows as the test says, and what was done to
+/// it, in order.
+class Recorder : public ScriptDesktop {
+  public:
+    std::size_t windows = 0;
+    std::vector<std::string> done;
+
+    void activate(const ApplicationName& application) override {
+        if (application.text == "Nowhere") throw ExecutionError("Not there.", ExecutionError::noSuchObject);
+        done.push_back("activate " + nameOf(application));
+    }
+    bool isRunning(const ApplicationName&) override { return windows > 0; }
+    std::size_t countWindows(const ApplicationName&) override { return windows; }
+    Window window(const ApplicationName& application, std::size_t number) override {
+        if (number > windows) throw ExecutionError("No window.", ExecutionError::noSuchObject);
+        return {application, number};
+    }
+    Window openTerminal(const ApplicationName& application) override {
+        done.push_back("open " + nameOf(application));
+        return {application, ++windows};
+    }
+    void runInTerminal(const Window& window, const std::string& command) override {
+        done.push_back("run in " + std::to_string(window.id) + ": " + command);
+    }
+    std::string runShell(const std::string& command) override {
+        done.push_back("shell " + command);
+        return "shell's";
+    }
+    void notify(const Notification& each) override {
+        done.push_back("notify " + each.text + "|" + each.title + "|" + each.subtitle + "|" + each.sound);
+    }
+    void delay(double seconds) override { done.push_back("delay " + std::to_string(seconds)); }
+    void log(const std::string& text) override { done.push_back("log " + text); }
+
+  private:
+    static std::string nameOf(const ApplicationName& application) {
+        return (application.isIdentifier ? "id " : "") + application.text;
+    }
+};
+
+/// What a script prints, or how it fails.
+std::string outcome(const std::string& source, Recorder& desktop) {
+    try {
+        const auto result = runScript(parseScript(source), desktop);
+        return result ? textOf(*result) : "(nothing)";
+    } catch (const SyntaxError& error) {
+        return "line " + std::to_string(error.line()) + ": syntax error: " + error.what();
+    } catch (const ExecutionError& error) {
+        return "line " + std::to_string(error.line()) + ": " + error.what() + " (" +
+               std::to_string(error.number()) + ")";
+    }
+}
+
+std::string outcome(const std::string& source) {
+    Recorder desktop;
+    return outcome(source, desktop);
+}
+
+TEST(AppleScript, EvaluatesExpressions) {
+    const std::pair<std::string, std::string> cases[] = {
+        // Numbers.
+        {"1 + 2 * 3 - 4", "3"},
+        {"(1 + 2) * 3", "9"},
+        {"10 - 4 - 3", "3"},
+        {"7 / 2", "3.5"},
+        {"6 / 2", "3.0"},
+        {"6 ÷ 2", "3.0"},
+        {"-7 div 2", "-3"},
+        {"-7 mod 2", "-1"},
+        {"7.5 div 2", "3"},
+        {"7.5 mod 2", "1.5"},
+        {"2 ^ 10", "1024.0"},
+        {"2 ^ -1", "0.5"},
+        {"-2 ^ 2", "4.0"},
+        {"- - 3", "3"},
+        {".5 + 1e2", "100.5"},
+        {"9223372036854775807 + 1", "9223372036854775808.0"},
+        {"(-9223372036854775807 - 1) div -1", "9223372036854775808.0"},
+        {"(-9223372036854775807 - 1) mod -1", "0"},
+        {"\"2\" + \" 3 \"", "5"},
+        // Texts.
+        {R"("a\"b\\c\td\ne")", "a\"b\\c\td\ne"},
+        {"\"two\nlines\"", "two\nlines"},
+        {"\"a\" & 1 & 2.5 & true", "a12.5true"},
+        {"1 + 2 & \"x\" & 3 * 4", "3x12"},
+        {"\"a\" & return & tab & space & quote & linefeed", "a\n\t \"\n"},
+        {"quoted form of \"it's\" & \"!\"", "'it'\\''s'!"},
+        // Conversions.
+        {"5 as text", "5"},
+        {"5 as string as Unicode text", "5"},
+        {"\"5\" as integer", "5"},
+        {"2.6 as integer", "3"},
+        {"5 as real", "5.0"},
+        {"\"TRUE\" as boolean", "true"},
+        {"1 & 2 as text", "12"},
+        {"missing value", "missing value"},
+        // Comparisons; letter case does not count.
+        {"\"ÄB\" = \"äb\"", "true"},
+        {"\"a\" is not \"b\"", "true"},
+        {"\"a\" is equal to \"b\"", "false"},
+        {"1 = 1.0", "true"},
+        {"1 = \"1\"", "false"},
+        {"1 is not equal to 2", "true"},
+        {"1 ≠ 1", "false"},
+        {"2 < 10", "true"},
+        {"\"2\" < \"10\"", "false"},
+        {"2 is less than or equal to 2", "true"},
+        {"3 ≤ 2", "false"},
+        {"3 ≥ 2 and 3 is greater than 2", "true"},
+        {"\"Desktop\" contains \"TOP\"", "true"},
+        {"\"Desktop\" does not contain \"TOP\"", "false"},
+        {"\"top\" is in \"Desktop\"", "true"},
+        {"\"Desktop\" starts with \"desk\" and \"Desktop\" ends with \"TOP\"", "true"},
+        {"true or false and false", "true"},
+        {"not (1 = 2) and not false", "true"},
+        {"false and 1 div 0 = 1", "false"},
+        // Failures.
+        {"1 / 0", "line 1: Can't divide 1 by zero. (-2701)"},
+        {"10 ^ 10000", "line 1: The result is too large. (-2702)"},
+        {"1 + \"one\"", "line 1: Can't make \"one\" into type number. (-1700)"},
+        {"1 and true", "line 1: Can't make \"1\" into type boolean. (-1700)"},
+        {"\"a\" < 1", "line 1: Can't make \"a\" into type number. (-1700)"},
+    };
+    for (const auto& [source, expected] : cases) EXPECT_EQ(outcome(source), expected) << source;
+}
+
+TEST(AppleScript, CarriesStatementsOut) {
+    struct Case {
+        std::string source;
+        std::string outcome;
+        std::vector<std::string> done;
+    };
+    const Case cases[] = {
+        {"", "(nothing)", {}},
+        {"-- only\n# comments\n(* (* and *) more\n*)", "(nothing)", {}},
+        {"\"first\"\n\"last\"", "last", {}},
+        {"return \"a\"\nlog \"b\"", "a", {}},
+        {"log \"b\"\nreturn", "(nothing)", {"log b"}},
+        {"set x to 2\nSET the Y to X * 3\ny", "6", {}},
+        {"set x to 1\r\nset x to x + 1\rx", "2", {}},
+        {"set x to 1 ¬\n    + 2", "3", {}},
+        {"\uFEFFset tell1 to \"é\"\ntell1", "é", {}},
+        {"if 1 = 2 then\nlog 1\nelse if 2 = 2 then\nlog 2\nelse\nlog 3\nend if", "(nothing)", {"log 2"}},
+        {"if false then\nlog 1\nelse\nlog 3\nend", "(nothing)", {"log 3"}},
+        {"if true then log 1", "(nothing)", {"log 1"}},
+        {"if false then return 1 else return 2", "2", {}},
+        {"if true then\nif true then return 1\nend if\nlog 2", "1", {}},
+        {"delay\ndelay 0.5", "(nothing)", {"delay 1.000000", "delay 0.500000"}},
+        {"do shell script \"ls \" & quoted form of \"a b\"", "shell's", {"shell ls 'a b'"}},
+        {"set x to (do shell script \"id\") & \"!\"", "shell's!", {"shell id"}},
+        {"display notification \"text\" with title \"T\" subtitle \"S\" sound name \"Ping\"",
+         "(nothing)",
+         {"notify text|T|S|Ping"}},
+        {"error \"bad\" number 7", "line 1: bad (7)", {}},
+        {"\nerror", "line 2: An error has occurred. (-2700)", {}},
+        {"tell application \"Text Editor\" to activate", "(nothing)", {"activate Text Editor"}},
+        {"activate application id \"org.x\"", "(nothing)", {"activate id org.x"}},
+        {"tell app \"A\"\ntell the application \"B\" to activate\nactivate\nend tell",
+         "(nothing)",
+         {"activate B", "activate A"}},
+        {"if application \"A\" is running then return \"yes\"\n\"no\"", "no", {}},
+        {"tell application \"Nowhere\"\n\n activate\nend tell", "line 3: Not there. (-1728)", {}},
+        {"activate", "line 1: \"activate\" must be told to an application. (-1708)", {}},
+        {"tell application \"Terminal\" to do script \"ls\"",
+         "window id 1",
+         {"open Terminal", "run in 1: ls"}},
+        {"tell application \"Terminal\"\nset w to do script \"\"\ndo script \"ls\" in w\nend tell",
+         "window id 1",
+         {"open Terminal", "run in 1: ls"}},
+        {"tell application \"Terminal\" to do script \"ls\" in window 2", "line 1: No window. (-1728)", {}},
+        {"tell application \"Terminal\" to do script \"ls\" in window (0 - 1)",
+         "line 1: There is no such window. (-1728)",
+         {}},
+        {"tell application \"Terminal\" to do script \"ls\" in \"front\"",
+         "line 1: \"front\" is not a window. (-1700)",
+         {}},
+        {"write text \"ls\"", "line 1: \"write text\" must be told to a window of a terminal. (-1708)", {}},
+    };
+    for (const Case& each : cases) {
+        Recorder desktop;
+        EXPECT_EQ(outcome(each.source, desktop), each.outcome) << each.source;
+        EXPECT_EQ(desktop.done, each.done) << each.source;
+    }
+}
+
+TEST(AppleScript, NamesTheLineAndTheWordThatItDoesNotUnderstandAndDoesNothing) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"log 1\nclick button 1", "line 2: syntax error: unknown word \"click\""},
+        {"frobnicate", "line 1: syntax error: unknown word \"frobnicate\""},
+        {"log 1\nset x to Y", "line 2: syntax error: unknown word \"Y\""},
+        {"log \"a\nb\"\n\noops", "line 4: syntax error: unknown word \"oops\""},
+        {"set volume 5", "line 1: syntax error: unknown word \"volume\""},
+        {"repeat 3 times\nend repeat", "line 1: syntax error: unknown word \"repeat\""},
+        {"try\nlog 1\nend try", "line 1: syntax error: unknown word \"try\""},
+        {"do shell script \"ls\" with administrator privileges",
+         "line 1: syntax error: unknown word \"with\""},
+        {"tell application \"A\" to quit", "line 1: syntax error: unknown word \"quit\""},
+        {"tell application A to activate",
+         "line 1: syntax error: expected an application's name in quotes but found \"A\""},
+        {"if true\nlog 1\nend if", "line 1: syntax error: expected \"then\" but found end of the line"},
+        {"if true then\nlog 1\nend tell", "line 3: syntax error: unknown word \"tell\""},
+        {"if true then\nlog 1", "line 2: syntax error: expected \"end\" but found end of the script"},
+        {"log 1\nend tell", "line 2: syntax error: unknown word \"end\""},
+        {"set tell to 5", "line 1: syntax error: expected a variable's name but found \"tell\""},
+        {"5 as list", "line 1: syntax error: unknown word \"list\""},
+        {"{1, 2}", "line 1: syntax error: unknown character \"{\""},
+        {"log «event»", "line 1: syntax error: unknown character \"«\""},
+        {"1 +", "line 1: syntax error: unexpected end of the line"},
+        {"(1", "line 1: syntax error: expected \")\" but found end of the line"},
+        {"1 2", "line 1: syntax error: unexpected \"2\""},
+        {"1e", "line 1: syntax error: unexpected \"1e\""},
+        {"1e999", "line 1: syntax error: unexpected \"1e999\""},
+        {"1 \"a\"", "line 1: syntax error: unexpected text \"a\""},
+        {"\n\"a", "line 2: syntax error: the text that begins with \" does not end"},
+        {"\"a\\", "line 1: syntax error: a text has an unknown escape after \"\\\""},
+        {"\"\\x\"", "line 1: syntax error: a text has an unknown escape after \"\\\""},
+        {"(* a", "line 1: syntax error: the comment \"(*\" does not end"},
+        {"1 ¬ 2", "line 1: syntax error: the line must end after \"¬\""},
+        {"\"\xFF\"", "line 1: syntax error: the script is not valid UTF-8"},
+        {std::string("log 1\0", 6), "line 1: syntax error: unexpected control character"},
+        {"log x\nset x to 1", "line 1: syntax error: unknown word \"x\""},
+    };
+    for (const auto& [source, expected] : cases) {
+        Recorder desktop;
+        EXPECT_EQ(outcome(source, desktop), expected) << source;
+        EXPECT_TRUE(desktop.done.empty()) << source;
+    }
+}
+
+std::string repeated(const std::string& text, int count) {
+    std::string out;
+    for (int each = 0; each < count; ++each) out += text;
+    return out;
+}
+
+TEST(AppleScript, IsNotBroughtDownByWhatIsDeepOrLong) {
+    constexpr int many = 200'000;
+    for (const std::string& deep :
+         {repeated("(", many), repeated("- ", many) + "1", repeated("not ", many) + "true",
+          repeated("quoted form of ", many) + "1", repeated("tell application \"A\"\n", many),
+          repeated("tell application \"A\" to ", many) + "activate", repeated("if true then\n", many),
+          repeated("if true then ", many) + "log 1", repeated("do shell script ", many) + "1",
+          repeated("current session of ", many) + "window 1", repeated("window ", many) + "1"}) {
+        EXPECT_THAT(outcome(deep), HasSubstr("syntax error: the script nests too deeply"))
+            << deep.substr(0, 40);
+    }
+    EXPECT_EQ(outcome("1" + repeated(" + 1", many)), std::to_string(many + 1));
+    EXPECT_EQ(outcome("1" + repeated(" as text", many)), "1");
+    EXPECT_EQ(outcome("set x to \"a\"\n" + repeated("log 1\n", many) + "x"), "a");
+    EXPECT_EQ(outcome("if false then\n" + repeated("else if false then\n", many) + "end if"), "(nothing)");
+    EXPECT_THAT(outcome("set x to \"12345678\"\n" + repeated("set x to x & x\n", 60)),
+                HasSubstr("The text is too long."));
+}
+
+TEST(AppleScript, CarriesOutTheScriptsThatTerminalsAreSent) {
+    const std::string text = "echo \"a\\n\"\nls 'é'";
+    for (const std::size_t windows : {0U, 1U, 3U}) {
+        for (const char* id : {"com.apple.Terminal", "com.googlecode.iterm2"}) {
+            Recorder desktop;
+            desktop.windows = windows;
+            const bool isTerminal = std::string_view(id) == "com.apple.Terminal";
+            const std::string name = isTerminal ? "Terminal" : "iTerm2";
+            EXPECT_EQ(outcome(*appleScriptForTerminal(id, text), desktop),
+                      isTerminal ? "window id 1" : "(nothing)");
+            std::vector<std::string> expected{"activate " + name, "run in 1: " + text};
+            if (windows == 0) expected.insert(std::next(expected.begin()), "open " + name);
+            EXPECT_EQ(desktop.done, expected) << windows;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace varkel::applescript

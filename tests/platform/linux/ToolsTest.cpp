@@ -1,0 +1,146 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/ChildProcess.h"
+#include "platform/linux/tools/ShortcutFolder.h"
+#include "platform/posix/SystemToolPaths.h"
+
+namespace varkel {
+namespace {
+
+using testing::ElementsAre;
+namespace fs = std::filesystem;
+
+/// Waits for what another process does, with a deadline that only a fault reaches.
+template <class Condition>
+bool eventually(Condition condition) {
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+bool isAlive(pid_t pid) {
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    return std::getline(stat, line) && line.find(") Z ") == std::string::npos;
+}
+
+class Tools : public testing::Test {
+  protected:
+    Tools() {
+        std::string pattern = testing::TempDir() + "tools-XXXXXX";
+        folder_ = mkdtemp(pattern.data());
+    }
+    ~Tools() override { fs::remove_all(folder_); }
+
+    void write(const std::string& name, const std::string& content, mode_t mode = 0700) {
+        const fs::path path = folder_ / name;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path) << content;
+        chmod(path.c_str(), mode);
+    }
+
+    /// The tool itself, with this folder as the person's configuration.
+    ChildResult shortcuts(std::vector<std::string> arguments, std::string input = {}) {
+        ChildCommand command;
+        command.executable = "/usr/bin/env";
+        command.arguments = {"XDG_CONFIG_HOME=" + folder_.string(), VARKEL_SHORTCUTS};
+        command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+        command.input = std::move(input);
+        return runChild(std::move(command));
+    }
+
+    fs::path folder_;
+};
+
+TEST_F(Tools, ShortcutsAreTheExecutableFilesOfAFolder) {
+    EXPECT_THAT(ShortcutFolder(folder_ / "none").names(), ElementsAre());
+    write("b.sh", "");
+    write("b.py", "");
+    write("Two words.tar.sh", "");
+    write("plain", "");
+    write("notes.txt", "", 0600);
+    write(".hidden.sh", "");
+    write("two\nlines.sh", "");
+    write("\xFF.sh", "");
+    fs::create_directory(folder_ / "folder.sh");
+    fs::create_symlink("plain", folder_ / "link.x");
+    const ShortcutFolder folder(folder_);
+    EXPECT_THAT(folder.names(), ElementsAre("Two words.tar", "b", "link", "plain"));
+    EXPECT_EQ(folder.find("b"), folder_ / "b.py");
+    EXPECT_EQ(folder.find("link"), folder_ / "link.x");
+    for (const char* name :
+         {"", ".", "..", "B", "b.py", "notes", ".hidden", "folder", "../", "./b", "folder/b"})
+        EXPECT_EQ(folder.find(name), std::nullopt) << name;
+}
+
+TEST_F(Tools, ShortcutsRunAsTheProgramsThatTheyAre) {
+    write("varkel/shortcuts/Shout it.sh", "#!/bin/sh\necho $#; tr a-z A-Z; echo e >&2; exit 5\n");
+    write("varkel/shortcuts/bare", "cat; echo bare\n");
+    write("varkel/shortcuts/broken", "#!/no/such/interpreter\n");
+    const ChildResult listed = shortcuts({"list"});
+    EXPECT_EQ(listed.status, 0);
+    EXPECT_EQ(listed.standardOutput, "Shout it\nbare\nbroken\n");
+
+    const ChildResult shouted = shortcuts({"run", "Shout it"}, "hello\n");
+    EXPECT_EQ(shouted.status, 5);
+    EXPECT_EQ(shouted.standardOutput, "0\nHELLO\n");
+    EXPECT_EQ(shouted.standardError, "e\n");
+    EXPECT_EQ(shortcuts({"run", "bare"}, "in ").standardOutput, "in bare\n");
+
+    const std::vector<std::string> refused[] = {{},
+                                                {"run"},
+                                                {"list", "x"},
+                                                {"run", "bare", "x"},
+                                                {"run", "none"},
+                                                {"run", "../shortcuts/bare"},
+                                                {"run", ""},
+                                                {"run", "broken"}};
+    for (const auto& arguments : refused) {
+        const ChildResult result = shortcuts(arguments);
+        EXPECT_NE(result.status, 0);
+        EXPECT_EQ(result.standardOutput, "");
+        EXPECT_NE(result.standardError, "");
+    }
+}
+
+TEST_F(Tools, AShortcutEndsWithTheProcessThatStartedIt) {
+    write("varkel/shortcuts/slow",
+          "#!/bin/sh\ncd \"$(dirname \"$0\")\"\necho $$ > new\nmv new pid\nexec sleep 1000\n");
+    ChildCommand command;
+    command.executable = "/bin/sh";
+    command.arguments = {"-c",
+                         "XDG_CONFIG_HOME=" + folder_.string() + " " + VARKEL_SHORTCUTS + " run slow & wait"};
+    ChildProcess parent(std::move(command));
+    ASSERT_TRUE(eventually([&] { return fs::exists(folder_ / "varkel/shortcuts/pid"); }));
+    pid_t shortcut = 0;
+    std::ifstream(folder_ / "varkel/shortcuts/pid") >> shortcut;
+    parent.signal(SIGKILL);
+    parent.wait();
+    EXPECT_TRUE(eventually([&] { return !isAlive(shortcut); }));
+}
+
+TEST_F(Tools, StandInsAreFoundWhereTheyAreBuiltAndWhereTheyAreInstalled) {
+    if (fs::exists("/usr/bin/osascript")) GTEST_SKIP() << "this system has the tool itself";
+    fs::create_directories(folder_ / "bin");
+    SystemToolPaths paths((folder_ / "bin").string());
+    EXPECT_EQ(paths.osascript(), "/usr/bin/osascript");
+    write("lib/varkel-agent/osascript", "");
+    EXPECT_TRUE(fs::equivalent(paths.osascript(), folder_ / "lib/varkel-agent/osascript"));
+    write("bin/osascript", "");
+    EXPECT_TRUE(fs::equivalent(paths.osascript(), folder_ / "bin/osascript"));
+}
+
+}  // namespace
+}  // namespace varkel
