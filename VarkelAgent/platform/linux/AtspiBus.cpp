@@ -220,26 +220,25 @@ std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busN
     return pid;
 }
 
-std::unique_ptr<BusConnection> AtspiBus::connectDirectly(BusConnection& bus,
-                                                         const AtspiApplication& application,
-                                                         Deadline deadline, bool& frozen) {
-    frozen = false;
+AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
+                                               Deadline deadline) {
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply =
         bus.callAndWait(bus.newCall({application.root.busName.c_str(), application.root.path.c_str(),
                                      "org.a11y.atspi.Application", "GetApplicationBusAddress"}),
                         limit);
-    if (!reply) {
-        // An error reply comes at once; only an application that does not serve its connection takes this
-        // long.
-        frozen = limit.passed();
-        return nullptr;
-    }
+    // An error reply comes at once; only an application that does not serve its connection takes this long.
+    if (!reply) return {"", nullptr, limit.passed()};
     const char* address = nullptr;
-    if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return nullptr;
+    if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return {};
     auto connection = BusConnection::open(address, BusKind::peer, limit);
-    if (!connection || !leadsTo(*connection, application.pid)) return nullptr;
-    return connection;
+    if (!connection || !leadsTo(*connection, application.pid)) return {};
+    return {address, std::move(connection)};
+}
+
+std::unique_ptr<BusConnection> AtspiBus::beginDirectly(const std::string& address, pid_t pid) {
+    auto connection = BusConnection::begin(address, BusKind::peer);
+    return connection && leadsTo(*connection, pid) ? std::move(connection) : nullptr;
 }
 
 }  // namespace varkel

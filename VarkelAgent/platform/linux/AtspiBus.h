@@ -72,10 +72,18 @@ class AtspiBus {
     /// The process that owns a bus name.
     std::optional<pid_t> pidOf(BusConnection& bus, const std::string& busName, Deadline deadline);
 
-    /// A connection straight to an application, past the bus; null when the application offers none that
-    /// leads to its own process. `frozen` is set when it did not answer at all.
-    std::unique_ptr<BusConnection> connectDirectly(BusConnection& bus, const AtspiApplication& application,
-                                                   Deadline deadline, bool& frozen);
+    /// Where an application can be reached past the bus, and a connection there. Null when the application
+    /// offers none that leads to its own process; `frozen` when it did not answer at all.
+    struct DirectLine {
+        std::string address;
+        std::unique_ptr<BusConnection> connection;
+        bool frozen = false;
+    };
+    DirectLine connectDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
+
+    /// Begins to open one more connection to an address that connectDirectly() gave. Null when it leads
+    /// elsewhere by now.
+    static std::unique_ptr<BusConnection> beginDirectly(const std::string& address, pid_t pid);
 
   private:
     bool connect();

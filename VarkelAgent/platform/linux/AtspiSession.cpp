@@ -22,6 +22,9 @@ constexpr std::size_t maxTextBytes = std::size_t{256} << 20;
 constexpr std::int32_t childListLimit = 5000;
 constexpr std::int32_t askedOneByOne = 1000;
 
+/// Connections straight to an application in a bulk load.
+constexpr std::size_t maxLanes = 8;
+
 constexpr const char* nullPath = "/org/a11y/atspi/null";
 
 /// How far up a menu is looked for: deeper than menus nest, with the panels that toolkits put between.
@@ -53,20 +56,41 @@ bool AtspiSession::connect() {
     const auto applications = bus_.applications(**lease_, deadline_);
     const auto found = std::ranges::find(applications, pid_, &AtspiApplication::pid);
     if (found == applications.end()) return false;
-    bool frozen = false;
-    direct_ = bus_.connectDirectly(**lease_, *found, deadline_, frozen);
-    if (frozen) return false;
-    peers_.push_back(
-        {found->root.busName, pid_, direct_ ? direct_.get() : &**lease_, direct_ != nullptr, {}});
+    auto line = bus_.connectDirectly(**lease_, *found, deadline_);
+    if (line.frozen) return false;
+    const bool direct = line.connection != nullptr;
+    peers_.push_back({found->root.busName, pid_, direct ? line.connection.get() : &**lease_, direct, {}});
+    if (direct) lanes_.push_back(std::move(line.connection));
+    directAddress_ = std::move(line.address);
     peers_[0].nodes.emplace(found->root.path, rootNode);
     nodes_[rootNode].path = found->root.path;
     reachable_ = true;
     return true;
 }
 
+/// Begins to open the connections for a bulk load. Calls go over each as soon as it is ready.
+void AtspiSession::openLanes() {
+    while (!lanes_.empty() && lanes_.size() < maxLanes) {
+        auto lane = AtspiBus::beginDirectly(directAddress_, pid_);
+        if (!lane) return;
+        lanes_.push_back(std::move(lane));
+    }
+}
+
+/// Takes the lanes that are ready in turn, within a bulk load.
+BusConnection& AtspiSession::nextLane(const Peer& peer) {
+    if (!peer.direct || !sweep_) return *peer.connection;
+    for (std::size_t tries = 0; tries < lanes_.size(); ++tries) {
+        turn_ = (turn_ + 1) % lanes_.size();
+        if (lanes_[turn_]->isReady()) return *lanes_[turn_];
+    }
+    return *peer.connection;
+}
+
 void AtspiSession::serve() {
-    std::array<BusConnection*, 2> connections{&**lease_, direct_.get()};
-    serveAll(std::span(connections).first(direct_ ? 2 : 1), callLimit, deadline_);
+    std::array<BusConnection*, maxLanes + 1> connections{&**lease_};
+    std::ranges::transform(lanes_, connections.begin() + 1, [](const auto& lane) { return lane.get(); });
+    serveAll(std::span(connections).first(lanes_.size() + 1), callLimit, deadline_);
 }
 
 std::uint32_t AtspiSession::peerNamed(const std::string& busName) {
@@ -108,11 +132,13 @@ SdBusMessage AtspiSession::newCall(std::uint32_t index, const char* interface, c
     const AtspiNode& node = nodes_[index];
     const Peer& peer = peers_[node.peer];
     const char* destination = peer.direct ? nullptr : peer.busName.c_str();
-    return peer.connection->newCall({destination, node.path.c_str(), interface, member});
+    return nextLane(peer).newCall({destination, node.path.c_str(), interface, member});
 }
 
 void AtspiSession::send(std::uint32_t index, SdBusMessage message, ReplyHandler handler) {
-    peers_[nodes_[index].peer].connection->call(std::move(message), std::move(handler));
+    const auto lane = std::ranges::find_if(lanes_, [&](const auto& each) { return each->made(message); });
+    BusConnection& connection = lane != lanes_.end() ? **lane : *peers_[nodes_[index].peer].connection;
+    connection.call(std::move(message), std::move(handler));
 }
 
 /// Files the end of a call that was to bring one part, and goes on with what waited for it.

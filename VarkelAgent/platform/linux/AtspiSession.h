@@ -98,6 +98,8 @@ class AtspiSession {
     };
 
     bool connect();
+    void openLanes();
+    BusConnection& nextLane(const Peer& peer);
     void serve();
     Act act(std::uint32_t index, SdBusMessage call);
     std::vector<std::string> actionNames(std::uint32_t index);
@@ -138,7 +140,12 @@ class AtspiSession {
     bool connected_ = false;
     bool reachable_ = false;
     std::optional<AtspiBus::Lease> lease_;
-    std::unique_ptr<BusConnection> direct_;
+    std::string directAddress_;
+    // Connections past the bus, all to the application itself; the first is there from the beginning. An
+    // application takes one message of each connection in a turn of its main loop, so that bulk loads are
+    // faster over several.
+    std::vector<std::unique_ptr<BusConnection>> lanes_;
+    std::size_t turn_ = 0;
     std::vector<Peer> peers_;
     // A deque, so that a node stays where it is while others are added.
     std::deque<AtspiNode> nodes_;

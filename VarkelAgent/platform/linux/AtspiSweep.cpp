@@ -23,6 +23,7 @@ bool lists(std::span<const AXAttribute> attributes, AXAttribute wanted) {
 void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,
                                const PrefetchScope& scope) {
     if (!connect()) return;
+    openLanes();
     // An application hands over most of itself in one reply; worth it only when most of it is wanted.
     if (index == rootNode) loadCache();
     sweep_ = Sweep{};

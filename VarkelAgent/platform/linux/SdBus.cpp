@@ -40,22 +40,28 @@ void waitFor(std::span<pollfd> fds, Deadline::Duration timeout) {
 
 }  // namespace
 
-std::unique_ptr<BusConnection> BusConnection::open(const std::string& address, BusKind kind,
-                                                   Deadline deadline) {
+std::unique_ptr<BusConnection> BusConnection::begin(const std::string& address, BusKind kind) {
     sd_bus* bus = nullptr;
     if (sd_bus_new(&bus) < 0) return nullptr;
     std::unique_ptr<BusConnection> connection(new BusConnection(bus));
     if (sd_bus_set_address(bus, address.c_str()) < 0) return nullptr;
     if (sd_bus_set_bus_client(bus, kind == BusKind::messageBus ? 1 : 0) < 0) return nullptr;
     if (sd_bus_start(bus) < 0) return nullptr;
-    while (sd_bus_is_ready(bus) == 0) {
-        const int moved = sd_bus_process(bus, nullptr);
+    return connection;
+}
+
+std::unique_ptr<BusConnection> BusConnection::open(const std::string& address, BusKind kind,
+                                                   Deadline deadline) {
+    auto connection = begin(address, kind);
+    if (!connection) return nullptr;
+    while (connection->isOpening()) {
+        const int moved = sd_bus_process(connection->bus_, nullptr);
         if (moved < 0 || deadline.passed()) return nullptr;
         if (moved > 0) continue;
         pollfd entry{connection->fd(), connection->pollEvents(), 0};
         waitFor({&entry, 1}, deadline.left());
     }
-    return sd_bus_is_ready(bus) > 0 ? std::move(connection) : nullptr;
+    return connection->isReady() ? std::move(connection) : nullptr;
 }
 
 BusConnection::~BusConnection() {
@@ -178,14 +184,19 @@ void serveAll(std::span<BusConnection* const> connections, Deadline::Duration st
     while (true) {
         bool moved = false;
         for (BusConnection* connection : connections) {
+            if (connection->isOpening()) connection->serve();
             if (connection->outstanding() > 0 && connection->serve()) moved = true;
         }
         // Looked at only now: what one connection brings may ask for more on another.
         fds.clear();
+        bool waiting = false;
         for (const BusConnection* connection : connections) {
-            if (connection->outstanding() > 0) fds.push_back({connection->fd(), connection->pollEvents(), 0});
+            const bool asked = connection->outstanding() > 0;
+            waiting |= asked;
+            if (!asked && !connection->isOpening()) continue;
+            fds.push_back({connection->fd(), connection->pollEvents(), 0});
         }
-        if (fds.empty()) return;
+        if (!waiting) return;
         if (moved) stalled = Deadline::in(stallLimit);
         if (deadline.passed() || stalled.passed()) {
             for (BusConnection* connection : connections) {

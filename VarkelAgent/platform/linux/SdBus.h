@@ -55,6 +55,21 @@ class BusConnection {
     /// Connects and authenticates by the deadline; null when that fails.
     static std::unique_ptr<BusConnection> open(const std::string& address, BusKind kind, Deadline deadline);
 
+    /// Begins to connect, without waiting; null when there is nobody to connect to. serveAll() brings it on
+    /// while it serves others.
+    static std::unique_ptr<BusConnection> begin(const std::string& address, BusKind kind);
+
+    /// Whether it is connected and authenticated, as far as has been seen.
+    bool isReady() const { return !dead_ && sd_bus_is_ready(bus_) > 0; }
+
+    /// Whether it may still become ready.
+    bool isOpening() const { return !dead_ && sd_bus_is_ready(bus_) == 0; }
+
+    /// Whether a message was made by this connection's newCall(), so that only its call() may take it.
+    bool made(const SdBusMessage& message) const {
+        return message && sd_bus_message_get_bus(message.get()) == bus_;
+    }
+
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
     ~BusConnection();
@@ -104,7 +119,8 @@ class BusConnection {
     bool dead_ = false;
 };
 
-/// Serves the connections until none has calls outstanding. A connection from which nothing comes for
+/// Serves the connections until none has calls outstanding; those that are still opening are brought on
+/// meanwhile, and not waited for. A connection from which nothing comes for
 /// `stallLimit`, or that has calls outstanding at the deadline, fails them and ends.
 void serveAll(std::span<BusConnection* const> connections, Deadline::Duration stallLimit, Deadline deadline);
 
