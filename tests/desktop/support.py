@@ -13,7 +13,7 @@ from agent import Agent, walk  # noqa: E402
 from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
 
 APPS = ROOT / "tests/desktop/apps"
-__all__ = ["APPS", "DesktopError", "DesktopTest", "element_id", "find", "main", "paths", "wait_for", "walk"]
+__all__ = ["APPS", "ROOT", "DesktopError", "DesktopTest", "element_id", "find", "main", "paths", "wait_for", "walk"]
 
 
 def element_id(pid, element, path):

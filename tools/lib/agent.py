@@ -107,6 +107,13 @@ class Agent:
     def url(self):
         return f"http://127.0.0.1:{self.port}"
 
+    def header_file(self):
+        """A file with the token as a header, for curl: so the token is on no command line."""
+        path = self.token_file + ".header"
+        with os.fdopen(os.open(path, os.O_WRONLY | os.O_CREAT | os.O_TRUNC, 0o600), "w") as header:
+            header.write(f"x-varkel-token: {self._token}\n")
+        return path
+
     def request(self, method, path, body=None, timeout=30.0, token=True):
         """Sends one request on a connection of its own. `body`: bytes, or a value that is sent as JSON."""
         headers = {"x-varkel-token": self._token} if token else {}

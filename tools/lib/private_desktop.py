@@ -179,6 +179,14 @@ class PrivateDesktop:
             display.activate(window)
             wait_for(lambda: display.active_window() == window, seconds, "the window to become active")
 
+    def add_shortcut(self, name, script):
+        """Gives the desktop's person a Shortcut, a shell script."""
+        folder = os.path.join(self.environment["XDG_CONFIG_HOME"], "varkel/shortcuts")
+        os.makedirs(folder, exist_ok=True)
+        path = os.path.join(folder, name + ".sh")
+        with os.fdopen(os.open(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o755), "w") as file:
+            file.write("#!/bin/sh\n" + script + "\n")
+
     def screenshot(self, path):
         with self.x() as display, open(path, "wb") as file:
             file.write(display.screenshot())

@@ -12,7 +12,7 @@ import x11
 from agent import Agent, AgentError
 from overlay import start_overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
-from tour import APPLICATION, Tour, take_tour
+from tour import APPLICATION, SHORTCUT, Tour, take_tour
 
 
 class FoundDesktop:
@@ -43,11 +43,7 @@ class FoundDesktop:
 
 def print_invitation(agent, application_pid):
     body = "{}" if application_pid is None else '{"root_pid": %d}' % application_pid
-    # curl reads the header from a file, so that the token is on no command line.
-    header_file = agent.token_file + ".header"
-    with open(agent.token_file, encoding="ascii") as token, os.fdopen(
-            os.open(header_file, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600), "w") as header:
-        header.write("x-varkel-token: " + token.read())
+    header_file = agent.header_file()
     token = f"-H @{shlex.quote(header_file)}"
     print(f"""
 The agent serves at {agent.url}
@@ -88,6 +84,7 @@ def run(options, desktop, application_pid, home):
 def run_on_private_desktop(options):
     with PrivateDesktop(1440, 900) as desktop:
         print(f"No DISPLAY is set: a private desktop is on display {desktop.display}.")
+        desktop.add_shortcut(SHORTCUT, "tr a-z A-Z")
         application = desktop.start([APPLICATION])
         desktop.activate(desktop.wait_for_window(application))
         return run(options, desktop, application.pid, desktop.environment["HOME"])

@@ -14,6 +14,9 @@ from private_desktop import DesktopError, wait_for
 APPLICATION = "gtk3-widget-factory"
 OTHER_APPLICATION = "gtk3-icon-browser"
 
+# What a private desktop's person has; tools/run puts it there.
+SHORTCUT = "Shout"
+
 # Until the application shows what was done to it.
 PATIENCE = 10
 
@@ -43,6 +46,11 @@ class Tour:
     def post(self, path, **body):
         answer = self.agent.request("POST", path, body)
         expect(answer.status == 200, f"{path} {body}: {answer.status} {answer.body[:200]!r}")
+        return answer.json()
+
+    def get(self, path):
+        answer = self.agent.request("GET", path)
+        expect(answer.status == 200, f"{path}: {answer.status} {answer.body[:200]!r}")
         return answer.json()
 
     def find(self, **query):
@@ -163,6 +171,21 @@ def ask_first(tour):
     return f"{', '.join(said)}; the prompt is in {tour.screenshot_path}"
 
 
+def run_script(tour):
+    output = tour.post("/applescript/run", script='return "hello" & " you"')["output"]
+    expect(output == "hello you", f"the script returned {output!r}")
+    return f"an AppleScript returned {output!r}"
+
+
+def run_shortcut(tour):
+    """Runs the Shortcut that the private desktop's person has."""
+    names = tour.get("/shortcut/list")["shortcuts"]
+    expect(names == [SHORTCUT], f"the Shortcuts are {names}")
+    output = tour.post("/shortcut", name=SHORTCUT, input="hello")["output"]
+    expect(output == "HELLO", f"it printed {output!r}")
+    return f"{SHORTCUT!r} made {output!r} of 'hello'"
+
+
 def save_screenshot(tour):
     tour.desktop.screenshot(tour.screenshot_path)
     return tour.screenshot_path
@@ -238,6 +261,8 @@ ACTING = [
     ("type", type_into_table),
     ("scroll", scroll_list),
     ("launch", send_keys_to_launched),
+    ("script", run_script),
+    ("shortcut", run_shortcut),
 ]
 
 
