@@ -1,5 +1,6 @@
 #include "http/Connection.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <utility>
@@ -13,8 +14,13 @@ namespace asio = boost::asio;
 namespace {
 
 // How often a connection that always has more to read does so before the thread's other connections get
-// their turn: about a megabyte.
+// their turn: about a megabyte. What strangers send is read off in smaller turns.
 constexpr int maxReadsInTurn = 16;
+constexpr int maxReadsOfStranger = 1;
+
+// The same for the requests that one read has brought.
+constexpr int maxAnswersInTurn = 64;
+constexpr int maxAnswersToStranger = 8;
 
 bool asksForClose(const HTTPRequest& request) {
     const std::string* connection = request.header("connection");
@@ -33,8 +39,12 @@ void Connection::Outgoing::advance(std::size_t count) {
     body.remove_prefix(count - ofHead);
 }
 
-Connection::Connection(asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch)
-    : socket_(std::move(socket)), server_(server), scratch_(scratch) {
+Connection::Connection(asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch,
+                       Strangers& strangers)
+    : socket_(std::move(socket)),
+      server_(server),
+      scratch_(scratch),
+      stranger_(strangers, [this] { close(); }) {
     socket_.non_blocking(true);
     socket_.set_option(asio::ip::tcp::no_delay(true));
 }
@@ -53,9 +63,13 @@ Task<void> Connection::serve() {
 
         std::string_view received(small_.data(), count);
         bool mayHaveMore = count == small_.size();
+        int answers = 0;
         for (int reads = 0; !received.empty(); ++reads) {
             buffer_.append(received);
-            while (auto request = parseRequest(buffer_, server_.bodyDecision())) {
+            // Before the answers: a caller that does not take them makes this hold the rest.
+            if (!stranger_.hold(buffer_.capacity())) co_return;
+            while (auto request = parseRequest(buffer_, &server_.callerCheck())) {
+                recognise(&*request);
                 const bool isLast = asksForClose(*request);
                 // The common answers are sent without a suspension.
                 if (Outgoing prepared{server_.preparedAnswer(*request), {}}; !prepared.isDone()) {
@@ -65,12 +79,25 @@ Task<void> Connection::serve() {
                     co_await answer(std::move(*request));
                 }
                 if (sendError_ || isLast) co_return;
+                if (++answers % (stranger_.isTaken() ? maxAnswersToStranger : maxAnswersInTurn) == 0) {
+                    co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+                }
             }
-            if (!mayHaveMore || reads == maxReadsInTurn) break;
+            recognise(nullptr);
+            stranger_.hold(buffer_.capacity());
+            const int maxReads = stranger_.isTaken() ? maxReadsOfStranger : maxReadsInTurn;
+            if (!mayHaveMore || reads >= maxReads) break;
             received = receiveNow();
             mayHaveMore = received.size() == scratch_.size();
         }
     }
+}
+
+/// Notes that the caller has shown the token, with a whole request or with the head of one whose body is on
+/// its way.
+void Connection::recognise(const HTTPRequest* request) {
+    if (!stranger_.isTaken()) return;
+    if (buffer_.keepsBody() || (request != nullptr && server_.isTrusted(*request))) stranger_.leave();
 }
 
 /// What has already arrived, or nothing. The bytes are good until the next suspension: the space is shared.

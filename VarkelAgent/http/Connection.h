@@ -8,6 +8,7 @@
 
 #include "http/HTTPMessage.h"
 #include "http/HTTPParser.h"
+#include "http/Strangers.h"
 #include "http/Task.h"
 
 namespace varkel {
@@ -21,8 +22,11 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
-    /// Which bodies are worth keeping.
-    virtual const BodyDecision& bodyDecision() const = 0;
+    /// Whether a request carries the token.
+    virtual bool isTrusted(const HTTPRequest& request) const = 0;
+
+    /// The same for a request that is on its way.
+    virtual const CallerCheck& callerCheck() const = 0;
 
     /// The answer to a request.
     virtual Task<HTTPResponse> dispatch(HTTPRequest request) = 0;
@@ -32,8 +36,10 @@ class RequestServer {
 /// request it owns a few KiB and no timer.
 class Connection {
   public:
-    /// `scratch` is the thread's receive space, shared by its connections.
-    Connection(boost::asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch);
+    /// `scratch` is the thread's receive space, shared by its connections; `strangers` those of them whose
+    /// callers are not known.
+    Connection(boost::asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch,
+               Strangers& strangers);
 
     /// Serves until the peer finishes, an error occurs or a request asks for it; raises on an invalid head.
     /// The connection must outlive the returned task.
@@ -53,6 +59,7 @@ class Connection {
         void advance(std::size_t count);
     };
 
+    void recognise(const HTTPRequest* request);
     std::string_view receiveNow();
     Task<void> answer(HTTPRequest request);
     void sendNow(Outgoing& outgoing);
@@ -61,6 +68,7 @@ class Connection {
     boost::asio::ip::tcp::socket socket_;
     RequestServer& server_;
     std::span<char> scratch_;
+    Strangers::Place stranger_;
     ReceiveBuffer buffer_;
     boost::system::error_code sendError_;
     /// Holds any usual request, so that no more than one call is needed to receive it.

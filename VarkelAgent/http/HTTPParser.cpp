@@ -42,19 +42,58 @@ void readRequestLine(HTTPRequest& request, std::string_view line) {
     request.path = line.substr(0, line.find(' '));
 }
 
-void readHeaderLine(HTTPRequest& request, std::string_view line) {
-    const std::size_t colon = line.find(':');
-    if (colon == std::string_view::npos) return;
-    request.headers.insert_or_assign(lowerCased(trimmedOfBlanks(line.substr(0, colon))),
-                                     std::string(trimmedOfBlanks(line.substr(colon + 1))));
+struct HeaderLine {
+    std::string_view name;
+    std::string_view value;
+};
+
+/// The next line that is a header, removed from `rest` with those before it.
+std::optional<HeaderLine> takeHeader(std::string_view& rest) {
+    while (!rest.empty()) {
+        const std::string_view line = takePiece(rest, lineEnd);
+        const std::size_t colon = line.find(':');
+        if (colon == std::string_view::npos) continue;
+        return HeaderLine{trimmedOfBlanks(line.substr(0, colon)), trimmedOfBlanks(line.substr(colon + 1))};
+    }
+    return std::nullopt;
 }
 
+/// All of a head.
 HTTPRequest readHead(std::string_view head) {
-    if (!isValidUTF8(head)) failInvalid();
     HTTPRequest request;
     readRequestLine(request, takePiece(head, lineEnd));
-    while (!head.empty()) readHeaderLine(request, takePiece(head, lineEnd));
+    while (const auto line = takeHeader(head)) {
+        request.headers.insert_or_assign(lowerCased(line->name), std::string(line->value));
+    }
     return request;
+}
+
+/// What is kept of a stranger's head: it may be a mebibyte long, take many times that in memory, and wait for
+/// a body that never comes. Nothing when the caller is no stranger.
+std::optional<HTTPRequest> readStrangersHead(std::string_view head, const CallerCheck& check) {
+    HTTPRequest request;
+    readRequestLine(request, takePiece(head, lineEnd));
+    std::optional<std::string_view> shown;
+    while (const auto line = takeHeader(head)) {
+        // Of several the last one counts, as in a request that is read whole.
+        if (equalsIgnoringCase(line->name, check.header)) shown = line->value;
+        for (const char* name : {"connection", "content-length"}) {
+            if (equalsIgnoringCase(line->name, name)) request.headers[name] = line->value;
+        }
+    }
+    if (shown && check.isTrusted(*shown)) return std::nullopt;
+    return request;
+}
+
+/// Cuts what a stranger has written longer than anything that is of use.
+void shorten(HTTPRequest& request) {
+    constexpr std::size_t longestOfUse = 256;
+    for (std::string* text : {&request.method, &request.path}) {
+        if (text->size() > longestOfUse) *text = text->substr(0, longestOfUse);
+    }
+    for (auto& [name, value] : request.headers) {
+        if (value.size() > longestOfUse) value = value.substr(0, longestOfUse);
+    }
 }
 
 /// A value that is no integer counts as no body. A length that cannot be meant ends the connection: taking it
@@ -107,10 +146,10 @@ void ReceiveBuffer::consume(std::size_t count) {
     if (bytes_.capacity() > keptCapacity) std::string().swap(bytes_);
 }
 
-void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length, BodyHandling handling) {
+void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length, bool keep) {
     partial_ = std::move(head);
     missing_ = length;
-    handling_ = handling;
+    keeps_ = keep;
     consume(receiveBody(bytes()));
 }
 
@@ -118,7 +157,7 @@ void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length, BodyHandl
 std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(missing_, received.size()));
     if (count == 0) return 0;
-    if (handling_ == BodyHandling::keep) {
+    if (keeps_) {
         std::string& body = partial_->body;
         if (body.capacity() - body.size() < count) {
             const std::uint64_t ahead = std::max((body.size() + count) * bodyGrowth, smallestBodyReserve);
@@ -130,16 +169,19 @@ std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     return count;
 }
 
-std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const BodyDecision& decide) {
+std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check) {
     if (!buffer.partial_) {
         const auto head = buffer.findHead();
         if (!head) return std::nullopt;
-        HTTPRequest request = readHead(*head);
+        if (!isValidUTF8(*head)) failInvalid();
+        auto strangers = check == nullptr ? std::nullopt : readStrangersHead(*head, *check);
+        const bool trusted = !strangers;
+        HTTPRequest request = strangers ? *std::move(strangers) : readHead(*head);
         const std::uint64_t length = bodyLength(request);
+        if (!trusted) shorten(request);
         buffer.consume(head->size() + headEnd.size());
         if (length == 0) return request;
-        const BodyHandling handling = decide ? decide(request) : BodyHandling::keep;
-        buffer.expectBody(std::move(request), length, handling);
+        buffer.expectBody(std::move(request), length, trusted);
     }
     if (buffer.missing_ > 0) return std::nullopt;
     return std::exchange(buffer.partial_, std::nullopt);

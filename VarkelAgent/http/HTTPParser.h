@@ -10,11 +10,14 @@
 
 namespace varkel {
 
-/// What becomes of a request's body while it is received.
-enum class BodyHandling { keep, discard };
-
-/// Asked once per request that has a body, as soon as its head is known.
-using BodyDecision = std::function<BodyHandling(const HTTPRequest& head)>;
+/// Tells the callers who have a right to the service from the others, by one header of their requests. Of the
+/// others' requests nothing is kept but what an answer needs: the start of the request line and the
+/// connection header.
+struct CallerCheck {
+    /// In lower case.
+    std::string header;
+    std::function<bool(std::string_view value)> isTrusted;
+};
 
 /// The bytes of one connection that are not yet part of a returned request, and what is known about them:
 /// how far the end of a head was searched for, and the request whose body is on its way. A body is received
@@ -30,6 +33,9 @@ class ReceiveBuffer {
     /// Whether a head has been taken in and its body is not complete.
     bool awaitsBody() const { return partial_.has_value(); }
 
+    /// Whether that body is being kept.
+    bool keepsBody() const { return awaitsBody() && keeps_; }
+
     /// How many bytes have been looked at in search of the ends of heads.
     std::uint64_t examinedBytes() const { return examined_; }
 
@@ -37,11 +43,11 @@ class ReceiveBuffer {
     std::size_t capacity() const { return bytes_.capacity(); }
 
   private:
-    friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const BodyDecision& decide);
+    friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check);
 
     std::optional<std::string_view> findHead();
     void consume(std::size_t count);
-    void expectBody(HTTPRequest head, std::uint64_t length, BodyHandling handling);
+    void expectBody(HTTPRequest head, std::uint64_t length, bool keep);
     std::size_t receiveBody(std::string_view received);
 
     std::string bytes_;
@@ -53,14 +59,14 @@ class ReceiveBuffer {
 
     std::optional<HTTPRequest> partial_;
     std::uint64_t missing_ = 0;
-    BodyHandling handling_ = BodyHandling::keep;
+    bool keeps_ = true;
 };
 
-/// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Without a
-/// decision every body is kept; a discarded one is read off and left empty. Raises HTTPError::invalidRequest
-/// for a head that does not end within 1 MiB, is not UTF-8, has a request line of fewer than two fields, or
-/// announces a negative body length or one that 64 bits cannot hold; the buffer is of no use afterwards.
-std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const BodyDecision& decide = nullptr);
+/// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Without a check
+/// every caller is trusted. Raises HTTPError::invalidRequest for a head that does not end within 1 MiB, is
+/// not UTF-8, has a request line of fewer than two fields, or announces a negative body length or one that 64
+/// bits cannot hold; the buffer is of no use afterwards.
+std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check = nullptr);
 
 /// The status line and the header lines of a response, with the empty line that ends them. A Connection and
 /// a Content-Length line are added when the response has none.

@@ -1,6 +1,7 @@
 #include "http/HTTPServer.h"
 
 #include <openssl/crypto.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
@@ -23,6 +24,17 @@ namespace {
 
 constexpr unsigned maxIOThreads = 2;
 constexpr const char* tokenHeader = "x-varkel-token";
+
+// Connections whose callers have not shown the token, all threads together: far more than honest callers have
+// open at a time.
+constexpr std::size_t maxStrangers = 4'096;
+
+/// The same where there are fewer descriptors. Three quarters of them are for callers with the token.
+std::size_t strangersAllowed() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return maxStrangers;
+    return std::clamp<std::size_t>(limit.rlim_cur / 4, 1, maxStrangers);
+}
 
 void print(const std::string& line) {
     std::puts(line.c_str());
@@ -77,9 +89,7 @@ HTTPServer::HTTPServer(std::uint16_t port, std::string token)
       token_(std::move(token)),
       healthAnswer_(serializeResponse(healthResponse())),
       // Callers without the token cannot make the agent hold more than a head.
-      bodyDecision_([this](const HTTPRequest& head) {
-          return verifyToken(head) ? BodyHandling::keep : BodyHandling::discard;
-      }) {}
+      callerCheck_{tokenHeader, [this](std::string_view value) { return isToken(value); }} {}
 
 // Raises only without memory, and then the process may as well end.
 HTTPServer::~HTTPServer() {  // NOLINT(bugprone-exception-escape)
@@ -99,8 +109,11 @@ std::vector<std::string> HTTPServer::registeredRoutes() const {
 
 bool HTTPServer::verifyToken(const HTTPRequest& request) const {
     const std::string* given = request.header(tokenHeader);
-    if (given == nullptr || given->size() != token_.size()) return false;
-    return CRYPTO_memcmp(given->data(), token_.data(), token_.size()) == 0;
+    return given != nullptr && isToken(*given);
+}
+
+bool HTTPServer::isToken(std::string_view text) const {
+    return text.size() == token_.size() && CRYPTO_memcmp(text.data(), token_.data(), token_.size()) == 0;
 }
 
 Task<void> HTTPServer::start() {
@@ -129,7 +142,10 @@ void HTTPServer::startThreads() {
     // Half of the machine is the callers': with two threads on two cores the agent and its callers push each
     // other off the cores, which costs an eighth of the requests per second.
     const unsigned count = std::clamp(std::thread::hardware_concurrency() / 2, 1U, maxIOThreads);
-    for (unsigned i = 0; i < count; ++i) threads_.emplace_back(static_cast<RequestServer&>(*this));
+    const std::size_t strangers = std::max<std::size_t>(strangersAllowed() / count, 1);
+    for (unsigned i = 0; i < count; ++i) {
+        threads_.emplace_back(static_cast<RequestServer&>(*this), strangers);
+    }
     nextThread_ = threads_.begin();
 }
 

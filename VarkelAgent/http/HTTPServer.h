@@ -60,6 +60,8 @@ class HTTPServer : private RequestServer {
     bool verifyToken(const HTTPRequest& request) const;
 
   private:
+    bool isToken(std::string_view text) const;
+
     struct Route {
         std::string method;
         std::string path;
@@ -67,7 +69,8 @@ class HTTPServer : private RequestServer {
     };
 
     std::string_view preparedAnswer(const HTTPRequest& request) const override;
-    const BodyDecision& bodyDecision() const override { return bodyDecision_; }
+    bool isTrusted(const HTTPRequest& request) const override { return verifyToken(request); }
+    const CallerCheck& callerCheck() const override { return callerCheck_; }
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 
     const Route* findRoute(const HTTPRequest& request) const;
@@ -83,7 +86,7 @@ class HTTPServer : private RequestServer {
     std::atomic<std::uint16_t> listeningPort_ = 0;
 
     const std::string healthAnswer_;
-    const BodyDecision bodyDecision_;
+    const CallerCheck callerCheck_;
 
     /// Connections are dealt to them in turn; the listener lives on the first one. A list: they do not move.
     std::list<IOThread> threads_;

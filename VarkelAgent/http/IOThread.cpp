@@ -11,11 +11,12 @@ namespace varkel {
 namespace asio = boost::asio;
 using asio::ip::tcp;
 
-IOThread::IOThread(RequestServer& server)
+IOThread::IOThread(RequestServer& server, std::size_t maxStrangers)
     : server_(server),
       work_(asio::make_work_guard(context_)),
       // Not filled with zeros: pages that nothing was received into stay unused.
       scratch_(std::make_unique_for_overwrite<char[]>(scratchSize)),
+      strangers_(maxStrangers),
       thread_([this] { context_.run(); }) {}
 
 // Raises only without memory, and then the process may as well end.
@@ -43,7 +44,7 @@ void IOThread::serve(FileDescriptor socket) {
         peer.assign(tcp::v4(), socket.get());
         socket.release();
         const std::span scratch(scratch_.get(), scratchSize);
-        connections_.emplace_front(std::move(peer), server_, scratch);
+        connections_.emplace_front(std::move(peer), server_, scratch, strangers_);
     } catch (const std::exception&) {
         return;
     }

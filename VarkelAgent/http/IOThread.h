@@ -15,7 +15,8 @@ namespace varkel {
 /// thread, so nothing about them is locked.
 class IOThread {
   public:
-    explicit IOThread(RequestServer& server);
+    /// `maxStrangers`: how many connections it keeps whose callers have not shown the token.
+    IOThread(RequestServer& server, std::size_t maxStrangers);
     IOThread(const IOThread&) = delete;
     IOThread& operator=(const IOThread&) = delete;
     ~IOThread();  // NOLINT(bugprone-exception-escape)
@@ -37,6 +38,7 @@ class IOThread {
     boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     std::unique_ptr<char[]> scratch_;
+    Strangers strangers_;
     std::list<Connection> connections_;
     std::thread thread_;
 };

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cerrno>
@@ -33,6 +34,10 @@ int openSocket() {
     if (descriptor < 0) throw std::system_error(lastError(), "cannot create the listener");
     return descriptor;
 }
+
+// Then the connections that are there get their turn, so that callers who only connect do not keep them from
+// it.
+constexpr int maxAcceptsInTurn = 64;
 
 enum class Accepted { socket, none, shortage };
 
@@ -94,11 +99,14 @@ std::uint16_t Listener::port() const {
 }
 
 Task<void> Listener::serve(std::function<void(FileDescriptor)> adopt) {
-    while (acceptor_.is_open()) {
+    for (int inTurn = 0; acceptor_.is_open();) {
         FileDescriptor socket;
         Accepted accepted = acceptOne(acceptor_.native_handle(), socket);
         if (accepted == Accepted::socket) {
             handOver(std::move(socket), adopt);
+            if (++inTurn < maxAcceptsInTurn) continue;
+            inTurn = 0;
+            co_await asio::post(acceptor_.get_executor(), asio::use_awaitable);
         } else if (accepted == Accepted::shortage) {
             co_await sleepFor(shortageDelay);
         } else {

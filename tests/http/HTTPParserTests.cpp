@@ -202,17 +202,31 @@ TEST(HTTPParser, HoldsALargeBodyOnce) {
     EXPECT_LE(request->body.capacity(), size + size / 2);
 }
 
-TEST(HTTPParser, ReadsOffABodyThatIsNotWanted) {
-    const BodyDecision decide = [](const HTTPRequest& head) {
-        return head.header("keep") ? BodyHandling::keep : BodyHandling::discard;
-    };
-    ReceiveBuffer buffer = bufferOf("P /1\r\nContent-Length: 5\r\n\r\nab");
-    EXPECT_FALSE(parseRequest(buffer, decide));
-    buffer.append("cdeP /2\r\nkeep: 1\r\nContent-Length: 2\r\n\r\nfg");
-    const auto discarded = parseRequest(buffer, decide);
-    ASSERT_TRUE(discarded);
-    EXPECT_EQ(discarded->body, "");
-    EXPECT_EQ(parseRequest(buffer, decide)->body, "fg");
+TEST(HTTPParser, KeepsLittleOfAStrangersRequest) {
+    const CallerCheck check{"keep", [](std::string_view value) { return value == "1"; }};
+    ReceiveBuffer buffer = bufferOf("P /1\r\nConnection: close\r\nother: x\r\nContent-Length: 5\r\n\r\nab");
+    EXPECT_FALSE(parseRequest(buffer, &check));
+    EXPECT_FALSE(buffer.keepsBody());
+    buffer.append("cdeP /2\r\nKEEP : 1\r\nother: x\r\nContent-Length: 2\r\n\r\nf");
+    const auto stranger = parseRequest(buffer, &check);
+    ASSERT_TRUE(stranger);
+    EXPECT_EQ(stranger->path, "/1");
+    EXPECT_EQ(stranger->body, "");
+    EXPECT_EQ(*stranger->header("connection"), "close");
+    EXPECT_FALSE(stranger->header("other"));
+
+    EXPECT_FALSE(parseRequest(buffer, &check));
+    EXPECT_TRUE(buffer.keepsBody());
+    buffer.append("g");
+    const auto known = parseRequest(buffer, &check);
+    EXPECT_EQ(known->body, "fg");
+    EXPECT_TRUE(known->header("other"));
+
+    const std::string longPath(1000, 'p');
+    buffer.append("GET /" + longPath + " x\r\nkeep: 1\r\nkeep: 2\r\n\r\n");
+    const auto cut = parseRequest(buffer, &check);
+    EXPECT_LT(cut->path.size(), longPath.size());
+    EXPECT_FALSE(cut->header("keep")) << "of several the last one counts";
 }
 
 TEST(HTTPParser, GivesMemoryBackWhenNothingWaits) {
