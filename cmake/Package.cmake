@@ -3,7 +3,7 @@
 install(TARGETS varkel-agent RUNTIME DESTINATION bin)
 install(TARGETS launchctl RUNTIME DESTINATION lib/varkel-agent)
 install(TARGETS varkel_vision LIBRARY DESTINATION lib/varkel-agent)
-install(FILES README.md docs/api.md docs/architecture.md docs/ocr.md docs/openapi.yaml docs/platforms.md docs/service.md
+install(FILES README.md docs/api.md docs/architecture.md docs/ocr.md docs/openapi.yaml docs/platforms.md docs/security.md docs/service.md
     DESTINATION share/doc/varkel-agent)
 install(FILES LICENSE DESTINATION share/doc/varkel-agent RENAME copyright)
 

@@ -7,7 +7,6 @@ namespace varkel {
 
 namespace {
 
-constexpr std::string_view tokenVariable = "QUELLAN_VARKEL_SIDECAR_TOKEN";
 constexpr std::string_view tokenFileVariable = "QUELLAN_VARKEL_SIDECAR_TOKEN_FILE";
 constexpr const char* tokenFileInHome = "/Vault-Quellan/secrets/varkel/sidecar-token";
 

@@ -10,6 +10,9 @@
 
 namespace varkel {
 
+/// The environment variable that may hold the token.
+inline constexpr const char* tokenVariable = "QUELLAN_VARKEL_SIDECAR_TOKEN";
+
 inline constexpr std::int64_t defaultPort = 47824;
 
 /// What holds when the command line says nothing.

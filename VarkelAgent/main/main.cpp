@@ -134,6 +134,8 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);
     try {
         varkel::environment();
+        // Scripts and launched applications inherit the environment; the token is not for them.
+        ::unsetenv(varkel::tokenVariable);
         varkel::Platform::install(varkel::makeSystemPlatform());
         return varkel::run(argc > 0 ? argv[0] : "unknown",
                            std::vector<std::string>(argv + std::min(argc, 1), argv + argc));

@@ -172,6 +172,25 @@ TEST_F(AgentProcess, TakesItsPortAgainRightAfterItWasKilled) {
     }
 }
 
+TEST_F(AgentProcess, KeepsTheTokenFromWhatItStarts) {
+    write(".config/varkel/shortcuts/Variables", "#!/bin/sh\nenv\n");
+    std::filesystem::permissions(home / ".config/varkel/shortcuts/Variables",
+                                 std::filesystem::perms::owner_all);
+    std::vector<std::string> variables = environment();
+    variables.insert(variables.end(),
+                     {"QUELLAN_VARKEL_SIDECAR_TOKEN=hidden", "PATH=/usr/bin:/bin", "SHOWN=1"});
+    const std::uint16_t port = freePort();
+    ChildAgent agent({"--port", std::to_string(port)}, variables);
+    ASSERT_TRUE(agent.readLine());
+    const std::string answer = RawClient(port)
+                                   .request(
+                                       "POST /shortcut HTTP/1.1\r\nx-varkel-token: hidden\r\n"
+                                       "Content-Length: 20\r\n\r\n{\"name\":\"Variables\"}")
+                                   .body;
+    EXPECT_THAT(answer, testing::HasSubstr("SHOWN=1"));
+    EXPECT_THAT(answer, testing::Not(testing::HasSubstr("hidden")));
+}
+
 TEST_F(AgentProcess, SurvivesAShortageOfFileDescriptors) {
     const std::uint16_t port = freePort();
     ChildAgent agent({"--token", "t", "--port", std::to_string(port)}, environment());
