@@ -19,3 +19,9 @@ if(VARKEL_SANITIZERS)
         add_compile_options(-Wno-tsan)
     endif()
 endif()
+
+if(VARKEL_COVERAGE)
+    # Counters that several threads write at once must not lose counts.
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()

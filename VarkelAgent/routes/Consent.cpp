@@ -44,7 +44,7 @@ Task<std::optional<HTTPResponse>> checkDestructiveConsent(const HTTPRequest& req
     if (!overlay || isGranted(request, *overlay)) co_return std::nullopt;
     const std::string id = freshId();
     boost::json::object prompt{{"id", id}, {"action", action}};
-    if (target) prompt["target"] = std::move(*target);
+    if (target) prompt["target"] = *target;
     co_await overlay->emitEvent("destructivePrompt", std::move(prompt));
     if (co_await overlay->checkConsent(id)) co_return std::nullopt;
     co_return jsonResponse(403, {{"error", "consent_denied"}});
