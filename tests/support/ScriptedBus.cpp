@@ -232,6 +232,7 @@ class ScriptedBus::Connection {
             ended_ = true;
         } else {
             out_ += message(++serial_, serial, made);
+            if (made.mayBeMalformed) out_ += message(++serial_, serial, {});
         }
     }
 

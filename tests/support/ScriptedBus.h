@@ -62,9 +62,12 @@ struct ScriptedReply {
     Kind kind = Kind::error;
     std::string text = "org.freedesktop.DBus.Error.UnknownMethod";
     std::string body;
+    /// Followed by an error for the same call. A library drops an answer that is malformed without a word:
+    /// with this, nobody has to wait in vain for it.
+    bool mayBeMalformed = false;
 
     static ScriptedReply answer(std::string signature, WireWriter body) {
-        return {Kind::answer, std::move(signature), std::move(body).take()};
+        return {Kind::answer, std::move(signature), std::move(body).take(), false};
     }
 };
 
