@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 #include "fuzz/Property.h"
@@ -39,7 +41,7 @@ class Printed {
 
     static void prepare() {
         // What the sanitizers report is not part of it.
-        __sanitizer_set_report_fd(reinterpret_cast<void*>(static_cast<std::ptrdiff_t>(terminal())));
+        __sanitizer_set_report_fd(std::bit_cast<void*>(std::intptr_t{terminal()}));
         file();
     }
 

@@ -63,11 +63,11 @@ ScriptedCall readHeader(std::string_view header) {
             at = padded(at, 8);
             continue;
         }
-        std::string text(header.substr(at, value));
+        const std::string_view text = header.substr(at, value);
         at = padded(at + value + 1, 8);
-        if (field == pathField) call.path = std::move(text);
-        if (field == interfaceField) call.interface = std::move(text);
-        if (field == memberField) call.member = std::move(text);
+        if (field == pathField) call.path = text;
+        if (field == interfaceField) call.interface = text;
+        if (field == memberField) call.member = text;
     }
     return call;
 }
