@@ -67,12 +67,12 @@ TEST(AtspiSession, KeepsNoMoreObjectsThanATreeMayHave) {
 
 TEST(AtspiSession, KeepsNoMoreTextOfPathsThanOfTexts) {
     // 2,400 paths of 60,000 bytes, each of which is kept twice: more than the 256 MiB that there are.
-    constexpr std::size_t lists = 3;
+    constexpr std::size_t lists = 24;
     ScriptedBus bus([](const ScriptedCall& call) -> ScriptedReply {
         if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
         if (call.member != "GetChildren") return {};
         const bool isRoot = call.path == "/application";
-        return children(isRoot ? lists : 800, [&](std::size_t i) {
+        return children(isRoot ? lists : 100, [&](std::size_t i) {
             return std::pair(":1.7",
                              call.path + "/" + std::to_string(i) + std::string(isRoot ? 0 : 60'000, 'x'));
         });
