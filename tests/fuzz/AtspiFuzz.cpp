@@ -325,12 +325,15 @@ class NoEvents : public EventPoster {
     }
 };
 
-std::size_t checkTree(const AXElementInfo& element, std::size_t depth) {
+std::size_t checkTree(const AXElementInfo& element, std::size_t depth, std::size_t& text) {
     require(depth <= maxTreeDepth, "a tree's depth has a bound");
     std::size_t count = 1;
+    text += element.label.value_or("").size() + element.value.value_or("").size() +
+            element.identifier.value_or("").size();
+    require(text <= maxTreeText, "a tree's text has a bound");
     if (!element.children) return count;
     require(element.children->size() <= maxChildrenPerElement, "a list of children has a bound");
-    for (const AXElementInfo& child : *element.children) count += checkTree(child, depth + 1);
+    for (const AXElementInfo& child : *element.children) count += checkTree(child, depth + 1, text);
     return count;
 }
 
@@ -364,7 +367,8 @@ void readAndAct(HostileApplication& script) {
     Platform::install(std::move(platform));
     const auto application = Platform::current().accessibility->AXUIElementCreateApplication(::getpid());
     const AXElementInfo tree = buildTree(application, "0");
-    require(checkTree(tree, 0) <= maxTreeElements, "a tree's size has a bound");
+    std::size_t text = 0;
+    require(checkTree(tree, 0, text) <= maxTreeElements, "a tree's size has a bound");
     require(encodeJSON(tree).has_value(), "a tree can be written as JSON");
     if (script.isActedOn()) actOn(application);
 }
