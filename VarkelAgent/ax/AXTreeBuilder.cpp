@@ -26,9 +26,9 @@ class TreeWalk {
         ElementIdentity identity = readIdentity(element);
         info.id = elementId(identity, path);
         info.role = std::move(identity.role);
-        info.label = std::move(identity.title);
-        info.identifier = std::move(identity.identifier);
-        info.value = getAttribute<std::string>(element, AXAttribute::value);
+        info.label = withinBounds(std::move(identity.title));
+        info.identifier = withinBounds(std::move(identity.identifier));
+        info.value = withinBounds(getAttribute<std::string>(element, AXAttribute::value));
         info.enabled = getAttribute<bool>(element, AXAttribute::enabled);
         info.focused = getAttribute<bool>(element, AXAttribute::focused);
         info.frame = getFrame(element);
@@ -54,6 +54,14 @@ class TreeWalk {
         return infos;
     }
 
+    /// The text, unless the tree holds too much already.
+    std::optional<std::string> withinBounds(std::optional<std::string> text) {
+        if (!text) return std::nullopt;
+        if (text->size() > maxTreeText - textBytes_) return std::nullopt;
+        textBytes_ += text->size();
+        return text;
+    }
+
     bool isAncestor(const AXUIElementRef& element) const {
         Accessibility& accessibility = *Platform::current().accessibility;
         return std::ranges::any_of(ancestors_,
@@ -62,6 +70,7 @@ class TreeWalk {
 
     std::vector<AXUIElementRef> ancestors_;
     std::size_t elements_ = 0;
+    std::size_t textBytes_ = 0;
 };
 
 }  // namespace

@@ -13,6 +13,10 @@ namespace varkel {
 inline constexpr std::size_t maxTreeDepth = 1024;
 inline constexpr std::size_t maxTreeElements = 250'000;
 
+/// The bytes of text in one tree. A short hierarchy of long texts comes near when elements are listed more
+/// than once; texts beyond are absent.
+inline constexpr std::size_t maxTreeText = std::size_t{256} << 20;
+
 /// The snapshot of an element and all its descendants. An element that turns up among its own ancestors is
 /// left out there. Blocks for the reads; any thread. Unreadable attributes are absent; never fails as a
 /// whole.

@@ -136,6 +136,32 @@ std::size_t countElements(const AXElementInfo& info) {
     return count;
 }
 
+std::size_t countText(const AXElementInfo& info) {
+    std::size_t count =
+        info.label.value_or("").size() + info.value.value_or("").size() + info.identifier.value_or("").size();
+    if (!info.children) return count;
+    for (const AXElementInfo& child : *info.children) count += countText(child);
+    return count;
+}
+
+TEST(BuildTree, HoldsALongTextOnlySoOften) {
+    FakeDesktop desktop;
+    const auto application = desktop.addApplication(1);
+    const std::string text(std::size_t{1} << 20, 'x');
+    const auto group = application->add("AXGroup", text);
+    group->set(AXAttribute::value, text);
+    // One element, listed over and over.
+    application->children->resize(300, group);
+
+    const AXElementInfo tree = buildTree(application, "0");
+    ASSERT_EQ(tree.children->size(), 300u);
+    EXPECT_EQ(tree.children->front().label, text);
+    EXPECT_GT(countText(tree), maxTreeText - text.size());
+    EXPECT_LE(countText(tree), maxTreeText);
+    EXPECT_EQ(tree.children->back().label, std::nullopt);
+    EXPECT_EQ(tree.children->back().role, "AXGroup");
+}
+
 TEST(BuildTree, EndsWhereElementsNeverDo) {
     FakeDesktop desktop;
     Platform::current().accessibility = std::make_unique<EndlessDesktop>();

@@ -13,14 +13,21 @@ namespace {
 /// A request may take this long in all, however slowly an application answers.
 constexpr Deadline::Duration sessionLimit{15'000};
 
-/// The texts that one session keeps. What an application sends beyond it is dropped, so that none can fill
-/// memory.
+/// The texts that one session keeps, paths included. What an application sends beyond it is dropped, so that
+/// none can fill memory.
 constexpr std::size_t maxTextBytes = std::size_t{256} << 20;
 
 /// Up to this many children come in one reply, which costs an application less than to be asked for each.
 /// Longer lists may hold millions: of those, the first are asked for one by one.
 constexpr std::int32_t childListLimit = 5000;
 constexpr std::int32_t askedOneByOne = 1000;
+
+/// Objects that one session keeps, twice what a tree may have: an object that is listed need not be in the
+/// tree.
+constexpr std::size_t maxNodes = 500'000;
+
+/// Bus names that an application's objects may live under, such as a browser's for its pages.
+constexpr std::size_t maxPeers = 256;
 
 /// Connections straight to an application in a bulk load.
 constexpr std::size_t maxLanes = 8;
@@ -93,23 +100,26 @@ void AtspiSession::serve() {
     serveAll(std::span(connections).first(lanes_.size() + 1), callLimit, deadline_);
 }
 
-std::uint32_t AtspiSession::peerNamed(const std::string& busName) {
+std::optional<std::uint32_t> AtspiSession::peerNamed(const std::string& busName) {
     const auto found = std::ranges::find(peers_, busName, &Peer::busName);
     if (found != peers_.end()) return static_cast<std::uint32_t>(found - peers_.begin());
+    if (peers_.size() >= maxPeers) return std::nullopt;
     // Another process's part of this application, such as a web view's: reached over the bus.
     peers_.push_back({busName, std::nullopt, &**lease_, false, {}});
     return static_cast<std::uint32_t>(peers_.size() - 1);
 }
 
-std::uint32_t AtspiSession::nodeAt(std::uint32_t peer, const std::string& path) {
-    const auto [found, added] =
-        peers_[peer].nodes.try_emplace(path, static_cast<std::uint32_t>(nodes_.size()));
-    if (added) {
-        nodes_.emplace_back();
-        nodes_.back().peer = peer;
-        nodes_.back().path = path;
-    }
-    return found->second;
+std::optional<std::uint32_t> AtspiSession::nodeAt(std::uint32_t peer, const std::string& path) {
+    auto& known = peers_[peer].nodes;
+    if (const auto found = known.find(path); found != known.end()) return found->second;
+    // A path is kept twice.
+    if (nodes_.size() >= maxNodes || !takeRoom(2 * path.size())) return std::nullopt;
+    const auto index = static_cast<std::uint32_t>(nodes_.size());
+    known.emplace(path, index);
+    nodes_.emplace_back();
+    nodes_.back().peer = peer;
+    nodes_.back().path = path;
+    return index;
 }
 
 std::optional<std::uint32_t> AtspiSession::readReference(sd_bus_message* message, std::uint32_t peer) {
@@ -118,7 +128,8 @@ std::optional<std::uint32_t> AtspiSession::readReference(sd_bus_message* message
     if (sd_bus_message_read(message, "(so)", &name, &path) <= 0) return std::nullopt;
     if (std::string_view(path) == nullPath) return std::nullopt;
     const bool samePeer = *name == '\0' || peers_[peer].busName == name;
-    return nodeAt(samePeer ? peer : peerNamed(name), path);
+    const auto owner = samePeer ? peer : peerNamed(name);
+    return owner ? nodeAt(*owner, path) : std::nullopt;
 }
 
 std::optional<pid_t> AtspiSession::pidOf(std::uint32_t index) {
@@ -176,11 +187,17 @@ bool AtspiSession::isInClosedMenu(std::uint32_t index) const {
     return false;
 }
 
+/// Whether the session has room for so many more bytes of text; they are taken then.
+bool AtspiSession::takeRoom(std::size_t bytes) {
+    if (bytes > maxTextBytes - textBytes_) return false;
+    textBytes_ += bytes;
+    return true;
+}
+
 /// Keeps a text that an application sent, as long as the session has room.
 bool AtspiSession::keep(std::string& field, const char* text) {
     const std::string_view view(text);
-    if (view.size() > maxTextBytes - textBytes_) return false;
-    textBytes_ += view.size();
+    if (!takeRoom(view.size())) return false;
     field = view;
     return true;
 }

@@ -103,8 +103,8 @@ class AtspiSession {
     void serve();
     Act act(std::uint32_t index, SdBusMessage call);
     std::vector<std::string> actionNames(std::uint32_t index);
-    std::uint32_t peerNamed(const std::string& busName);
-    std::uint32_t nodeAt(std::uint32_t peer, const std::string& path);
+    std::optional<std::uint32_t> peerNamed(const std::string& busName);
+    std::optional<std::uint32_t> nodeAt(std::uint32_t peer, const std::string& path);
     std::optional<std::uint32_t> readReference(sd_bus_message* message, std::uint32_t peer);
 
     SdBusMessage newCall(std::uint32_t index, const char* interface, const char* member);
@@ -125,6 +125,7 @@ class AtspiSession {
     void settle(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood);
     void readProperties(std::uint32_t index, sd_bus_message* reply);
     void adopt(std::uint32_t index);
+    bool takeRoom(std::size_t bytes);
     bool keep(std::string& field, const char* text);
 
     void loadCache();

@@ -133,7 +133,9 @@ void AtspiSession::readCacheItem(sd_bus_message* reply) {
     const auto states = readAtspiStates(reply);
     if (!states || peers_[0].busName != name) return;
 
-    AtspiNode& node = nodes_[nodeAt(0, path)];
+    const auto index = nodeAt(0, path);
+    if (!index) return;
+    AtspiNode& node = nodes_[*index];
     node.interfaces = interfaces;
     if (keep(node.name, text)) node.markKnown(AtspiPart::name);
     node.role = static_cast<AtspiRole>(role);

@@ -264,6 +264,10 @@ TEST(AppleScript, IsNotBroughtDownByWhatIsDeepOrLong) {
     EXPECT_EQ(outcome("if false then\n" + repeated("else if false then\n", many) + "end if"), "(nothing)");
     EXPECT_THAT(outcome("set x to \"12345678\"\n" + repeated("set x to x & x\n", 60)),
                 HasSubstr("The text is too long."));
+    // A quotation mark becomes three of them each time.
+    EXPECT_THAT(
+        outcome("set x to \"" + repeated("'", 100) + "\"\nset x to " + repeated("quoted form of ", 13) + "x"),
+        HasSubstr("The text is too long."));
 }
 
 TEST(AppleScript, CarriesOutTheScriptsThatTerminalsAreSent) {

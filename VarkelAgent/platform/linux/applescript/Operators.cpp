@@ -1,7 +1,9 @@
 #include "platform/linux/applescript/Operators.h"
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
+#include <string_view>
 
 #include "http/UnicodeText.h"
 #include "platform/linux/applescript/ScriptError.h"
@@ -95,9 +97,13 @@ Value calculate(BinaryOperator operation, const Value& leftValue, const Value& r
     return *rightInteger == -1 ? Value(std::int64_t{0}) : Value(*leftInteger % *rightInteger);
 }
 
+void checkLength(std::size_t size) {
+    if (size > longestText) throw ExecutionError("The text is too long.", ExecutionError::tooLarge);
+}
+
 Value concatenated(const Value& left, const Value& right) {
     std::string text = textOf(left) + textOf(right);
-    if (text.size() > longestText) throw ExecutionError("The text is too long.", ExecutionError::tooLarge);
+    checkLength(text.size());
     return text;
 }
 
@@ -172,10 +178,13 @@ Value converted(const Value& value, ValueKind kind) {
 }
 
 std::string quotedForm(const std::string& text) {
+    constexpr std::string_view escapedMark = "'\\''";
+    const auto marks = static_cast<std::size_t>(std::ranges::count(text, '\''));
+    checkLength(text.size() + marks * (escapedMark.size() - 1) + 2);
     std::string quoted = "'";
     for (const char c : text) {
         if (c == '\'') {
-            quoted += "'\\''";
+            quoted += escapedMark;
         } else {
             quoted += c;
         }

@@ -14,7 +14,7 @@ Value negated(const Value& value);
 /// The value as one of another kind. Raises ExecutionError. Pure.
 Value converted(const Value& value, ValueKind kind);
 
-/// The text as one word for a shell. Pure.
+/// The text as one word for a shell. Raises ExecutionError when that is too long. Pure.
 std::string quotedForm(const std::string& text);
 
 }  // namespace varkel::applescript

@@ -3,6 +3,7 @@
 #include <leptonica/allheaders.h>
 #include <png.h>
 
+#include <mutex>
 #include <optional>
 
 #include "platform/linux/vision/ImageSize.h"
@@ -15,11 +16,10 @@ namespace {
 using Bytes = std::span<const unsigned char>;
 using Picture = std::shared_ptr<PixelPlanes>;
 
-constexpr long long maxPixels = 64LL << 20;
-
-bool acceptable(ImageSize size) {
-    return size.width > 0 && size.height > 0 && size.width <= maxPixels && size.height <= maxPixels &&
-           size.width * size.height <= maxPixels;
+/// A side is compared first: the product of two sides that fit is no overflow.
+bool acceptable(ImageSize size, long long mostPixels) {
+    return size.width > 0 && size.height > 0 && size.width <= mostPixels && size.height <= mostPixels &&
+           size.width * size.height <= mostPixels;
 }
 
 Picture makePlanes(int width, int height) {
@@ -34,12 +34,12 @@ Picture makePlanes(int width, int height) {
 }
 
 /// Screenshots are PNG files: this path avoids a copy, and libpng's simplified interface never prints.
-Picture decodePNG(Bytes bytes) {
+Picture decodePNG(Bytes bytes, long long mostPixels) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     if (png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()) == 0) return nullptr;
     const std::unique_ptr<png_image, void (*)(png_image*)> owner(&image, png_image_free);
-    if (!acceptable({image.width, image.height})) return nullptr;
+    if (!acceptable({image.width, image.height}, mostPixels)) return nullptr;
 
     image.format = PNG_FORMAT_RGB;
     std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
@@ -111,9 +111,9 @@ std::optional<ImageSize> headerSize(Bytes bytes, l_int32 format) {
     return ImageSize{width, height};
 }
 
-Picture decodeGIF(Bytes bytes) {
+Picture decodeGIF(Bytes bytes, long long mostPixels) {
     const auto frame = firstGIFFrame(bytes);
-    if (!frame || !acceptable(frame->size)) return nullptr;
+    if (!frame || !acceptable(frame->size, mostPixels)) return nullptr;
     // The library decodes every frame it is given, so it is given one.
     std::vector<unsigned char> single(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(frame->end));
     single.push_back(';');
@@ -121,32 +121,41 @@ Picture decodeGIF(Bytes bytes) {
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeWithLeptonica(Bytes bytes, l_int32 format) {
+Picture decodeWithLeptonica(Bytes bytes, l_int32 format, long long mostPixels) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
-    if (!size || !acceptable(*size)) return nullptr;
+    if (!size || !acceptable(*size, mostPixels)) return nullptr;
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
                                       : pixReadMem(bytes.data(), bytes.size()));
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeFormat(Bytes bytes, l_int32 format) {
-    if (format == IFF_PNG) return decodePNG(bytes);
-    if (format == IFF_GIF) return decodeGIF(bytes);
+Picture decodeFormat(Bytes bytes, l_int32 format, long long mostPixels) {
+    if (format == IFF_PNG) return decodePNG(bytes, mostPixels);
+    if (format == IFF_GIF) return decodeGIF(bytes, mostPixels);
     const bool other =
         format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
-    return other || isTIFF(format) ? decodeWithLeptonica(bytes, format) : nullptr;
+    return other || isTIFF(format) ? decodeWithLeptonica(bytes, format, mostPixels) : nullptr;
+}
+
+/// A few of its messages have no severity, and go to the terminal unless they are taken.
+void silenceLeptonica() {
+    static std::once_flag done;
+    std::call_once(done, [] {
+        setMsgSeverity(L_SEVERITY_NONE);
+        leptSetStderrHandler([](const char*) {});
+    });
 }
 
 }  // namespace
 
-std::shared_ptr<const PixelPlanes> decodeImage(Bytes bytes) {
+std::shared_ptr<const PixelPlanes> decodeImage(Bytes bytes, long long mostPixels) {
     // Shorter than any picture, and than what the format test reads.
     constexpr std::size_t shortest = 12;
     if (bytes.size() < shortest) return nullptr;
-    setMsgSeverity(L_SEVERITY_NONE);
+    silenceLeptonica();
     l_int32 format = IFF_UNKNOWN;
     if (findFileFormatBuffer(bytes.data(), &format) != 0) return nullptr;
-    return decodeFormat(bytes, format);
+    return decodeFormat(bytes, format, mostPixels);
 }
 
 }  // namespace varkel

@@ -1,0 +1,393 @@
+// An application on the accessibility bus that says anything: wrong types, wrong signatures, raw bytes,
+// endless children, cycles, huge texts, invalid UTF-8, counts that are lies, and a connection that ends.
+// Whatever it says, there is a tree within bounds, it can be written as JSON, and no descriptor stays open.
+//
+// An input is a head and data. The head says how each kind of call is answered; what is in an answer is read
+// from the data, from where the call's own path and name lead to. So an answer does not depend on the order
+// of calls, which is not the same each time.
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "ax/AX+Shared.h"
+#include "ax/AXTreeBuilder.h"
+#include "fuzz/Property.h"
+#include "http/JSONEncoder.h"
+#include "platform/Platform.h"
+#include "platform/linux/LinuxAccessibility.h"
+#include "support/ScriptedBus.h"
+
+namespace varkel::fuzzing {
+namespace {
+
+using Bytes = std::span<const unsigned char>;
+
+/// The calls that the head has a byte for; the last one stands for all others.
+constexpr std::array<std::string_view, 12> members{"GetAll",     "Get",     "GetRole",     "GetState",
+                                                   "GetExtents", "GetText", "GetChildren", "GetChildAtIndex",
+                                                   "GetItems",   "GetName", "DoAction",    ""};
+constexpr std::size_t headSize = 1 + members.size();
+
+enum Behaviour { proper, failing, otherSignature, raw, overwritten, ending, large, mixed };
+
+/// The data as one call sees them: from an offset of its own, and around.
+class Draw {
+  public:
+    Draw(Bytes data, const ScriptedCall& call) : data_(data) {
+        std::uint64_t hash = 14695981039346656037u;
+        for (const std::string* text : {&call.path, &call.member, &call.body}) {
+            for (const char c : *text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+        }
+        at_ = static_cast<std::size_t>(hash >> 16);
+    }
+
+    std::uint8_t byte() { return data_.empty() ? std::uint8_t{0} : data_[at_++ % data_.size()]; }
+    std::size_t below(std::size_t bound) { return byte() % bound; }
+    std::uint32_t u32() {
+        std::uint32_t value = 0;
+        for (int i = 0; i < 4; ++i) value = value << 8 | byte();
+        return value;
+    }
+    std::string text(std::size_t size) {
+        std::string made(size, '\0');
+        for (char& c : made) c = static_cast<char>(byte());
+        return made;
+    }
+    std::string shortText() { return text(below(24)); }
+    double number() {
+        const std::string bytes = text(sizeof(double));
+        double value = 0;
+        std::memcpy(&value, bytes.data(), sizeof value);
+        return value;
+    }
+
+  private:
+    Bytes data_;
+    std::size_t at_ = 0;
+};
+
+class HostileApplication {
+  public:
+    explicit HostileApplication(Bytes input)
+        : head_(input.first(headSize)), data_(input.subspan(headSize)), callsLeft_(mostCalls(head_[0])) {}
+
+    bool isDirect() const { return (head_[0] & 1) != 0; }
+    bool isActedOn() const { return (head_[0] & 8) != 0; }
+
+    ScriptedReply answer(const ScriptedCall& call) {
+        if (auto own = ScriptedBus::ownAnswer(call, isDirect())) return *std::move(own);
+        if (callsLeft_ == 0) return {ScriptedReply::Kind::hangUp, {}, {}, false};
+        --callsLeft_;
+        Draw draw(data_, call);
+        const auto member = std::ranges::find(members.begin(), members.end() - 1, call.member);
+        auto behaviour =
+            static_cast<Behaviour>(head_[1 + static_cast<std::size_t>(member - members.begin())] & 7);
+        if (behaviour == mixed) behaviour = static_cast<Behaviour>(draw.below(mixed));
+        ScriptedReply reply = behave(behaviour, call, draw);
+        reply.mayBeMalformed = true;
+        return reply;
+    }
+
+  private:
+    /// How many calls are answered before the application has had enough. Seldom as many as the deepest tree
+    /// takes.
+    static std::uint32_t mostCalls(unsigned char flags) {
+        constexpr unsigned char deep = 0xC6;
+        return (flags & deep) == deep ? 8000 : 16u << (2 * (flags >> 1 & 3));
+    }
+
+    ScriptedReply behave(Behaviour behaviour, const ScriptedCall& call, Draw& draw) {
+        switch (behaviour) {
+            case failing:
+                return failure(draw);
+            case otherSignature: {
+                ScriptedReply reply = properAnswer(call, draw);
+                reply.text = signature(draw);
+                return reply;
+            }
+            case raw:
+                return {ScriptedReply::Kind::answer, signature(draw), draw.text(draw.byte()), true};
+            case overwritten:
+                return overwrite(properAnswer(call, draw), draw);
+            case ending:
+                if (draw.byte() < 8) return {ScriptedReply::Kind::hangUp, {}, {}, false};
+                break;
+            case large:
+                if (largeLeft_ == 0) break;
+                --largeLeft_;
+                return largeAnswer(call, draw);
+            default:
+                break;
+        }
+        return properAnswer(call, draw);
+    }
+
+    static ScriptedReply failure(Draw& draw) {
+        constexpr std::array names{"org.freedesktop.DBus.Error.UnknownMethod",
+                                   "org.freedesktop.DBus.Error.NoReply",
+                                   "org.freedesktop.DBus.Error.Disconnected",
+                                   "org.freedesktop.DBus.Error.AccessDenied",
+                                   "",
+                                   "no.\xFFname"};
+        return {ScriptedReply::Kind::error, names[draw.below(names.size())], {}, true};
+    }
+
+    static std::string signature(Draw& draw) {
+        constexpr std::array known{"",       "s",       "u",     "v", "b", "a(so)", "(so)",  "au", "a{sv}",
+                                   "(iiii)", "(((s)))", "aaaau", "g", "h", "a{vs}", "sssss", "o",  "ay"};
+        constexpr std::string_view letters = "ybnqiuxtdsogavh(){}";
+        if (draw.byte() < 160) return known[draw.below(known.size())];
+        std::string made(draw.below(12), ' ');
+        for (char& c : made) c = letters[draw.below(letters.size())];
+        return made;
+    }
+
+    static ScriptedReply overwrite(ScriptedReply reply, Draw& draw) {
+        for (std::size_t count = 1 + draw.below(6); count > 0 && !reply.body.empty(); --count) {
+            reply.body[draw.u32() % reply.body.size()] = static_cast<char>(draw.byte());
+        }
+        return reply;
+    }
+
+    /// Most are objects that nobody has seen yet, so that a tree need not end.
+    static std::pair<std::string, std::string> child(const ScriptedCall& call, std::size_t number,
+                                                     Draw& draw) {
+        const std::string fresh = call.path + "/" + std::to_string(number);
+        switch (draw.byte() >> 4) {
+            case 0:
+                return {":1.7", "/application"};
+            case 1:
+                return {":1.7", call.path};
+            case 2:
+                return {":1.7", "/org/a11y/atspi/null"};
+            case 3:
+                return {"", fresh};
+            case 4:
+                return {":1." + std::to_string(draw.byte()), fresh};
+            case 5:
+                return {":1.7", "/known/" + std::to_string(draw.below(8))};
+            case 6:
+                return {draw.shortText(), draw.shortText()};
+            case 7:
+                // Up again, by way of what may be an ancestor.
+                return {":1.7", call.path.substr(0, std::max<std::size_t>(call.path.rfind('/'), 1))};
+            default:
+                return {":1.7", fresh};
+        }
+    }
+
+    static ScriptedReply childList(const ScriptedCall& call, std::size_t count, Draw& draw) {
+        WireWriter body;
+        const auto list = body.array(8);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto [name, path] = child(call, i, draw);
+            body.reference(name, path);
+        }
+        body.end(list);
+        return ScriptedReply::answer("a(so)", std::move(body));
+    }
+
+    static std::uint32_t childCount(Draw& draw) {
+        const std::uint8_t kind = draw.byte();
+        if (kind < 16) return draw.u32();
+        return kind < 24 ? 5001 : kind % 6;
+    }
+
+    static ScriptedReply properties(Draw& draw) {
+        WireWriter body;
+        const auto list = body.array(8);
+        const auto entry = [&](std::string_view key, bool asText, const std::string& text,
+                               std::uint32_t number) {
+            body.align(8).text(key).signature(asText ? "s" : "i");
+            asText ? body.text(text) : body.u32(number);
+        };
+        entry("Name", draw.byte() < 240, draw.shortText(), draw.byte());
+        entry("Parent", true, draw.shortText(), 0);
+        entry("AccessibleId", draw.byte() < 240, draw.shortText(), draw.byte());
+        const std::uint32_t count = childCount(draw);
+        entry("ChildCount", draw.byte() < 16, draw.shortText(), count);
+        if (draw.byte() < 32) entry("Name", true, draw.shortText(), 0);
+        body.end(list);
+        return ScriptedReply::answer("a{sv}", std::move(body));
+    }
+
+    static ScriptedReply property(const ScriptedCall& call, Draw& draw) {
+        WireWriter body;
+        if (call.body.find("CurrentValue") != std::string::npos) {
+            body.signature("d").f64(draw.number());
+        } else if (call.body.find("NActions") != std::string::npos) {
+            body.signature("i").u32(draw.byte() < 32 ? draw.u32() : draw.byte() % 4u);
+        } else {
+            body.signature("s").text(draw.shortText());
+        }
+        return ScriptedReply::answer("v", std::move(body));
+    }
+
+    static void writeStates(WireWriter& body, std::size_t count, Draw& draw) {
+        const auto words = body.array(4);
+        for (std::size_t i = 0; i < count; ++i) body.u32(draw.u32());
+        body.end(words);
+    }
+
+    static ScriptedReply cacheItems(const ScriptedCall& call, std::size_t count, Draw& draw) {
+        WireWriter body;
+        const auto list = body.array(8);
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto [name, path] =
+                i == 0 ? std::pair<std::string, std::string>(":1.7", "/application") : child(call, i, draw);
+            body.align(8).reference(name, path).reference(":1.7", "/application").reference(name, path);
+            body.u32(draw.byte()).u32(childCount(draw));
+            const auto interfaces = body.array(4);
+            for (const char* interface : {"Component", "Text", "Value"}) {
+                if (draw.byte() < 200) body.text(std::string("org.a11y.atspi.") + interface);
+            }
+            body.end(interfaces);
+            body.text(draw.shortText()).u32(draw.byte() % 130u).text(draw.shortText());
+            writeStates(body, draw.below(4), draw);
+        }
+        body.end(list);
+        return ScriptedReply::answer("a((so)(so)(so)iiassusau)", std::move(body));
+    }
+
+    static ScriptedReply properAnswer(const ScriptedCall& call, Draw& draw) {
+        constexpr std::array names{"click", "press", "jump", "open", "x"};
+        WireWriter body;
+        if (call.member == "GetAll") return properties(draw);
+        if (call.member == "Get") return property(call, draw);
+        if (call.member == "GetChildren") return childList(call, draw.below(6), draw);
+        if (call.member == "GetItems") return cacheItems(call, draw.below(20), draw);
+        if (call.member == "GetText")
+            return ScriptedReply::answer("s", std::move(body.text(draw.shortText())));
+        if (call.member == "GetName") {
+            return ScriptedReply::answer("s", std::move(body.text(names[draw.below(names.size())])));
+        }
+        if (call.member == "GetRole") {
+            body.u32(draw.byte() < 8 ? draw.u32() : draw.byte() % 130u);
+            return ScriptedReply::answer("u", std::move(body));
+        }
+        if (call.member == "GetState") {
+            writeStates(body, draw.below(4), draw);
+            return ScriptedReply::answer("au", std::move(body));
+        }
+        if (call.member == "GetExtents") {
+            const bool wild = draw.byte() < 64;
+            body.align(8);
+            for (int i = 0; i < 4; ++i) body.u32(wild ? draw.u32() : draw.byte());
+            return ScriptedReply::answer("(iiii)", std::move(body));
+        }
+        if (call.member == "GetChildAtIndex") {
+            const auto [name, path] = child(call, draw.byte(), draw);
+            return ScriptedReply::answer("(so)", std::move(body.reference(name, path)));
+        }
+        return ScriptedReply::answer("b", std::move(body.u32(draw.byte() % 3)));
+    }
+
+    static ScriptedReply largeAnswer(const ScriptedCall& call, Draw& draw) {
+        const std::size_t size = std::size_t{1} << draw.below(20);
+        if (call.member == "GetChildren") return childList(call, size % 6000, draw);
+        if (call.member == "GetItems") return cacheItems(call, size % 2000, draw);
+        WireWriter body;
+        if (call.member == "Get" || call.member == "GetAll") {
+            const bool isAll = call.member == "GetAll";
+            const auto list = isAll ? body.array(8) : WireWriter::Array{};
+            if (isAll) body.text("Name");
+            body.signature("s").text(std::string(size, 'x'));
+            if (isAll) body.end(list);
+            return ScriptedReply::answer(isAll ? "a{sv}" : "v", std::move(body));
+        }
+        if (call.member == "GetState") {
+            writeStates(body, size / 8, draw);
+            return ScriptedReply::answer("au", std::move(body));
+        }
+        return ScriptedReply::answer("s",
+                                     std::move(body.text(std::string(size, static_cast<char>(draw.byte())))));
+    }
+
+    Bytes head_;
+    Bytes data_;
+    std::uint32_t callsLeft_;
+    int largeLeft_ = 8;
+};
+
+class NoEvents : public EventPoster {
+  public:
+    void CGEventPost(const CGEvent& event) override {
+        require(event.point.x == event.point.x && event.point.y == event.point.y, "a place is a number");
+    }
+};
+
+std::size_t checkTree(const AXElementInfo& element, std::size_t depth, std::size_t& text) {
+    require(depth <= maxTreeDepth, "a tree's depth has a bound");
+    std::size_t count = 1;
+    text += element.label.value_or("").size() + element.value.value_or("").size() +
+            element.identifier.value_or("").size();
+    require(text <= maxTreeText, "a tree's text has a bound");
+    if (!element.children) return count;
+    require(element.children->size() <= maxChildrenPerElement, "a list of children has a bound");
+    for (const AXElementInfo& child : *element.children) count += checkTree(child, depth + 1, text);
+    return count;
+}
+
+std::size_t openDescriptors() {
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc/self/fd"), &::closedir);
+    std::size_t count = 0;
+    while (folder && ::readdir(folder.get()) != nullptr) ++count;
+    return count;
+}
+
+/// Acts on the first children, each in every way.
+void actOn(const AXUIElementRef& application) {
+    Accessibility& accessibility = *Platform::current().accessibility;
+    const auto children = getChildren(application);
+    if (!children) return;
+    for (std::size_t i = 0; i < std::min<std::size_t>(children->size(), 3); ++i) {
+        const AXUIElementRef& child = (*children)[i];
+        accessibility.AXUIElementPerformAction(child, AXAction::press);
+        accessibility.AXUIElementPerformAction(child, AXAction::scrollDown);
+        accessibility.AXUIElementSetAttributeValue(child, AXAttribute::value, std::string("text"));
+        accessibility.AXUIElementSetAttributeValue(child, AXAttribute::focused, true);
+    }
+}
+
+void readAndAct(HostileApplication& script) {
+    ScriptedBus scripted([&](const ScriptedCall& call) { return script.answer(call); });
+    AtspiBus bus;
+    Platform platform;
+    platform.eventPoster = std::make_unique<NoEvents>();
+    platform.accessibility = std::make_unique<LinuxAccessibility>(bus, *platform.eventPoster);
+    Platform::install(std::move(platform));
+    const auto application = Platform::current().accessibility->AXUIElementCreateApplication(::getpid());
+    const AXElementInfo tree = buildTree(application, "0");
+    std::size_t text = 0;
+    require(checkTree(tree, 0, text) <= maxTreeElements, "a tree's size has a bound");
+    require(encodeJSON(tree).has_value(), "a tree can be written as JSON");
+    if (script.isActedOn()) actOn(application);
+}
+
+}  // namespace
+}  // namespace varkel::fuzzing
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    varkel::ScriptedBus::enterEnvironment();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace varkel::fuzzing;
+    if (size < headSize) return 0;
+    HostileApplication script({data, size});
+    const std::size_t before = openDescriptors();
+    readAndAct(script);
+    varkel::Platform::install({});
+    require(openDescriptors() == before, "connections end with their request");
+    return 0;
+}

@@ -1,0 +1,132 @@
+// Requests in arbitrary pieces: whatever the pieces, the requests that come out are the same. Only a head
+// beyond the limit may come through in one piece, and not in several: its end counts once it is there.
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fuzz/Property.h"
+#include "http/HTTPParser.h"
+#include "http/UnicodeText.h"
+
+namespace varkel::fuzzing {
+namespace {
+
+constexpr std::size_t largestHead = 1'048'576;
+
+struct Parsed {
+    std::vector<HTTPRequest> requests;
+    /// The connection ended because of what was sent.
+    bool refused = false;
+    /// Bytes that are in no request yet, and whether some of them are in a body.
+    std::size_t left = 0;
+    bool awaitsBody = false;
+};
+
+bool areEqual(const HTTPRequest& a, const HTTPRequest& b) {
+    return a.method == b.method && a.path == b.path && a.headers == b.headers && a.body == b.body;
+}
+
+/// One byte stands for many: heads and bodies near the limits come of small inputs.
+std::string inflated(std::string_view text) {
+    constexpr char filler = '\x01';
+    constexpr std::size_t fill = 262'139;
+    std::string out;
+    for (const char c : text) {
+        if (c == filler && out.size() < 5 * fill) {
+            out.append(fill, 'x');
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+/// Every third body is not wanted.
+BodyHandling decide(const HTTPRequest& head) {
+    return head.path.size() % 3 == 2 ? BodyHandling::discard : BodyHandling::keep;
+}
+
+class Reader {
+  public:
+    void receive(std::string_view piece) {
+        if (parsed_.refused) return;
+        buffer_.append(piece);
+        try {
+            while (auto request = parseRequest(buffer_, decide)) take(*std::move(request));
+        } catch (const HTTPError& error) {
+            require(error.errorCase() == HTTPError::Case::invalidRequest, "a bad request is an invalid one");
+            parsed_.refused = true;
+        }
+    }
+
+    Parsed finish() && {
+        parsed_.left = buffer_.bytes().size();
+        parsed_.awaitsBody = buffer_.awaitsBody();
+        return std::move(parsed_);
+    }
+
+    std::uint64_t examined() const { return buffer_.examinedBytes(); }
+
+  private:
+    void take(HTTPRequest request) {
+        require(isValidUTF8(request.path) && isValidUTF8(request.method), "a head is UTF-8");
+        for (const auto& [name, value] : request.headers) {
+            require(name == lowerCased(trimmedOfBlanks(name)), "names are lower-cased and trimmed");
+            require(value == trimmedOfBlanks(value), "values are trimmed");
+        }
+        parsed_.requests.push_back(std::move(request));
+    }
+
+    ReceiveBuffer buffer_;
+    Parsed parsed_;
+};
+
+}  // namespace
+}  // namespace varkel::fuzzing
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace varkel::fuzzing;
+    FuzzedDataProvider input(data, size);
+    // From the input's end, so that its beginning can be read as it is.
+    std::vector<std::size_t> lengths;
+    for (int pieces = input.ConsumeIntegralInRange(0, 12); pieces > 0; --pieces) {
+        const std::size_t length = input.ConsumeIntegral<std::uint8_t>();
+        const bool large = input.ConsumeBool();
+        lengths.push_back((large ? 4093 : 1) * length);
+    }
+    // Seldom, as it takes long.
+    const bool inflates = input.ConsumeIntegral<std::uint8_t>() % 64 == 1;
+    std::string bytes = input.ConsumeRemainingBytesAsString();
+    if (inflates) bytes = inflated(bytes);
+
+    Reader whole;
+    whole.receive(bytes);
+    Reader inPieces;
+    std::string_view rest = bytes;
+    for (const std::size_t length : lengths) {
+        const std::string_view piece = rest.substr(0, length);
+        rest.remove_prefix(piece.size());
+        inPieces.receive(piece);
+    }
+    inPieces.receive(rest);
+    // Three bytes may be looked at again with each piece.
+    require(inPieces.examined() <= bytes.size() + 3 * (lengths.size() + 1), "bytes are looked at once");
+
+    const Parsed a = std::move(whole).finish();
+    const Parsed b = std::move(inPieces).finish();
+    if (b.refused && b.left > largestHead) {
+        require(a.requests.size() >= b.requests.size() &&
+                    std::equal(b.requests.begin(), b.requests.end(), a.requests.begin(), areEqual),
+                "pieces do not change the requests before a head that is too long");
+        return 0;
+    }
+    require(a.refused == b.refused, "pieces do not decide what is refused");
+    require(std::ranges::equal(a.requests, b.requests, areEqual), "pieces do not change requests");
+    require(a.refused || a.left == b.left, "pieces do not change how much is left");
+    require(a.awaitsBody == b.awaitsBody, "pieces do not change what is waited for");
+    return 0;
+}

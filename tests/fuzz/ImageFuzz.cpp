@@ -1,0 +1,87 @@
+// Pictures: a picture is refused by the size that it claims before memory is taken for it, and decoding
+// prints nothing.
+
+#include <sanitizer/common_interface_defs.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "fuzz/Property.h"
+#include "platform/linux/vision/ImageDecoder.h"
+
+namespace varkel::fuzzing {
+namespace {
+
+/// Small, so that the largest pictures let through are decoded quickly, and a decoder that takes memory for
+/// larger ones is seen by the bound on allocations that tools/fuzz sets.
+constexpr long long mostPixels = 1LL << 20;
+
+/// Takes what the decoders print, as long as it lives.
+class Printed {
+  public:
+    Printed() {
+        ::ftruncate(file(), 0);
+        ::dup2(file(), STDERR_FILENO);
+    }
+    Printed(const Printed&) = delete;
+    Printed& operator=(const Printed&) = delete;
+    ~Printed() { ::dup2(terminal(), STDERR_FILENO); }
+
+    /// The beginning of what was printed.
+    std::string text() const {
+        std::array<char, 256> start{};
+        const ssize_t size = ::pread(file(), start.data(), start.size(), 0);
+        return size > 0 ? std::string(start.data(), static_cast<std::size_t>(size)) : std::string();
+    }
+
+    static void prepare() {
+        // What the sanitizers report is not part of it.
+        __sanitizer_set_report_fd(std::bit_cast<void*>(std::intptr_t{terminal()}));
+        file();
+    }
+
+  private:
+    static int terminal() {
+        static const int copy = ::dup(STDERR_FILENO);
+        return copy;
+    }
+    static int file() {
+        static const int made = ::memfd_create("printed", MFD_CLOEXEC);
+        return made;
+    }
+};
+
+}  // namespace
+}  // namespace varkel::fuzzing
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    varkel::fuzzing::Printed::prepare();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace varkel;
+    using namespace varkel::fuzzing;
+    std::shared_ptr<const PixelPlanes> planes;
+    std::string noise;
+    {
+        const Printed printed;
+        planes = decodeImage({data, size}, mostPixels);
+        noise = printed.text();
+    }
+    // libjpeg tells standard error what is wrong with a file.
+    const bool isJPEG = size > 2 && data[0] == 0xFF && data[1] == 0xD8;
+    require(isJPEG || noise.empty(), ("decoding prints nothing, but printed: " + noise).c_str());
+    if (!planes) return 0;
+    const long long pixels = static_cast<long long>(planes->width) * planes->height;
+    require(planes->width > 0 && planes->height > 0 && pixels <= mostPixels, "a picture is within the bound");
+    const auto count = static_cast<std::size_t>(pixels);
+    require(planes->red.size() == count && planes->green.size() == count && planes->blue.size() == count,
+            "a picture's planes are as large as it is");
+    return 0;
+}

@@ -1,0 +1,82 @@
+// Every record that is read from a request: any text gives a record or an error, and a record that is written
+// down and read again is the same.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "ax/AXActions.h"
+#include "ax/ElementFilter.h"
+#include "fuzz/Property.h"
+#include "http/JSONDecoder.h"
+#include "http/JSONEncoder.h"
+#include "http/UnicodeText.h"
+#include "keys/Keystrokes.h"
+#include "ocr/OCR.h"
+#include "routes/TreeAndOCR.h"
+#include "scripts/AppleScript.h"
+#include "scripts/Shortcuts.h"
+#include "visual/VisualFind.h"
+
+namespace varkel::fuzzing {
+namespace {
+
+using TextMap = std::map<std::string, std::optional<std::string>>;
+using NumberMap = std::map<std::string, std::optional<std::int64_t>>;
+
+template <class Record>
+std::optional<Record> decoded(std::string_view text) {
+    try {
+        return decodeJSON<Record>(text);
+    } catch (const DecodingError& error) {
+        require(isValidUTF8(error.what()), "an error's text is UTF-8");
+        return std::nullopt;
+    }
+}
+
+/// Boost reads a real with many digits to about its last bit, so those bits may move. What is scrolled by is
+/// rounded and bounded anyway; a few digits are enough to see that a real is kept.
+void shorten(AXScrollRequest& request) {
+    if (request.amount) request.amount = std::round(std::clamp(*request.amount, -1e6, 1e6) * 8) / 8;
+}
+
+template <class Record>
+void shorten(Record&) {}
+
+template <class Record>
+void checkRecord(std::string_view text) {
+    auto record = decoded<Record>(text);
+    if (!record) return;
+    shorten(*record);
+    const auto written = encodeJSON(*record);
+    require(written.has_value(), "what was read can be written");
+    const auto again = decoded<Record>(*written);
+    require(again.has_value(), "what was written can be read");
+    require(encodeJSON(*again) == written, "a record survives being written and read");
+}
+
+}  // namespace
+}  // namespace varkel::fuzzing
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    using namespace varkel;
+    using namespace varkel::fuzzing;
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    checkRecord<AXQuery>(text);
+    checkRecord<AXClickRequest>(text);
+    checkRecord<AXTypeRequest>(text);
+    checkRecord<AXScrollRequest>(text);
+    checkRecord<SendKeystrokesRequest>(text);
+    checkRecord<TreeAndOCRRequest>(text);
+    checkRecord<OCROptions>(text);
+    checkRecord<VisualFindOptions>(text);
+    checkRecord<ShortcutRequest>(text);
+    checkRecord<AppleScriptRequest>(text);
+    checkRecord<TextMap>(text);
+    checkRecord<NumberMap>(text);
+    return 0;
+}

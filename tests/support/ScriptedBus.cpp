@@ -1,0 +1,319 @@
+#include "support/ScriptedBus.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+namespace varkel {
+
+namespace {
+
+constexpr std::uint8_t methodCall = 1;
+constexpr std::uint8_t methodReturn = 2;
+constexpr std::uint8_t errorReply = 3;
+
+enum HeaderField : std::uint8_t {
+    pathField = 1,
+    interfaceField = 2,
+    memberField = 3,
+    errorNameField = 4,
+    replySerialField = 5,
+    senderField = 7,
+    signatureField = 8,
+};
+
+constexpr std::size_t fixedHeader = 16;
+
+std::size_t padded(std::size_t size, std::size_t boundary) {
+    return (size + boundary - 1) / boundary * boundary;
+}
+
+std::uint32_t readU32(std::string_view bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    if (at + sizeof value <= bytes.size()) std::memcpy(&value, bytes.data() + at, sizeof value);
+    return value;
+}
+
+/// The texts of a header's fields. What comes in was written by the library under test, and is taken as well
+/// formed.
+ScriptedCall readHeader(std::string_view header) {
+    ScriptedCall call;
+    std::size_t at = fixedHeader;
+    const std::size_t end = fixedHeader + readU32(header, 12);
+    while (at + 8 <= end && end <= header.size()) {
+        const auto field = static_cast<std::uint8_t>(header[at]);
+        const char type = header[at + 2];
+        at += 4;
+        if (type == 'g') {
+            at = padded(at + 2 + static_cast<std::uint8_t>(header[at]), 8);
+            continue;
+        }
+        const std::uint32_t value = readU32(header, at);
+        at += 4;
+        if (type == 'u') {
+            at = padded(at, 8);
+            continue;
+        }
+        const std::string_view text = header.substr(at, value);
+        at = padded(at + value + 1, 8);
+        if (field == pathField) call.path = text;
+        if (field == interfaceField) call.interface = text;
+        if (field == memberField) call.member = text;
+    }
+    return call;
+}
+
+std::string message(std::uint32_t serial, std::uint32_t replyTo, const ScriptedReply& reply) {
+    const bool isError = reply.kind == ScriptedReply::Kind::error;
+    const std::string_view body = isError ? std::string_view() : std::string_view(reply.body);
+    WireWriter header;
+    header.byte('l').byte(isError ? errorReply : methodReturn).byte(1).byte(1);
+    header.u32(static_cast<std::uint32_t>(body.size())).u32(serial);
+    const auto fields = header.array(8);
+    header.align(8).byte(replySerialField).signature("u").u32(replyTo);
+    header.align(8).byte(senderField).signature("s").text(":1.7");
+    if (isError) {
+        header.align(8).byte(errorNameField).signature("s").text(reply.text);
+    } else if (!reply.text.empty()) {
+        header.align(8).byte(signatureField).signature("g").signature(reply.text);
+    }
+    header.end(fields);
+    header.align(8);
+    return std::move(header).take().append(body);
+}
+
+std::string socketName() {
+    return "varkel-scripted-bus-" + std::to_string(::getpid());
+}
+
+}  // namespace
+
+WireWriter& WireWriter::byte(std::uint8_t value) {
+    out_ += static_cast<char>(value);
+    return *this;
+}
+
+WireWriter& WireWriter::align(std::size_t boundary) {
+    out_.resize(padded(out_.size(), boundary));
+    return *this;
+}
+
+WireWriter& WireWriter::u32(std::uint32_t value) {
+    align(sizeof value);
+    out_.append(reinterpret_cast<const char*>(&value), sizeof value);
+    return *this;
+}
+
+WireWriter& WireWriter::f64(double value) {
+    align(sizeof value);
+    out_.append(reinterpret_cast<const char*>(&value), sizeof value);
+    return *this;
+}
+
+WireWriter& WireWriter::text(std::string_view value) {
+    u32(static_cast<std::uint32_t>(value.size()));
+    out_.append(value);
+    return byte(0);
+}
+
+WireWriter& WireWriter::signature(std::string_view value) {
+    byte(static_cast<std::uint8_t>(value.size()));
+    out_.append(value.substr(0, 255));
+    return byte(0);
+}
+
+WireWriter& WireWriter::reference(std::string_view busName, std::string_view path) {
+    return align(8).text(busName).text(path);
+}
+
+WireWriter::Array WireWriter::array(std::size_t boundary) {
+    u32(0);
+    const std::size_t lengthAt = out_.size() - 4;
+    align(boundary);
+    return {lengthAt, out_.size()};
+}
+
+void WireWriter::end(Array begun) {
+    const auto length = static_cast<std::uint32_t>(out_.size() - begun.start);
+    std::memcpy(out_.data() + begun.lengthAt, &length, sizeof length);
+}
+
+/// One connection: first the lines of the authentication, then messages.
+class ScriptedBus::Connection {
+  public:
+    Connection(int socket, const Answer& answer) : socket_(socket), answer_(answer) {}
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+    ~Connection() { ::close(socket_); }
+
+    pollfd entry() const {
+        const bool writes = !out_.empty();
+        return {socket_, static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0};
+    }
+
+    /// Returns whether the connection goes on.
+    bool serve() {
+        if (!receive()) return false;
+        while (!ended_ && (speaks_ ? takeMessage() : takeLine())) continue;
+        return flush() && !ended_;
+    }
+
+  private:
+    bool receive() {
+        char bytes[65536];
+        const ssize_t count = ::recv(socket_, bytes, sizeof bytes, MSG_DONTWAIT);
+        if (count > 0) in_.append(bytes, static_cast<std::size_t>(count));
+        return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+    }
+
+    bool flush() {
+        while (sent_ < out_.size()) {
+            const ssize_t count =
+                ::send(socket_, out_.data() + sent_, out_.size() - sent_, MSG_DONTWAIT | MSG_NOSIGNAL);
+            if (count < 0) return errno == EAGAIN || errno == EINTR;
+            sent_ += static_cast<std::size_t>(count);
+        }
+        out_.clear();
+        sent_ = 0;
+        return true;
+    }
+
+    bool takeLine() {
+        if (in_.starts_with('\0')) in_.erase(0, 1);
+        const std::size_t end = in_.find("\r\n");
+        if (end == std::string::npos) return false;
+        const std::string line = in_.substr(0, end);
+        in_.erase(0, end + 2);
+        if (line == "AUTH EXTERNAL") {
+            out_ += "DATA\r\n";
+        } else if (line.starts_with("AUTH EXTERNAL ") || line.starts_with("DATA")) {
+            out_ += "OK 0123456789abcdef0123456789abcdef\r\n";
+        } else if (line == "NEGOTIATE_UNIX_FD") {
+            out_ += "AGREE_UNIX_FD\r\n";
+        } else if (line == "BEGIN") {
+            speaks_ = true;
+        } else {
+            out_ += "ERROR\r\n";
+        }
+        return true;
+    }
+
+    bool takeMessage() {
+        const std::string_view bytes = std::string_view(in_).substr(taken_);
+        const std::size_t header = padded(fixedHeader + readU32(bytes, 12), 8);
+        const std::size_t size = header + readU32(bytes, 4);
+        if (bytes.size() < fixedHeader || bytes.size() < size) {
+            in_.erase(0, std::exchange(taken_, 0));
+            return false;
+        }
+        if (static_cast<std::uint8_t>(bytes[1]) == methodCall) {
+            ScriptedCall call = readHeader(bytes.substr(0, header));
+            call.body = bytes.substr(header, size - header);
+            reply(call, readU32(bytes, 8));
+        }
+        taken_ += size;
+        return true;
+    }
+
+    void reply(const ScriptedCall& call, std::uint32_t serial) {
+        const bool greets = call.member == "Hello" && call.interface == "org.freedesktop.DBus";
+        const ScriptedReply made =
+            greets ? ScriptedReply::answer("s", WireWriter().text(":1.1")) : answer_(call);
+        if (made.kind == ScriptedReply::Kind::hangUp) {
+            ended_ = true;
+        } else {
+            out_ += message(++serial_, serial, made);
+            if (made.mayBeMalformed) out_ += message(++serial_, serial, {});
+        }
+    }
+
+    const int socket_;
+    const Answer& answer_;
+    std::string in_;
+    std::size_t taken_ = 0;
+    std::string out_;
+    std::size_t sent_ = 0;
+    std::uint32_t serial_ = 0;
+    bool speaks_ = false;
+    bool ended_ = false;
+};
+
+void ScriptedBus::enterEnvironment() {
+    ::setenv("AT_SPI_BUS_ADDRESS", ("unix:abstract=" + socketName()).c_str(), 1);
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+    ::unsetenv("XDG_RUNTIME_DIR");
+}
+
+ScriptedBus::ScriptedBus(Answer answer) : answer_(std::move(answer)) {
+    listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un place{};
+    place.sun_family = AF_UNIX;
+    // Behind a first byte of 0: a name that leaves no file behind.
+    const std::string name = socketName();
+    name.copy(place.sun_path + 1, sizeof place.sun_path - 1);
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+    if (::bind(listener_, reinterpret_cast<sockaddr*>(&place), size) != 0 || ::listen(listener_, 64) != 0) {
+        throw std::runtime_error("no socket for a scripted bus");
+    }
+    wake_ = ::eventfd(0, EFD_CLOEXEC);
+    thread_ = std::thread([this] { run(); });
+}
+
+ScriptedBus::~ScriptedBus() {
+    ends_ = true;
+    ::eventfd_write(wake_, 1);
+    thread_.join();
+    ::close(listener_);
+    ::close(wake_);
+}
+
+void ScriptedBus::run() {
+    std::vector<pollfd> entries;
+    while (!ends_) {
+        entries = {{wake_, POLLIN, 0}, {listener_, POLLIN, 0}};
+        for (const auto& connection : connections_) entries.push_back(connection->entry());
+        ::poll(entries.data(), entries.size(), -1);
+        // In their order, so that an answer does not depend on who was quicker.
+        std::erase_if(connections_, [](const auto& connection) { return !connection->serve(); });
+        if (entries[1].revents != 0) acceptConnections();
+    }
+    connections_.clear();
+}
+
+void ScriptedBus::acceptConnections() {
+    for (;;) {
+        const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        if (socket < 0) return;
+        connections_.push_back(std::make_unique<Connection>(socket, answer_));
+    }
+}
+
+std::optional<ScriptedReply> ScriptedBus::ownAnswer(const ScriptedCall& call, bool direct) {
+    constexpr std::string_view registryRoot = "/org/a11y/atspi/accessible/root";
+    WireWriter body;
+    if (call.member == "GetConnectionUnixProcessID") {
+        body.u32(static_cast<std::uint32_t>(::getpid()));
+        return ScriptedReply::answer("u", std::move(body));
+    }
+    if (call.member == "GetApplicationBusAddress") {
+        if (!direct) return ScriptedReply();
+        body.text("unix:abstract=" + socketName());
+        return ScriptedReply::answer("s", std::move(body));
+    }
+    if (call.member != "GetChildren" || call.path != registryRoot) return std::nullopt;
+    const auto list = body.array(8);
+    body.reference(":1.7", "/application");
+    body.end(list);
+    return ScriptedReply::answer("a(so)", std::move(body));
+}
+
+}  // namespace varkel

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace varkel {
+
+/// Writes values as D-Bus messages carry them, and whatever else a test wants there. Offsets count from the
+/// start of the body.
+class WireWriter {
+  public:
+    WireWriter& byte(std::uint8_t value);
+    WireWriter& u32(std::uint32_t value);
+    WireWriter& i32(std::int32_t value) { return u32(static_cast<std::uint32_t>(value)); }
+    WireWriter& f64(double value);
+    /// Also an object path.
+    WireWriter& text(std::string_view value);
+    WireWriter& signature(std::string_view value);
+    WireWriter& align(std::size_t boundary);
+    /// "(so)".
+    WireWriter& reference(std::string_view busName, std::string_view path);
+
+    /// Begins an array whose elements are aligned to `boundary`; end() takes what this gives.
+    struct Array {
+        std::size_t lengthAt;
+        std::size_t start;
+    };
+    Array array(std::size_t boundary);
+    void end(Array begun);
+
+    std::string take() && { return std::move(out_); }
+
+  private:
+    std::string out_;
+};
+
+/// A method call that came in.
+struct ScriptedCall {
+    std::string path;
+    std::string interface;
+    std::string member;
+    std::string body;
+};
+
+struct ScriptedReply {
+    enum class Kind {
+        /// `body`, said to be of this signature, which need not be true.
+        answer,
+        /// An error of the name `text`.
+        error,
+        /// The end of the connection.
+        hangUp,
+    };
+    Kind kind = Kind::error;
+    std::string text = "org.freedesktop.DBus.Error.UnknownMethod";
+    std::string body;
+    /// Followed by an error for the same call. A library drops an answer that is malformed without a word:
+    /// with this, nobody has to wait in vain for it.
+    bool mayBeMalformed = false;
+
+    static ScriptedReply answer(std::string signature, WireWriter body) {
+        return {Kind::answer, std::move(signature), std::move(body).take(), false};
+    }
+};
+
+/// A message bus with one application on it, in a thread of this process, made for the accessibility backend:
+/// every connection is both the bus and the application, and any byte may be in a reply.
+class ScriptedBus {
+  public:
+    /// Called in the bus's thread, for every call but a connection's greeting.
+    using Answer = std::function<ScriptedReply(const ScriptedCall& call)>;
+
+    /// Makes this process's buses the accessibility bus that its environment names, and leaves it no other.
+    /// Before anything looks at the environment.
+    static void enterEnvironment();
+
+    /// One at a time.
+    explicit ScriptedBus(Answer answer);
+    ScriptedBus(const ScriptedBus&) = delete;
+    ScriptedBus& operator=(const ScriptedBus&) = delete;
+    ~ScriptedBus();
+
+    /// The bus's and the registry's own answers: the one application that there is, `:1.7` of this process,
+    /// which can be reached directly where `direct`. Nothing for calls that are for the application.
+    static std::optional<ScriptedReply> ownAnswer(const ScriptedCall& call, bool direct);
+
+  private:
+    class Connection;
+
+    void run();
+    void acceptConnections();
+
+    Answer answer_;
+    int listener_ = -1;
+    int wake_ = -1;
+    std::atomic<bool> ends_ = false;
+    std::vector<std::unique_ptr<Connection>> connections_;
+    std::thread thread_;
+};
+
+}  // namespace varkel
