@@ -269,7 +269,8 @@ class PrivateDesktop:
         self.session_bus, address = self._start_with_report(
             ["dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
              f"--address=unix:path={socket_path}", "--print-address={fd}"], "the session bus")
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address
+        # Without the bus's own id, as login sessions have it: with it, a bus started anew would be turned down.
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = address.partition(",guid=")[0]
 
     def start_window_manager(self):
         self.window_manager = self.start(["openbox", "--sm-disable"])
@@ -281,21 +282,24 @@ class PrivateDesktop:
         self.start([_bus_launcher(), "--launch-immediately"])
         wait_for(self._registry_answers, 20, "the accessibility bus")
 
-    def kill_accessibility_bus(self):
-        """Kills the accessibility bus, whoever started it: the session bus does, too, when it is asked for."""
+    def accessibility_bus_processes(self):
+        """The processes of the accessibility bus, whoever started it: the session bus does, too, when it is asked."""
         reply = self._call(["--session", "--dest=org.freedesktop.DBus"], "/org/freedesktop/DBus",
                            "org.freedesktop.DBus.GetConnectionUnixProcessID", "string:org.a11y.Bus")
         if not reply:
-            return
+            return []
         launcher = int(reply.split()[-1])
-        buses = [int(name) for name in os.listdir("/proc")
-                 if name.isdigit() and (_status_fields(name) or (0,))[0] == launcher]
-        for pid in (launcher, *buses):
+        return [launcher] + [int(name) for name in os.listdir("/proc")
+                             if name.isdigit() and (_status_fields(name) or (0,))[0] == launcher]
+
+    def kill_accessibility_bus(self):
+        processes = self.accessibility_bus_processes()
+        for pid in processes:
             try:
                 os.kill(pid, signal.SIGKILL)
             except ProcessLookupError:
                 pass
-        wait_for(lambda: all(_is_over(pid) for pid in (launcher, *buses)), 10, "the accessibility bus to end")
+        wait_for(lambda: all(_is_over(pid) for pid in processes), 10, "the accessibility bus to end")
 
     def accessibility_bus_address(self):
         """The address of the accessibility bus, or None when there is none."""

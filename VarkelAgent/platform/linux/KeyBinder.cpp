@@ -325,6 +325,8 @@ void KeyBinder::release(X11Connection::Session& session) {
     forget();
     noted_ = false;
     writeNote(session);
+    // Somebody may have died while this process had the keyboard all the time.
+    tidyUp(session);
 }
 
 void KeyBinder::forget() {

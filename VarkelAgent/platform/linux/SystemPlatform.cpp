@@ -1,3 +1,5 @@
+#include <malloc.h>
+
 #include <chrono>
 
 #include "platform/Platform.h"
@@ -19,9 +21,21 @@ class SystemClock : public Clock {
     }
 };
 
+/// Large blocks go back to the system when they are freed. Left to itself, the allocator takes the first
+/// large ones for a sign of more, and each thread that has held a child's long output keeps tens of
+/// megabytes.
+void returnLargeBlocks() {
+#ifdef __GLIBC__
+    constexpr int large = 4 << 20;
+    mallopt(M_MMAP_THRESHOLD, large);
+    mallopt(M_TRIM_THRESHOLD, 2 * large);
+#endif
+}
+
 }  // namespace
 
 Platform makeSystemPlatform() {
+    returnLargeBlocks();
     // Shared by what reads trees and what finds the application in front; lives as long as the process.
     static AtspiBus bus;
     Platform platform;

@@ -28,6 +28,15 @@ constexpr std::chrono::milliseconds longestHold{2000};
 /// Between two attempts to give the keyboard back.
 constexpr std::chrono::milliseconds retryAfter{1000};
 
+/// A session that takes this long and fails had a server that does not answer; one that is not there fails at
+/// once. A server that does not answer is asked again and again, this long each time.
+constexpr std::chrono::milliseconds probeLimit{1000};
+
+/// What a text and an event wait for a server that does not answer, before they are lost: were each to find
+/// out for itself, a long text would take hours, and all requests that type would stand behind it.
+constexpr std::chrono::milliseconds textPatience{1000};
+constexpr std::chrono::milliseconds eventPatience{50};
+
 /// An application that has not read its events by then is taken for dead.
 constexpr std::chrono::seconds longestLoan{20};
 
@@ -105,13 +114,45 @@ X11EventPoster::~X11EventPoster() {
         stopping_ = true;
     }
     changed_.notify_one();
-    if (givingBack_.joinable()) givingBack_.join();
+    if (lookingAfter_.joinable()) lookingAfter_.join();
 }
 
 void X11EventPoster::CGEventPost(const CGEvent& event) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
+    withServer(lock, eventPatience, [&](X11Connection::Session& session) { post(session, event); });
+}
+
+/// Calls `use` with a session of a server that answers. Without one, waits for it this long with the lock
+/// released.
+template <class Use>
+void X11EventPoster::withServer(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience,
+                                Use use) {
+    if (stalled_ && !answersAgain_.wait_for(lock, patience, [this] { return !stalled_; })) return;
+    const auto began = std::chrono::steady_clock::now();
     X11Connection::Session session(connection_, postDeadline);
-    if (!session) return;
+    // Keys that were down on an earlier connection are let go of with the rest of what it left behind.
+    if (generation_ != session.generation()) down_.clear();
+    generation_ = session.generation();
+    if (session) use(session);
+    stalled_ = !session && std::chrono::steady_clock::now() >= began + probeLimit;
+    if (stalled_) lookAfterServer();
+}
+
+/// Called with the lock held by the thread that looks after the server.
+void X11EventPoster::probe(std::unique_lock<std::mutex>& lock) {
+    lock.unlock();
+    const auto began = std::chrono::steady_clock::now();
+    bool answered = false;
+    {
+        X11Connection::Session session(connection_, probeLimit);
+        answered = session && session.synchronise();
+    }
+    lock.lock();
+    stalled_ = !answered && std::chrono::steady_clock::now() >= began + probeLimit;
+    if (!stalled_) answersAgain_.notify_all();
+}
+
+void X11EventPoster::post(X11Connection::Session& session, const CGEvent& event) {
     switch (event.type) {
         case CGEventType::mouseMoved:
         case CGEventType::leftMouseDown:
@@ -178,14 +219,14 @@ void X11EventPoster::postKeyUp(X11Connection::Session& session, const CGEvent& e
 }
 
 std::unique_ptr<TextAnnouncement> X11EventPoster::announceText(std::string_view text) {
-    const std::lock_guard lock(mutex_);
+    std::unique_lock lock(mutex_);
     PlannedText planned;
     const auto units =
         icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
     planned.keysyms = keysymsForText({units.getBuffer(), static_cast<std::size_t>(units.length())});
     const auto entry = texts_.insert(texts_.end(), std::move(planned));
-    X11Connection::Session session(connection_, postDeadline);
-    if (session) keyboard_.prepare(session, *entry);
+    withServer(lock, textPatience,
+               [&](X11Connection::Session& session) { keyboard_.prepare(session, *entry); });
     return std::make_unique<Announcement>(*this, entry);
 }
 
@@ -198,8 +239,12 @@ void X11EventPoster::endAnnouncement(std::list<PlannedText>::iterator text) {
 /// Called with the lock held.
 void X11EventPoster::giveBackSoon() {
     lastUse_ = std::chrono::steady_clock::now();
-    if (!keyboard_.inUse()) return;
-    if (!givingBack_.joinable()) givingBack_ = std::thread([this] { giveBackWhenIdle(); });
+    if (keyboard_.inUse()) lookAfterServer();
+}
+
+/// Called with the lock held.
+void X11EventPoster::lookAfterServer() {
+    if (!lookingAfter_.joinable()) lookingAfter_ = std::thread([this] { runInBackground(); });
     changed_.notify_one();
 }
 
@@ -209,30 +254,36 @@ bool X11EventPoster::isIdle() const {
     return texts_.empty() && quiet >= (down_.empty() ? idleBeforeGivingBack : longestHold);
 }
 
-/// Gives the keyboard back off the callers' threads, so that nobody waits for it.
-void X11EventPoster::giveBackWhenIdle() {
+/// Gives the keyboard back and asks a server that does not answer off the callers' threads, so that nobody
+/// waits for it.
+void X11EventPoster::runInBackground() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
-        if (!keyboard_.inUse()) {
+        if (stalled_) {
+            probe(lock);
+        } else if (!keyboard_.inUse()) {
             changed_.wait(lock);
         } else if (!isIdle()) {
             changed_.wait_for(lock, idleBeforeGivingBack);
-        } else if (!giveBack()) {
+        } else if (!giveBack(lock)) {
             changed_.wait_for(lock, retryAfter);
         }
     }
-    if (keyboard_.inUse()) giveBack();
+    if (keyboard_.inUse()) giveBack(lock);
 }
 
 /// Called with the lock held. Whether it was done.
-bool X11EventPoster::giveBack() {
-    X11Connection::Session session(connection_, postDeadline);
-    // Whoever pressed these is gone and will not let go of them.
-    for (const auto& pressed : down_) keyboard_.release(session, pressed.second);
-    down_.clear();
-    const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestLoan;
-    return keyboard_.giveBack(
-        session, overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required);
+bool X11EventPoster::giveBack(std::unique_lock<std::mutex>& lock) {
+    bool done = false;
+    withServer(lock, std::chrono::milliseconds(0), [&](X11Connection::Session& session) {
+        // Whoever pressed these is gone and will not let go of them.
+        for (const auto& pressed : down_) keyboard_.release(session, pressed.second);
+        down_.clear();
+        const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestLoan;
+        done = keyboard_.giveBack(
+            session, overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required);
+    });
+    return done;
 }
 
 }  // namespace varkel

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -30,15 +31,20 @@ class X11EventPoster : public EventPoster {
     class Announcement;
     using PressId = std::tuple<CGKeyCode, CGEventFlags, std::u16string>;
 
+    template <class Use>
+    void withServer(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience, Use use);
+    void probe(std::unique_lock<std::mutex>& lock);
+    void post(X11Connection::Session& session, const CGEvent& event);
     void postMouse(X11Connection::Session& session, const CGEvent& event);
     void postWheel(X11Connection::Session& session, const CGEvent& event);
     void postKeyDown(X11Connection::Session& session, const CGEvent& event);
     void postKeyUp(X11Connection::Session& session, const CGEvent& event);
     void endAnnouncement(std::list<PlannedText>::iterator text);
     void giveBackSoon();
-    void giveBackWhenIdle();
+    void lookAfterServer();
+    void runInBackground();
     bool isIdle() const;
-    bool giveBack();
+    bool giveBack(std::unique_lock<std::mutex>& lock);
 
     X11Connection connection_;
 
@@ -48,11 +54,16 @@ class X11EventPoster : public EventPoster {
     std::list<PlannedText> texts_;
     /// What is down, by the event that pressed it: the layout may change before the key comes up.
     std::multimap<PressId, xcb_keycode_t> down_;
+    /// The connection that they were pressed on.
+    std::uint64_t generation_ = 0;
+    /// Whether the server let a session run out of time and has not answered since.
+    bool stalled_ = false;
 
+    std::condition_variable answersAgain_;
     std::condition_variable changed_;
     std::chrono::steady_clock::time_point lastUse_;
     bool stopping_ = false;
-    std::thread givingBack_;
+    std::thread lookingAfter_;
 };
 
 }  // namespace varkel

@@ -3,11 +3,14 @@
 
 Writes one JSON object per line: {"event": "ready"}, "clicked", "toggled", "pressed" and "released" (with the place on
 the screen), "changed" (an entry's text), "key" (one that the read-only entry got), "committed" (what the keyboard gave
-the bare area, as text), "scrolled" (the list's offset), "dialog" (shown or gone). Reads commands, one per line: see
+the bare area, as text), "scrolled" (the list's offset), "dialog" (shown or gone). After the command "stop" or "kill" it
+stops or ends itself in the middle of the next of these, before it reports. Reads commands, one per line: see
 App.COMMANDS. Each is answered with {"event": "done", "command": ...} and what it asks for.
 """
 
 import json
+import os
+import signal
 import sys
 
 import gi
@@ -17,9 +20,12 @@ gi.require_version("Gdk", "3.0")
 from gi.repository import Gdk, GLib, Gtk  # noqa: E402
 
 ROWS = 200
+fault = []  # the signal that it sends itself next
 
 
 def report(event, **fields):
+    if event in ("clicked", "changed", "committed") and fault:
+        os.kill(os.getpid(), fault.pop())
     print(json.dumps({"event": event, **fields}), flush=True)
 
 
@@ -129,7 +135,13 @@ class App:
         return {"places": places, "texts": {name: self.widgets[name].get_text() for name in ("entry", "fixed")},
                 "focused": self.window.get_focus() is self.widgets["keys"] and "keys"}
 
-    COMMANDS = {"rename": rename, "insert": insert, "close": close, "look": look}
+    def stop(self):
+        fault.append(signal.SIGSTOP)
+
+    def kill(self):
+        fault.append(signal.SIGKILL)
+
+    COMMANDS = {"stop": stop, "kill": kill, "rename": rename, "insert": insert, "close": close, "look": look}
 
     def obey(self, _channel, _condition):
         command = sys.stdin.readline().strip()

@@ -5,6 +5,8 @@ It speaks AT-SPI by itself, with no toolkit in between, and makes its objects wh
 "ready" when the registry knows it. Kinds: see HIERARCHIES and main().
 """
 
+import os
+import signal
 import sys
 
 from gi.repository import Gio, GLib
@@ -25,7 +27,12 @@ HIERARCHIES = {
     "patient": lambda n: {ROOT: [1], 1: [2, 3, 4]}.get(n, []),
     "wide": lambda n: list(range(1, 1501)) if n == ROOT else [],
     "very wide": lambda n: range(1, 200_001) if n == ROOT else [],
+    "stops": lambda n: list(range(1, 501)) if n == ROOT else [],
+    "dies": lambda n: list(range(1, 501)) if n == ROOT else [],
 }
+# Of these, what it does to itself in the middle of being read, after so many answers.
+FAULTS = {"stops": signal.SIGSTOP, "dies": signal.SIGKILL}
+ANSWERS_BEFORE_FAULT = 300
 ODD_KINDS = ("wrong types", "silent", "huge text", "strangers", "bad text")
 
 ACCESSIBLE = """
@@ -64,6 +71,7 @@ class Application:
         self.info = Gio.DBusNodeInfo.new_for_xml(ACCESSIBLE.format(**self.types)).interfaces[0]
         self.known = set()
         self.waiting = {}
+        self.answers = 0
         session = Gio.bus_get_sync(Gio.BusType.SESSION)
         address, = session.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None,
                                      GLib.VariantType("(s)"), Gio.DBusCallFlags.NONE, -1)
@@ -131,6 +139,9 @@ class Application:
         return GLib.Variant("s", f"node {node}" if name == "Name" else "")
 
     def answer(self, node, method, invocation):
+        self.answers += 1
+        if self.kind in FAULTS and self.answers == ANSWERS_BEFORE_FAULT:
+            os.kill(os.getpid(), FAULTS[self.kind])
         if self.kind == "silent" and node != ROOT:
             return  # the caller waits for good
         if self.types is WRONG and method in ("GetChildren", "GetRole", "GetState"):
