@@ -22,6 +22,6 @@ endif()
 
 if(VARKEL_COVERAGE)
     # Counters that several threads write at once must not lose counts.
-    add_compile_options(--coverage -fprofile-update=atomic)
+    add_compile_options(--coverage -O1 -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()

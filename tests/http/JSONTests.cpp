@@ -136,6 +136,15 @@ TEST(JSONDecoder, TakesIntegersThatAreOne) {
     }
 }
 
+TEST(JSONDecoder, TakesNumbersAndTruthValues) {
+    const auto record = decodeJSON<Record>(R"({"name":"","amount":150.5,"flag":true})");
+    EXPECT_EQ(record.amount, 150.5);
+    EXPECT_EQ(record.flag, true);
+    EXPECT_EQ(decodeJSON<Record>(R"({"name":"","amount":-3})").amount, -3.0) << "an integer is a number";
+    EXPECT_EQ(decodeJSON<Record>(R"({"name":"","amount":1e2})").amount, 100.0);
+    EXPECT_THROW(decodeJSON<Record>(R"({"name":"","amount":1e400})"), DecodingError) << "beyond any number";
+}
+
 TEST(JSONDecoder, TreatsNullAsAbsentAndIgnoresUnknownKeys) {
     const Record record = decodeJSON<Record>(
         R"({"NAME":1,"name":"a","name":"b","number":null,"other":{"x":[null]},"list":[{"count":1.0}]})");
