@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/linux/vision/ImageSize.h"
+#include "platform/linux/vision/JPEGDecoder.h"
 #include "platform/linux/vision/PixOwner.h"
 
 namespace varkel {
@@ -121,9 +122,10 @@ Picture decodeGIF(Bytes bytes) {
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeWithLeptonica(Bytes bytes, l_int32 format) {
+Picture decodeOther(Bytes bytes, l_int32 format) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
     if (!size || !acceptable(*size)) return nullptr;
+    if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes);
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
                                       : pixReadMem(bytes.data(), bytes.size()));
     return pix ? planesOf(pix.get()) : nullptr;
@@ -134,7 +136,7 @@ Picture decodeFormat(Bytes bytes, l_int32 format) {
     if (format == IFF_GIF) return decodeGIF(bytes);
     const bool other =
         format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
-    return other || isTIFF(format) ? decodeWithLeptonica(bytes, format) : nullptr;
+    return other || isTIFF(format) ? decodeOther(bytes, format) : nullptr;
 }
 
 }  // namespace
