@@ -8,17 +8,20 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/vision/GlyphAlignment.h"
 #include "platform/linux/vision/GlyphShapes.h"
 
 namespace varkel {
 
 namespace {
 
+constexpr float sure = 0.93F;
+
 /// A character of a reading, with the blank before it.
 struct Letter {
     std::string text;
     bool blankBefore = false;
-    /// The shapes it covers: shapes[first .. first + count).
+    /// The shapes it covers: shapes[first .. first + count); count 0 where it shares one with others.
     std::size_t first = 0;
     std::size_t count = 1;
 
@@ -76,16 +79,55 @@ class Repair {
         } else {
             setBlanksByGaps();
         }
+        repairLetters(cells.has_value());
+        return textOf(letters_);
+    }
+
+    /// The same where letters touch, for what stands apart from them; nothing when that is doubtful as well.
+    std::optional<std::string> runLoosely() {
+        const auto shares = alignGlyphs(sketches(), shapes_, {top_, line_.baseline});
+        if (!shares) return std::nullopt;
         for (std::size_t i = 0; i < letters_.size(); ++i) {
-            if (letters_[i].count != 1) continue;
-            repairStem(i);
-            repairCase(letters_[i]);
-            repairZero(i, cells.has_value());
+            letters_[i].first = (*shares)[i].first;
+            letters_[i].count = (*shares)[i].count;
         }
+        dropNarrowBlanks();
+        repairLetters(true);
         return textOf(letters_);
     }
 
   private:
+    void repairLetters(bool fixedPitch) {
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            if (letters_[i].count != 1) continue;
+            repairStem(i);
+            repairCase(letters_[i]);
+            repairZero(i, fixedPitch);
+        }
+    }
+
+    std::vector<LetterSketch> sketches() const {
+        std::vector<LetterSketch> all;
+        for (const Letter& letter : letters_) {
+            all.push_back({letter.text.size() == 1 ? letter.text[0] : '\0', letter.blankBefore});
+        }
+        return all;
+    }
+
+    /// Takes out blanks beside punctuation where it stands as close as within a word: the model likes to put
+    /// them after the dots of addresses and file names.
+    void dropNarrowBlanks() {
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            Letter& letter = letters_[i];
+            const Letter& before = letters_[i - 1];
+            if (!letter.blankBefore || letter.count == 0 || before.count == 0) continue;
+            if (!isPunctuation(before) && !isPunctuation(letter)) continue;
+            if (gapBefore(i) <= 0.25 * capHeight_) letter.blankBefore = false;
+        }
+    }
+
+    static bool isPunctuation(const Letter& one) { return one.isOneOf({".", ":", "_", "-", "/", "#", "@"}); }
+
     bool isUnderscore(const GlyphShape& shape) const {
         const PixelBox& box = shape.box;
         return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 &&
@@ -194,13 +236,23 @@ class Repair {
         const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
         if (traits.gap) return;
         if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
-            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i)) letter.text.assign(1, '1');
+            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i) || hasPlainL())
+                letter.text.assign(1, '1');
         } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
             letter.text.assign(1, 'l');
         } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
                            (letter.is("1") && isBetweenLetters(i)))) {
             letter.text.assign(1, 'l');
         }
+    }
+
+    /// Whether another l of the line is a bare stroke, so that this font's l has no feet.
+    bool hasPlainL() const {
+        return std::any_of(letters_.begin(), letters_.end(), [this](const Letter& one) {
+            if (!one.is("l") || one.count != 1) return false;
+            const StemTraits traits = stemTraits(line_, shapes_[one.first]);
+            return !traits.flagLeft && !traits.footLeft && !traits.footRight && !traits.topRight;
+        });
     }
 
     bool hasDigitBeside(std::size_t i) const {
@@ -259,15 +311,20 @@ class Repair {
 
 }  // namespace
 
-std::string repairReading(const std::string& text, const LinePlane& line) {
-    const std::vector<Letter> letters = lettersOf(text);
-    if (letters.empty()) return text;
+std::string repairReading(const LineReading& reading, const LinePlane& line) {
+    const std::vector<Letter> letters = lettersOf(reading.text);
+    if (letters.empty()) return reading.text;
     // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches
     // counts.
     for (const float inkLevel : {96.0F, 128.0F, 160.0F, 72.0F, 192.0F}) {
         if (auto repaired = Repair(letters, line, inkLevel).run()) return *repaired;
     }
-    return text;
+    // What the model is sure of is more often right than shapes that touch.
+    if (reading.confidence >= sure) return reading.text;
+    for (const float inkLevel : {128.0F, 96.0F, 160.0F}) {
+        if (auto repaired = Repair(letters, line, inkLevel).runLoosely()) return *repaired;
+    }
+    return reading.text;
 }
 
 }  // namespace varkel

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "platform/linux/vision/LineImage.h"
+#include "platform/linux/vision/LineRecogniser.h"
 
 namespace varkel {
 
@@ -10,6 +11,6 @@ namespace varkel {
 /// blanks in fixed-pitch text, one and small L, zero and capital O, lost underscores. The line's shapes are
 /// matched with the reading's characters one to one; where the counts differ the reading stays as it is. Any
 /// thread.
-std::string repairReading(const std::string& text, const LinePlane& line);
+std::string repairReading(const LineReading& reading, const LinePlane& line);
 
 }  // namespace varkel
