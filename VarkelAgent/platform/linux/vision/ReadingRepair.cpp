@@ -240,8 +240,9 @@ class Repair {
                 letter.text.assign(1, '1');
         } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
             letter.text.assign(1, 'l');
-        } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
-                           (letter.is("1") && isBetweenLetters(i)))) {
+        } else if (bar &&
+                   ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
+                    (letter.is("1") && isBetweenLetters(i)) || (letter.is("I") && isInsideSmallWord(i)))) {
             letter.text.assign(1, 'l');
         }
     }
@@ -270,6 +271,16 @@ class Repair {
     bool isBesideLetter(std::size_t i) const {
         return (i > 0 && !letters_[i].blankBefore && isLetter(letters_[i - 1])) ||
                (i + 1 < letters_.size() && !letters_[i + 1].blankBefore && isLetter(letters_[i + 1]));
+    }
+
+    static bool isSmallLetter(const Letter& one) {
+        return one.text.size() == 1 && one.text[0] >= 'a' && one.text[0] <= 'z';
+    }
+
+    /// Whether small letters of the same word stand on both sides.
+    bool isInsideSmallWord(std::size_t i) const {
+        return i > 0 && i + 1 < letters_.size() && !letters_[i].blankBefore && !letters_[i + 1].blankBefore &&
+               isSmallLetter(letters_[i - 1]) && isSmallLetter(letters_[i + 1]);
     }
 
     bool isBetweenLetters(std::size_t i) const {
