@@ -77,7 +77,7 @@ TEST(ImageDecoder, SurvivesFilesCutOffAnywhere) {
             EXPECT_TRUE(length >= 12 || !planes) << format.name << length;
         }
     }
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(ImageDecoder, SurvivesFlippedBytes) {
@@ -91,7 +91,7 @@ TEST(ImageDecoder, SurvivesFlippedBytes) {
             decode(broken);
         }
     }
-    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 std::string number(unsigned value, int bytes, bool bigEndian) {

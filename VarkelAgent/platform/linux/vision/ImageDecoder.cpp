@@ -125,7 +125,6 @@ Picture decodeGIF(Bytes bytes) {
 Picture decodeOther(Bytes bytes, l_int32 format) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
     if (!size || !acceptable(*size)) return nullptr;
-    if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes);
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
                                       : pixReadMem(bytes.data(), bytes.size()));
     return pix ? planesOf(pix.get()) : nullptr;
@@ -134,8 +133,9 @@ Picture decodeOther(Bytes bytes, l_int32 format) {
 Picture decodeFormat(Bytes bytes, l_int32 format) {
     if (format == IFF_PNG) return decodePNG(bytes);
     if (format == IFF_GIF) return decodeGIF(bytes);
+    if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes, maxPixels);
     const bool other =
-        format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
+        format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
     return other || isTIFF(format) ? decodeOther(bytes, format) : nullptr;
 }
 
@@ -146,6 +146,8 @@ std::shared_ptr<const PixelPlanes> decodeImage(Bytes bytes) {
     constexpr std::size_t shortest = 12;
     if (bytes.size() < shortest) return nullptr;
     setMsgSeverity(L_SEVERITY_NONE);
+    // Some of its messages know no severity.
+    leptSetStderrHandler([](const char*) {});
     l_int32 format = IFF_UNKNOWN;
     if (findFileFormatBuffer(bytes.data(), &format) != 0) return nullptr;
     return decodeFormat(bytes, format);

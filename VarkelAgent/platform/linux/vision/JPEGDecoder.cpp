@@ -39,10 +39,11 @@ void storeRow(const JSAMPLE* row, bool inks, std::size_t at, PixelPlanes& planes
 }
 
 /// Everything with a destructor lives in the caller: an error jumps out of here.
-bool decodeInto(jpeg_decompress_struct& info, std::span<const unsigned char> bytes, PixelPlanes& planes,
-                std::vector<JSAMPLE>& row) {
+bool decodeInto(jpeg_decompress_struct& info, std::span<const unsigned char> bytes, long long maxPixels,
+                PixelPlanes& planes, std::vector<JSAMPLE>& row) {
     jpeg_mem_src(&info, bytes.data(), bytes.size());
     if (jpeg_read_header(&info, TRUE) != JPEG_HEADER_OK) return false;
+    if (static_cast<long long>(info.image_width) * info.image_height > maxPixels) return false;
     const bool inks = info.num_components == 4;
     info.out_color_space = inks ? JCS_CMYK : JCS_RGB;
     jpeg_start_decompress(&info);
@@ -65,7 +66,7 @@ bool decodeInto(jpeg_decompress_struct& info, std::span<const unsigned char> byt
 
 }  // namespace
 
-std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes) {
+std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes, long long maxPixels) {
     QuietErrors errors;
     jpeg_decompress_struct info{};
     info.err = jpeg_std_error(&errors.manager);
@@ -79,7 +80,7 @@ std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes) {
         return nullptr;
     }
     jpeg_create_decompress(&info);
-    const bool complete = decodeInto(info, bytes, *planes, row);
+    const bool complete = decodeInto(info, bytes, maxPixels, *planes, row);
     jpeg_destroy_decompress(&info);
     return complete ? planes : nullptr;
 }

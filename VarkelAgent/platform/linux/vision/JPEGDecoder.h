@@ -8,8 +8,9 @@
 
 namespace varkel {
 
-/// Decodes a JPEG file whose size was checked before; null when it is broken beyond its first rows. What is
-/// missing at the end of a cut file stays grey. Prints nothing. Any thread.
-std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes);
+/// Decodes a JPEG file; null when it is broken beyond its first rows or has more pixels than `maxPixels`,
+/// which is told before anything is allocated. What is missing at the end of a cut file stays grey. Prints
+/// nothing. Any thread.
+std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes, long long maxPixels);
 
 }  // namespace varkel
