@@ -4,18 +4,22 @@
 #include <cstddef>
 #include <cstdlib>
 #include <optional>
+#include <utility>
 
 namespace varkel {
 
 namespace {
 
-/// The narrowest space between columns, in heights of the line: wider than most blanks.
-constexpr double leastSpace = 0.6;
+/// The narrowest space between columns, in heights of the line, and that which is wider than most blanks.
+constexpr double leastSpace = 0.3;
+constexpr double wideSpace = 0.6;
 /// How far letters that begin in one column may be apart.
 constexpr int sameStart = 2;
 /// How many heights of a line above and below it the rows of its table are looked for.
 constexpr int nearby = 8;
-constexpr int leastRows = 2;
+/// The rows that must be cut at a place: fewer where the space is wide as well.
+constexpr int leastRows = 3;
+constexpr int leastRowsAtWideSpace = 2;
 
 bool isSameRow(const PixelBox& a, const PixelBox& b) {
     return 2 * (std::min(a.y1, b.y1) - std::max(a.y0, b.y0)) > std::min(a.height(), b.height());
@@ -46,8 +50,10 @@ std::optional<std::size_t> nextColumn(const std::vector<DetectedLine>& lines, co
     int end = line.parts.front().x1;
     for (std::size_t i = 1; i < line.parts.size(); ++i) {
         const PixelBox& part = line.parts[i];
-        const bool wide = part.x0 - end >= leastSpace * line.box.height();
-        if (wide && rowsCutAt(lines, line.box, line.box.x0, part.x0) >= leastRows) return i;
+        const int space = part.x0 - end;
+        const int least = space >= wideSpace * line.box.height() ? leastRowsAtWideSpace : leastRows;
+        const bool isSpace = space >= leastSpace * line.box.height();
+        if (isSpace && rowsCutAt(lines, line.box, line.box.x0, part.x0) >= least) return i;
         end = std::max(end, part.x1);
     }
     return std::nullopt;
@@ -61,10 +67,7 @@ void fitBox(DetectedLine& line) {
     }
 }
 
-}  // namespace
-
-void splitAtColumns(std::vector<DetectedLine>& lines) {
-    // What is cut off is looked at in its turn.
+void cutOnce(std::vector<DetectedLine>& lines) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const auto at = nextColumn(lines, lines[i]);
         if (!at) continue;
@@ -74,6 +77,17 @@ void splitAtColumns(std::vector<DetectedLine>& lines) {
         fitBox(lines[i]);
         fitBox(rest);
         lines.push_back(std::move(rest));
+    }
+}
+
+}  // namespace
+
+void splitAtColumns(std::vector<DetectedLine>& lines) {
+    // What was cut shows the columns to rows that come before it.
+    std::size_t before = 0;
+    while (before != lines.size()) {
+        before = lines.size();
+        cutOnce(lines);
     }
 }
 

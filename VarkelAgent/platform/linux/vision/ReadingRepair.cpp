@@ -92,12 +92,14 @@ class Repair {
             letters_[i].count = (*shares)[i].count;
         }
         dropNarrowBlanks();
+        isLoose_ = true;
         repairLetters(true);
         return textOf(letters_);
     }
 
   private:
     void repairLetters(bool fixedPitch) {
+        xHeight_ = heightOfSmallLetters();
         for (std::size_t i = 0; i < letters_.size(); ++i) {
             if (letters_[i].count != 1) continue;
             repairStem(i);
@@ -235,8 +237,10 @@ class Repair {
         if (letter.is("|")) return;
         const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
         if (traits.gap) return;
+        // Small flags fade; a word of one letter with feet is a number.
+        if (letter.is("l") && isAlone(i) && traits.footLeft && traits.footRight) letter.text.assign(1, '1');
         if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
-            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i) || hasPlainL())
+            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i) || hasPlainL() || isAlone(i))
                 letter.text.assign(1, '1');
         } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
             letter.text.assign(1, 'l');
@@ -254,6 +258,12 @@ class Repair {
             const StemTraits traits = stemTraits(line_, shapes_[one.first]);
             return !traits.flagLeft && !traits.footLeft && !traits.footRight && !traits.topRight;
         });
+    }
+
+    /// Whether a character is a word of its own, as numbers are and small letters hardly.
+    bool isAlone(std::size_t i) const {
+        return letters_.size() > 1 && (i == 0 || letters_[i].blankBefore) &&
+               (i + 1 == letters_.size() || letters_[i + 1].blankBefore);
     }
 
     bool hasDigitBeside(std::size_t i) const {
@@ -287,11 +297,29 @@ class Repair {
         return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
     }
 
-    /// Letters of one shape in both cases, of which the small one reaches below the baseline.
-    void repairCase(Letter& letter) {
-        if (shapes_[letter.first].box.y1 < line_.baseline + 0.2 * capHeight_) return;
-        if (letter.is("P")) letter.text.assign(1, 'p');
-        if (letter.is("Y")) letter.text.assign(1, 'y');
+    /// Letters of one shape in both cases: the small one reaches below the baseline, or is as low as other
+    /// small ones.
+    void repairCase(Letter& letter) const {
+        const PixelBox& box = shapes_[letter.first].box;
+        if (letter.isOneOf({"P", "Y"}) && box.y1 >= line_.baseline + 0.2 * capHeight_) makeSmall(letter);
+        if (isLoose_ || !xHeight_ || !letter.isOneOf({"C", "O", "S", "V", "W", "X", "Z"})) return;
+        if (box.height() <= 1.06 * *xHeight_ && box.y1 <= line_.baseline + 1) makeSmall(letter);
+    }
+
+    static void makeSmall(Letter& letter) { letter.text[0] = static_cast<char>(letter.text[0] - 'A' + 'a'); }
+
+    /// The height of small letters that look like no capital; nothing where there are none.
+    std::optional<double> heightOfSmallLetters() const {
+        std::vector<int> heights;
+        for (const Letter& letter : letters_) {
+            if (letter.count == 1 && letter.isOneOf({"a", "e", "m", "n", "r", "u"}))
+                heights.push_back(shapes_[letter.first].box.height());
+        }
+        if (heights.empty()) return std::nullopt;
+        const auto [low, high] = std::minmax_element(heights.begin(), heights.end());
+        // Unlike heights tell that letters and shapes do not belong together.
+        if (*high > *low + 1) return std::nullopt;
+        return (*low + *high) / 2.0;
     }
 
     void repairZero(std::size_t i, bool fixedPitch) {
@@ -318,6 +346,9 @@ class Repair {
     std::vector<GlyphShape> shapes_;
     int top_ = 0;
     int capHeight_ = 1;
+    std::optional<double> xHeight_;
+    /// Whether shapes were only aligned with letters, not matched.
+    bool isLoose_ = false;
 };
 
 }  // namespace
