@@ -84,15 +84,20 @@ class Canvas {
     void toggle(double x, double y, double width, double height) {
         const double radius = height / 2;
         const double turn = 2 * std::acos(-1.0);
-        cairo_set_source_rgb(cairo_, 0.7, 0.68, 0.66);
-        cairo_set_line_width(cairo_, 1);
+        const auto paint = [this](double fill) {
+            cairo_set_line_width(cairo_, 1);
+            cairo_set_source_rgb(cairo_, fill, fill, fill);
+            cairo_fill_preserve(cairo_);
+            cairo_set_source_rgb(cairo_, 0.7, 0.7, 0.7);
+            cairo_stroke(cairo_);
+        };
         cairo_new_path(cairo_);
         cairo_arc(cairo_, x + radius, y + radius, radius, turn / 4, 3 * turn / 4);
         cairo_arc(cairo_, x + width - radius, y + radius, radius, -turn / 4, turn / 4);
         cairo_close_path(cairo_);
-        cairo_stroke(cairo_);
-        cairo_arc(cairo_, x + radius, y + radius, radius, 0, turn);
-        cairo_stroke(cairo_);
+        paint(0.7);
+        cairo_arc(cairo_, x + radius, y + radius, radius - 0.5, 0, turn);
+        paint(1);
     }
 
     void barcode(ZXing::BarcodeFormat format, const std::string& text, int x, int y, int width, int height) {
@@ -226,11 +231,13 @@ TEST_F(LinuxVisionTest, TellsCapitalsFromSmallLettersOnShortLines) {
 }
 
 TEST_F(LinuxVisionTest, LeavesSwitchesOut) {
-    Canvas canvas(300, 160, 0.96, 0.96, 0.95);
-    canvas.toggle(200.5, 20.5, 49, 25);
-    canvas.toggle(200.5, 60.5, 44, 22);
-    canvas.toggle(200.5, 100.5, 40, 20);
-    canvas.write("Wireless", "DejaVu Sans 10", 20, 24, 0.1);
+    Canvas canvas(300, 260, 1, 1, 1);
+    int y = 20;
+    for (const int height : {16, 18, 20, 22, 26}) {
+        canvas.toggle(200.5, y + 0.5, std::floor(1.9 * height), height);
+        y += 48;
+    }
+    canvas.write("Wireless", "DejaVu Sans 10", 20, 20, 0.1);
     EXPECT_EQ(look(canvas).texts(), Texts{"Wireless"});
 }
 
