@@ -134,8 +134,7 @@ Picture decodeFormat(Bytes bytes, l_int32 format) {
     if (format == IFF_PNG) return decodePNG(bytes);
     if (format == IFF_GIF) return decodeGIF(bytes);
     if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes, maxPixels);
-    const bool other =
-        format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
+    const bool other = format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
     return other || isTIFF(format) ? decodeOther(bytes, format) : nullptr;
 }
 
