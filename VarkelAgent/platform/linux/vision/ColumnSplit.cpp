@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdlib>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace varkel {
@@ -29,15 +30,28 @@ bool isAlike(const PixelBox& a, const PixelBox& b) {
     return 10 * std::min(a.height(), b.height()) >= 6 * std::max(a.height(), b.height());
 }
 
+int middleOf(const PixelBox& box) {
+    return (box.y0 + box.y1) / 2;
+}
+
+using Lines = std::span<const DetectedLine>;
+
+/// The lines whose middles are near enough to a line's; `lines` are sorted by theirs.
+Lines around(Lines lines, const PixelBox& line) {
+    const auto isAbove = [](const DetectedLine& one, int y) { return middleOf(one.box) < y; };
+    const int reach = nearby * line.height();
+    const auto from = std::lower_bound(lines.begin(), lines.end(), middleOf(line) - reach, isAbove);
+    const auto to = std::lower_bound(from, lines.end(), middleOf(line) + reach + 1, isAbove);
+    return {from, to};
+}
+
 /// How many other rows have one line that begins at `left` and another that begins at `right`.
-int rowsCutAt(const std::vector<DetectedLine>& lines, const PixelBox& line, int left, int right) {
+int rowsCutAt(Lines near, const PixelBox& line, int left, int right) {
     int rows = 0;
-    for (const DetectedLine& second : lines) {
+    for (const DetectedLine& second : near) {
         const PixelBox& box = second.box;
-        const int distance = std::abs(box.y0 + box.y1 - line.y0 - line.y1) / 2;
-        if (std::abs(box.x0 - right) > sameStart || distance > nearby * line.height()) continue;
-        if (isSameRow(box, line) || !isAlike(box, line)) continue;
-        rows += std::any_of(lines.begin(), lines.end(), [&](const DetectedLine& first) {
+        if (std::abs(box.x0 - right) > sameStart || isSameRow(box, line) || !isAlike(box, line)) continue;
+        rows += std::any_of(near.begin(), near.end(), [&](const DetectedLine& first) {
             return std::abs(first.box.x0 - left) <= sameStart && first.box.x1 < box.x0 &&
                    isSameRow(first.box, box) && isAlike(first.box, box);
         });
@@ -46,14 +60,15 @@ int rowsCutAt(const std::vector<DetectedLine>& lines, const PixelBox& line, int 
 }
 
 /// The first part of a line that begins the next column.
-std::optional<std::size_t> nextColumn(const std::vector<DetectedLine>& lines, const DetectedLine& line) {
+std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line) {
+    const Lines near = around(lines, line.box);
     int end = line.parts.front().x1;
     for (std::size_t i = 1; i < line.parts.size(); ++i) {
         const PixelBox& part = line.parts[i];
         const int space = part.x0 - end;
         const int least = space >= wideSpace * line.box.height() ? leastRowsAtWideSpace : leastRows;
         const bool isSpace = space >= leastSpace * line.box.height();
-        if (isSpace && rowsCutAt(lines, line.box, line.box.x0, part.x0) >= least) return i;
+        if (isSpace && rowsCutAt(near, line.box, line.box.x0, part.x0) >= least) return i;
         end = std::max(end, part.x1);
     }
     return std::nullopt;
@@ -67,27 +82,33 @@ void fitBox(DetectedLine& line) {
     }
 }
 
-void cutOnce(std::vector<DetectedLine>& lines) {
+/// Cuts every line once at most; whether any was.
+bool cutOnce(std::vector<DetectedLine>& lines) {
+    std::stable_sort(lines.begin(), lines.end(), [](const DetectedLine& a, const DetectedLine& b) {
+        return middleOf(a.box) < middleOf(b.box);
+    });
+    // Looked for first and cut afterwards, since cutting moves the middles that the lines are sorted by.
+    std::vector<std::pair<std::size_t, std::size_t>> cuts;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const auto at = nextColumn(lines, lines[i]);
-        if (!at) continue;
-        const auto cut = lines[i].parts.begin() + static_cast<std::ptrdiff_t>(*at);
+        if (const auto at = nextColumn(lines, lines[i])) cuts.emplace_back(i, *at);
+    }
+    for (const auto& [i, at] : cuts) {
+        const auto cut = lines[i].parts.begin() + static_cast<std::ptrdiff_t>(at);
         DetectedLine rest{{}, {cut, lines[i].parts.end()}};
         lines[i].parts.erase(cut, lines[i].parts.end());
         fitBox(lines[i]);
         fitBox(rest);
         lines.push_back(std::move(rest));
     }
+    return !cuts.empty();
 }
 
 }  // namespace
 
 void splitAtColumns(std::vector<DetectedLine>& lines) {
-    // What was cut shows the columns to rows that come before it.
-    std::size_t before = 0;
-    while (before != lines.size()) {
-        before = lines.size();
-        cutOnce(lines);
+    // What was cut is looked at again, and shows the columns to the rows around it.
+    constexpr int mostRounds = 8;
+    for (int round = 0; round < mostRounds && cutOnce(lines); ++round) {
     }
 }
 

@@ -15,6 +15,7 @@ namespace varkel {
 
 namespace {
 
+/// Readings above this are changed only where shapes and characters match one to one.
 constexpr float sure = 0.93F;
 
 /// A character of a reading, with the blank before it.
