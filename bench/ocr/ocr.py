@@ -3,11 +3,12 @@
 
 usage: ocr.py BUILD_DIR [--rounds N]
 
-BUILD_DIR is where the project was built. For both sets of screens (`data/ocr`, and `data/ocr/more`, which was
-made later) prints the figures that score.py defines and the seconds per picture: of this project with no
-lines remembered, with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in
-its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds
-to them, so compare the ratios. The program's peak memory is its own, measured for its largest picture.
+BUILD_DIR is where the project was built. For each set of screens (`data/ocr`, `data/ocr/more`, which was made later,
+and `data/ocr/controls`, which draw_screens draws) prints the figures that score.py defines and the seconds per picture:
+of this project with no lines remembered, with the picture seen before, and of the program as users run it (its default
+page mode, psm 3) and in its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other
+work on the machine adds to them, so compare the ratios. The program's peak memory is its own, measured for its largest
+picture.
 """
 import argparse, csv, io, json, pathlib, resource, statistics, subprocess, sys, tempfile, time
 
@@ -84,7 +85,7 @@ def main():
     parser.add_argument('build', type=pathlib.Path)
     parser.add_argument('--rounds', type=int, default=2)
     arguments = parser.parse_args()
-    for data in (DATA, DATA / 'more'):
+    for data in (DATA, DATA / 'more', DATA / 'controls'):
         images = sorted((data / 'images').glob('*.png'))
         print(f'== {data.relative_to(HERE.parent)}: {len(images)} screens')
         with tempfile.TemporaryDirectory() as directory:

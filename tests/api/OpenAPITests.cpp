@@ -184,7 +184,7 @@ class OpenAPIEndpoints : public testing::Test {
 
     std::string tool() {
         if (script.empty()) return home.path() + "/none";
-        const std::string path = home.path() + "/tool";
+        std::string path = home.path() + "/tool";
         std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
         chmod(path.c_str(), 0700);
         return path;

@@ -6,14 +6,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 #include <memory>
 #include <set>
+#include <utility>
 
 #include "platform/linux/vision/LinuxVision.h"
 
 namespace varkel {
 namespace {
+
+struct Size {
+    int width = 0;
+    int height = 0;
+};
 
 /// A picture to draw on, and its bytes as a PNM file.
 class Canvas {
@@ -46,11 +53,51 @@ class Canvas {
         g_object_unref(layout);
     }
 
+    /// The size of the text's box in pixels.
+    static Size sizeOf(const char* text, const char* font) {
+        Canvas scratch(1, 1, 0, 0, 0);
+        PangoLayout* layout = pango_cairo_create_layout(scratch.cairo_);
+        PangoFontDescription* description = pango_font_description_from_string(font);
+        pango_layout_set_font_description(layout, description);
+        pango_layout_set_text(layout, text, -1);
+        Size size;
+        pango_layout_get_pixel_size(layout, &size.width, &size.height);
+        pango_font_description_free(description);
+        g_object_unref(layout);
+        return size;
+    }
+
     void frame(double x, double y, double width, double height) {
         cairo_set_source_rgb(cairo_, 0.6, 0.6, 0.6);
         cairo_set_line_width(cairo_, 1);
         cairo_rectangle(cairo_, x + 0.5, y + 0.5, width, height);
         cairo_stroke(cairo_);
+    }
+
+    void rectangle(double x, double y, double width, double height, double red, double green, double blue) {
+        cairo_set_source_rgb(cairo_, red, green, blue);
+        cairo_rectangle(cairo_, x, y, width, height);
+        cairo_fill(cairo_);
+    }
+
+    /// The outline of a switch with its knob at the left.
+    void toggle(double x, double y, double width, double height) {
+        const double radius = height / 2;
+        const double turn = 2 * std::acos(-1.0);
+        const auto paint = [this](double fill) {
+            cairo_set_line_width(cairo_, 1);
+            cairo_set_source_rgb(cairo_, fill, fill, fill);
+            cairo_fill_preserve(cairo_);
+            cairo_set_source_rgb(cairo_, 0.7, 0.7, 0.7);
+            cairo_stroke(cairo_);
+        };
+        cairo_new_path(cairo_);
+        cairo_arc(cairo_, x + radius, y + radius, radius, turn / 4, 3 * turn / 4);
+        cairo_arc(cairo_, x + width - radius, y + radius, radius, -turn / 4, turn / 4);
+        cairo_close_path(cairo_);
+        paint(0.7);
+        cairo_arc(cairo_, x + radius, y + radius, radius - 0.5, 0, turn);
+        paint(1);
     }
 
     void barcode(ZXing::BarcodeFormat format, const std::string& text, int x, int y, int width, int height) {
@@ -157,6 +204,71 @@ TEST_F(LinuxVisionTest, TellsZerosAndOnesByTheirShapes) {
     Canvas canvas(500, 60, 1, 1, 1);
     canvas.write("total 10010 bytes in main.cpp:101", "DejaVu Sans Mono 11", 20, 20, 0);
     EXPECT_EQ(look(canvas).texts(), Texts{"total 10010 bytes in main.cpp:101"});
+}
+
+TEST_F(LinuxVisionTest, ReadsTextSelectedInATightRectangle) {
+    for (const int padding : {0, 1, 2, 3}) {
+        for (const char* text : {"comboboxentry", "Quarterly report"}) {
+            Canvas canvas(400, 80, 1, 1, 1);
+            canvas.frame(20, 18, 250, 36);
+            canvas.frame(21, 19, 248, 34);
+            const Size size = Canvas::sizeOf(text, "DejaVu Sans 10");
+            canvas.rectangle(30 - padding, 28, size.width + 2 * padding, size.height, 0.2, 0.52, 0.89);
+            canvas.write(text, "DejaVu Sans 10", 30, 28, 1);
+            EXPECT_EQ(look(canvas).texts(), Texts{text}) << padding;
+        }
+    }
+}
+
+TEST_F(LinuxVisionTest, TellsCapitalsFromSmallLettersOnShortLines) {
+    for (const char* font : {"DejaVu Sans 10", "DejaVu Sans 8.5"}) {
+        for (const char* text : {"page 1", "page 2", "page 3", "Page 2", "save", "save as", "Save as"}) {
+            Canvas canvas(120, 60, 0.96, 0.96, 0.95);
+            canvas.write(text, font, 30, 20, 0.2);
+            EXPECT_EQ(look(canvas).texts(), Texts{text}) << font;
+        }
+    }
+}
+
+TEST_F(LinuxVisionTest, LeavesSwitchesOut) {
+    Canvas canvas(300, 260, 1, 1, 1);
+    int y = 20;
+    for (const int height : {16, 18, 20, 22, 26}) {
+        canvas.toggle(200.5, y + 0.5, std::floor(1.9 * height), height);
+        y += 48;
+    }
+    canvas.write("Wireless", "DejaVu Sans 10", 20, 20, 0.1);
+    EXPECT_EQ(look(canvas).texts(), Texts{"Wireless"});
+}
+
+TEST_F(LinuxVisionTest, CutsALongEntryFromTheNextColumn) {
+    Canvas canvas(400, 140, 1, 1, 1);
+    int y = 10;
+    for (const auto& [first, second] : std::vector<std::pair<const char*, const char*>>{
+             {"Name", "Nick"}, {"Otto", "chaotic"}, {"Benjamin", "Company"}, {"Orville", "Baker"}}) {
+        canvas.write(first, "DejaVu Sans 10", 20, y, 0.1);
+        canvas.write(second, "DejaVu Sans 10", 92, y, 0.1);
+        y += 24;
+    }
+    EXPECT_EQ(look(canvas).texts(),
+              (Texts{"Name", "Nick", "Otto", "chaotic", "Benjamin", "Company", "Orville", "Baker"}));
+    // Without rows that show the column it is one line.
+    Canvas alone(400, 60, 1, 1, 1);
+    alone.write("Benjamin", "DejaVu Sans 10", 20, 20, 0.1);
+    alone.write("Company", "DejaVu Sans 10", 92, 20, 0.1);
+    EXPECT_EQ(look(alone).texts(), Texts{"Benjamin Company"});
+}
+
+TEST_F(LinuxVisionTest, ReadsNamesWhoseLettersTouch) {
+    const std::vector<std::pair<const char*, const char*>> names{
+        {"liam.gallagher@mail1.com", "DejaVu Sans 10"},
+        {"jonas.lindqvist@mail4.com", "DejaVu Sans 8.5"},
+        {"invoice#4471.pdf", "DejaVu Sans 8.5"}};
+    for (const auto& [text, font] : names) {
+        Canvas canvas(300, 50, 1, 1, 1);
+        canvas.write(text, font, 20, 15, 0.1);
+        EXPECT_EQ(look(canvas).texts(), Texts{text});
+    }
 }
 
 TEST_F(LinuxVisionTest, FindsNothingOnAnEmptyPicture) {

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "platform/linux/vision/ImageSize.h"
+#include "platform/linux/vision/JPEGDecoder.h"
 #include "platform/linux/vision/PixOwner.h"
 
 namespace varkel {
@@ -121,7 +122,7 @@ Picture decodeGIF(Bytes bytes, long long mostPixels) {
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeWithLeptonica(Bytes bytes, l_int32 format, long long mostPixels) {
+Picture decodeOther(Bytes bytes, l_int32 format, long long mostPixels) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
     if (!size || !acceptable(*size, mostPixels)) return nullptr;
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
@@ -132,9 +133,9 @@ Picture decodeWithLeptonica(Bytes bytes, l_int32 format, long long mostPixels) {
 Picture decodeFormat(Bytes bytes, l_int32 format, long long mostPixels) {
     if (format == IFF_PNG) return decodePNG(bytes, mostPixels);
     if (format == IFF_GIF) return decodeGIF(bytes, mostPixels);
-    const bool other =
-        format == IFF_JFIF_JPEG || format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
-    return other || isTIFF(format) ? decodeWithLeptonica(bytes, format, mostPixels) : nullptr;
+    if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes, mostPixels);
+    const bool other = format == IFF_BMP || format == IFF_PNM || format == IFF_WEBP;
+    return other || isTIFF(format) ? decodeOther(bytes, format, mostPixels) : nullptr;
 }
 
 /// A few of its messages have no severity, and go to the terminal unless they are taken.

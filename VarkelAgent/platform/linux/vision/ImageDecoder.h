@@ -13,7 +13,7 @@ inline constexpr long long largestPicture = 64LL << 20;
 /// Decodes the first picture of a PNG, JPEG, TIFF, WebP, GIF, BMP or PNM file. The size that the file claims
 /// is checked before anything is allocated for it; transparent pixels are laid on white. Null when the bytes
 /// are no such file, are broken, or the picture has more than `mostPixels` pixels.
-/// Prints nothing, except what libjpeg has to say about a broken JPEG file. Any thread.
+/// Prints nothing. Any thread.
 std::shared_ptr<const PixelPlanes> decodeImage(std::span<const unsigned char> bytes,
                                                long long mostPixels = largestPicture);
 

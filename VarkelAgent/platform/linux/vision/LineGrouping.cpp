@@ -6,6 +6,8 @@
 #include <limits>
 #include <numeric>
 
+#include "platform/linux/vision/ColumnSplit.h"
+
 namespace varkel {
 
 namespace {
@@ -308,6 +310,7 @@ std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs) {
     Groups groups(glyphs);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
+    splitAtColumns(lines);
     std::erase_if(lines,
                   [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
     sortForReading(lines);

@@ -4,6 +4,9 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <optional>
+
+#include "platform/linux/vision/GlyphShapes.h"
 
 namespace varkel {
 
@@ -31,8 +34,42 @@ PixelBox grown(const PixelBox& box, int by, const PixelPlanes& image) {
             std::min(image.height, box.y1 + by)};
 }
 
+/// How far a colour is from the background in the channel where it is farthest, with its sign.
+int contrast(const Colour& colour, const Colour& background) {
+    int most = 0;
+    for (const int step :
+         {colour.red - background.red, colour.green - background.green, colour.blue - background.blue}) {
+        if (std::abs(step) > std::abs(most)) most = step;
+    }
+    return most;
+}
+
+/// The colour of the rectangle that a word lies in when its box is that rectangle, as selections are drawn:
+/// letters never run all around their own box.
+std::optional<Colour> colourAllAround(const PixelPlanes& image, const PixelBox& box) {
+    if (box.height() < 10 || box.width() < box.height()) return std::nullopt;
+    const Colour first = colourAt(image, box.x0, box.y0);
+    int same = 0;
+    int all = 0;
+    const auto look = [&](int x, int y) {
+        ++all;
+        same += std::abs(contrast(colourAt(image, x, y), first)) <= 8 ? 1 : 0;
+    };
+    for (int x = box.x0; x < box.x1; ++x) {
+        look(x, box.y0);
+        look(x, box.y1 - 1);
+    }
+    for (int y = box.y0; y < box.y1; ++y) {
+        look(box.x0, y);
+        look(box.x1 - 1, y);
+    }
+    if (same < 0.85 * all) return std::nullopt;
+    return first;
+}
+
 /// The most frequent colour of a box and of one pixel around it, where backgrounds show.
 Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
+    if (const auto rectangle = colourAllAround(image, ink)) return *rectangle;
     const PixelBox box = grown(ink, 1, image);
     struct Bin {
         int count = 0;
@@ -73,16 +110,6 @@ std::vector<PixelBox> wordsOf(const DetectedLine& line) {
         }
     }
     return words;
-}
-
-/// How far a colour is from the background in the channel where it is farthest, with its sign.
-int contrast(const Colour& colour, const Colour& background) {
-    int most = 0;
-    for (const int step :
-         {colour.red - background.red, colour.green - background.green, colour.blue - background.blue}) {
-        if (std::abs(step) > std::abs(most)) most = step;
-    }
-    return most;
 }
 
 /// Writes one word's darkness, 0 for background up to 255, into the line's plane. Letters are either lighter
@@ -136,6 +163,37 @@ void extractWhiteWord(const PixelPlanes& image, const PixelBox& word, const Pixe
             row[x - line.x0] = std::max(0.0F, scale * static_cast<float>(whiteness[next++] - *ground));
         }
     }
+}
+
+/// Takes off the rows without ink above and below: a selection's rectangle is higher than its letters.
+void trimRows(LinePlane& plane) {
+    constexpr float ink = 48;
+    const auto isEmpty = [&](int y) {
+        const float* row = plane.darkness.data() + static_cast<std::ptrdiff_t>(y) * plane.width;
+        return std::none_of(row, row + plane.width, [](float value) { return value >= ink; });
+    };
+    int top = 0;
+    int bottom = plane.height;
+    while (top < bottom && isEmpty(top)) ++top;
+    while (bottom > top && isEmpty(bottom - 1)) --bottom;
+    if (top == bottom) return;
+    const auto begin = plane.darkness.begin();
+    plane.darkness.erase(begin + static_cast<std::ptrdiff_t>(bottom) * plane.width, plane.darkness.end());
+    plane.darkness.erase(begin, begin + static_cast<std::ptrdiff_t>(top) * plane.width);
+    plane.height = bottom - top;
+}
+
+/// The row that most letters stand on. By the ink, not by the edges: those of neighbours run together.
+int baselineOf(const LinePlane& plane) {
+    std::vector<int> bottoms;
+    for (const GlyphShape& shape : cutGlyphs(plane, 96)) {
+        if (shape.box.height() >= 0.4 * plane.height) bottoms.push_back(shape.box.y1);
+    }
+    if (bottoms.empty()) return plane.height;
+    // Of two middle ones the upper: half of "page" are descenders.
+    const auto middle = bottoms.begin() + static_cast<std::ptrdiff_t>((bottoms.size() - 1) / 2);
+    std::nth_element(bottoms.begin(), middle, bottoms.end());
+    return *middle;
 }
 
 /// Four neighbours and their weights for one output sample.
@@ -235,11 +293,8 @@ LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink in
         }
     }
 
-    std::vector<int> bottoms;
-    for (const PixelBox& part : line.parts) bottoms.push_back(part.y1 - line.box.y0);
-    const auto middle = bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2);
-    std::nth_element(bottoms.begin(), middle, bottoms.end());
-    plane.baseline = bottoms.empty() ? plane.height : *middle;
+    trimRows(plane);
+    plane.baseline = baselineOf(plane);
     return plane;
 }
 

@@ -28,6 +28,8 @@ bool hasAlphanumeric(const std::string& text) {
 bool isText(const LineReading& reading, const DetectedLine& line) {
     if (reading.text.empty()) return false;
     const std::size_t characters = characterCount(reading.text);
+    // A window's maximise button: the strokes of an equals sign are farther apart than they are long nowhere.
+    if (reading.text == "=" && line.box.height() >= 0.8 * line.box.width()) return false;
     if (characters <= 2) {
         const bool brackets = reading.text.find_first_of("{}[]()<>;") != std::string::npos;
         if (line.box.height() > 3 * line.box.width() && !hasAlphanumeric(reading.text) && !brackets)

@@ -8,17 +8,21 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/vision/GlyphAlignment.h"
 #include "platform/linux/vision/GlyphShapes.h"
 
 namespace varkel {
 
 namespace {
 
+/// Readings above this are changed only where shapes and characters match one to one.
+constexpr float sure = 0.93F;
+
 /// A character of a reading, with the blank before it.
 struct Letter {
     std::string text;
     bool blankBefore = false;
-    /// The shapes it covers: shapes[first .. first + count).
+    /// The shapes it covers: shapes[first .. first + count); count 0 where it shares one with others.
     std::size_t first = 0;
     std::size_t count = 1;
 
@@ -76,16 +80,57 @@ class Repair {
         } else {
             setBlanksByGaps();
         }
+        repairLetters(cells.has_value());
+        return textOf(letters_);
+    }
+
+    /// The same where letters touch, for what stands apart from them; nothing when that is doubtful as well.
+    std::optional<std::string> runLoosely() {
+        const auto shares = alignGlyphs(sketches(), shapes_, {top_, line_.baseline});
+        if (!shares) return std::nullopt;
         for (std::size_t i = 0; i < letters_.size(); ++i) {
-            if (letters_[i].count != 1) continue;
-            repairStem(i);
-            repairCase(letters_[i]);
-            repairZero(i, cells.has_value());
+            letters_[i].first = (*shares)[i].first;
+            letters_[i].count = (*shares)[i].count;
         }
+        dropNarrowBlanks();
+        isLoose_ = true;
+        repairLetters(true);
         return textOf(letters_);
     }
 
   private:
+    void repairLetters(bool fixedPitch) {
+        xHeight_ = heightOfSmallLetters();
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            if (letters_[i].count != 1) continue;
+            repairStem(i);
+            repairCase(letters_[i]);
+            repairZero(i, fixedPitch);
+        }
+    }
+
+    std::vector<LetterSketch> sketches() const {
+        std::vector<LetterSketch> all;
+        for (const Letter& letter : letters_) {
+            all.push_back({letter.text.size() == 1 ? letter.text[0] : '\0', letter.blankBefore});
+        }
+        return all;
+    }
+
+    /// Takes out blanks beside punctuation where it stands as close as within a word: the model likes to put
+    /// them after the dots of addresses and file names.
+    void dropNarrowBlanks() {
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            Letter& letter = letters_[i];
+            const Letter& before = letters_[i - 1];
+            if (!letter.blankBefore || letter.count == 0 || before.count == 0) continue;
+            if (!isPunctuation(before) && !isPunctuation(letter)) continue;
+            if (gapBefore(i) <= 0.25 * capHeight_) letter.blankBefore = false;
+        }
+    }
+
+    static bool isPunctuation(const Letter& one) { return one.isOneOf({".", ":", "_", "-", "/", "#", "@"}); }
+
     bool isUnderscore(const GlyphShape& shape) const {
         const PixelBox& box = shape.box;
         return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 &&
@@ -193,14 +238,33 @@ class Repair {
         if (letter.is("|")) return;
         const bool bar = !traits.flagLeft && !traits.footLeft && !traits.topRight;
         if (traits.gap) return;
+        // Small flags fade; a word of one letter with feet is a number.
+        if (letter.is("l") && isAlone(i) && traits.footLeft && traits.footRight) letter.text.assign(1, '1');
         if (traits.flagLeft && !traits.topRight && traits.footLeft == traits.footRight) {
-            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i)) letter.text.assign(1, '1');
+            if (!traits.footLeft || letter.is("i") || hasDigitBeside(i) || hasPlainL() || isAlone(i))
+                letter.text.assign(1, '1');
         } else if (traits.flagLeft && traits.footRight && !traits.footLeft && !traits.topRight) {
             letter.text.assign(1, 'l');
-        } else if (bar && ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
-                           (letter.is("1") && isBetweenLetters(i)))) {
+        } else if (bar &&
+                   ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
+                    (letter.is("1") && isBetweenLetters(i)) || (letter.is("I") && isInsideSmallWord(i)))) {
             letter.text.assign(1, 'l');
         }
+    }
+
+    /// Whether another l of the line is a bare stroke, so that this font's l has no feet.
+    bool hasPlainL() const {
+        return std::any_of(letters_.begin(), letters_.end(), [this](const Letter& one) {
+            if (!one.is("l") || one.count != 1) return false;
+            const StemTraits traits = stemTraits(line_, shapes_[one.first]);
+            return !traits.flagLeft && !traits.footLeft && !traits.footRight && !traits.topRight;
+        });
+    }
+
+    /// Whether a character is a word of its own, as numbers are and small letters hardly.
+    bool isAlone(std::size_t i) const {
+        return letters_.size() > 1 && (i == 0 || letters_[i].blankBefore) &&
+               (i + 1 == letters_.size() || letters_[i + 1].blankBefore);
     }
 
     bool hasDigitBeside(std::size_t i) const {
@@ -220,15 +284,43 @@ class Repair {
                (i + 1 < letters_.size() && !letters_[i + 1].blankBefore && isLetter(letters_[i + 1]));
     }
 
+    static bool isSmallLetter(const Letter& one) {
+        return one.text.size() == 1 && one.text[0] >= 'a' && one.text[0] <= 'z';
+    }
+
+    /// Whether small letters of the same word stand on both sides.
+    bool isInsideSmallWord(std::size_t i) const {
+        return i > 0 && i + 1 < letters_.size() && !letters_[i].blankBefore && !letters_[i + 1].blankBefore &&
+               isSmallLetter(letters_[i - 1]) && isSmallLetter(letters_[i + 1]);
+    }
+
     bool isBetweenLetters(std::size_t i) const {
         return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
     }
 
-    /// Letters of one shape in both cases, of which the small one reaches below the baseline.
-    void repairCase(Letter& letter) {
-        if (shapes_[letter.first].box.y1 < line_.baseline + 0.2 * capHeight_) return;
-        if (letter.is("P")) letter.text.assign(1, 'p');
-        if (letter.is("Y")) letter.text.assign(1, 'y');
+    /// Letters of one shape in both cases: the small one reaches below the baseline, or is as low as other
+    /// small ones.
+    void repairCase(Letter& letter) const {
+        const PixelBox& box = shapes_[letter.first].box;
+        if (letter.isOneOf({"P", "Y"}) && box.y1 >= line_.baseline + 0.2 * capHeight_) makeSmall(letter);
+        if (isLoose_ || !xHeight_ || !letter.isOneOf({"C", "O", "S", "V", "W", "X", "Z"})) return;
+        if (box.height() <= 1.06 * *xHeight_ && box.y1 <= line_.baseline + 1) makeSmall(letter);
+    }
+
+    static void makeSmall(Letter& letter) { letter.text[0] = static_cast<char>(letter.text[0] - 'A' + 'a'); }
+
+    /// The height of small letters that look like no capital; nothing where there are none.
+    std::optional<double> heightOfSmallLetters() const {
+        std::vector<int> heights;
+        for (const Letter& letter : letters_) {
+            if (letter.count == 1 && letter.isOneOf({"a", "e", "m", "n", "r", "u"}))
+                heights.push_back(shapes_[letter.first].box.height());
+        }
+        if (heights.empty()) return std::nullopt;
+        const auto [low, high] = std::minmax_element(heights.begin(), heights.end());
+        // Unlike heights tell that letters and shapes do not belong together.
+        if (*high > *low + 1) return std::nullopt;
+        return (*low + *high) / 2.0;
     }
 
     void repairZero(std::size_t i, bool fixedPitch) {
@@ -255,19 +347,27 @@ class Repair {
     std::vector<GlyphShape> shapes_;
     int top_ = 0;
     int capHeight_ = 1;
+    std::optional<double> xHeight_;
+    /// Whether shapes were only aligned with letters, not matched.
+    bool isLoose_ = false;
 };
 
 }  // namespace
 
-std::string repairReading(const std::string& text, const LinePlane& line) {
-    const std::vector<Letter> letters = lettersOf(text);
-    if (letters.empty()) return text;
+std::string repairReading(const LineReading& reading, const LinePlane& line) {
+    const std::vector<Letter> letters = lettersOf(reading.text);
+    if (letters.empty()) return reading.text;
     // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches
     // counts.
     for (const float inkLevel : {96.0F, 128.0F, 160.0F, 72.0F, 192.0F}) {
         if (auto repaired = Repair(letters, line, inkLevel).run()) return *repaired;
     }
-    return text;
+    // What the model is sure of is more often right than shapes that touch.
+    if (reading.confidence >= sure) return reading.text;
+    for (const float inkLevel : {128.0F, 96.0F, 160.0F}) {
+        if (auto repaired = Repair(letters, line, inkLevel).runLoosely()) return *repaired;
+    }
+    return reading.text;
 }
 
 }  // namespace varkel

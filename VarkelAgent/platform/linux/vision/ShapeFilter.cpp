@@ -38,13 +38,60 @@ LineContact contactOf(const Component& shape, const ComponentSet& all, const Mas
     return contact;
 }
 
+bool isHorizontal(std::uint8_t bits) {
+    return (bits & horizontalEdge) != 0;
+}
+
+bool isLineOver(const PixelBox& span, const Mask& lines, int y) {
+    if (y < 0 || y >= lines.height) return false;
+    const std::uint8_t* row = lines.row(y);
+    return std::all_of(row + span.x0, row + span.x1, isHorizontal);
+}
+
+/// Whether a shape stands between the long sides of a tight rectangle, such as a selection, without being a
+/// part of it: a side runs along the whole of the shape and on, and one of them keeps its distance.
+bool isBetweenLines(const PixelBox& box, const Mask& lines) {
+    const PixelBox span{box.x0 - reach, box.y0, box.x1 + reach, box.y1};
+    if (span.x0 < 0 || span.x1 > lines.width) return false;
+    const bool touchesAbove = isLineOver(box, lines, box.y0 - 1);
+    const bool touchesBelow = isLineOver(box, lines, box.y1);
+    if (touchesAbove && touchesBelow) return false;
+    // The round ends of a badge between the lines of a table have their own lines beside them.
+    for (int y = box.y0; y < box.y1; ++y) {
+        const std::uint8_t* row = lines.row(y);
+        if (std::any_of(row + span.x0, row + span.x1, isHorizontal)) return false;
+    }
+    bool above = false;
+    bool below = false;
+    for (int distance = 1; distance <= reach + 1; ++distance) {
+        above = above || isLineOver(span, lines, box.y0 - distance);
+        below = below || isLineOver(span, lines, box.y1 - 1 + distance);
+    }
+    return above && below;
+}
+
 /// A corner of a frame joins a horizontal and a vertical line, the round end of one joins two horizontals.
 bool isPartOfFrame(const Component& shape, const ComponentSet& all, const Mask& lines) {
     // Whole words that touch the side of their box are wide.
     if (shape.box.width() > 1.3 * shape.box.height()) return false;
     const LineContact contact = contactOf(shape, all, lines);
     return (contact.vertical && (contact.horizontalAbove || contact.horizontalBelow)) ||
-           (contact.horizontalAbove && contact.horizontalBelow);
+           (contact.horizontalAbove && contact.horizontalBelow && !isBetweenLines(shape.box, lines));
+}
+
+/// Whether a shape has the outline of a switch: twice as long as high, straight above and below, round at its
+/// ends.
+bool isSwitch(const Component& shape, const ComponentSet& all) {
+    const int width = shape.box.width();
+    const int height = shape.box.height();
+    if (height < 14 || width < 1.6 * height || width > 2.6 * height) return false;
+    const auto isRounded = [&](const Run& run) {
+        const int left = run.x0 - shape.box.x0;
+        const int right = shape.box.x1 - run.x1;
+        return std::min(left, right) >= 0.18 * height && std::max(left, right) <= 0.5 * height;
+    };
+    // Runs go from top to bottom: the first and the last are the outline's flat sides.
+    return isRounded(all.runs[shape.firstRun]) && isRounded(all.runs[shape.firstRun + shape.runCount - 1]);
 }
 
 bool isClosed(const Component& shape, const ComponentSet& all) {
@@ -126,7 +173,7 @@ std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks&
     std::vector<Component> candidates;
     for (const Component& shape : shapes.components) {
         if (shape.area < 2) continue;
-        if (isPartOfFrame(shape, shapes, edges.lines)) continue;
+        if (isPartOfFrame(shape, shapes, edges.lines) || isSwitch(shape, shapes)) continue;
         candidates.push_back(shape);
     }
     std::sort(candidates.begin(), candidates.end(),

@@ -126,7 +126,7 @@ LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlan
     const std::string key = LineMemory::keyOf(plane);
     if (auto known = memory_.find(key)) return *std::move(known);
     LineReading reading = recogniser.read(prepareLine(plane));
-    reading.text = repairReading(reading.text, plane);
+    reading.text = repairReading(reading, plane);
     memory_.remember(key, reading);
     return reading;
 }
