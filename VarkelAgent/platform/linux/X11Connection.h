@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+#include "platform/linux/DeadlineMutex.h"
+
 namespace varkel {
 
 struct FreeDeleter {
@@ -78,7 +80,7 @@ class X11Connection {
 
     const std::string display_;
 
-    std::timed_mutex sessionMutex_;
+    DeadlineMutex sessionMutex_;
     std::atomic<Clock::rep> lastUse_{0};
     xcb_connection_t* connection_ = nullptr;
     xcb_screen_t* screen_ = nullptr;
@@ -132,7 +134,7 @@ class X11Connection::Session {
                                             std::uint32_t maxBytes);
 
     X11Connection& owner_;
-    std::unique_lock<std::timed_mutex> lock_;
+    std::unique_lock<DeadlineMutex> lock_;
 };
 
 template <class T>
