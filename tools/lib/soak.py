@@ -292,7 +292,8 @@ def soak(desktop, options):
     counted = application.settled_clicks()
     if counted != clicks:
         faults.append(f"{clicks} clicks were answered, the application counted {counted}")
-    faults += ["the agent said: " + line for line in agent.output if "Sanitizer" in line]
+    if any("Sanitizer" in line for line in agent.output):
+        faults.append("the agent said:\n" + "".join(agent.output))
     # What a sanitizer keeps for itself grows for long.
     if not options.sanitized and after.resident > before.resident * (1 + GROWTH_ALLOWED):
         faults.append("memory grew")
