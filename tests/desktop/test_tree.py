@@ -93,6 +93,25 @@ class KnownWidgets(DesktopTest):
         self.assertNotIn("frame", find(tree, role="AXMenuItem", label="Open"))
         self.assertNotIn("frame", tree)
 
+    def test_an_application_is_read_by_the_same_connections_every_time(self):
+        """What a toolkit keeps of every connection that ends makes the application slower for good."""
+        def sockets():
+            folder = f"/proc/{self.agent.process.pid}/fd"
+            links = (os.readlink(os.path.join(folder, name)) for name in os.listdir(folder))
+            return {link for link in links if link.startswith("socket:")}
+
+        def walk_all():
+            answer = self.agent.request("POST", "/ax/click", {"elementId": "0" * 16})
+            self.assertEqual(answer.status, 404)
+        self.agent.request("GET", "/health")
+        before = sockets()
+        walk_all()
+        walk_all()
+        lines = sockets() - before
+        for _ in range(30):
+            walk_all()
+        self.assertGreaterEqual(len(lines & sockets()), 8, "the connections of one request")
+
     def test_a_second_request_is_answered_from_the_cache(self):
         self.known_tree(self.app)
         first, second = self.agent.tree(self.app.pid), self.agent.tree(self.app.pid)

@@ -222,6 +222,7 @@ std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busN
 
 AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
                                                Deadline deadline) {
+    if (auto kept = lines_.take(application.pid)) return {lines_.address(application.pid), std::move(kept)};
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply =
         bus.callAndWait(bus.newCall({application.root.busName.c_str(), application.root.path.c_str(),
@@ -233,6 +234,8 @@ AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiAp
     if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return {};
     auto connection = BusConnection::open(address, BusKind::peer, limit);
     if (!connection || !leadsTo(*connection, application.pid)) return {};
+    lines_.setAddress(application.pid, address);
+    lines_.reserve(application.pid, DirectLines::Need::first);
     return {address, std::move(connection)};
 }
 

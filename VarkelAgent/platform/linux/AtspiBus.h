@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/DirectLines.h"
 #include "platform/linux/SdBus.h"
 
 namespace varkel {
@@ -72,14 +73,18 @@ class AtspiBus {
     /// The process that owns a bus name.
     std::optional<pid_t> pidOf(BusConnection& bus, const std::string& busName, Deadline deadline);
 
-    /// Where an application can be reached past the bus, and a connection there. Null when the application
-    /// offers none that leads to its own process; `frozen` when it did not answer at all.
+    /// Where an application can be reached past the bus, and a connection there, from lines() or for it. Null
+    /// when the application offers none that leads to its own process; `frozen` when it did not answer at
+    /// all.
     struct DirectLine {
         std::string address;
         std::unique_ptr<BusConnection> connection;
         bool frozen = false;
     };
     DirectLine connectDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
+
+    /// The connections past the bus that are kept.
+    DirectLines& lines() { return lines_; }
 
     /// Begins to open one more connection to an address that connectDirectly() gave. Null when it leads
     /// elsewhere by now.
@@ -104,6 +109,7 @@ class AtspiBus {
     std::unique_ptr<BusConnection> sentinel_;
     std::vector<std::unique_ptr<BusConnection>> idle_;
     std::map<std::string, pid_t> pids_;
+    DirectLines lines_;
 };
 
 }  // namespace varkel

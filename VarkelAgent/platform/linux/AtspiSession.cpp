@@ -30,7 +30,7 @@ constexpr std::size_t maxNodes = 500'000;
 constexpr std::size_t maxPeers = 256;
 
 /// Connections straight to an application in a bulk load.
-constexpr std::size_t maxLanes = 8;
+constexpr std::size_t maxLanes = DirectLines::perRequest;
 
 constexpr const char* nullPath = "/org/a11y/atspi/null";
 
@@ -75,11 +75,20 @@ bool AtspiSession::connect() {
     return true;
 }
 
-/// Begins to open the connections for a bulk load. Calls go over each as soon as it is ready.
+AtspiSession::~AtspiSession() {
+    for (auto& lane : lanes_) bus_.lines().giveBack(pid_, std::move(lane));
+}
+
+/// Takes the connections for a bulk load, or begins to open them. Calls go over each as soon as it is ready.
 void AtspiSession::openLanes() {
+    DirectLines& lines = bus_.lines();
     while (!lanes_.empty() && lanes_.size() < maxLanes) {
-        auto lane = AtspiBus::beginDirectly(directAddress_, pid_);
-        if (!lane) return;
+        auto lane = lines.take(pid_);
+        if (!lane) {
+            if (!lines.reserve(pid_, DirectLines::Need::more)) return;
+            lane = AtspiBus::beginDirectly(directAddress_, pid_);
+        }
+        if (!lane) return lines.giveBack(pid_, nullptr);
         lanes_.push_back(std::move(lane));
     }
 }

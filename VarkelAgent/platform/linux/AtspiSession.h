@@ -25,6 +25,7 @@ class AtspiSession {
     AtspiSession(AtspiBus& bus, pid_t pid);
     AtspiSession(const AtspiSession&) = delete;
     AtspiSession& operator=(const AtspiSession&) = delete;
+    ~AtspiSession();
 
     /// The node of the application itself.
     static constexpr std::uint32_t rootNode = 0;

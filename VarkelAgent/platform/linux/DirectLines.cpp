@@ -1,0 +1,134 @@
+#include "platform/linux/DirectLines.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace varkel {
+
+namespace {
+
+/// Connections that nobody uses, to all applications together.
+constexpr std::size_t maxIdle = 256;
+
+/// Processes whose address is remembered.
+constexpr std::size_t maxProcesses = 1024;
+
+}  // namespace
+
+DirectLines::~DirectLines() {
+    {
+        const std::lock_guard lock(mutex_);
+        stopping_ = true;
+        wakeKeeper();
+    }
+    if (keeper_.joinable()) keeper_.join();
+}
+
+std::unique_ptr<BusConnection> DirectLines::take(pid_t pid) {
+    const std::lock_guard lock(mutex_);
+    const auto found = processes_.find(pid);
+    if (found == processes_.end()) return nullptr;
+    auto& idle = found->second.idle;
+    while (!idle.empty()) {
+        auto line = std::move(idle.back());
+        idle.pop_back();
+        --idle_;
+        if (!line->isAlive()) continue;
+        ++found->second.used;
+        return line;
+    }
+    return nullptr;
+}
+
+bool DirectLines::reserve(pid_t pid, Need need) {
+    const std::lock_guard lock(mutex_);
+    Process& process = processes_[pid];
+    if (need == Need::more && process.idle.size() + process.used >= perRequest) return false;
+    ++process.used;
+    return true;
+}
+
+void DirectLines::giveBack(pid_t pid, std::unique_ptr<BusConnection> line) {
+    const std::lock_guard lock(mutex_);
+    Process& process = processes_[pid];
+    if (process.used > 0) --process.used;
+    if (!line || line->outstanding() != 0 || !line->isReady() || !line->isAlive()) return;
+    process.idle.push_back(std::move(line));
+    ++idle_;
+    forgetSome();
+    wakeKeeper();
+}
+
+std::string DirectLines::address(pid_t pid) {
+    const std::lock_guard lock(mutex_);
+    const auto found = processes_.find(pid);
+    return found == processes_.end() ? "" : found->second.address;
+}
+
+void DirectLines::setAddress(pid_t pid, const std::string& address) {
+    const std::lock_guard lock(mutex_);
+    processes_[pid].address = address;
+}
+
+/// Called with the lock held. Makes room for what is used now.
+void DirectLines::forgetSome() {
+    for (auto at = processes_.begin(); at != processes_.end();) {
+        const bool tooMany = idle_ > maxIdle || processes_.size() > maxProcesses;
+        if (!tooMany) return;
+        if (at->second.used > 0) {
+            ++at;
+            continue;
+        }
+        idle_ -= at->second.idle.size();
+        at = processes_.erase(at);
+    }
+}
+
+/// Called with the lock held.
+void DirectLines::wakeKeeper() {
+    if (!keeper_.joinable()) {
+        if (stopping_) return;
+        wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+        if (!wake_) return;
+        keeper_ = std::thread([this] { keep(); });
+    }
+    const std::uint64_t one = 1;
+    // A full counter wakes as well.
+    [[maybe_unused]] const auto written = ::write(wake_.get(), &one, sizeof one);
+}
+
+void DirectLines::keep() {
+    std::vector<pollfd> watched;
+    std::unique_lock lock(mutex_);
+    while (!stopping_) {
+        watched.assign(1, {wake_.get(), POLLIN, 0});
+        for (const auto& [pid, process] : processes_) {
+            for (const auto& line : process.idle) watched.push_back({line->fd(), POLLIN, 0});
+        }
+        lock.unlock();
+        // A connection that is taken meanwhile wakes this for nothing, once.
+        ::poll(watched.data(), watched.size(), -1);
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto read = ::read(wake_.get(), &count, sizeof count);
+        lock.lock();
+        readOff();
+    }
+}
+
+/// Called with the lock held. Throws away what has come, and the connections that have ended.
+void DirectLines::readOff() {
+    for (auto at = processes_.begin(); at != processes_.end();) {
+        Process& process = at->second;
+        for (auto& line : process.idle) line->serve();
+        idle_ -= std::erase_if(process.idle, [](const auto& line) { return !line->isAlive(); });
+        const bool gone = process.idle.empty() && process.used == 0;
+        at = gone ? processes_.erase(at) : std::next(at);
+    }
+}
+
+}  // namespace varkel

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/FileDescriptor.h"
+#include "platform/linux/SdBus.h"
+
+namespace varkel {
+
+/// The connections straight to applications that are kept between requests. An application's toolkit does not
+/// clean up after a connection that ends: each one costs it memory and makes its main loop slower for as long
+/// as it lives. What an application sends to a connection that nobody uses (events) is read off by a thread,
+/// so that it piles up nowhere. Any thread.
+class DirectLines {
+  public:
+    /// Connections that one request uses at once.
+    static constexpr std::size_t perRequest = 8;
+
+    DirectLines() = default;
+    DirectLines(const DirectLines&) = delete;
+    DirectLines& operator=(const DirectLines&) = delete;
+    ~DirectLines();
+
+    /// A kept connection to a process, for the caller's use; null when there is none that is alive.
+    std::unique_ptr<BusConnection> take(pid_t pid);
+
+    /// Whether one more connection to a process may be opened. It counts from now on; giveBack() ends that,
+    /// with null when it could not be opened. A request's first one is always allowed.
+    enum class Need { first, more };
+    bool reserve(pid_t pid, Need need);
+
+    /// Ends the use of a connection: it is kept when it is still good.
+    void giveBack(pid_t pid, std::unique_ptr<BusConnection> line);
+
+    /// Where a process was last reached past the bus; empty when it is not known.
+    std::string address(pid_t pid);
+    void setAddress(pid_t pid, const std::string& address);
+
+  private:
+    struct Process {
+        std::string address;
+        std::vector<std::unique_ptr<BusConnection>> idle;
+        std::size_t used = 0;
+    };
+
+    void wakeKeeper();
+    void keep();
+    void readOff();
+    void forgetSome();
+
+    std::mutex mutex_;
+    std::map<pid_t, Process> processes_;
+    std::size_t idle_ = 0;
+    bool stopping_ = false;
+    FileDescriptor wake_;
+    std::thread keeper_;
+};
+
+}  // namespace varkel
