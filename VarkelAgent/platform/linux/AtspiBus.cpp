@@ -222,7 +222,8 @@ std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busN
 
 AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
                                                Deadline deadline) {
-    if (auto kept = lines_.take(application.pid)) return {lines_.address(application.pid), std::move(kept)};
+    if (auto kept = lines_.take(application.pid, DirectLines::Need::first))
+        return {lines_.address(application.pid), std::move(kept)};
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply =
         bus.callAndWait(bus.newCall({application.root.busName.c_str(), application.root.path.c_str(),

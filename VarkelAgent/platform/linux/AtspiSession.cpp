@@ -83,7 +83,7 @@ AtspiSession::~AtspiSession() {
 void AtspiSession::openLanes() {
     DirectLines& lines = bus_.lines();
     while (!lanes_.empty() && lanes_.size() < maxLanes) {
-        auto lane = lines.take(pid_);
+        auto lane = lines.take(pid_, DirectLines::Need::more);
         if (!lane) {
             if (!lines.reserve(pid_, DirectLines::Need::more)) return;
             lane = AtspiBus::beginDirectly(directAddress_, pid_);

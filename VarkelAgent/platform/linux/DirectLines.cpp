@@ -29,10 +29,11 @@ DirectLines::~DirectLines() {
     if (keeper_.joinable()) keeper_.join();
 }
 
-std::unique_ptr<BusConnection> DirectLines::take(pid_t pid) {
+std::unique_ptr<BusConnection> DirectLines::take(pid_t pid, Need need) {
     const std::lock_guard lock(mutex_);
     const auto found = processes_.find(pid);
     if (found == processes_.end()) return nullptr;
+    if (need == Need::more && found->second.used >= perRequest) return nullptr;
     auto& idle = found->second.idle;
     while (!idle.empty()) {
         auto line = std::move(idle.back());

@@ -30,12 +30,15 @@ class DirectLines {
     DirectLines& operator=(const DirectLines&) = delete;
     ~DirectLines();
 
-    /// A kept connection to a process, for the caller's use; null when there is none that is alive.
-    std::unique_ptr<BusConnection> take(pid_t pid);
+    enum class Need { first, more };
+
+    /// A kept connection to a process, for the caller's use; null when there is none that is alive. Beyond
+    /// its first one a request gets them only while few are in use: or else as many requests at once would
+    /// come to eight times as many connections.
+    std::unique_ptr<BusConnection> take(pid_t pid, Need need);
 
     /// Whether one more connection to a process may be opened. It counts from now on; giveBack() ends that,
     /// with null when it could not be opened. A request's first one is always allowed.
-    enum class Need { first, more };
     bool reserve(pid_t pid, Need need);
 
     /// Ends the use of a connection: it is kept when it is still good.
