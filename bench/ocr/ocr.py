@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Measures text recognition beside the tesseract program, on the same pictures in the same run.
 
-usage: ocr.py BUILD_DIR [--rounds N]
+usage: tools/bench ocr [BUILD_DIR] [--rounds N]
 
-BUILD_DIR is where the project was built. For each set of screens (`data/ocr`, `data/ocr/more`, which was made later,
-and `data/ocr/controls`, which draw_screens draws) prints the figures that score.py defines and the seconds per picture:
+BUILD_DIR is where the project was built (default: build/release). For each set of screens (`data/ocr`,
+`data/ocr/more`, which was made later, and `data/ocr/controls`, which draw_screens draws) prints the figures that score.py defines and the seconds per picture:
 of this project with no lines remembered, with the picture seen before, and of the program as users run it (its default
 page mode, psm 3) and in its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other
 work on the machine adds to them, so compare the ratios. The program's peak memory is its own, measured for its largest
@@ -82,7 +82,7 @@ def report(name, figures, seconds, images):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument('build', type=pathlib.Path)
+    parser.add_argument('build', nargs='?', type=pathlib.Path, default=HERE.parent.parent / 'build' / 'release')
     parser.add_argument('--rounds', type=int, default=2)
     arguments = parser.parse_args()
     for data in (DATA, DATA / 'more', DATA / 'controls'):
