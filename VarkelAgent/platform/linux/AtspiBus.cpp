@@ -235,8 +235,7 @@ AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiAp
     if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return {};
     auto connection = BusConnection::open(address, BusKind::peer, limit);
     if (!connection || !leadsTo(*connection, application.pid)) return {};
-    lines_.setAddress(application.pid, address);
-    lines_.reserve(application.pid, DirectLines::Need::first);
+    lines_.add(application.pid, address);
     return {address, std::move(connection)};
 }
 

@@ -85,7 +85,7 @@ void AtspiSession::openLanes() {
     while (!lanes_.empty() && lanes_.size() < maxLanes) {
         auto lane = lines.take(pid_, DirectLines::Need::more);
         if (!lane) {
-            if (!lines.reserve(pid_, DirectLines::Need::more)) return;
+            if (!lines.reserve(pid_)) return;
             lane = AtspiBus::beginDirectly(directAddress_, pid_);
         }
         if (!lane) return lines.giveBack(pid_, nullptr);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <system_error>
 #include <utility>
 
 namespace varkel {
@@ -46,10 +47,17 @@ std::unique_ptr<BusConnection> DirectLines::take(pid_t pid, Need need) {
     return nullptr;
 }
 
-bool DirectLines::reserve(pid_t pid, Need need) {
+void DirectLines::add(pid_t pid, const std::string& address) {
     const std::lock_guard lock(mutex_);
     Process& process = processes_[pid];
-    if (need == Need::more && process.idle.size() + process.used >= perRequest) return false;
+    process.address = address;
+    ++process.used;
+}
+
+bool DirectLines::reserve(pid_t pid) {
+    const std::lock_guard lock(mutex_);
+    Process& process = processes_[pid];
+    if (process.idle.size() + process.used >= perRequest) return false;
     ++process.used;
     return true;
 }
@@ -59,21 +67,17 @@ void DirectLines::giveBack(pid_t pid, std::unique_ptr<BusConnection> line) {
     Process& process = processes_[pid];
     if (process.used > 0) --process.used;
     if (!line || line->outstanding() != 0 || !line->isReady() || !line->isAlive()) return;
+    // What nobody reads off must not be kept.
+    if (!wakeKeeper()) return;
     process.idle.push_back(std::move(line));
     ++idle_;
     forgetSome();
-    wakeKeeper();
 }
 
 std::string DirectLines::address(pid_t pid) {
     const std::lock_guard lock(mutex_);
     const auto found = processes_.find(pid);
     return found == processes_.end() ? "" : found->second.address;
-}
-
-void DirectLines::setAddress(pid_t pid, const std::string& address) {
-    const std::lock_guard lock(mutex_);
-    processes_[pid].address = address;
 }
 
 /// Called with the lock held. Makes room for what is used now.
@@ -90,17 +94,22 @@ void DirectLines::forgetSome() {
     }
 }
 
-/// Called with the lock held.
-void DirectLines::wakeKeeper() {
+/// Called with the lock held. False when there is no keeper and none can be had.
+bool DirectLines::wakeKeeper() {
     if (!keeper_.joinable()) {
-        if (stopping_) return;
+        if (stopping_) return false;
         wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-        if (!wake_) return;
-        keeper_ = std::thread([this] { keep(); });
+        if (!wake_) return false;
+        try {
+            keeper_ = std::thread([this] { keep(); });
+        } catch (const std::system_error&) {
+            return false;
+        }
     }
     const std::uint64_t one = 1;
     // A full counter wakes as well.
     [[maybe_unused]] const auto written = ::write(wake_.get(), &one, sizeof one);
+    return true;
 }
 
 void DirectLines::keep() {

@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <condition_variable>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -37,16 +36,18 @@ class DirectLines {
     /// come to eight times as many connections.
     std::unique_ptr<BusConnection> take(pid_t pid, Need need);
 
+    /// Counts a request's first connection to a process, which was opened to this address.
+    void add(pid_t pid, const std::string& address);
+
     /// Whether one more connection to a process may be opened. It counts from now on; giveBack() ends that,
-    /// with null when it could not be opened. A request's first one is always allowed.
-    bool reserve(pid_t pid, Need need);
+    /// with null when it could not be opened.
+    bool reserve(pid_t pid);
 
     /// Ends the use of a connection: it is kept when it is still good.
     void giveBack(pid_t pid, std::unique_ptr<BusConnection> line);
 
     /// Where a process was last reached past the bus; empty when it is not known.
     std::string address(pid_t pid);
-    void setAddress(pid_t pid, const std::string& address);
 
   private:
     struct Process {
@@ -55,7 +56,7 @@ class DirectLines {
         std::size_t used = 0;
     };
 
-    void wakeKeeper();
+    bool wakeKeeper();
     void keep();
     void readOff();
     void forgetSome();
