@@ -44,7 +44,8 @@ Connection::Connection(asio::ip::tcp::socket socket, RequestServer& server, std:
     : socket_(std::move(socket)),
       server_(server),
       scratch_(scratch),
-      stranger_(strangers, [this] { close(); }) {
+      stranger_(strangers, [this] { close(); }),
+      buffer_(&server.callerCheck()) {
     socket_.non_blocking(true);
     socket_.set_option(asio::ip::tcp::no_delay(true));
 }
@@ -68,8 +69,8 @@ Task<void> Connection::serve() {
             buffer_.append(received);
             // Before the answers: a caller that does not take them makes this hold the rest.
             if (!stranger_.hold(buffer_.capacity())) co_return;
-            while (auto request = parseRequest(buffer_, &server_.callerCheck())) {
-                recognise(&*request);
+            while (auto request = parseRequest(buffer_)) {
+                if (buffer_.knowsCaller()) stranger_.leave();
                 const bool isLast = asksForClose(*request);
                 // The common answers are sent without a suspension.
                 if (Outgoing prepared{server_.preparedAnswer(*request), {}}; !prepared.isDone()) {
@@ -83,7 +84,8 @@ Task<void> Connection::serve() {
                     co_await asio::post(socket_.get_executor(), asio::use_awaitable);
                 }
             }
-            recognise(nullptr);
+            // Also by the head of a request whose body is on its way.
+            if (buffer_.knowsCaller()) stranger_.leave();
             stranger_.hold(buffer_.capacity());
             const int maxReads = stranger_.isTaken() ? maxReadsOfStranger : maxReadsInTurn;
             if (!mayHaveMore || reads >= maxReads) break;
@@ -91,13 +93,6 @@ Task<void> Connection::serve() {
             mayHaveMore = received.size() == scratch_.size();
         }
     }
-}
-
-/// Notes that the caller has shown the token, with a whole request or with the head of one whose body is on
-/// its way.
-void Connection::recognise(const HTTPRequest* request) {
-    if (!stranger_.isTaken()) return;
-    if (buffer_.keepsBody() || (request != nullptr && server_.isTrusted(*request))) stranger_.leave();
 }
 
 /// What has already arrived, or nothing. The bytes are good until the next suspension: the space is shared.

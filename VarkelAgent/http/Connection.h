@@ -22,10 +22,7 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
-    /// Whether a request carries the token.
-    virtual bool isTrusted(const HTTPRequest& request) const = 0;
-
-    /// The same for a request that is on its way.
+    /// Whose requests are kept whole. It outlives every connection.
     virtual const CallerCheck& callerCheck() const = 0;
 
     /// The answer to a request.
@@ -59,7 +56,6 @@ class Connection {
         void advance(std::size_t count);
     };
 
-    void recognise(const HTTPRequest* request);
     std::string_view receiveNow();
     Task<void> answer(HTTPRequest request);
     void sendNow(Outgoing& outgoing);

@@ -59,7 +59,7 @@ std::optional<HeaderLine> takeHeader(std::string_view& rest) {
 }
 
 /// All of a head.
-HTTPRequest readHead(std::string_view head) {
+HTTPRequest readWholeHead(std::string_view head) {
     HTTPRequest request;
     readRequestLine(request, takePiece(head, lineEnd));
     while (const auto line = takeHeader(head)) {
@@ -137,6 +137,14 @@ std::optional<std::string_view> ReceiveBuffer::findHead() {
     return std::nullopt;
 }
 
+HTTPRequest ReceiveBuffer::readHead(std::string_view head) {
+    if (!knowsCaller()) {
+        if (auto strangers = readStrangersHead(head, *check_)) return *std::move(strangers);
+        check_ = nullptr;
+    }
+    return readWholeHead(head);
+}
+
 void ReceiveBuffer::consume(std::size_t count) {
     start_ += count;
     searched_ = 0;
@@ -146,10 +154,9 @@ void ReceiveBuffer::consume(std::size_t count) {
     if (bytes_.capacity() > keptCapacity) std::string().swap(bytes_);
 }
 
-void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length, bool keep) {
+void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length) {
     partial_ = std::move(head);
     missing_ = length;
-    keeps_ = keep;
     consume(receiveBody(bytes()));
 }
 
@@ -157,7 +164,7 @@ void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length, bool keep
 std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(missing_, received.size()));
     if (count == 0) return 0;
-    if (keeps_) {
+    if (knowsCaller()) {
         std::string& body = partial_->body;
         if (body.capacity() - body.size() < count) {
             const std::uint64_t ahead = std::max((body.size() + count) * bodyGrowth, smallestBodyReserve);
@@ -169,19 +176,17 @@ std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     return count;
 }
 
-std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check) {
+std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer) {
     if (!buffer.partial_) {
         const auto head = buffer.findHead();
         if (!head) return std::nullopt;
         if (!isValidUTF8(*head)) failInvalid();
-        auto strangers = check == nullptr ? std::nullopt : readStrangersHead(*head, *check);
-        const bool trusted = !strangers;
-        HTTPRequest request = strangers ? *std::move(strangers) : readHead(*head);
+        HTTPRequest request = buffer.readHead(*head);
         const std::uint64_t length = bodyLength(request);
-        if (!trusted) shorten(request);
+        if (!buffer.knowsCaller()) shorten(request);
         buffer.consume(head->size() + headEnd.size());
         if (length == 0) return request;
-        buffer.expectBody(std::move(request), length, trusted);
+        buffer.expectBody(std::move(request), length);
     }
     if (buffer.missing_ > 0) return std::nullopt;
     return std::exchange(buffer.partial_, std::nullopt);

@@ -10,9 +10,7 @@
 
 namespace varkel {
 
-/// Tells the callers who have a right to the service from the others, by one header of their requests. Of the
-/// others' requests nothing is kept but what an answer needs: the start of the request line and the
-/// connection header.
+/// Tells the callers who have a right to the service from the others, by one header of their requests.
 struct CallerCheck {
     /// In lower case.
     std::string header;
@@ -22,9 +20,13 @@ struct CallerCheck {
 /// The bytes of one connection that are not yet part of a returned request, and what is known about them:
 /// how far the end of a head was searched for, and the request whose body is on its way. A body is received
 /// into the request that it belongs to, so it is held once; memory grows with what has arrived, not with what
-/// was announced. Not for use from several threads at once.
+/// was announced. Until the caller has passed the check, nothing is kept of a request but what an answer
+/// needs: the start of the request line and the connection header. Not for use from several threads at once.
 class ReceiveBuffer {
   public:
+    /// Without a check every caller is known. The check must outlive the buffer.
+    explicit ReceiveBuffer(const CallerCheck* check = nullptr) : check_(check) {}
+
     void append(std::string_view received);
 
     /// What follows the returned requests, and the request whose body is on its way.
@@ -33,8 +35,8 @@ class ReceiveBuffer {
     /// Whether a head has been taken in and its body is not complete.
     bool awaitsBody() const { return partial_.has_value(); }
 
-    /// Whether that body is being kept.
-    bool keepsBody() const { return awaitsBody() && keeps_; }
+    /// Whether the caller has passed the check, with any of the heads so far.
+    bool knowsCaller() const { return check_ == nullptr; }
 
     /// How many bytes have been looked at in search of the ends of heads.
     std::uint64_t examinedBytes() const { return examined_; }
@@ -43,12 +45,16 @@ class ReceiveBuffer {
     std::size_t capacity() const { return bytes_.capacity(); }
 
   private:
-    friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check);
+    friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer);
 
     std::optional<std::string_view> findHead();
+    HTTPRequest readHead(std::string_view head);
     void consume(std::size_t count);
-    void expectBody(HTTPRequest head, std::uint64_t length, bool keep);
+    void expectBody(HTTPRequest head, std::uint64_t length);
     std::size_t receiveBody(std::string_view received);
+
+    /// Null once the caller is known.
+    const CallerCheck* check_;
 
     std::string bytes_;
     /// Where the bytes that count start: removal from the front costs nothing.
@@ -59,14 +65,13 @@ class ReceiveBuffer {
 
     std::optional<HTTPRequest> partial_;
     std::uint64_t missing_ = 0;
-    bool keeps_ = true;
 };
 
-/// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Without a check
-/// every caller is trusted. Raises HTTPError::invalidRequest for a head that does not end within 1 MiB, is
-/// not UTF-8, has a request line of fewer than two fields, or announces a negative body length or one that 64
-/// bits cannot hold; the buffer is of no use afterwards.
-std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer, const CallerCheck* check = nullptr);
+/// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Raises
+/// HTTPError::invalidRequest for a head that does not end within 1 MiB, is not UTF-8, has a request line of
+/// fewer than two fields, or announces a negative body length or one that 64 bits cannot hold; the buffer is
+/// of no use afterwards.
+std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer);
 
 /// The status line and the header lines of a response, with the empty line that ends them. A Connection and
 /// a Content-Length line are added when the response has none.

@@ -69,7 +69,6 @@ class HTTPServer : private RequestServer {
     };
 
     std::string_view preparedAnswer(const HTTPRequest& request) const override;
-    bool isTrusted(const HTTPRequest& request) const override { return verifyToken(request); }
     const CallerCheck& callerCheck() const override { return callerCheck_; }
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 

@@ -47,9 +47,9 @@ std::string inflated(std::string_view text) {
 
 const CallerCheck check{"t", [](std::string_view value) { return value == "1"; }};
 
-bool isStrangers(const HTTPRequest& request) {
+bool showsToken(const HTTPRequest& request) {
     const std::string* shown = request.header("t");
-    return shown == nullptr || *shown != "1";
+    return shown != nullptr && *shown == "1";
 }
 
 class Reader {
@@ -58,7 +58,7 @@ class Reader {
         if (parsed_.refused) return;
         buffer_.append(piece);
         try {
-            while (auto request = parseRequest(buffer_, &check)) take(*std::move(request));
+            while (auto request = parseRequest(buffer_)) take(*std::move(request));
         } catch (const HTTPError& error) {
             require(error.errorCase() == HTTPError::Case::invalidRequest, "a bad request is an invalid one");
             parsed_.refused = true;
@@ -75,7 +75,8 @@ class Reader {
 
   private:
     void take(HTTPRequest request) {
-        if (isStrangers(request)) {
+        known_ = known_ || showsToken(request);
+        if (!known_) {
             std::size_t kept = request.method.size() + request.path.size() + request.body.size();
             for (const auto& [name, value] : request.headers) kept += name.size() + value.size();
             require(kept < 2048, "little is kept of a stranger's request");
@@ -90,7 +91,8 @@ class Reader {
         parsed_.requests.push_back(std::move(request));
     }
 
-    ReceiveBuffer buffer_;
+    ReceiveBuffer buffer_{&check};
+    bool known_ = false;
     Parsed parsed_;
 };
 
