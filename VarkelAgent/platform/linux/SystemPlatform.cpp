@@ -21,12 +21,15 @@ class SystemClock : public Clock {
     }
 };
 
-/// Large blocks go back to the system when they are freed. Left to itself, the allocator takes the first
-/// large ones for a sign of more, and each thread that has held a child's long output keeps tens of
-/// megabytes.
-void returnLargeBlocks() {
+/// Large blocks go back to the system when they are freed, and the threads share a few heaps. Left to itself,
+/// the allocator takes the first large blocks for a sign of more, and each thread that has held a child's
+/// long output keeps tens of megabytes; and it makes eight heaps per core, each of which grows to the most
+/// that was ever needed in it at once.
+void keepMemorySmall() {
 #ifdef __GLIBC__
     constexpr int large = 4 << 20;
+    constexpr int heaps = 4;
+    mallopt(M_ARENA_MAX, heaps);
     mallopt(M_MMAP_THRESHOLD, large);
     mallopt(M_TRIM_THRESHOLD, 2 * large);
 #endif
@@ -35,7 +38,7 @@ void returnLargeBlocks() {
 }  // namespace
 
 Platform makeSystemPlatform() {
-    returnLargeBlocks();
+    keepMemorySmall();
     // Shared by what reads trees and what finds the application in front; lives as long as the process.
     static AtspiBus bus;
     Platform platform;
