@@ -136,7 +136,7 @@ class Parts(Breakdown):
         def fault():
             self.busy(kill)
             self.desktop.stop(self.desktop.window_manager)
-            self.desktop.start_x_server(self.desktop.display)
+            self.desktop.start_x_server()
             self.desktop.start_window_manager()
             self.desktop.kill_accessibility_bus()  # part of it went with the server
             self.desktop.start_accessibility_bus()
@@ -183,7 +183,6 @@ class Parts(Breakdown):
             self.assert_serves()
         kinds = [accessibility, session]
         self.repeat(fault, 4)
-
 
     def test_buses_that_are_stopped_hold_nobody_up_for_good(self):
         app = self.start_acts()

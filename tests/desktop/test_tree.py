@@ -161,7 +161,7 @@ class Frontmost(DesktopTest):
         self.desktop.stop(self.desktop.x_server)
         self.assertIn(self.agent.tree().status, (200, 500))
         self.assertEqual(self.agent.request("GET", "/health").status, 200)
-        self.desktop.start_x_server(self.desktop.display)
+        self.desktop.start_x_server()
         self.desktop.start_window_manager()
         self.desktop.activate(self.start_known_widgets("After").window)
         wait_for(lambda: self.frontmost() == "After", 15, "the frontmost application")

@@ -103,17 +103,17 @@ def _has_marker(pid, marker):
 
 
 class PrivateDesktop:
-    """A private desktop; a context manager. Used from the main thread.
+    """A private desktop; a context manager. Used from the main thread. It takes a free display number, or the given one.
 
     `display` (such as ":7"), `environment` (for children), `directory` (private, removed at the end)."""
 
-    def __init__(self, width=1280, height=900):
+    def __init__(self, width=1280, height=900, display=None):
         self._size = (width, height)
         self._processes = []
         self._sessions = set()
         self._marker = uuid.uuid4().hex
         self.directory = None
-        self.display = None
+        self.display = display
         self.environment = None
 
     def __enter__(self):
@@ -242,15 +242,14 @@ class PrivateDesktop:
                 line += piece
         return process, line.decode().strip()
 
-    def start_x_server(self, display=None):
-        """Starts the X server, on a free display number or on the given one (such as ":7")."""
+    def start_x_server(self):
+        """Starts the X server, the first time on a free display number unless one was given, later on the same."""
         width, height = self._size
-        number = [display] if display else ["-displayfd", "{fd}"]
+        number = [self.display] if self.display else ["-displayfd", "{fd}"]
         command = ["Xvfb", *number, "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp", "-noreset",
                    "-auth", self.environment["XAUTHORITY"]]
-        if display:
+        if self.display:
             self.x_server = self.start(command)
-            self.display = display
         else:
             self.x_server, line = self._start_with_report(command, "Xvfb")
             self.display = ":" + line
