@@ -1,9 +1,5 @@
-#include <openssl/evp.h>
-
-#include <array>
-#include <memory>
-
 #include "ax/AX+Shared.h"
+#include "platform/Digest.h"
 #include "platform/MainThread.h"
 #include "platform/Platform.h"
 
@@ -86,22 +82,8 @@ std::optional<AXFrame> getFrame(const AXUIElementRef& element) {
 }
 
 std::string sha256Hash(std::string_view text) {
-    constexpr std::string_view hex = "0123456789abcdef";
     constexpr std::size_t hashedBytes = 8;
-    // Fetched once: looking the algorithm up costs more than hashing the short texts that ids are made of.
-    static const std::unique_ptr<EVP_MD, decltype(&EVP_MD_free)> sha256(
-        EVP_MD_fetch(nullptr, "SHA256", nullptr), &EVP_MD_free);
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    if (EVP_Digest(text.data(), text.size(), digest.data(), nullptr, sha256.get(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
-    std::string out;
-    out.reserve(2 * hashedBytes);
-    for (std::size_t i = 0; i < hashedBytes; ++i) {
-        out += hex[digest[i] >> 4];
-        out += hex[digest[i] & 15];
-    }
-    return out;
+    return hexDigest(text, hashedBytes);
 }
 
 ElementIdentity readIdentity(const AXUIElementRef& element) {

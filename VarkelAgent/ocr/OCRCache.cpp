@@ -1,32 +1,17 @@
 #include "ocr/OCRCache.h"
 
-#include <openssl/evp.h>
-
-#include <array>
 #include <boost/container_hash/hash.hpp>
 #include <charconv>
-#include <stdexcept>
 #include <utility>
 
 #include "ax/AX+Shared.h"
+#include "platform/Digest.h"
 #include "platform/Environment.h"
 
 namespace varkel {
 
 std::string sha256HashData(std::string_view bytes) {
-    constexpr std::string_view hex = "0123456789abcdef";
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned length = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr) != 1) {
-        throw std::runtime_error("SHA-256 is not available");
-    }
-    std::string out;
-    out.reserve(std::size_t{2} * length);
-    for (unsigned i = 0; i < length; ++i) {
-        out += hex[digest[i] >> 4];
-        out += hex[digest[i] & 15];
-    }
-    return out;
+    return hexDigest(bytes);
 }
 
 std::int64_t ocrCacheCapacity(const std::optional<std::string>& value) {
