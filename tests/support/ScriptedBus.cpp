@@ -150,10 +150,13 @@ void WireWriter::end(Array begun) {
 /// One connection: first the lines of the authentication, then messages.
 class ScriptedBus::Connection {
   public:
-    Connection(int socket, const Answer& answer) : socket_(socket), answer_(answer) {}
+    Connection(int socket, std::size_t number, const Answer& answer)
+        : socket_(socket), number_(number), answer_(answer) {}
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
     ~Connection() { ::close(socket_); }
+
+    std::size_t number() const { return number_; }
 
     pollfd entry() const {
         const bool writes = !out_.empty();
@@ -218,6 +221,7 @@ class ScriptedBus::Connection {
         if (static_cast<std::uint8_t>(bytes[1]) == methodCall) {
             ScriptedCall call = readHeader(bytes.substr(0, header));
             call.body = bytes.substr(header, size - header);
+            call.connection = number_;
             reply(call, readU32(bytes, 8));
         }
         taken_ += size;
@@ -237,6 +241,7 @@ class ScriptedBus::Connection {
     }
 
     const int socket_;
+    const std::size_t number_;
     const Answer& answer_;
     std::string in_;
     std::size_t taken_ = 0;
@@ -283,7 +288,12 @@ void ScriptedBus::run() {
         for (const auto& connection : connections_) entries.push_back(connection->entry());
         ::poll(entries.data(), entries.size(), -1);
         // In their order, so that an answer does not depend on who was quicker.
-        std::erase_if(connections_, [](const auto& connection) { return !connection->serve(); });
+        std::erase_if(connections_, [this](const auto& connection) {
+            if (connection->serve()) return false;
+            const std::lock_guard lock(mutex_);
+            open_.erase(connection->number());
+            return true;
+        });
         if (entries[1].revents != 0) acceptConnections();
     }
     connections_.clear();
@@ -293,8 +303,15 @@ void ScriptedBus::acceptConnections() {
     for (;;) {
         const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (socket < 0) return;
-        connections_.push_back(std::make_unique<Connection>(socket, answer_));
+        connections_.push_back(std::make_unique<Connection>(socket, accepted_, answer_));
+        const std::lock_guard lock(mutex_);
+        open_.insert(accepted_++);
     }
+}
+
+bool ScriptedBus::isOpen(std::size_t connection) {
+    const std::lock_guard lock(mutex_);
+    return open_.contains(connection);
 }
 
 std::optional<ScriptedReply> ScriptedBus::ownAnswer(const ScriptedCall& call, bool direct) {

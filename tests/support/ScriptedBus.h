@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -48,6 +50,8 @@ struct ScriptedCall {
     std::string interface;
     std::string member;
     std::string body;
+    /// By which connection, counted from 0 in the order in which they came.
+    std::size_t connection = 0;
 };
 
 struct ScriptedReply {
@@ -92,6 +96,9 @@ class ScriptedBus {
     /// which can be reached directly where `direct`. Nothing for calls that are for the application.
     static std::optional<ScriptedReply> ownAnswer(const ScriptedCall& call, bool direct);
 
+    /// Whether a connection that came has not ended yet, as far as has been seen. Any thread.
+    bool isOpen(std::size_t connection);
+
   private:
     class Connection;
 
@@ -103,6 +110,9 @@ class ScriptedBus {
     int wake_ = -1;
     std::atomic<bool> ends_ = false;
     std::vector<std::unique_ptr<Connection>> connections_;
+    std::size_t accepted_ = 0;
+    std::mutex mutex_;
+    std::set<std::size_t> open_;
     std::thread thread_;
 };
 

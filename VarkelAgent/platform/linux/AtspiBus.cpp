@@ -65,6 +65,11 @@ std::optional<pid_t> readPid(sd_bus_message* reply) {
     return static_cast<pid_t>(pid);
 }
 
+SdBusMessage addressCall(BusConnection& bus, const AtspiReference& root) {
+    return bus.newCall(
+        {root.busName.c_str(), root.path.c_str(), "org.a11y.atspi.Application", "GetApplicationBusAddress"});
+}
+
 /// An application names its own socket, so nothing but a plain local socket is accepted: an address can also
 /// ask for a program to be run or a network host to be called.
 bool isPlainSocket(std::string_view address) {
@@ -220,15 +225,21 @@ std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busN
     return pid;
 }
 
+/// An application that is asked for its address knows the asking connection as a client from then on, and
+/// stops listening to its keys for its clients when the last of them ends. When that comes while it handles a
+/// key, GTK 3 uses what it has just freed, and may crash. So it gets to know a connection that stays.
+void AtspiBus::stayKnownTo(const AtspiApplication& application) {
+    const std::scoped_lock lock(mutex_);
+    if (sentinel_) sentinel_->tell(addressCall(*sentinel_, application.root));
+}
+
 AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
                                                Deadline deadline) {
     if (auto kept = lines_.take(application.pid, DirectLines::Need::first))
         return {lines_.address(application.pid), std::move(kept)};
+    stayKnownTo(application);
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
-    const SdBusMessage reply =
-        bus.callAndWait(bus.newCall({application.root.busName.c_str(), application.root.path.c_str(),
-                                     "org.a11y.atspi.Application", "GetApplicationBusAddress"}),
-                        limit);
+    const SdBusMessage reply = bus.callAndWait(addressCall(bus, application.root), limit);
     // An error reply comes at once; only an application that does not serve its connection takes this long.
     if (!reply) return {"", nullptr, limit.passed()};
     const char* address = nullptr;

@@ -95,6 +95,7 @@ class AtspiBus {
     void giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
     std::optional<pid_t> knownPid(const std::string& busName);
     void learnPid(const std::string& busName, pid_t pid);
+    void stayKnownTo(const AtspiApplication& application);
 
     // Held while connecting, so that one thread does it and the others wait for it.
     std::mutex connecting_;
@@ -105,7 +106,7 @@ class AtspiBus {
     std::string address_;
     // Counts the buses found; what was learnt of one means nothing on the next.
     std::uint64_t generation_ = 0;
-    // Never used for calls: its end tells that the bus is gone.
+    // Lives as long as the bus, and asks nothing: its end tells that the bus is gone.
     std::unique_ptr<BusConnection> sentinel_;
     std::vector<std::unique_ptr<BusConnection>> idle_;
     std::map<std::string, pid_t> pids_;

@@ -83,6 +83,13 @@ void BusConnection::call(SdBusMessage message, ReplyHandler handler) {
     queued_.emplace_back(std::move(message), std::move(handler));
 }
 
+void BusConnection::tell(SdBusMessage message) {
+    serve();
+    if (dead_ || !message || sd_bus_message_set_expect_reply(message.get(), 0) < 0) return;
+    sd_bus_send(bus_, message.get(), nullptr);
+    serve();
+}
+
 void BusConnection::sendQueued() {
     while (!dead_ && !queued_.empty() && inFlight_.size() < window) {
         auto [message, handler] = std::move(queued_.front());

@@ -81,6 +81,10 @@ class BusConnection {
     /// refused.
     void call(SdBusMessage message, ReplyHandler handler);
 
+    /// Sends a call whose answer is of no interest, as far as that goes without waiting, and throws away what
+    /// has arrived. For a connection on which nothing else is asked.
+    void tell(SdBusMessage message);
+
     /// Sends what the window allows and handles what has arrived, without waiting. Returns whether anything
     /// moved.
     bool serve();

@@ -1,5 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <mutex>
+#include <set>
 #include <string>
 
 #include "platform/linux/AtspiSession.h"
@@ -101,6 +104,36 @@ TEST(AtspiSession, FollowsAnApplicationIntoAFewOtherProcesses) {
     const std::size_t count = session.node(AtspiSession::rootNode).children.size();
     EXPECT_GE(count, 64u);
     EXPECT_LE(count, 256u);
+}
+
+TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {
+    std::mutex mutex;
+    std::set<std::size_t> known;
+    ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
+        if (call.member == "GetApplicationBusAddress") {
+            const std::lock_guard lock(mutex);
+            known.insert(call.connection);
+        }
+        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
+        return {ScriptedReply::Kind::hangUp, "", "", false};
+    });
+    AtspiBus atspi;
+    const auto ask = [&] {
+        const auto lease = atspi.lease(Deadline::in(callLimit));
+        ASSERT_TRUE(lease);
+        const auto line =
+            atspi.connectDirectly(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit));
+        EXPECT_TRUE(line.connection);
+        // The connection that has asked ends.
+        (*lease)->callAndWait((*lease)->newCall({":1.7", "/application", "a.b", "End"}),
+                              Deadline::in(callLimit));
+        EXPECT_FALSE((*lease)->isAlive());
+    };
+    ask();
+    // What the first one's end brings about has been seen before the second one is answered.
+    ask();
+    const std::lock_guard lock(mutex);
+    EXPECT_TRUE(std::ranges::any_of(known, [&](std::size_t each) { return bus.isOpen(each); }));
 }
 
 }  // namespace
