@@ -13,6 +13,7 @@ import os
 import queue
 import random
 import re
+import signal
 import subprocess
 import sys
 import threading
@@ -25,7 +26,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 APP = os.path.join(ROOT, "tests/desktop/apps/acts_app.py")
 PROCESSES, CONNECTIONS_EACH = 8, 8
 SHORTCUT, WORD = "Echo", "Varkel reads this line"
-# Of the time, before growth is looked for; threads and caches fill meanwhile.
+# Of the time, before growth is looked for. For half of it all ask for the same at once, one endpoint after the other:
+# there are never more threads at work than then, and the caches fill.
 WARM_UP = 0.1
 GROWTH_ALLOWED = 0.05
 
@@ -59,9 +61,11 @@ class Caller:
         expect(response.status == 200, f"{path} {body}: {response.status} {answer}")
         return answer
 
-    def turn(self):
-        """One request, drawn at random; what is wrong with its answer is kept."""
-        action, _ = ACTIONS[self._random.choices(range(len(ACTIONS)), [weight for _, weight in ACTIONS])[0]]
+    def turn(self, number):
+        """One action, the one with this number or one drawn at random; what is wrong with its answer is kept."""
+        if number == ANY:
+            number = self._random.choices(range(len(ACTIONS)), [weight for _, weight in ACTIONS])[0]
+        action, _ = ACTIONS[number]
         try:
             action(self)
         except (WrongAnswer, OSError, http.client.HTTPException, ValueError, KeyError) as error:
@@ -135,17 +139,34 @@ class Caller:
 ACTIONS = [(Caller.health, 20), (Caller.tree, 10), (Caller.find, 10), (Caller.click, 4), (Caller.type, 4),
            (Caller.scroll, 4), (Caller.keystrokes, 2), (Caller.tree_and_ocr, 2), (Caller.batch, 4), (Caller.ocr, 4),
            (Caller.visual_find, 2), (Caller.shortcut_list, 2), (Caller.shortcut, 2), (Caller.applescript, 2)]
+ANY = -1
 
 
-def call_for(callers, go, end, results):
-    """What each calling process does: turns while `go` is set, until `end` is. It gives way to the agent: 64 callers
-    in an interpreter would have the processors to themselves otherwise."""
+class Orders:
+    """What the calling processes are told: to go on or to rest, what to ask for, and when it is over."""
+
+    def __init__(self, context):
+        self.go, self._end, self._parent = context.Event(), context.Event(), os.getpid()
+        self.number = context.Value("i", ANY)
+
+    def are_over(self):
+        # Nobody else would end them when their parent has been killed.
+        return self._end.is_set() or os.getppid() != self._parent
+
+    def end(self):
+        self._end.set()
+
+
+def call_for(callers, orders, results):
+    """What each calling process does. It gives way to the agent: 64 callers in an interpreter would have the processors
+    to themselves otherwise."""
+    leave_signals_to_parent()
     os.nice(10)
     def work(caller):
-        while not end.is_set():
-            if go.wait(0.2):
-                caller.turn()
-    threads = [threading.Thread(target=work, args=(caller,)) for caller in callers]
+        while not orders.are_over():
+            if orders.go.wait(0.2):
+                caller.turn(orders.number.value)
+    threads = [threading.Thread(target=work, args=(caller,), daemon=True) for caller in callers]
     for thread in threads:
         thread.start()
     for thread in threads:
@@ -157,14 +178,21 @@ def call_for(callers, go, end, results):
     results.put((times, [fault for caller in callers for fault in caller.faults], sum(c.clicks for c in callers)))
 
 
-def probe_health(port, end, results):
+def leave_signals_to_parent():
+    signal.signal(signal.SIGTERM, signal.SIG_DFL)
+    for number in (signal.SIGINT, signal.SIGHUP):
+        signal.signal(number, signal.SIG_IGN)
+
+
+def probe_health(port, orders, results):
     """Asks for the health check alone, a hundred times a second, from a process that does nothing else and, where that
     is allowed, does not wait for a processor itself."""
+    leave_signals_to_parent()
     with contextlib.suppress(OSError):
         os.setpriority(os.PRIO_PROCESS, 0, -10)
     connection = http.client.HTTPConnection("127.0.0.1", port, timeout=120)
     times, faults = [], []
-    while not end.is_set():
+    while not orders.are_over():
         began = time.monotonic()
         try:
             connection.request("GET", "/health")
@@ -207,7 +235,9 @@ class ClickCounter:
                 self._answers.put(event)
 
     def settled_clicks(self):
-        """The clicks once the application has handled everything that had reached it."""
+        """The clicks once the application has handled everything that had reached it; None when it has ended."""
+        if self.process.poll() is not None:
+            return None
         self.process.stdin.write("look\n")
         self.process.stdin.flush()
         self._answers.get(timeout=60)
@@ -240,11 +270,21 @@ def set_scene(desktop, agent, application):
             "entry": element(identifier="entry"), "list": element(identifier="list")}
 
 
-def quiet(agent, go):
-    """Lets everything come to rest and looks at the agent."""
-    go.clear()
+def warm_up(orders, seconds):
+    for number in range(len(ACTIONS)):
+        orders.number.value = number
+        time.sleep(seconds / 2 / len(ACTIONS))
+    orders.number.value = ANY
+    time.sleep(seconds / 2)
+
+
+def rest(agent, orders):
+    """Lets everything come to rest, looks at the agent and goes on."""
+    orders.go.clear()
     time.sleep(4)
-    return Watched(agent.process.pid)
+    seen = Watched(agent.process.pid)
+    orders.go.set()
+    return seen
 
 
 def print_times(times, seconds):
@@ -264,22 +304,21 @@ def soak(desktop, options):
     with open(agent.token_file, encoding="ascii") as file:
         token = file.read().strip()
     context = multiprocessing.get_context("fork")
-    go, end, results = context.Event(), context.Event(), context.Queue()
-    callers = [context.Process(target=call_for, args=(
-        [Caller(agent.port, token, scene, f"{options.seed} {i} {j}") for j in range(CONNECTIONS_EACH)], go, end, results))
+    orders, results = Orders(context), context.Queue()
+    callers = [context.Process(target=call_for, daemon=True, args=(
+        [Caller(agent.port, token, scene, f"{options.seed} {i} {j}") for j in range(CONNECTIONS_EACH)], orders, results))
         for i in range(PROCESSES)]
-    callers.append(context.Process(target=probe_health, args=(agent.port, end, results)))
+    callers.append(context.Process(target=probe_health, daemon=True, args=(agent.port, orders, results)))
     for process in callers:
         process.start()
     print(f"{PROCESSES * CONNECTIONS_EACH} connections for {options.seconds:g} s, seed {options.seed}", flush=True)
-    go.set()
-    time.sleep(options.seconds * WARM_UP)
-    before = quiet(agent, go)
+    orders.go.set()
+    warm_up(orders, options.seconds * WARM_UP)
+    before = rest(agent, orders)
     print(f"after {options.seconds * WARM_UP:g} s: {before}", flush=True)
-    go.set()
     time.sleep(options.seconds * (1 - WARM_UP))
-    after = quiet(agent, go)
-    end.set()
+    after = rest(agent, orders)
+    orders.end()
     print(f"at the end: {after}")
     times, faults, clicks = {}, [], 0
     for _ in callers:
@@ -290,7 +329,9 @@ def soak(desktop, options):
             times.setdefault(path, []).extend(values)
     print_times(times, options.seconds)
     counted = application.settled_clicks()
-    if counted != clicks:
+    if counted is None:
+        faults.append(f"the application ended with status {application.process.returncode}")
+    elif counted != clicks:
         faults.append(f"{clicks} clicks were answered, the application counted {counted}")
     if any("Sanitizer" in line for line in agent.output):
         faults.append("the agent said:\n" + "".join(agent.output))
