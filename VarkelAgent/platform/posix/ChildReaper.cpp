@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -21,14 +22,21 @@ class Reaper {
     void add(pid_t child) {
         const std::lock_guard lock(mutex_);
         children_.push_back(child);
-        if (!started_) {
-            started_ = true;
-            std::thread([this] { run(); }).detach();
-        }
+        if (!started_) started_ = start();
         changed_.notify_one();
     }
 
   private:
+    /// False when no thread can be had: the next child brings another attempt.
+    bool start() {
+        try {
+            std::thread([this] { run(); }).detach();
+            return true;
+        } catch (const std::system_error&) {
+            return false;
+        }
+    }
+
     void run() {
         std::unique_lock lock(mutex_);
         for (;;) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/ChildProcess.h"
+#include "support/NoNewThreads.h"
 
 namespace varkel {
 namespace {
@@ -232,6 +233,22 @@ TEST(ChildProcess, RunsOnWhenDetachedAndIsReapedWhenItEnds) {
     EXPECT_TRUE(isAlive(child));
     kill(child, SIGKILL);
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists("/proc/" + std::to_string(child)); }));
+}
+
+TEST(ChildProcess, RunsOnWhenDetachedAndIsReapedLaterWhenThreadsAreShort) {
+    const auto isGone = [](pid_t pid) { return !std::filesystem::exists("/proc/" + std::to_string(pid)); };
+    ChildProcess first(shell("exec sleep 1000"));
+    ChildProcess second(shell("exit 0"));
+    const pid_t early = first.processIdentifier();
+    const pid_t late = second.processIdentifier();
+    {
+        const test::NoNewThreads shortage;
+        EXPECT_NO_THROW(first.detach());
+    }
+    EXPECT_TRUE(isAlive(early));
+    kill(early, SIGKILL);
+    second.detach();
+    EXPECT_TRUE(eventually([&] { return isGone(early) && isGone(late); }));
 }
 
 TEST(ChildProcess, InheritsNoDescriptorAndNoSignalState) {
