@@ -58,8 +58,10 @@ FileDescriptor connectLocal(const std::string& path, bool abstract) {
 FileDescriptor connectToDisplay(const DisplayName& name) {
     if (!name.host.empty() && name.host != "unix") return {};
     const std::string path = "/tmp/.X11-unix/X" + std::to_string(name.display);
-    if (FileDescriptor fd = connectLocal(path, true)) return fd;
-    return connectLocal(path, false);
+    // Any user of the machine may take an abstract name that the server leaves free, and would get the
+    // cookie and all that is typed. The path is the server's.
+    const bool hasPath = access(path.c_str(), F_OK) == 0;
+    return connectLocal(path, !hasPath);
 }
 
 struct XauthDeleter {
