@@ -70,6 +70,9 @@ struct XauthDeleter {
 
 std::unique_ptr<Xauth, XauthDeleter> findAuthority(const DisplayName& name) {
     std::array<char, 256> host{};
+    // The library keeps the name of its file in one buffer for all threads, and frees it to make it longer.
+    static std::mutex library;
+    const std::lock_guard lock(library);
     if (gethostname(host.data(), host.size() - 1) != 0) return nullptr;
     const std::string number = std::to_string(name.display);
     static constexpr std::string_view scheme = "MIT-MAGIC-COOKIE-1";
