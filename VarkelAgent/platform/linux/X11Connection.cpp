@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <system_error>
 
 #include "platform/FileDescriptor.h"
 
@@ -69,10 +70,10 @@ struct XauthDeleter {
 };
 
 std::unique_ptr<Xauth, XauthDeleter> findAuthority(const DisplayName& name) {
-    std::array<char, 256> host{};
     // The library keeps the name of its file in one buffer for all threads, and frees it to make it longer.
     static std::mutex library;
     const std::lock_guard lock(library);
+    std::array<char, 256> host{};
     if (gethostname(host.data(), host.size() - 1) != 0) return nullptr;
     const std::string number = std::to_string(name.display);
     static constexpr std::string_view scheme = "MIT-MAGIC-COOKIE-1";
@@ -109,6 +110,17 @@ X11Connection::~X11Connection() {
     watchChanged_.notify_one();
     if (watcher_.joinable()) watcher_.join();
     if (connection_ != nullptr) xcb_disconnect(connection_);
+}
+
+/// Called with the watch's lock held. False when no thread can be had.
+bool X11Connection::startWatching() {
+    if (watcher_.joinable()) return true;
+    try {
+        watcher_ = std::thread([this] { watch(); });
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
 }
 
 void X11Connection::watch() {
@@ -186,7 +198,11 @@ X11Connection::Session::Session(X11Connection& owner, std::chrono::milliseconds 
     const bool alive = isAlive(owner_.connection_);
     {
         const std::lock_guard watch(owner_.watchMutex_);
-        if (!owner_.watcher_.joinable()) owner_.watcher_ = std::thread([&owner] { owner.watch(); });
+        // A call that nobody watches could wait for good.
+        if (!owner_.startWatching()) {
+            lock_.unlock();
+            return;
+        }
         owner_.deadline_ = until;
         owner_.watchedFd_ = alive ? xcb_get_file_descriptor(owner_.connection_) : -1;
     }

@@ -74,6 +74,7 @@ class X11Connection {
   private:
     void connect();
     void disconnect();
+    bool startWatching();
     void watch();
     void closeIfIdle();
     Clock::time_point lastUse() const;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/Keysyms.h"
@@ -134,8 +135,8 @@ void X11EventPoster::withServer(std::unique_lock<std::mutex>& lock, std::chrono:
     if (generation_ != session.generation()) down_.clear();
     generation_ = session.generation();
     if (session) use(session);
-    stalled_ = !session && std::chrono::steady_clock::now() >= began + probeLimit;
-    if (stalled_) lookAfterServer();
+    const bool tooLong = !session && std::chrono::steady_clock::now() >= began + probeLimit;
+    stalled_ = tooLong && lookAfterServer();
 }
 
 /// Called with the lock held by the thread that looks after the server.
@@ -242,10 +243,15 @@ void X11EventPoster::giveBackSoon() {
     if (keyboard_.inUse()) lookAfterServer();
 }
 
-/// Called with the lock held.
-void X11EventPoster::lookAfterServer() {
-    if (!lookingAfter_.joinable()) lookingAfter_ = std::thread([this] { runInBackground(); });
+/// Called with the lock held. False when no thread can be had: the next event brings another attempt.
+bool X11EventPoster::lookAfterServer() {
+    try {
+        if (!lookingAfter_.joinable()) lookingAfter_ = std::thread([this] { runInBackground(); });
+    } catch (const std::system_error&) {
+        return false;
+    }
     changed_.notify_one();
+    return true;
 }
 
 /// Called with the lock held. Whether nobody is typing and nothing was typed for a moment.

@@ -41,7 +41,7 @@ class X11EventPoster : public EventPoster {
     void postKeyUp(X11Connection::Session& session, const CGEvent& event);
     void endAnnouncement(std::list<PlannedText>::iterator text);
     void giveBackSoon();
-    void lookAfterServer();
+    bool lookAfterServer();
     void runInBackground();
     bool isIdle() const;
     bool giveBack(std::unique_lock<std::mutex>& lock);

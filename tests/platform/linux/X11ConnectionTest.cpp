@@ -12,6 +12,7 @@
 
 #include "platform/FileDescriptor.h"
 #include "platform/linux/X11Connection.h"
+#include "support/NoNewThreads.h"
 
 namespace varkel {
 namespace {
@@ -102,6 +103,15 @@ TEST(X11Connection, PrefersTheSocketThatNoOtherUserCanTake) {
         return;
     }
     GTEST_SKIP() << "no socket can be made in /tmp/.X11-unix";
+}
+
+TEST(X11Connection, FailsWhenNoThreadCanWatchItsDeadline) {
+    const SilentServer server;
+    X11Connection connection(server.display());
+    const test::NoNewThreads shortage;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_NO_THROW(EXPECT_FALSE(X11Connection::Session(connection)));
+    }
 }
 
 TEST(X11Connection, ASecondSessionWaitsNoLongerThanItsOwnDeadline) {
