@@ -254,18 +254,34 @@ class Keyboard(unittest.TestCase):
 
     # -- the mouse
 
-    def test_clicks_and_scrolls_land_on_the_pixel(self):
+    def mouse(self):
+        """A function that posts mouse events, and a place in the target."""
         poster = self.desktop.start([POST_EVENTS], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.addCleanup(self.desktop.stop, poster)
         with self.desktop.x() as display:
             left, top, width, height = display.geometry(self.target.window)[:4]
-        x, y = left + width // 2, top + height - 20
 
         def post(line):
             poster.stdin.write(line + "\n")
             poster.stdin.flush()
             self.assertEqual(poster.stdout.readline(), "done\n")
 
+        return post, left + width // 2, top + height - 20
+
+    def test_a_button_comes_up_also_when_the_server_stops_in_the_middle_of_a_click(self):
+        post, x, y = self.mouse()
+        post(f"press {x} {y}")
+        self.target.wait_for_event(lambda e: e["event"] == "button-press")
+        os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
+        try:
+            post(f"release {x} {y}")
+        finally:
+            os.kill(self.desktop.x_server.pid, signal.SIGCONT)
+        event = self.target.wait_for_event(lambda e: e["event"] == "button-release")
+        self.assertEqual((event["button"], event["x"], event["y"]), (1, x, y))
+
+    def test_clicks_and_scrolls_land_on_the_pixel(self):
+        post, x, y = self.mouse()
         for mapping in ("1 2 3 4 5", "3 2 1 5 4"):
             with self.subTest(mapping=mapping):
                 self.run_tool("xmodmap", "-e", f"pointer = {mapping} 6 7 8 9 10")

@@ -1,5 +1,5 @@
-// Posts the mouse events that its input asks for, one line each: "click X Y", "scroll X Y VERTICAL
-// HORIZONTAL". Answers each line with "done".
+// Posts the mouse events that its input asks for, one line each: "click X Y", "press X Y",
+// "release X Y", "scroll X Y VERTICAL HORIZONTAL". Answers each line with "done".
 
 #include <iostream>
 #include <sstream>
@@ -23,6 +23,9 @@ int main() {
                  {CGEventType::mouseMoved, CGEventType::leftMouseDown, CGEventType::leftMouseUp}) {
                 poster.CGEventPost(*poster.CGEventCreateMouseEvent(type, point, CGMouseButton::left));
             }
+        } else if (what == "press" || what == "release") {
+            const auto type = what == "press" ? CGEventType::leftMouseDown : CGEventType::leftMouseUp;
+            poster.CGEventPost(*poster.CGEventCreateMouseEvent(type, point, CGMouseButton::left));
         } else if (what == "scroll") {
             words >> vertical >> horizontal;
             poster.CGEventPost(*poster.CGEventCreateScrollWheelEvent(point, vertical, horizontal));

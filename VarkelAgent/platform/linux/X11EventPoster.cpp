@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds postDeadline{6000};
 /// applications that read late still find what they need.
 constexpr std::chrono::milliseconds idleBeforeGivingBack{400};
 
-/// A key that has been down for longer was forgotten by a request that ended in the middle.
+/// A key or button that has been down for longer was forgotten by a request that ended in the middle.
 constexpr std::chrono::milliseconds longestHold{2000};
 
 /// Between two attempts to give the keyboard back.
@@ -178,6 +178,8 @@ void X11EventPoster::postMouse(X11Connection::Session& session, const CGEvent& e
     if (event.type == CGEventType::mouseMoved) return;
     const bool down = event.type == CGEventType::leftMouseDown;
     button(session, down ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, deviceButton(session, leftButton));
+    buttonDown_ = down || !session;
+    giveBackSoon();
 }
 
 void X11EventPoster::postWheel(X11Connection::Session& session, const CGEvent& event) {
@@ -240,7 +242,7 @@ void X11EventPoster::endAnnouncement(std::list<PlannedText>::iterator text) {
 /// Called with the lock held.
 void X11EventPoster::giveBackSoon() {
     lastUse_ = std::chrono::steady_clock::now();
-    if (keyboard_.inUse()) lookAfterServer();
+    if (inUse()) lookAfterServer();
 }
 
 /// Called with the lock held. False when no thread can be had: the next event brings another attempt.
@@ -254,10 +256,15 @@ bool X11EventPoster::lookAfterServer() {
     return true;
 }
 
+/// Called with the lock held. Whether there is anything to let go of.
+bool X11EventPoster::inUse() const {
+    return keyboard_.inUse() || buttonDown_;
+}
+
 /// Called with the lock held. Whether nobody is typing and nothing was typed for a moment.
 bool X11EventPoster::isIdle() const {
     const auto quiet = std::chrono::steady_clock::now() - lastUse_;
-    return texts_.empty() && quiet >= (down_.empty() ? idleBeforeGivingBack : longestHold);
+    return texts_.empty() && quiet >= (down_.empty() && !buttonDown_ ? idleBeforeGivingBack : longestHold);
 }
 
 /// Gives the keyboard back and asks a server that does not answer off the callers' threads, so that nobody
@@ -267,7 +274,7 @@ void X11EventPoster::runInBackground() {
     while (!stopping_) {
         if (stalled_) {
             probe(lock);
-        } else if (!keyboard_.inUse()) {
+        } else if (!inUse()) {
             changed_.wait(lock);
         } else if (!isIdle()) {
             changed_.wait_for(lock, idleBeforeGivingBack);
@@ -275,7 +282,7 @@ void X11EventPoster::runInBackground() {
             changed_.wait_for(lock, retryAfter);
         }
     }
-    if (keyboard_.inUse()) giveBack(lock);
+    if (inUse()) giveBack(lock);
 }
 
 /// Called with the lock held. Whether it was done.
@@ -285,9 +292,11 @@ bool X11EventPoster::giveBack(std::unique_lock<std::mutex>& lock) {
         // Whoever pressed these is gone and will not let go of them.
         for (const auto& pressed : down_) keyboard_.release(session, pressed.second);
         down_.clear();
+        if (buttonDown_) button(session, XCB_BUTTON_RELEASE, deviceButton(session, leftButton));
+        buttonDown_ = !session;
         const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestLoan;
-        done = keyboard_.giveBack(
-            session, overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required);
+        const auto reading = overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required;
+        done = !keyboard_.inUse() || keyboard_.giveBack(session, reading);
     });
     return done;
 }

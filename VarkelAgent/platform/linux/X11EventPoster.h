@@ -43,6 +43,7 @@ class X11EventPoster : public EventPoster {
     void giveBackSoon();
     bool lookAfterServer();
     void runInBackground();
+    bool inUse() const;
     bool isIdle() const;
     bool giveBack(std::unique_lock<std::mutex>& lock);
 
@@ -54,7 +55,9 @@ class X11EventPoster : public EventPoster {
     std::list<PlannedText> texts_;
     /// What is down, by the event that pressed it: the layout may change before the key comes up.
     std::multimap<PressId, xcb_keycode_t> down_;
-    /// The connection that they were pressed on.
+    /// Whether the mouse button went down and has not come up.
+    bool buttonDown_ = false;
+    /// The connection that the keys were pressed on.
     std::uint64_t generation_ = 0;
     /// Whether the server let a session run out of time and has not answered since.
     bool stalled_ = false;
