@@ -235,8 +235,8 @@ void AtspiBus::stayKnownTo(const AtspiApplication& application) {
 
 AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
                                                Deadline deadline) {
-    if (auto kept = lines_.take(application.pid, DirectLines::Need::first))
-        return {lines_.address(application.pid), std::move(kept)};
+    const DirectLines::Application end{application.pid, application.root.busName};
+    if (auto kept = lines_.take(end, DirectLines::Need::first)) return {lines_.address(end), std::move(kept)};
     stayKnownTo(application);
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply = bus.callAndWait(addressCall(bus, application.root), limit);
@@ -246,7 +246,7 @@ AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiAp
     if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return {};
     auto connection = BusConnection::open(address, BusKind::peer, limit);
     if (!connection || !leadsTo(*connection, application.pid)) return {};
-    lines_.add(application.pid, address);
+    lines_.add(end, address);
     return {address, std::move(connection)};
 }
 

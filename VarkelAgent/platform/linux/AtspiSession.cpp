@@ -76,19 +76,19 @@ bool AtspiSession::connect() {
 }
 
 AtspiSession::~AtspiSession() {
-    for (auto& lane : lanes_) bus_.lines().giveBack(pid_, std::move(lane));
+    for (auto& lane : lanes_) bus_.lines().giveBack(application(), std::move(lane));
 }
 
 /// Takes the connections for a bulk load, or begins to open them. Calls go over each as soon as it is ready.
 void AtspiSession::openLanes() {
     DirectLines& lines = bus_.lines();
     while (!lanes_.empty() && lanes_.size() < maxLanes) {
-        auto lane = lines.take(pid_, DirectLines::Need::more);
+        auto lane = lines.take(application(), DirectLines::Need::more);
         if (!lane) {
-            if (!lines.reserve(pid_)) return;
+            if (!lines.reserve(application())) return;
             lane = AtspiBus::beginDirectly(directAddress_, pid_);
         }
-        if (!lane) return lines.giveBack(pid_, nullptr);
+        if (!lane) return lines.giveBack(application(), nullptr);
         lanes_.push_back(std::move(lane));
     }
 }

@@ -99,6 +99,7 @@ class AtspiSession {
     };
 
     bool connect();
+    DirectLines::Application application() const { return {pid_, peers_[0].busName}; }
     void openLanes();
     BusConnection& nextLane(const Peer& peer);
     void serve();

@@ -16,8 +16,8 @@ namespace {
 /// Connections that nobody uses, to all applications together.
 constexpr std::size_t maxIdle = 256;
 
-/// Processes whose address is remembered.
-constexpr std::size_t maxProcesses = 1024;
+/// Applications whose address is remembered.
+constexpr std::size_t maxApplications = 1024;
 
 }  // namespace
 
@@ -30,10 +30,10 @@ DirectLines::~DirectLines() {
     if (keeper_.joinable()) keeper_.join();
 }
 
-std::unique_ptr<BusConnection> DirectLines::take(pid_t pid, Need need) {
+std::unique_ptr<BusConnection> DirectLines::take(const Application& application, Need need) {
     const std::lock_guard lock(mutex_);
-    const auto found = processes_.find(pid);
-    if (found == processes_.end()) return nullptr;
+    const auto found = applications_.find(application);
+    if (found == applications_.end()) return nullptr;
     if (need == Need::more && found->second.used >= perRequest) return nullptr;
     auto& idle = found->second.idle;
     while (!idle.empty()) {
@@ -47,50 +47,50 @@ std::unique_ptr<BusConnection> DirectLines::take(pid_t pid, Need need) {
     return nullptr;
 }
 
-void DirectLines::add(pid_t pid, const std::string& address) {
+void DirectLines::add(const Application& application, const std::string& address) {
     const std::lock_guard lock(mutex_);
-    Process& process = processes_[pid];
-    process.address = address;
-    ++process.used;
+    Lines& lines = applications_[application];
+    lines.address = address;
+    ++lines.used;
 }
 
-bool DirectLines::reserve(pid_t pid) {
+bool DirectLines::reserve(const Application& application) {
     const std::lock_guard lock(mutex_);
-    Process& process = processes_[pid];
-    if (process.idle.size() + process.used >= perRequest) return false;
-    ++process.used;
+    Lines& lines = applications_[application];
+    if (lines.idle.size() + lines.used >= perRequest) return false;
+    ++lines.used;
     return true;
 }
 
-void DirectLines::giveBack(pid_t pid, std::unique_ptr<BusConnection> line) {
+void DirectLines::giveBack(const Application& application, std::unique_ptr<BusConnection> line) {
     const std::lock_guard lock(mutex_);
-    Process& process = processes_[pid];
-    if (process.used > 0) --process.used;
+    Lines& lines = applications_[application];
+    if (lines.used > 0) --lines.used;
     if (!line || line->outstanding() != 0 || !line->isReady() || !line->isAlive()) return;
     // What nobody reads off must not be kept.
     if (!wakeKeeper()) return;
-    process.idle.push_back(std::move(line));
+    lines.idle.push_back(std::move(line));
     ++idle_;
     forgetSome();
 }
 
-std::string DirectLines::address(pid_t pid) {
+std::string DirectLines::address(const Application& application) {
     const std::lock_guard lock(mutex_);
-    const auto found = processes_.find(pid);
-    return found == processes_.end() ? "" : found->second.address;
+    const auto found = applications_.find(application);
+    return found == applications_.end() ? "" : found->second.address;
 }
 
 /// Called with the lock held. Makes room for what is used now.
 void DirectLines::forgetSome() {
-    for (auto at = processes_.begin(); at != processes_.end();) {
-        const bool tooMany = idle_ > maxIdle || processes_.size() > maxProcesses;
+    for (auto at = applications_.begin(); at != applications_.end();) {
+        const bool tooMany = idle_ > maxIdle || applications_.size() > maxApplications;
         if (!tooMany) return;
         if (at->second.used > 0) {
             ++at;
             continue;
         }
         idle_ -= at->second.idle.size();
-        at = processes_.erase(at);
+        at = applications_.erase(at);
     }
 }
 
@@ -117,8 +117,8 @@ void DirectLines::keep() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
         watched.assign(1, {wake_.get(), POLLIN, 0});
-        for (const auto& [pid, process] : processes_) {
-            for (const auto& line : process.idle) watched.push_back({line->fd(), POLLIN, 0});
+        for (const auto& [application, lines] : applications_) {
+            for (const auto& line : lines.idle) watched.push_back({line->fd(), POLLIN, 0});
         }
         lock.unlock();
         // A connection that is taken meanwhile wakes this for nothing, once.
@@ -132,12 +132,12 @@ void DirectLines::keep() {
 
 /// Called with the lock held. Throws away what has come, and the connections that have ended.
 void DirectLines::readOff() {
-    for (auto at = processes_.begin(); at != processes_.end();) {
-        Process& process = at->second;
-        for (auto& line : process.idle) line->serve();
-        idle_ -= std::erase_if(process.idle, [](const auto& line) { return !line->isAlive(); });
-        const bool gone = process.idle.empty() && process.used == 0;
-        at = gone ? processes_.erase(at) : std::next(at);
+    for (auto at = applications_.begin(); at != applications_.end();) {
+        Lines& lines = at->second;
+        for (auto& line : lines.idle) line->serve();
+        idle_ -= std::erase_if(lines.idle, [](const auto& line) { return !line->isAlive(); });
+        const bool gone = lines.idle.empty() && lines.used == 0;
+        at = gone ? applications_.erase(at) : std::next(at);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "platform/FileDescriptor.h"
@@ -29,28 +30,39 @@ class DirectLines {
     DirectLines& operator=(const DirectLines&) = delete;
     ~DirectLines();
 
+    /// Whom connections lead to. A process's number goes to another one when it has ended, and its
+    /// connections need not end with it: what it started may hold them open. The bus gives a name only once.
+    struct Application {
+        pid_t pid = 0;
+        std::string busName;
+
+        bool operator<(const Application& other) const {
+            return std::tie(pid, busName) < std::tie(other.pid, other.busName);
+        }
+    };
+
     enum class Need { first, more };
 
-    /// A kept connection to a process, for the caller's use; null when there is none that is alive. Beyond
-    /// its first one a request gets them only while few are in use: or else as many requests at once would
-    /// come to eight times as many connections.
-    std::unique_ptr<BusConnection> take(pid_t pid, Need need);
+    /// A kept connection to an application, for the caller's use; null when there is none that is alive.
+    /// Beyond its first one a request gets them only while few are in use: or else as many requests at once
+    /// would come to eight times as many connections.
+    std::unique_ptr<BusConnection> take(const Application& application, Need need);
 
-    /// Counts a request's first connection to a process, which was opened to this address.
-    void add(pid_t pid, const std::string& address);
+    /// Counts a request's first connection to an application, which was opened to this address.
+    void add(const Application& application, const std::string& address);
 
-    /// Whether one more connection to a process may be opened. It counts from now on; giveBack() ends that,
-    /// with null when it could not be opened.
-    bool reserve(pid_t pid);
+    /// Whether one more connection to an application may be opened. It counts from now on; giveBack() ends
+    /// that, with null when it could not be opened.
+    bool reserve(const Application& application);
 
     /// Ends the use of a connection: it is kept when it is still good.
-    void giveBack(pid_t pid, std::unique_ptr<BusConnection> line);
+    void giveBack(const Application& application, std::unique_ptr<BusConnection> line);
 
-    /// Where a process was last reached past the bus; empty when it is not known.
-    std::string address(pid_t pid);
+    /// Where an application was last reached past the bus; empty when it is not known.
+    std::string address(const Application& application);
 
   private:
-    struct Process {
+    struct Lines {
         std::string address;
         std::vector<std::unique_ptr<BusConnection>> idle;
         std::size_t used = 0;
@@ -62,7 +74,7 @@ class DirectLines {
     void forgetSome();
 
     std::mutex mutex_;
-    std::map<pid_t, Process> processes_;
+    std::map<Application, Lines> applications_;
     std::size_t idle_ = 0;
     bool stopping_ = false;
     FileDescriptor wake_;

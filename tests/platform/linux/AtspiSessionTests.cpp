@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <set>
 #include <string>
@@ -134,6 +135,32 @@ TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {
     ask();
     const std::lock_guard lock(mutex);
     EXPECT_TRUE(std::ranges::any_of(known, [&](std::size_t each) { return bus.isOpen(each); }));
+}
+
+TEST(AtspiSession, ReachesNoOtherApplicationOverAKeptConnection) {
+    // A process may end while somebody else holds its sockets open, and its number go to the next
+    // application.
+    std::atomic<const char*> name = ":1.7";
+    std::atomic<int> addressesAsked = 0;
+    ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
+        if (call.member == "GetChildren" && call.path == "/org/a11y/atspi/accessible/root")
+            return children(1, [&](std::size_t) { return std::pair(name.load(), "/application"); });
+        if (call.member == "GetApplicationBusAddress") ++addressesAsked;
+        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
+        if (call.member != "GetRole") return {};
+        return ScriptedReply::answer("u", WireWriter().u32(7));
+    });
+    AtspiBus atspi;
+    const auto read = [&] {
+        return AtspiSession(atspi, ::getpid()).load(AtspiSession::rootNode, AtspiPart::role);
+    };
+    EXPECT_TRUE(read());
+    const int asked = addressesAsked;
+    EXPECT_TRUE(read());
+    EXPECT_EQ(addressesAsked, asked);
+    name = ":1.9";
+    EXPECT_TRUE(read());
+    EXPECT_GT(addressesAsked, asked);
 }
 
 }  // namespace
