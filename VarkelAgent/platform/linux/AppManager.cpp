@@ -175,7 +175,8 @@ std::optional<std::string> AppManager::URLForApplicationWithBundleIdentifier(con
 LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
                                                const NSWorkspaceOpenConfiguration& configuration) {
     auto launchable = launchableAt(url);
-    if (!launchable) return {nullptr, "no application at " + url};
+    // A command may have been nothing but codes that vanish.
+    if (!launchable || launchable->command.empty()) return {nullptr, "no application at " + url};
     const auto before = windowsOf(launchable->identity);
 
     ChildCommand command;

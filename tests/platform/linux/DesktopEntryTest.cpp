@@ -6,6 +6,7 @@
 
 #include "platform/linux/AppManager.h"
 #include "platform/linux/DesktopEntry.h"
+#include "support/TemporaryFolder.h"
 
 namespace varkel {
 namespace {
@@ -33,6 +34,16 @@ TEST(DesktopEntry, ThatLaunchesNothingIsNone) {
           "[Desktop Entry]\nType=Application\nExec=x\nTryExec=/no/such/program\n"}) {
         EXPECT_FALSE(parseDesktopEntry(text)) << text;
     }
+}
+
+TEST(DesktopEntry, WithNothingToRunIsNotLaunched) {
+    const test::TemporaryFolder folder;
+    // The code for a file vanishes without one.
+    const std::string path = folder.write("empty.desktop", "[Desktop Entry]\nType=Application\nExec=%f\n");
+    AppManager applications(":6999");
+    const LaunchOutcome outcome = applications.openApplicationAtURL(path, {});
+    EXPECT_FALSE(outcome.application);
+    EXPECT_NE(outcome.error, "");
 }
 
 TEST(DesktopEntry, CommandsAreSplitAsTheyAreQuoted) {
