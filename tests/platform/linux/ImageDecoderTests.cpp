@@ -149,5 +149,22 @@ TEST(ImageDecoder, RefusesWhatIsNoPicture) {
     }
 }
 
+TEST(ImageDecoder, RefusesAProgressivePictureOfEndlessScans) {
+    const PixOwner pix = picture();
+    l_uint8* data = nullptr;
+    size_t size = 0;
+    pixWriteMemJpeg(&data, &size, pix.get(), 90, 1);
+    const std::string bytes(reinterpret_cast<char*>(data), size);
+    lept_free(data);
+    ASSERT_TRUE(decode(bytes));
+    // The last scan over and over: a few bytes each, and all of the picture is gone through again for it.
+    const std::size_t scan = bytes.rfind("\xFF\xDA");
+    const std::size_t end = bytes.rfind("\xFF\xD9");
+    ASSERT_LT(scan, end);
+    std::string many = bytes.substr(0, end);
+    for (int i = 0; i < 2000; ++i) many += bytes.substr(scan, end - scan);
+    EXPECT_FALSE(decode(many + bytes.substr(end)));
+}
+
 }  // namespace
 }  // namespace varkel

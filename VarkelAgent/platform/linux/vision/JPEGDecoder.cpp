@@ -11,6 +11,9 @@ namespace varkel {
 
 namespace {
 
+/// More than any program writes. Each costs the time of a whole picture, however few bytes it has.
+constexpr int mostScans = 200;
+
 /// The library's own handlers print and end the process.
 struct QuietErrors {
     jpeg_error_mgr manager{};
@@ -23,6 +26,10 @@ struct QuietErrors {
 }
 
 void keepSilent(j_common_ptr) {}
+
+void countScans(j_common_ptr info) {
+    if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > mostScans) leave(info);
+}
 
 /// Inks are stored inverted, as nearly every program does.
 std::uint8_t withBlack(JSAMPLE ink, JSAMPLE black) {
@@ -74,12 +81,15 @@ std::shared_ptr<PixelPlanes> decodeJPEG(std::span<const unsigned char> bytes, lo
     errors.manager.output_message = keepSilent;
     const auto planes = std::make_shared<PixelPlanes>();
     std::vector<JSAMPLE> row;
+    jpeg_progress_mgr progress{};
+    progress.progress_monitor = countScans;
     // Nothing is changed between here and the jump but through pointers.
     if (setjmp(errors.escape) != 0) {
         jpeg_destroy_decompress(&info);
         return nullptr;
     }
     jpeg_create_decompress(&info);
+    info.progress = &progress;
     const bool complete = decodeInto(info, bytes, maxPixels, *planes, row);
     jpeg_destroy_decompress(&info);
     return complete ? planes : nullptr;
