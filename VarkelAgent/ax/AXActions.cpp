@@ -67,10 +67,12 @@ bool succeeded(AXError error) {
 void clickAt(CGPoint point) {
     EventPoster& poster = *Platform::current().eventPoster;
     using enum CGEventType;
+    std::vector<CGEvent> click;
     for (const CGEventType type : {mouseMoved, leftMouseDown, leftMouseUp}) {
-        const auto event = poster.CGEventCreateMouseEvent(type, point, CGMouseButton::left);
-        if (event) poster.CGEventPost(*event);
+        auto event = poster.CGEventCreateMouseEvent(type, point, CGMouseButton::left);
+        if (event) click.push_back(std::move(*event));
     }
+    poster.postTogether(click);
 }
 
 HTTPResponse clickBlocking(const AXClickRequest& request, const std::optional<std::string>& batchId) {

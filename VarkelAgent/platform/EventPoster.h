@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -66,7 +67,7 @@ class TextAnnouncement {
 /// Makes input events and puts them into the desktop's event stream, as if they came from the hardware.
 ///
 /// Any thread. Making an event never blocks; posting may, no longer than the backend's deadline, so it
-/// belongs on a thread that may block. Events of concurrent callers interleave, each of them whole.
+/// belongs on a thread that may block. Events of concurrent callers interleave, unless posted together.
 class EventPoster {
   public:
     virtual ~EventPoster() = default;
@@ -109,6 +110,12 @@ class EventPoster {
 
     /// Posts the event. A failure is not reported: there is nobody who could act on it.
     virtual void CGEventPost(const CGEvent& event) = 0;
+
+    /// Posts events that belong together, with none of a concurrent caller in between: two clicks that get
+    /// into each other make a drag from one place to the other.
+    virtual void postTogether(std::span<const CGEvent> events) {
+        for (const CGEvent& event : events) CGEventPost(event);
+    }
 
     /// A hint: this text (UTF-8) is about to be typed, character by character. A backend may prepare its
     /// keyboard for it until the announcement is dropped; nothing but speed and the fidelity of unusual

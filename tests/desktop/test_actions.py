@@ -4,6 +4,7 @@ import json
 import math
 import os
 import queue
+import re
 import signal
 import subprocess
 import threading
@@ -102,6 +103,30 @@ class Clicking(Acts):
         for active in (True, False):
             self.assertEqual(self.act("click", check)["method"], "ax_press")
             self.app.wait_for("toggled", widget="check", active=active)
+
+    def test_clicks_at_once_do_not_get_into_each_other(self):
+        # Looked at in the X server: toolkits lose track of the pointer when clicks come this fast.
+        path = os.path.join(self.desktop.directory, "input")
+        with open(path, "w", encoding="utf-8") as log:
+            self.desktop.start(["stdbuf", "-oL", "xinput", "test-xi2", "--root"], stdout=log)
+
+        def buttons():
+            with open(path, encoding="utf-8", errors="replace") as log:
+                return re.findall(r"\(RawButton(Press|Release)\)", log.read())
+        areas = [self.find_one(identifier=name) for name in ("even area", "odd area")]
+
+        def seen():
+            self.act("click", areas[0])
+            return buttons()
+        wait_for(seen, 10, "the first click")
+        threads = [threading.Thread(target=lambda area=area: [self.act("click", area) for _ in range(25)])
+                   for area in areas * 4]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        wait_for(lambda: len(buttons()) >= 2 * 25 * len(threads), 10, "all clicks")
+        self.assertEqual(set(zip(buttons()[0::2], buttons()[1::2])), {("Press", "Release")})
 
     def test_what_has_no_action_gets_a_click_on_the_pixel_of_its_centre(self):
         for name in ("even area", "odd area"):

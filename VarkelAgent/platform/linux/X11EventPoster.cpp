@@ -118,9 +118,11 @@ X11EventPoster::~X11EventPoster() {
     if (lookingAfter_.joinable()) lookingAfter_.join();
 }
 
-void X11EventPoster::CGEventPost(const CGEvent& event) {
+void X11EventPoster::postTogether(std::span<const CGEvent> events) {
     std::unique_lock lock(mutex_);
-    withServer(lock, eventPatience, [&](X11Connection::Session& session) { post(session, event); });
+    withServer(lock, eventPatience, [&](X11Connection::Session& session) {
+        for (const CGEvent& event : events) post(session, event);
+    });
 }
 
 /// Calls `use` with a session of a server that answers. Without one, waits for it this long with the lock

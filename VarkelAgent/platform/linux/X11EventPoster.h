@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -24,7 +25,8 @@ class X11EventPoster : public EventPoster {
     explicit X11EventPoster(std::string display = {});
     ~X11EventPoster() override;
 
-    void CGEventPost(const CGEvent& event) override;
+    void CGEventPost(const CGEvent& event) override { postTogether({&event, 1}); }
+    void postTogether(std::span<const CGEvent> events) override;
     std::unique_ptr<TextAnnouncement> announceText(std::string_view text) override;
 
   private:
