@@ -20,7 +20,8 @@ sys.path[:0] = [os.path.join(_ROOT, "tools/lib"), os.path.join(_ROOT, "tests/des
 
 from agent import Agent  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals  # noqa: E402
-from typing_targets import ChromiumTarget, GtkTarget, XTermTarget, wait_for_text  # noqa: E402
+from terminal_and_browser import ChromiumTarget, XTermTarget  # noqa: E402
+from typing_targets import GtkTarget, wait_for_text  # noqa: E402
 
 _TARGETS = {target.name: target for target in (GtkTarget, XTermTarget, ChromiumTarget)}
 

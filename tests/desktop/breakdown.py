@@ -5,8 +5,7 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 
 from agent import Agent
-from support import DesktopTest, find, wait_for
-from test_actions import ActsApp
+from support import DesktopTest, find, resident_kib, wait_for
 
 # What may differ after repeated faults although nothing leaks: a pool's thread more, when two requests happened to meet,
 # and the connection that it keeps. What every fault leaked would be more: none is repeated less often than this + 1.
@@ -23,17 +22,14 @@ class Breakdown(DesktopTest):
 
     # -- the agent
 
-    def post(self, path, seconds=30.0, **body):
-        return self.agent.request("POST", path, body, seconds)
-
     def send(self, path, seconds=60.0, **body):
         """Sends a request and goes on."""
         return self.requests.submit(self.post, path, seconds, **body)
 
-    def restart_agent(self, **options):
-        """Takes another agent, which finds what has been prepared; options are Agent's."""
+    def restart_agent(self, start=None):
+        """Takes another agent, which finds what has been prepared; `start` is Agent's."""
         self.desktop.stop(self.agent.process)
-        self.agent = Agent(options.pop("start", self.desktop.start), self.desktop.directory, **options)
+        self.agent = Agent(start or self.desktop.start, self.desktop.directory)
 
     def assert_healthy(self):
         self.assertEqual(self.agent.request("GET", "/health", timeout=5).status, 200)
@@ -47,21 +43,6 @@ class Breakdown(DesktopTest):
 
     # -- ordinary service
 
-    def start_acts(self, title="Acts"):
-        app = ActsApp(self.desktop, title)
-        self.addCleanup(self.desktop.stop, app.process)
-        return app
-
-    def find_one(self, **query):
-        def matches():
-            answer = self.post("/ax/find", **query)
-            return answer.status == 200 and answer.json()["matches"]
-        return wait_for(matches, 15, f"an element with {query}")[0]
-
-    def assert_frontmost(self, app):
-        """The agent knows on its own which application is in front."""
-        wait_for(lambda: self.find_frontmost_title() == app.title, 15, f"{app.title} as the frontmost application")
-
     def find_frontmost_title(self):
         answer = self.agent.tree()
         window = find(answer.json()["tree"], role="AXWindow") if answer.status == 200 else None
@@ -71,22 +52,18 @@ class Breakdown(DesktopTest):
         """A new application is read, found in front, clicked and typed into."""
         self.assert_healthy()
         app = self.start_acts(title)
-        app.title = title
-        self.desktop.activate(app.window)
-        self.assert_frontmost(app)
+        # The agent knows on its own which application is in front.
+        wait_for(lambda: self.find_frontmost_title() == title, 15, f"{title} as the frontmost application")
         button = self.find_one(role="AXButton", label="Count me")
         self.assertEqual(self.post("/ax/click", elementId=button["id"]).status, 200)
         app.wait_for("clicked", widget="button")
-        self.assert_mouse_and_keys(app)
-        self.desktop.stop(app.process)
-
-    def assert_mouse_and_keys(self, app):
         area = self.find_one(identifier="even area")
         self.assertEqual(self.post("/ax/click", elementId=area["id"]).status, 200)
         app.wait_for("pressed", widget="even area")
         before = self.give_keys(app)
         self.assertEqual(self.post("/keystrokes", text=TYPED).status, 200)
         app.wait_for("committed", text=before + TYPED)
+        self.desktop.stop(app.process)
 
     def give_keys(self, app):
         """Has the bare area of an application take the keyboard, and gives what it has got so far. A window that has
@@ -103,8 +80,6 @@ class Breakdown(DesktopTest):
     def footprint(self):
         """Threads, descriptors, resident KiB and children of the agent."""
         base = f"/proc/{self.agent.process.pid}"
-        with open(base + "/status", encoding="ascii") as file:
-            resident = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
         children = 0
         for task in os.listdir(base + "/task"):
             try:
@@ -112,7 +87,8 @@ class Breakdown(DesktopTest):
                     children += len(file.read().split())
             except OSError:
                 pass  # a thread that has just ended
-        return len(os.listdir(base + "/task")), len(os.listdir(base + "/fd")), resident, children
+        counts = [len(os.listdir(f"{base}/{folder}")) for folder in ("task", "fd")]
+        return *counts, resident_kib(self.agent.process.pid), children
 
     def repeat(self, fault, rounds, warm_up=2):
         """Has the same fault happen again and again; the agent has no more afterwards than after the first ones."""

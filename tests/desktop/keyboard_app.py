@@ -1,8 +1,8 @@
 """A small GTK application that tells what its keyboard and its mouse get.
 
 Writes one JSON object per line: {"event": "ready"}, every key press and release with keyval and state, every
-button press with its position, every scroll. Reads commands, one per line: "text" answers with the text that the
-widget holds, "clear" empties it."""
+button press with its position, every scroll. Reads commands, one per line: "look" answers with the text that the
+entry holds, "clear" empties it."""
 
 import json
 import sys
@@ -14,73 +14,57 @@ gi.require_version("Gdk", "3.0")
 from gi.repository import Gdk, GLib, Gtk  # noqa: E402
 
 
-def report(**fields):
-    sys.stdout.write(json.dumps(fields) + "\n")
-    sys.stdout.flush()
+def report(event, **fields):
+    print(json.dumps({"event": event, **fields}), flush=True)
 
 
-class App:
-    def __init__(self, kind):
-        self.window = Gtk.Window(title="keyboard app")
-        self.window.set_default_size(500, 300)
-        box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
-        if kind == "entry":
-            self.field = Gtk.Entry()
-            self.buffer = self.field.get_buffer()
-        else:
-            self.field = Gtk.TextView()
-            self.buffer = self.field.get_buffer()
-        self.field.connect("key-press-event", self.key, "press")
-        self.field.connect("key-release-event", self.key, "release")
-        area = Gtk.DrawingArea()
-        area.add_events(Gdk.EventMask.BUTTON_PRESS_MASK | Gdk.EventMask.BUTTON_RELEASE_MASK
-                        | Gdk.EventMask.SCROLL_MASK)
-        area.connect("button-press-event", self.button, "button-press")
-        area.connect("button-release-event", self.button, "button-release")
-        area.connect("scroll-event", self.scroll)
-        box.pack_start(self.field, False, False, 0)
-        box.pack_start(area, True, True, 0)
-        self.window.add(box)
-        self.window.connect("destroy", Gtk.main_quit)
-        self.window.show_all()
-        self.field.grab_focus()
-        self.window.connect("focus-in-event", lambda *_: report(event="focus") and False)
-        channel = GLib.IOChannel.unix_new(0)
-        GLib.io_add_watch(channel, GLib.PRIORITY_LOW, GLib.IOCondition.IN | GLib.IOCondition.HUP, self.command)
+def on_key(_widget, event, kind):
+    report(kind, keyval=event.keyval, name=Gdk.keyval_name(event.keyval), state=int(event.state),
+           keycode=event.hardware_keycode)
+    return False
 
-    def key(self, _widget, event, kind):
-        report(event=kind, keyval=event.keyval, name=Gdk.keyval_name(event.keyval), state=int(event.state),
-               keycode=event.hardware_keycode)
-        return False
 
-    def button(self, _widget, event, kind):
-        report(event=kind, button=event.button, x=event.x_root, y=event.y_root)
-        return True
+def on_button(_widget, event, kind):
+    report(kind, button=event.button, x=event.x_root, y=event.y_root)
+    return True
 
-    def scroll(self, _widget, event):
-        report(event="scroll", direction=event.direction.value_nick, x=event.x_root, y=event.y_root)
-        return True
 
-    def text(self):
-        if isinstance(self.field, Gtk.Entry):
-            return self.field.get_text()
-        start, end = self.buffer.get_bounds()
-        return self.buffer.get_text(start, end, True)
+def on_scroll(_widget, event):
+    report("scroll", direction=event.direction.value_nick, x=event.x_root, y=event.y_root)
+    return True
 
-    def command(self, _channel, _condition):
-        line = sys.stdin.readline().strip()
-        if not line:
-            return False
-        if line == "clear":
-            if isinstance(self.field, Gtk.Entry):
-                self.field.set_text("")
-            else:
-                self.buffer.set_text("")
-        report(event="text", text=self.text())
-        return True
+
+def obey(_channel, _condition, entry):
+    command = sys.stdin.readline().strip()
+    if command == "clear":
+        entry.set_text("")
+    if command:
+        report("done", command=command, text=entry.get_text())
+    return bool(command)
+
+
+def main():
+    window = Gtk.Window(title="keyboard app")
+    window.set_default_size(500, 300)
+    window.connect("destroy", Gtk.main_quit)
+    entry, area = Gtk.Entry(), Gtk.DrawingArea()
+    entry.connect("key-press-event", on_key, "press")
+    entry.connect("key-release-event", on_key, "release")
+    area.add_events(Gdk.EventMask.BUTTON_PRESS_MASK | Gdk.EventMask.BUTTON_RELEASE_MASK | Gdk.EventMask.SCROLL_MASK)
+    area.connect("button-press-event", on_button, "button-press")
+    area.connect("button-release-event", on_button, "button-release")
+    area.connect("scroll-event", on_scroll)
+    box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
+    box.pack_start(entry, False, False, 0)
+    box.pack_start(area, True, True, 0)
+    window.add(box)
+    window.show_all()
+    entry.grab_focus()
+    GLib.io_add_watch(GLib.IOChannel.unix_new(0), GLib.PRIORITY_LOW, GLib.IOCondition.IN | GLib.IOCondition.HUP, obey,
+                      entry)
+    report("ready")
+    Gtk.main()
 
 
 if __name__ == "__main__":
-    App(sys.argv[1] if len(sys.argv) > 1 else "text")
-    report(event="ready")
-    Gtk.main()
+    main()

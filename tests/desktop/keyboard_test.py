@@ -6,22 +6,19 @@ import ctypes
 import os
 import signal
 import subprocess
-import sys
 import threading
 import time
 import unittest
 import unittest.mock
 
-_HERE = os.path.dirname(os.path.abspath(__file__))
-_ROOT = os.path.dirname(os.path.dirname(_HERE))
-sys.path[:0] = [os.path.join(_ROOT, "tools/lib"), _HERE]
-
-from agent import Agent, AgentError  # noqa: E402
-from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
-from typing_targets import GtkTarget, wait_for_text  # noqa: E402
+import support
+from agent import Agent, AgentError
+from private_desktop import PrivateDesktop
+from support import ROOT, add_desktop_entry, wait_for
+from typing_targets import GtkTarget, wait_for_text
 
 SHIFT, LOCK, CONTROL, ALT, NUM, SUPER = 1, 2, 4, 8, 16, 64
-POST_EVENTS = os.environ.get("VARKEL_POST_EVENTS") or os.path.join(_ROOT, "build/release/tests/desktop/post_events")
+POST_EVENTS = os.environ.get("VARKEL_POST_EVENTS") or os.path.join(ROOT, "build/release/tests/desktop/post_events")
 
 MIXED = "Hello, WORLD! {[(<>)]} @#$%^&*~`'\"\\|/?;: äöüß é ñ €µ αβΓ Жя 漢字 e\u0301 👨‍👩‍👧 🇩🇪 😀 1️⃣"
 
@@ -95,7 +92,7 @@ class Keyboard(unittest.TestCase):
         self.assert_typed(text)
 
     def test_locked_keys_spoil_nothing_and_stay_locked(self):
-        for key, state in (("Caps_Lock", LOCK), ("Num_Lock", NUM)):
+        for key, state, typed in (("Caps_Lock", LOCK, "X"), ("Num_Lock", NUM, "x")):
             with self.subTest(key=key):
                 self.target.clear()
                 self.run_tool("xdotool", "key", key)
@@ -103,8 +100,7 @@ class Keyboard(unittest.TestCase):
                     self.send(text="aB1!é€")
                     self.assert_typed("aB1!é€")
                     self.run_tool("xdotool", "key", "x")
-                    event = self.target.wait_for_event(lambda e: e["event"] == "press" and e["name"] in "xX")
-                    self.assertTrue(event["state"] & state)
+                    self.assertTrue(self.target.wait_for("press", name=typed)["state"] & state)
                 finally:
                     self.run_tool("xdotool", "key", key)
 
@@ -180,9 +176,9 @@ class Keyboard(unittest.TestCase):
                 with self.subTest(layout=layout, token=token):
                     self.target.clear()
                     self.send(keys=[token])
-                    event = self.target.wait_for_event(lambda e: e["event"] == "press" and e["name"] == name)
+                    event = self.target.wait_for("press", name=name)
                     self.assertEqual(event["state"] & (CONTROL | ALT | SUPER | state), state, event)
-                    self.target.wait_for_event(lambda e: e["event"] == "release" and e["keycode"] == event["keycode"])
+                    self.target.wait_for("release", keycode=event["keycode"])
 
     # -- the keyboard afterwards
 
@@ -204,7 +200,8 @@ class Keyboard(unittest.TestCase):
 
     def test_the_next_agent_tidies_up_after_one_that_was_killed(self):
         before = self.keyboard_map()
-        victim = Agent(self.desktop.start, self._fresh_directory())
+        victim = Agent(self.desktop.start, self.desktop.directory)
+
         def type_until_killed():
             try:
                 victim.request("POST", "/keystrokes", {"text": "漢字€" * 100, "delay_ms": 100}, timeout=60)
@@ -213,44 +210,17 @@ class Keyboard(unittest.TestCase):
         sender = threading.Thread(target=type_until_killed)
         sender.start()
         wait_for(lambda: len(self.target.text()) > 2, 20, "some text")
-        self.target.wait_for_event(lambda e: e["event"] == "press")
         victim.process.kill()
         victim.process.wait()
         sender.join()
         self.assertNotEqual(self.keyboard_map(), before)
-        self.send(self.fresh_agent(), keys=["esc"])
+        next_agent = Agent(self.desktop.start, self.desktop.directory)
+        self.addCleanup(self.desktop.stop, next_agent.process)
+        self.send(next_agent, keys=["esc"])
         wait_for(lambda: not self.note(), 20, "the note to be taken back")
         self.assertEqual(self.keyboard_map(), before)
         repeats = self.run_tool("xset", "q")
         self.assertIn("auto repeating keys:  00ffffffdffffbbf", repeats)
-
-    def _fresh_directory(self):
-        path = os.path.join(self.desktop.directory, f"agent-{time.monotonic_ns()}")
-        os.mkdir(path, 0o700)
-        return path
-
-    def fresh_agent(self):
-        agent = Agent(self.desktop.start, self._fresh_directory())
-        self.addCleanup(self.desktop.stop, agent.process)
-        return agent
-
-    def test_a_server_that_stops_holds_up_nobody_for_good(self):
-        agent = self.fresh_agent()
-        self.send(agent, text="a")
-        os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
-        try:
-            answers = []
-            sender = threading.Thread(target=lambda: answers.append(agent.request(
-                "POST", "/keystrokes", {"keys": ["a"]}, timeout=50)))
-            sender.start()
-            self.assertEqual(agent.request("GET", "/health", timeout=5).status, 200)
-            sender.join()
-            self.assertEqual(answers[0].status, 200)
-        finally:
-            os.kill(self.desktop.x_server.pid, signal.SIGCONT)
-        self.target.clear()
-        self.send(agent, text="again é")
-        wait_for(lambda: self.target.text().endswith("again é"), 20, "the text")
 
     # -- the mouse
 
@@ -284,16 +254,16 @@ class Keyboard(unittest.TestCase):
         post, x, y = self.mouse()
         for mapping in ("1 2 3 4 5", "3 2 1 5 4"):
             with self.subTest(mapping=mapping):
+                self.target.clear()
                 self.run_tool("xmodmap", "-e", f"pointer = {mapping} 6 7 8 9 10")
                 try:
                     post(f"click {x}.9 {y}.5")
                     for kind in ("button-press", "button-release"):
-                        event = self.target.wait_for_event(lambda e, kind=kind: e["event"] == kind)
-                        self.assertEqual((event["button"], event["x"], event["y"]), (1, x, y))
+                        self.target.wait_for(kind, button=1, x=x, y=y)
                     for steps, direction in (("1 0", "up"), ("-1 0", "down"), ("0 1", "left"), ("0 -1", "right")):
                         post(f"scroll {x} {y} {steps}")
-                        event = self.target.wait_for_event(lambda e: e["event"] == "scroll")
-                        self.assertEqual((event["direction"], event["x"], event["y"]), (direction, x, y))
+                        self.target.wait_for("scroll", direction=direction, x=x, y=y)
+                    self.assertEqual(len(self.target.app.all("scroll")), 4)
                 finally:
                     self.run_tool("xmodmap", "-e", "pointer = default")
 
@@ -302,16 +272,12 @@ class Activation(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.desktop = cls.enterClassContext(PrivateDesktop())
-        entries = os.path.join(cls.desktop.environment["XDG_DATA_HOME"], "applications")
-        os.makedirs(entries)
-        script = os.path.join(_HERE, "keyboard_app.py")
+        script = ROOT / "tests/desktop/keyboard_app.py"
         log = os.path.join(cls.desktop.directory, "launched")
-        for name, window_class, command in (
-                ("org.example.Typing", "keyboard_app.py", f"/bin/sh -c \"exec /usr/bin/python3 {script} entry > {log} < /dev/null\""),
-                ("org.example.Broken", "", "/bin/false"), ("org.example.Missing", "", "/no/such/program")):
-            with open(os.path.join(entries, name + ".desktop"), "w", encoding="utf-8") as file:
-                file.write(f"[Desktop Entry]\nType=Application\nName=T\nExec={command}\n"
-                           f"StartupWMClass={window_class}\n")
+        typing = f"/bin/sh -c \"exec /usr/bin/python3 {script} > {log} < /dev/null\""
+        for name, more, command in (("Typing", "StartupWMClass=keyboard_app.py", typing), ("Broken", "", "/bin/false"),
+                                    ("Missing", "", "/no/such/program")):
+            add_desktop_entry(cls.desktop, "org.example." + name, "T", command, more)
         cls.agent = Agent(cls.desktop.start, cls.desktop.directory)
 
     def send(self, **fields):
@@ -335,7 +301,7 @@ class Activation(unittest.TestCase):
                 with self.subTest(name=name):
                     self.desktop.activate(other)
                     self.assertEqual(self.send(app_bundle_id=name).json()["app"], name)
-                    target.wait_for_event(lambda e: e["event"] == "press" and e["name"] == "Escape")
+                    target.wait_for("press", name="Escape")
             self.desktop.activate(target.window)
             # The terminal identifiers mean the system's terminal emulator.
             self.assertEqual(self.send(app_bundle_id="com.apple.Terminal").status, 200)
@@ -366,5 +332,4 @@ class Activation(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    exit_on_signals()
-    unittest.main(verbosity=2)
+    support.main()

@@ -3,6 +3,7 @@
 import hashlib
 import json
 import os
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -10,10 +11,42 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/lib"))
 from agent import Agent, walk  # noqa: E402
+from overlay import DISCOVERY  # noqa: E402
 from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
+from reporting import ReportingApp  # noqa: E402
 
 APPS = ROOT / "tests/desktop/apps"
 __all__ = ["APPS", "ROOT", "DesktopError", "DesktopTest", "element_id", "find", "main", "paths", "wait_for", "walk"]
+
+
+def state_of(pid):
+    """The letter for what a process does, "T" when it is stopped; "Z" when it has ended."""
+    try:
+        with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as file:
+            return file.read().rpartition(")")[2].split()[0]
+    except (FileNotFoundError, ProcessLookupError):
+        return "Z"
+
+
+def resident_kib(pid):
+    with open(f"/proc/{pid}/status", encoding="ascii") as file:
+        return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+
+
+def add_desktop_entry(desktop, identifier, name, command, more=""):
+    """Installs an application; `more`: further lines of its entry."""
+    folder = os.path.join(desktop.environment["XDG_DATA_HOME"], "applications")
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, identifier + ".desktop"), "w", encoding="utf-8") as file:
+        file.write(f"[Desktop Entry]\nType=Application\nName={name}\nExec={command}\n{more}\n")
+
+
+def announce_overlay(desktop, port):
+    """Lets an agent that starts from now on find an overlay service with the token "secret" at a port."""
+    path = os.path.join(desktop.environment["HOME"], DISCOVERY)
+    os.makedirs(os.path.dirname(path))
+    with open(path, "w", encoding="utf-8") as file:
+        json.dump({"port": port, "token": "secret"}, file)
 
 
 def element_id(pid, element, path):
@@ -44,6 +77,27 @@ class DesktopTest(unittest.TestCase):
         # Out of the reach of who takes the lowest free number: nobody must get this one while the server is away.
         self.desktop = self.enterContext(PrivateDesktop(display=f":{1000 + os.getpid()}"))
         self.agent = Agent(self.desktop.start, self.desktop.directory)
+
+    def post(self, path, seconds=30.0, **body):
+        return self.agent.request("POST", path, body, seconds)
+
+    def find_one(self, **query):
+        def matches():
+            answer = self.post("/ax/find", **query)
+            return answer.status == 200 and answer.json()["matches"]
+        return wait_for(matches, 15, f"an element with {query}")[0]
+
+    def start_acts(self, title="Acts"):
+        """Starts acts_app.py and brings it to the front."""
+        app = ReportingApp(self.desktop, [str(APPS / "acts_app.py"), title])
+        self.addCleanup(self.desktop.stop, app.process)
+        self.desktop.activate(app.window)
+        return app
+
+    def start_hostile(self, kind):
+        process = self.desktop.start(["/usr/bin/python3", str(APPS / "hostile.py"), kind], stdout=subprocess.PIPE)
+        self.assertEqual(process.stdout.readline(), b"ready\n", self.desktop.log())
+        return process
 
     def start_known_widgets(self, title="Known widgets"):
         report = os.path.join(self.desktop.directory, title + ".json")

@@ -1,6 +1,5 @@
 """Applications that stop or die while they are worked, and a desktop whose parts go away and come back."""
 
-import json
 import os
 import signal
 import socket
@@ -8,41 +7,33 @@ import subprocess
 
 import support
 from breakdown import TYPED, Breakdown
-from overlay import DISCOVERY
-from support import wait_for
+from support import announce_overlay, find, state_of, wait_for
 
 # What a request about an application that does not answer takes at the most, and some for a slow machine.
 PATIENCE = 6 + 4
 
 
-def is_stopped(pid):
-    with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as file:
-        return file.read().rpartition(")")[2].split()[0] == "T"
-
-
 class Applications(Breakdown):
-    def start_self_harming(self, kind):
-        process = self.desktop.start(["/usr/bin/python3", str(support.APPS / "hostile.py"), kind],
-                                     stdout=subprocess.PIPE)
-        self.assertEqual(process.stdout.readline(), b"ready\n", self.desktop.log())
-        return process
-
-    def read_one(self, kind):
-        app = self.start_self_harming(kind)
-        answer = self.assert_within(PATIENCE, self.agent.tree(app.pid), 200)
-        tree = answer.json()["tree"]
-        if kind == "stops":  # what was read before is there
-            self.assertEqual(tree["role"], "AXApplication")
-            self.assertTrue(is_stopped(app.pid))
+    def read_one(self, kind, other):
+        app = self.start_hostile(kind)
+        asked = self.requests.submit(self.agent.tree, app.pid)
+        if kind == "stops":  # what was read before is there, and nobody else has to wait
+            wait_for(lambda: state_of(app.pid) == "T", 10, "the application to stop")
+            self.assertIsNotNone(find(self.tree(other.pid, timeout=5), label="Save"))
+            self.assertFalse(asked.done())
+            self.assertEqual(self.assert_within(PATIENCE, asked, 200).json()["tree"]["role"], "AXApplication")
         else:
+            self.assert_within(PATIENCE, asked, 200)
             self.assertEqual(app.wait(5), -signal.SIGKILL)
         self.desktop.stop(app)
         self.assert_healthy()
 
     def test_in_the_middle_of_a_tree(self):
+        other = self.start_known_widgets()
+        self.known_tree(other)
         for kind, rounds in (("stops", 3), ("dies", 6)):
             with self.subTest(kind):
-                self.repeat(lambda kind=kind: self.read_one(kind), rounds, warm_up=1)
+                self.repeat(lambda kind=kind: self.read_one(kind, other), rounds, warm_up=1)
         self.assert_serves()
 
     def act_on_one(self, command):
@@ -51,7 +42,6 @@ class Applications(Breakdown):
         for act in (self.click, self.set_field, self.type_keys):
             if app is None or app.process.poll() is not None:
                 app = self.start_acts()
-                self.desktop.activate(app.window)
             act(app, command)
             self.assert_healthy()
             if command == "kill":
@@ -59,7 +49,7 @@ class Applications(Breakdown):
         self.desktop.stop(app.process)
 
     def thaw(self, app):
-        wait_for(lambda: is_stopped(app.pid), 10, "the application to stop")
+        wait_for(lambda: state_of(app.pid) == "T", 10, "the application to stop")
         os.kill(app.pid, signal.SIGCONT)
 
     def click(self, app, command):
@@ -103,7 +93,6 @@ class Parts(Breakdown):
     def busy(self, break_it):
         """Types into and reads an application while something breaks; all of it is answered."""
         app = self.start_acts()
-        self.desktop.activate(app.window)
         before = self.give_keys(app)
         asked = [self.send("/keystrokes", text=TYPED * 8)]
         app.wait_for("committed", text=before + TYPED)
@@ -148,7 +137,6 @@ class Parts(Breakdown):
 
     def test_a_text_for_an_x_server_that_is_stopped_does_not_wait_for_each_of_its_keys(self):
         app = self.start_acts()
-        self.desktop.activate(app.window)
         self.assertEqual(self.post("/keystrokes", text="a").status, 200)
         os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
         try:
@@ -186,7 +174,6 @@ class Parts(Breakdown):
 
     def test_buses_that_are_stopped_hold_nobody_up_for_good(self):
         app = self.start_acts()
-        self.desktop.activate(app.window)
         self.give_keys(app)
         stopped = [*self.desktop.accessibility_bus_processes(), self.desktop.session_bus.pid]
         for pid in stopped:
@@ -212,10 +199,7 @@ class Overlay(Breakdown):
         super().setUp()
         self.port = self.listen(0).getsockname()[1]
         self.service.close()
-        path = os.path.join(self.desktop.environment["HOME"], DISCOVERY)
-        os.makedirs(os.path.dirname(path))
-        with open(path, "w", encoding="utf-8") as file:
-            json.dump({"port": self.port, "token": "secret"}, file)
+        announce_overlay(self.desktop, self.port)
         self.restart_agent()
 
     def listen(self, port):
@@ -247,7 +231,6 @@ class Overlay(Breakdown):
 
     def test_it_dies_between_event_and_poll(self):
         app = self.start_acts()
-        self.desktop.activate(app.window)
         button = self.find_one(identifier="button")
 
         def fault(die):

@@ -7,10 +7,8 @@ from concurrent.futures import ThreadPoolExecutor
 
 import support
 from overlay import DISCOVERY, press, start_overlay, wait_for_button
-from support import DesktopTest, wait_for
-from test_actions import BUTTON, ActsApp
-
-from agent import Agent  # noqa: E402
+from support import DesktopTest
+from agent import Agent
 
 
 class Consent(DesktopTest):
@@ -19,8 +17,7 @@ class Consent(DesktopTest):
         self.home = self.desktop.environment["HOME"]
         self.overlay = start_overlay(self.desktop, self.home)
         self.agent = Agent(self.desktop.start, self.desktop.directory)  # one that finds the service
-        self.app = ActsApp(self.desktop)
-        self.desktop.activate(self.app.window)
+        self.app = self.start_acts()
         self.requests = self.enterContext(ThreadPoolExecutor())
 
     def ask(self, path, **body):
@@ -31,13 +28,8 @@ class Consent(DesktopTest):
         with self.desktop.x() as display:
             press(display, self.agent, self.overlay, label)
 
-    def button(self):
-        def matches():
-            return self.agent.request("POST", "/ax/find", BUTTON).json()["matches"]
-        return wait_for(matches, 15, "the button")[0]
-
     def test_the_person_decides(self):
-        button = self.button()
+        button = self.find_one(identifier="button")
         for label, status, body, clicks in (("Deny", 403, {"error": "consent_denied"}, 0),
                                             ("Allow", 200, {"ok": True, "method": "ax_press"}, 1)):
             with self.subTest(label):
@@ -62,7 +54,7 @@ class Consent(DesktopTest):
         for place in (f"/proc/{self.overlay.pid}/cmdline", f"/proc/{self.agent.process.pid}/cmdline"):
             with open(place, encoding="utf-8") as file:
                 self.assertNotIn(token, file.read())
-        pending = self.ask("/ax/click", elementId=self.button()["id"])
+        pending = self.ask("/ax/click", elementId=self.find_one(identifier="button")["id"])
         wait_for_button(self.agent, self.overlay, "Allow")
         self.desktop.stop(self.overlay)
         self.assertFalse(os.path.exists(path))

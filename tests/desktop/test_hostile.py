@@ -1,34 +1,15 @@
 """Applications that answer with nonsense, loops and hierarchies without end."""
 
 import json
-import subprocess
 
 import support
-from support import DesktopTest, element_id, find, walk
+from support import DesktopTest, element_id, find, resident_kib, walk
 
 ROLE = b'"role":'
 PATIENCE = 30  # seconds for an answer; far above what the agent allows a request
 
 
-def levels(body):
-    """How deep the elements of a tree's JSON nest. Not a JSON parser: those give up on deep documents."""
-    deepest = depth = 0
-    for byte in body:
-        if byte == ord("["):
-            depth += 1
-            deepest = max(deepest, depth)
-        elif byte == ord("]"):
-            depth -= 1
-    return deepest + 1
-
-
 class Hostile(DesktopTest):
-    def start_hostile(self, kind):
-        process = self.desktop.start(["/usr/bin/python3", str(support.APPS / "hostile.py"), kind],
-                                     stdout=subprocess.PIPE)
-        self.assertEqual(process.stdout.readline(), b"ready\n", self.desktop.log())
-        return process
-
     def ask(self, kind):
         """The answer about an application of this kind, which leaves the agent as well as before."""
         process = self.start_hostile(kind)
@@ -36,9 +17,7 @@ class Hostile(DesktopTest):
         self.assertEqual(answer.status, 200, answer.body[:300])
         self.assertIsNone(self.agent.process.poll())
         self.assertEqual(self.agent.request("GET", "/health", timeout=5).status, 200)
-        with open(f"/proc/{self.agent.process.pid}/status", encoding="ascii") as file:
-            resident = next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
-        self.assertLess(resident, 1_000_000, "KiB of memory")
+        self.assertLess(resident_kib(self.agent.process.pid), 1_000_000, "KiB of memory")
         self.desktop.stop(process)
         return answer
 
@@ -62,16 +41,10 @@ class Hostile(DesktopTest):
                 self.assertGreater(body.count(ROLE), 1)
                 self.assertLess(body.count(ROLE), 100_000)
 
-    def test_depth_and_width_without_end_do_not_bring_the_agent_down(self):
-        for kind, least_levels in (("deep", 50), ("endless", 3)):
-            with self.subTest(kind):
-                body = self.ask(kind).body
-                self.assertGreater(levels(body), least_levels)
-        self.ask("very wide")
-
     def test_only_the_first_thousand_children_are_read(self):
         tree = self.ask("wide").json()["tree"]
         self.assertEqual([child["label"] for child in tree["children"]], [f"node {n}" for n in range(1, 1001)])
+        self.ask("very wide")
 
     def test_answers_of_the_wrong_type_count_as_absent(self):
         for element in walk(self.ask("wrong types").json()["tree"]):

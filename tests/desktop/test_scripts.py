@@ -7,24 +7,17 @@ import threading
 
 import support
 from agent import binary_path
-from support import APPS, DesktopTest, wait_for
+from support import APPS, DesktopTest, add_desktop_entry, state_of, wait_for
 
 TOOLS = os.path.dirname(os.path.abspath(binary_path()))
 
 
 class Scripts(DesktopTest):
-    def setUp(self):
-        super().setUp()
-        self.home = self.desktop.environment["HOME"]
-
     def osascript(self, source, *arguments):
         """Runs a script with the tool itself."""
         arguments = arguments or ("-",)
         return subprocess.run([os.path.join(TOOLS, "osascript"), *arguments], env=self.desktop.environment,
                               input=source, capture_output=True, text=True, timeout=60, check=False)
-
-    def post(self, path, **body):
-        return self.agent.request("POST", path, body, 60)
 
     def path(self, name):
         return os.path.join(self.desktop.directory, name)
@@ -129,15 +122,11 @@ class Terminals(Scripts):
 class Applications(Scripts):
     def setUp(self):
         super().setUp()
-        folder = os.path.join(self.desktop.environment["XDG_DATA_HOME"], "applications")
-        os.makedirs(folder)
         self.report = self.path("report.json")
         entries = {"org.example.Known": ("Widgets to know", f"/usr/bin/python3 {APPS}/known_widgets.py {self.report} K"),
                    "org.example.Broken": ("Broken one", "/bin/false")}
         for identifier, (name, command) in entries.items():
-            with open(os.path.join(folder, identifier + ".desktop"), "w", encoding="utf-8") as file:
-                file.write(f"[Desktop Entry]\nType=Application\nName={name}\nExec={command}\n"
-                           "StartupWMClass=known_widgets.py\n")
+            add_desktop_entry(self.desktop, identifier, name, command, "StartupWMClass=known_widgets.py")
 
     def test_an_application_is_started_and_then_brought_to_the_front_by_its_name(self):
         self.assertEqual(self.osascript('application "Widgets to know" is running').stdout, "false\n")
@@ -216,14 +205,8 @@ class TheSystem(Scripts):
                     f'do shell script "cd {self.path("")}; echo $$ > new; mv new {name}; exec sleep 1000"'])
                 pid = int(self.content(name))
                 stop(process.pid, how)
-                wait_for(lambda pid=pid: not os.path.exists(f"/proc/{pid}") or self._is_zombie(pid), 10,
-                         "the command to end")
+                wait_for(lambda pid=pid: state_of(pid) == "Z", 10, "the command to end")
                 self.assertEqual(process.wait(10), -how)
-
-    @staticmethod
-    def _is_zombie(pid):
-        with open(f"/proc/{pid}/stat", encoding="utf-8", errors="replace") as file:
-            return ") Z " in file.read()
 
 
 if __name__ == "__main__":

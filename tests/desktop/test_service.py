@@ -10,12 +10,11 @@ import time
 import unittest
 import urllib.error
 import urllib.request
-import xml.etree.ElementTree
 
 import support
 from agent import binary_path
 from private_desktop import PrivateDesktop
-from support import wait_for
+from support import add_desktop_entry, wait_for
 
 MANAGER = "/lib/systemd/systemd"
 LABEL = "io.github.varkel.varkel-agent"
@@ -50,11 +49,8 @@ class ServiceTest(unittest.TestCase):
     def add_settings(self, identifier):
         """Installs a settings program that notes that it was opened, and gives the note's path."""
         note = os.path.join(self.desktop.directory, identifier)
-        folder = os.path.join(self.environment["XDG_DATA_HOME"], "applications")
-        os.makedirs(folder, exist_ok=True)
-        with open(os.path.join(folder, identifier + ".desktop"), "w", encoding="utf-8") as file:
-            file.write("[Desktop Entry]\nType=Application\nName=Settings\nNoDisplay=true\n"
-                       f"Exec=/bin/sh -c \"date +%%s%%N >'{note}'\" %u\n")
+        add_desktop_entry(self.desktop, identifier, "Settings", f"/bin/sh -c \"date +%%s%%N >'{note}'\" %u",
+                          "NoDisplay=true")
         return note
 
     def assert_found(self, done, accessibility, screen):
@@ -159,22 +155,6 @@ class InstallTest(ServiceTest):
                     self.assertNotIn(TOKEN.encode(), file.read())
             except OSError:
                 pass
-
-    def test_the_list_says_what_is_to_run(self):
-        self.install()
-        root = xml.etree.ElementTree.parse(self.list).getroot()
-        keys = [element.text for element in root.find("dict").findall("key")]
-        self.assertEqual(sorted(keys), ["EnvironmentVariables", "KeepAlive", "Label", "ProgramArguments", "RunAtLoad",
-                                        "StandardErrorPath", "StandardOutPath"])
-        arguments = [element.text for element in root.find("dict/array")]
-        self.assertEqual(arguments, [os.path.realpath(binary_path()), "--port", str(self.port)])
-        self.assertEqual(root.find("dict/dict/string").text, TOKEN)
-
-    def test_without_a_token_file_nothing_is_written(self):
-        done = self.run_agent("--token-file", "/nowhere/token", "install")
-        self.assertEqual(done.returncode, 1)
-        self.assertTrue(done.stdout.startswith("Fatal error: "), done.stdout)
-        self.assertFalse(os.path.exists(self.list))
 
     def test_without_a_user_manager_the_desktop_starts_the_agent(self):
         self.assertIn("No systemd user manager answers", self.install())

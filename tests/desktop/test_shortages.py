@@ -1,132 +1,21 @@
-"""Child tools that misbehave, descriptors and disks that are used up, and a clock that somebody sets."""
+"""Descriptors and disks that are used up, and a clock that somebody sets."""
 
 import http.client
 import json
 import os
 import resource
-import shutil
-import signal
 import socket
 import struct
-import subprocess
 import threading
 import time
 
 import support
-from agent import AgentError, binary_path
+from agent import AgentError
 from breakdown import Breakdown
-from overlay import DISCOVERY
-from support import find, wait_for
+from support import announce_overlay, find, wait_for
 
 CLOCK_SHIM = os.environ.get("VARKEL_CLOCK_SHIM") or os.path.join(
     support.ROOT, "build/release/tests/desktop/libclock_shim.so")
-
-
-class Tools(Breakdown):
-    """Tools next to the agent that do what the request says, as a shell: the name of a Shortcut is a command, and so
-    is a script."""
-
-    def setUp(self):
-        super().setUp()
-        folder = os.path.join(self.desktop.directory, "tools")
-        os.mkdir(folder)
-        self.pids = os.path.join(folder, "pids")
-        binary = shutil.copy(binary_path(), folder)
-        for name, command in (("shortcuts", 'exec /bin/sh -c "$2"'), ("osascript", "exec /bin/sh -s")):
-            path = os.path.join(folder, name)
-            with open(path, "w", encoding="ascii") as file:
-                file.write(f"#!/bin/sh\n{command}\n")
-            os.chmod(path, 0o700)
-        self.restart_agent(binary=binary)
-        self.addCleanup(self.kill_noted)
-
-    def noted(self):
-        """The processes that a tool has noted."""
-        try:
-            with open(self.pids, encoding="ascii") as file:
-                return [int(line) for line in file]
-        except FileNotFoundError:
-            return []
-
-    def kill_noted(self):
-        for pid in self.noted():
-            try:
-                os.kill(pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
-        if self.noted():
-            os.remove(self.pids)
-
-    def shortcut(self, command, limit=1000, **fields):
-        return self.post("/shortcut", name=command, timeoutMs=limit, **fields)
-
-    @staticmethod
-    def has_ended(pid):
-        try:
-            with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as file:
-                return ") Z " in file.read()
-        except (FileNotFoundError, ProcessLookupError):
-            return True
-
-    def assert_gone(self):
-        def gone():
-            return all(self.has_ended(pid) for pid in self.noted())
-        wait_for(gone, 10, "all that the tool had started to end")
-
-    def test_a_tool_that_writes_without_end_is_stopped(self):
-        def fault():
-            for answer, error in ((self.shortcut("exec yes", 60_000), "shortcut_failed"),
-                                  (self.shortcut("exec yes >&2", 60_000), "shortcut_failed"),
-                                  (self.post("/applescript/run", script="exec yes"), "applescript_failed")):
-                self.assert_within(20, answer, 500)
-                self.assertEqual(answer.json()["error"], error)
-                self.assertIn("larger than", answer.json()["message"])
-            self.assert_healthy()
-        self.repeat(fault, 3, warm_up=1)
-
-    def test_a_tool_that_ignores_signals_ends_at_its_limit_with_all_of_its_group(self):
-        note = f"echo $$ >> {self.pids}"
-        deaf = f"trap '' TERM INT HUP; {note}; while :; do sleep 1; done"
-        commands = (deaf, f'sh -c "{deaf.replace("$$", chr(92) + "$$")}" & {note}; wait', f"{note}; kill -STOP $$",
-                    f"{note}; exec 0<&- 1>&- 2>&-; sleep 1000")
-
-        def fault():
-            answers = [self.requests.submit(self.shortcut, command, input="x" * 1_000_000) for command in commands]
-            for each in answers:
-                answer = self.assert_within(10, each, 504)
-                self.assertGreater(answer.seconds, 1)
-            self.assertGreaterEqual(len(self.noted()), len(commands))
-            self.assert_gone()
-            self.assert_healthy()
-        self.repeat(fault, 3, warm_up=1)
-
-    def test_input_that_nobody_reads_and_grandchildren_that_stay_hold_nothing_up(self):
-        leave = f"(setsid sleep 1000 & echo $! >> {self.pids}); sleep 1000 & echo $! >> {self.pids}; echo left"
-
-        def fault():
-            for command, output in (("exec 0<&-; echo closed", "closed\n"), ("echo unread", "unread\n"),
-                                    (leave, "left\n")):
-                answer = self.assert_within(10, self.shortcut(command, 15_000, input="x" * 1_000_000), 200)
-                self.assertEqual(answer.json()["output"], output)
-            answer = self.assert_within(10, self.post("/applescript/run", script=leave), 200)
-            self.assertEqual(answer.json()["output"], "left")
-            self.assertEqual(len(self.noted()), 4)
-            self.kill_noted()
-        self.repeat(fault, 5)
-
-    def test_scripts_without_end_keep_nobody_waiting(self):
-        note = f"echo $$ >> {self.pids}; exec sleep 1000"
-
-        def fault():
-            asked = [self.send("/applescript/run", script=note) for _ in range(40)]
-            wait_for(lambda: len(self.noted()) == len(asked), 20, "all scripts to run")
-            self.assertIsNotNone(self.known_tree(app))
-            self.assert_within(10, self.shortcut("echo other"), 200)
-            self.kill_noted()
-            for each in asked:
-                self.assert_within(60, each, 500)
-        app = self.start_known_widgets()
-        self.repeat(fault, 3)
 
 
 class Descriptors(Breakdown):
@@ -180,24 +69,6 @@ class Descriptors(Breakdown):
 
 
 class Disk(Breakdown):
-    def test_a_disk_without_room_leaves_the_old_file_and_says_so(self):
-        def install(*room):
-            """Installs with at most this many bytes a file; the end of a disk is an error of the write as well."""
-            limit = (lambda: resource.setrlimit(resource.RLIMIT_FSIZE, room + room)) if room else None
-            # Without restoring the signals' defaults, the one that a limited write raises stays ignored.
-            return subprocess.run([binary_path(), "install", "--token", "secret", "--port", str(self.agent.port)],
-                                  env=self.desktop.environment, stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                                  timeout=60, check=False, preexec_fn=limit, restore_signals=False)
-
-        folder = os.path.join(self.desktop.environment["HOME"], "Library/LaunchAgents")
-        install()
-        before = {name: os.stat(os.path.join(folder, name)).st_ino for name in os.listdir(folder)}
-        self.assertEqual(len(before), 1)
-        done = install(16)
-        self.assertNotEqual(done.returncode, 0)
-        self.assertIn("cannot write", done.stdout + done.stderr)
-        self.assertEqual({name: os.stat(os.path.join(folder, name)).st_ino for name in os.listdir(folder)}, before)
-
     def test_an_agent_whose_output_and_folders_take_nothing_serves(self):
         nowhere = {name: os.path.join(self.desktop.directory, "gone")
                    for name in ("HOME", "TMPDIR", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "XDG_CACHE_HOME")}
@@ -242,10 +113,7 @@ class Clock(Breakdown):
         """A service whose person never decides."""
         service = socket.create_server(("127.0.0.1", 0))
         self.addCleanup(service.close)
-        path = os.path.join(self.desktop.environment["HOME"], DISCOVERY)
-        os.makedirs(os.path.dirname(path))
-        with open(path, "w", encoding="utf-8") as file:
-            json.dump({"port": service.getsockname()[1], "token": "secret"}, file)
+        announce_overlay(self.desktop, service.getsockname()[1])
 
         def serve():
             while True:
@@ -260,24 +128,12 @@ class Clock(Breakdown):
 
     def granted(self, path, **body):
         """A request whose caller has asked the person itself."""
-        connection = http.client.HTTPConnection("127.0.0.1", self.agent.port, timeout=30)
-        with open(self.agent.token_file, encoding="ascii") as file:
-            token = file.read().strip()
-        began = time.monotonic()
-        connection.request("POST", path, json.dumps(body), {
-            "x-varkel-token": token, "x-varkel-mcp-consent": "granted", "x-overlay-token": "secret"})
-        answer = connection.getresponse()
-        content = answer.read()
-        connection.close()
-        return answer.status, content, time.monotonic() - began
+        consent = {"x-varkel-mcp-consent": "granted", "x-overlay-token": "secret"}
+        return self.agent.request("POST", path, body, headers=consent)
 
     def test_a_clock_set_back_and_forth_shortens_and_lengthens_no_time_limit(self):
-        folder = os.path.join(self.desktop.environment["XDG_CONFIG_HOME"], "varkel/shortcuts")
-        os.makedirs(folder)
-        path, note = os.path.join(folder, "Sleep"), os.path.join(folder, "runs")
-        with open(path, "w", encoding="ascii") as file:
-            file.write(f"#!/bin/sh\necho >> '{note}'\nexec sleep 100\n")
-        os.chmod(path, 0o700)
+        note = os.path.join(self.desktop.directory, "runs")
+        self.desktop.add_shortcut("Sleep", f"echo >> '{note}'; exec sleep 100")
         app = self.start_known_widgets()
         self.known_tree(app)
 
@@ -289,23 +145,19 @@ class Clock(Breakdown):
             wait_for(lambda: self.polls and os.path.exists(note), 20, "both to be waited for")
             os.remove(note)
             self.set_clock(then)
-            status, body, seconds = shortcut.result()
-            self.assertEqual(status, 504, body)
-            self.assertTrue(1 <= seconds < 6, seconds)
-            answer = self.assert_within(8, prompt, 403)
-            self.assertGreater(answer.seconds, 1.5)
+            self.assertGreaterEqual(self.assert_within(6, shortcut, 504).seconds, 1)
+            self.assertGreater(self.assert_within(8, prompt, 403).seconds, 1.5)
             self.assert_healthy()
-            self.assertEqual(self.granted("/keystrokes", keys=["esc"])[0], 200)
+            self.assertEqual(self.granted("/keystrokes", keys=["esc"]).status, 200)
 
     def test_a_tree_from_before_the_clock_was_set_is_not_answered_after_an_action(self):
         app = self.start_acts()
-        self.desktop.activate(app.window)
         check = self.find_one(identifier="check")
         for offset in (self.HOUR, -self.HOUR, 0):
             self.agent.tree()
             self.set_clock(offset)
             app.do("rename")
-            self.assertEqual(self.granted("/ax/click", elementId=check["id"])[0], 200)
+            self.assertEqual(self.granted("/ax/click", elementId=check["id"]).status, 200)
             answer = self.agent.tree()
             self.assertEqual(answer.headers["X-Varkel-Cache"], "MISS")
             self.assertIsNotNone(find(answer.json()["tree"], label="Count me no more"))

@@ -87,9 +87,7 @@ class KnownWidgets(DesktopTest):
         self.assertEqual(inner, {"x": x, "y": y, "width": width, "height": height})
         self.assertLessEqual((outer["x"], outer["y"]), (x, y))
         self.assertGreaterEqual((outer["width"], outer["height"]), (width, height))
-
-    def test_what_has_no_place_on_the_screen_has_no_frame(self):
-        tree = self.known_tree(self.app)
+        # What has no place on the screen has no frame.
         self.assertNotIn("frame", find(tree, role="AXMenuItem", label="Open"))
         self.assertNotIn("frame", tree)
 
@@ -112,13 +110,6 @@ class KnownWidgets(DesktopTest):
             walk_all()
         self.assertGreaterEqual(len(lines & sockets()), 8, "the connections of one request")
 
-    def test_a_second_request_is_answered_from_the_cache(self):
-        self.known_tree(self.app)
-        first, second = self.agent.tree(self.app.pid), self.agent.tree(self.app.pid)
-        # On a slow machine the first tree may have expired; then it was read again and is there now.
-        self.assertIn("HIT", [answer.headers["X-Varkel-Cache"] for answer in (second, self.agent.tree(self.app.pid))])
-        self.assertEqual(first.json()["tree"]["id"], second.json()["tree"]["id"])
-
 
 class Frontmost(DesktopTest):
     def frontmost(self):
@@ -136,35 +127,6 @@ class Frontmost(DesktopTest):
             with self.subTest(path):
                 answer = self.agent.request("POST", path, {})
                 self.assertEqual((answer.status, answer.json()), (500, {"error": "could_not_get_frontmost_app"}))
-
-    def test_a_batch_begins_and_ends(self):
-        app = self.start_known_widgets()
-        self.desktop.activate(app.window)
-        wait_for(lambda: self.frontmost() == "Known widgets", 10, "the frontmost application")
-        for path in ("/batch/begin", "/batch/end"):
-            answer = self.agent.request("POST", path, {"batch_id": "mine"})
-            self.assertEqual(answer.status, 200, answer.body)
-
-    def test_the_frontmost_application_is_found_again_after_the_window_manager_restarts(self):
-        app = self.start_known_widgets()
-        self.desktop.activate(app.window)
-        wait_for(lambda: self.frontmost() == "Known widgets", 10, "the frontmost application")
-        self.desktop.stop(self.desktop.window_manager)
-        self.assertEqual(self.agent.request("GET", "/health").status, 200)
-        self.desktop.start_window_manager()
-        self.desktop.activate(app.window)
-        wait_for(lambda: self.frontmost() == "Known widgets", 15, "the frontmost application")
-
-    def test_the_frontmost_application_is_found_again_after_the_x_server_restarts(self):
-        self.desktop.activate(self.start_known_widgets("Before").window)
-        wait_for(lambda: self.frontmost() == "Before", 10, "the frontmost application")
-        self.desktop.stop(self.desktop.x_server)
-        self.assertIn(self.agent.tree().status, (200, 500))
-        self.assertEqual(self.agent.request("GET", "/health").status, 200)
-        self.desktop.start_x_server()
-        self.desktop.start_window_manager()
-        self.desktop.activate(self.start_known_widgets("After").window)
-        wait_for(lambda: self.frontmost() == "After", 15, "the frontmost application")
 
 
 class WithoutAccessibility(DesktopTest):

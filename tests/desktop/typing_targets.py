@@ -1,14 +1,9 @@
-"""Applications to type into, which tell what they hold: a GTK widget, xterm and a Chromium text area.
+"""An application to type into, which tells what it holds."""
 
-Each is a context manager made with a PrivateDesktop; `clear()` empties it, `text()` reads it."""
-
-import http.server
-import json
 import os
-import queue
-import sys
-import threading
 import time
+
+from reporting import ReportingApp
 
 _HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -30,184 +25,25 @@ def wait_for_text(target, expected, quiet=2.0):
 
 
 class GtkTarget:
-    """The GTK application of keyboard_app.py; `kind` is "entry" or "text"."""
+    """The GTK application of keyboard_app.py, made with a PrivateDesktop; `clear()` empties it, `text()` reads it."""
 
     name = "gtk"
 
-    def __init__(self, desktop, kind="entry"):
-        self._desktop, self._kind = desktop, kind
-
-    def __enter__(self):
-        import subprocess
-        self.process = self._desktop.start(
-            ["/usr/bin/python3", os.path.join(_HERE, "keyboard_app.py"), self._kind],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, env={"NO_AT_BRIDGE": "1"})
-        self._lines = queue.Queue()
-        self.events = []
-        threading.Thread(target=self._read, args=(self.process.stdout,), daemon=True).start()
-        self.wait_for_event(lambda event: event["event"] == "ready")
-        self.window = self._desktop.wait_for_window(self.process, 60)
-        self._desktop.activate(self.window)
-        return self
-
-    def __exit__(self, *_):
-        self._desktop.stop(self.process)
-
-    def _read(self, stream):
-        for line in stream:
-            self._lines.put(json.loads(line))
-
-    def wait_for_event(self, matches, seconds=10.0):
-        """The next event that matches; those before it are kept in `events`."""
-        deadline = time.monotonic() + seconds
-        while True:
-            try:
-                event = self._lines.get(timeout=max(0.0, deadline - time.monotonic()))
-            except queue.Empty:
-                raise AssertionError(f"no such event in {seconds} s; so far: {self.events[-20:]}") from None
-            self.events.append(event)
-            if matches(event):
-                return event
-
-    def _ask(self, command):
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        return self.wait_for_event(lambda event: event["event"] == "text")["text"]
-
-    def text(self):
-        return self._ask("text")
-
-    def clear(self):
-        self._ask("clear")
-        self.events.clear()
-
-
-_RAW_READER = """
-import os, sys, termios, tty
-tty.setraw(0)
-out = open(sys.argv[1], "ab", buffering=0)
-while True:
-    data = os.read(0, 65536)
-    if not data:
-        break
-    out.write(data)
-"""
-
-
-class XTermTarget:
-    name = "xterm"
-
     def __init__(self, desktop):
         self._desktop = desktop
 
     def __enter__(self):
-        self._path = os.path.join(self._desktop.directory, f"xterm-{time.monotonic_ns()}")
-        open(self._path, "wb").close()
-        self._start = 0
-        self.process = self._desktop.start(["xterm", "-u8", "-e", sys.executable, "-c", _RAW_READER, self._path])
-        self.window = self._desktop.wait_for_window(self.process, 60)
+        self.app = ReportingApp(self._desktop, [os.path.join(_HERE, "keyboard_app.py")], env={"NO_AT_BRIDGE": "1"})
+        self.process, self.window, self.wait_for = self.app.process, self.app.window, self.app.wait_for
         self._desktop.activate(self.window)
-        time.sleep(0.5)  # the reader has no way to tell that the terminal is in raw mode
         return self
 
     def __exit__(self, *_):
         self._desktop.stop(self.process)
 
     def text(self):
-        with open(self._path, "rb") as file:
-            file.seek(self._start)
-            return file.read().decode("utf-8", "replace")
+        return self.app.do("look")["text"]
 
     def clear(self):
-        self._start = os.path.getsize(self._path)
-
-
-_PAGE = """<!doctype html><meta charset=utf-8><title>typing</title>
-<textarea id=t rows=20 cols=80 autofocus spellcheck=false></textarea><script>
-const t = document.getElementById("t");
-let round = 0;
-async function loop() {
-  for (;;) {
-    try {
-      const answer = await (await fetch("/exchange", {method: "POST",
-        body: JSON.stringify({round, text: t.value, focused: document.hasFocus()})})).json();
-      if (answer.round !== round) { t.value = ""; round = answer.round; }
-      t.focus();
-    } catch (e) {}
-    await new Promise(done => setTimeout(done, 40));
-  }
-}
-loop();
-</script>"""
-
-
-class ChromiumTarget:
-    name = "chromium"
-
-    def __init__(self, desktop):
-        self._desktop = desktop
-        self._round = 0
-        self._latest = None
-        self._changed = threading.Condition()
-
-    def __enter__(self):
-        target = self
-
-        class Handler(http.server.BaseHTTPRequestHandler):
-            protocol_version = "HTTP/1.1"
-
-            def _answer(self, kind, body):
-                self.send_response(200)
-                self.send_header("Content-Type", kind)
-                self.send_header("Content-Length", str(len(body)))
-                self.end_headers()
-                self.wfile.write(body)
-
-            def do_GET(self):
-                self._answer("text/html; charset=utf-8", _PAGE.encode())
-
-            def do_POST(self):
-                body = json.loads(self.rfile.read(int(self.headers["Content-Length"])))
-                with target._changed:
-                    target._latest = body
-                    target._changed.notify_all()
-                    answer = {"round": target._round}
-                self._answer("application/json", json.dumps(answer).encode())
-
-            def log_message(self, *_):
-                pass
-
-        self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self._server.daemon_threads = True
-        threading.Thread(target=self._server.serve_forever, daemon=True).start()
-        url = f"http://127.0.0.1:{self._server.server_address[1]}/"
-        profile = os.path.join(self._desktop.directory, f"chromium-{time.monotonic_ns()}")
-        self.process = self._desktop.start(
-            ["chromium", "--no-sandbox", "--no-first-run", "--disable-gpu", "--disable-dev-shm-usage",
-             "--password-store=basic", f"--user-data-dir={profile}", f"--app={url}"])
-        self.window = self._desktop.wait_for_window(self.process, 60)
-        self._desktop.activate(self.window)
-        self._wait(lambda state: state and state["focused"], 60)
-        return self
-
-    def __exit__(self, *_):
-        self._desktop.stop(self.process)
-        self._server.shutdown()
-        self._server.server_close()
-
-    def _wait(self, condition, seconds=20):
-        deadline = time.monotonic() + seconds
-        with self._changed:
-            while not condition(self._latest):
-                if not self._changed.wait(max(0.0, deadline - time.monotonic())):
-                    raise AssertionError(f"the page did not answer: {self._latest}")
-            return self._latest
-
-    def text(self):
-        with self._changed:
-            self._latest = None
-        return self._wait(lambda state: state)["text"]
-
-    def clear(self):
-        self._round += 1
-        self._wait(lambda state: state and state["round"] == self._round and state["text"] == "")
+        self.app.do("clear")
+        self.app.events.clear()

@@ -114,9 +114,10 @@ class Agent:
             header.write(f"x-varkel-token: {self._token}\n")
         return path
 
-    def request(self, method, path, body=None, timeout=30.0, token=True):
-        """Sends one request on a connection of its own. `body`: bytes, or a value that is sent as JSON."""
-        headers = {"x-varkel-token": self._token} if token else {}
+    def request(self, method, path, body=None, timeout=30.0, token=True, headers=()):
+        """Sends one request on a connection of its own. `body`: bytes, or a value that is sent as JSON; `headers`:
+        further ones, a dictionary."""
+        headers = {**({"x-varkel-token": self._token} if token else {}), **dict(headers)}
         if body is not None and not isinstance(body, bytes):
             body = json.dumps(body).encode()
             headers["Content-Type"] = "application/json"
