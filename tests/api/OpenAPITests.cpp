@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <yaml-cpp/yaml.h>
 
@@ -19,6 +18,7 @@
 #include "scripts/AppleScript.h"
 #include "scripts/Shortcuts.h"
 #include "support/AgentServer.h"
+#include "support/FakeToolPaths.h"
 #include "support/ScriptedDesktop.h"
 #include "support/ScriptedOverlay.h"
 #include "support/TemporaryHome.h"
@@ -167,28 +167,11 @@ class OpenAPIEndpoints : public testing::Test {
         button->settable.insert(AXAttribute::value);
         button->setFrame({0, 0, 10, 10});
         application->add("AXUnknown", "No frame");
-        Platform::current().toolPaths = std::make_unique<Tools>(*this);
+        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(home / "tool");
         agent.emplace(home.clientOf(overlay));
     }
 
-    class Tools : public ToolPaths {
-      public:
-        explicit Tools(OpenAPIEndpoints& test) : test_(test) {}
-        std::string osascript() override { return test_.tool(); }
-        std::string shortcuts() override { return test_.tool(); }
-        std::string launchctl() override { return ""; }
-
-      private:
-        OpenAPIEndpoints& test_;
-    };
-
-    std::string tool() {
-        if (script.empty()) return home.path() + "/none";
-        std::string path = home.path() + "/tool";
-        std::ofstream(path) << "#!/bin/sh\n" << script << "\n";
-        chmod(path.c_str(), 0700);
-        return path;
-    }
+    void useTool(const std::string& script) { home.write("tool", "#!/bin/sh\n" + script + "\n", 0700); }
 
     RawResponse request(const std::string& path, const std::string& body) const {
         const std::string method = methodOf(path);
@@ -225,7 +208,6 @@ class OpenAPIEndpoints : public testing::Test {
     ScriptedDesktop desktop;
     std::shared_ptr<test::SceneElement> application = desktop.addApplication(100, "Front");
     test::TemporaryHome home;
-    std::string script = "echo done";
     ScriptedOverlay overlay{[](int) { return statusReply(423); }};
     std::optional<AgentServer> agent;
     std::set<std::string> seen;
@@ -252,9 +234,9 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
     const auto untrusted = [&] { desktop.trusted = false; };
     const auto nobodyInFront = [&] { desktop.frontmost.reset(); };
     const auto recognitionFails = [&] { desktop.recognitionFails = true; };
-    const auto toolIsMissing = [&] { script.clear(); };
-    const auto toolFails = [&] { script = "exit 3"; };
-    const auto toolHangs = [&] { script = "exec sleep 60"; };
+    const auto toolIsMissing = [&] { std::filesystem::remove(home / "tool"); };
+    const auto toolFails = [&] { useTool("exit 3"); };
+    const auto toolHangs = [&] { useTool("exec sleep 60"); };
     const struct {
         const char* path;
         std::string body;
@@ -319,7 +301,7 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
         desktop.trusted = true;
         desktop.frontmost = 100;
         desktop.recognitionFails = false;
-        script = "echo done";
+        useTool("echo done");
         desktop.time += 10;  // nothing from a cache
         before();
         expectDocumented(path, request(path, body));

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "ax/AX+Shared.h"
 #include "ax/AXActions.h"
@@ -14,6 +13,7 @@ namespace {
 
 using test::FakeDesktop;
 using test::runTask;
+using test::statusAndBody;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -39,10 +39,6 @@ class AXActionsTest : public testing::Test {
         return runTask(axScroll({id, direction, amount, std::nullopt}, std::nullopt));
     }
 
-    static std::string answer(const HTTPResponse& response) {
-        return std::to_string(response.status) + " " + *response.body;
-    }
-
     FakeDesktop desktop;
     std::shared_ptr<test::SceneElement> window;
     std::shared_ptr<test::SceneElement> button;
@@ -55,34 +51,35 @@ class AXActionsTest : public testing::Test {
 
 TEST_F(AXActionsTest, ClickPressesWhatCanBePressed) {
     button->actions = {AXAction::press};
-    EXPECT_EQ(answer(click(buttonId)), R"(200 {"ok":true,"method":"ax_press"})");
+    EXPECT_EQ(statusAndBody(click(buttonId)), R"(200 {"ok":true,"method":"ax_press"})");
     EXPECT_THAT(desktop.done(), ElementsAre("AXPress"));
     EXPECT_EQ(globalChangeCounter().value(), changes + 1);
 }
 
 TEST_F(AXActionsTest, ClickFallsBackToTheMouseAtTheCentre) {
-    EXPECT_EQ(answer(click(buttonId)),
+    EXPECT_EQ(statusAndBody(click(buttonId)),
               R"(500 {"error":"action_failed","hint":"no frame for synthesized click"})");
     EXPECT_EQ(globalChangeCounter().value(), changes);
     EXPECT_THAT(desktop.done(), IsEmpty());
 
     button->setFrame({100, 200, 40, 21});
-    EXPECT_EQ(answer(click(buttonId)), R"(200 {"ok":true,"method":"synthesized_click","x":120,"y":210.5})");
+    EXPECT_EQ(statusAndBody(click(buttonId)),
+              R"(200 {"ok":true,"method":"synthesized_click","x":120,"y":210.5})");
     EXPECT_THAT(desktop.done(), ElementsAre("mouse 5 120,210.5", "mouse 1 120,210.5", "mouse 2 120,210.5"));
     EXPECT_EQ(globalChangeCounter().value(), changes + 1);
 }
 
 TEST_F(AXActionsTest, TypeSetsAValueOrTypesKeyByKey) {
-    EXPECT_EQ(answer(type(fieldId, "aÅA")), R"(200 {"ok":true,"method":"cg_event"})");
-    EXPECT_THAT(desktop.done(), ElementsAre("key 0 down", "key 0 up", "key 0 U+c5 down", "key 0 U+c5 up",
-                                            "key 0 flags 20000 down", "key 0 flags 20000 up"));
+    EXPECT_EQ(statusAndBody(type(fieldId, "aÅA")), R"(200 {"ok":true,"method":"cg_event"})");
+    EXPECT_THAT(desktop.done(), ElementsAre("announce aÅA", "down 0", "up 0", "down 0 uc5", "up 0 uc5",
+                                            "down 0 flags 20000", "up 0 flags 20000", "announcement ends"));
     field->settable = {AXAttribute::value, AXAttribute::focused};
-    EXPECT_EQ(answer(type(fieldId, "whole")), R"(200 {"ok":true,"method":"ax_value"})");
+    EXPECT_EQ(statusAndBody(type(fieldId, "whole")), R"(200 {"ok":true,"method":"ax_value"})");
     EXPECT_EQ(desktop.done().back(), "AXValue=whole");
     EXPECT_EQ(globalChangeCounter().value(), changes + 2);
 
     field->settable = {AXAttribute::focused};
-    EXPECT_EQ(answer(type(fieldId, "")), R"(200 {"ok":true,"method":"cg_event"})");
+    EXPECT_EQ(statusAndBody(type(fieldId, "")), R"(200 {"ok":true,"method":"cg_event"})");
     EXPECT_EQ(desktop.done().back(), "AXFocused=true") << "an empty text only moves the focus";
 }
 
@@ -97,7 +94,7 @@ TEST_F(AXActionsTest, ScrollTakesOneStepForEveryFifty) {
                  {1e300, 1000, "1e+300"}, {75.5, 1, "75.5"}};
     for (const auto& [amount, steps, reported] : cases) {
         const std::size_t before = desktop.done().size();
-        EXPECT_EQ(answer(scroll(windowId, "Down", amount)),
+        EXPECT_EQ(statusAndBody(scroll(windowId, "Down", amount)),
                   R"(200 {"ok":true,"method":"ax_scroll","direction":"down","amount":)" +
                       std::string(reported) + "}");
         EXPECT_EQ(desktop.done().size() - before, steps) << reported;
@@ -108,7 +105,7 @@ TEST_F(AXActionsTest, ScrollAnswersTheSameWhenNothingScrolls) {
     EXPECT_EQ(scroll(windowId, "left").status, 200);
     EXPECT_THAT(desktop.done(), IsEmpty());
     EXPECT_EQ(globalChangeCounter().value(), changes + 1);
-    EXPECT_EQ(answer(scroll(windowId, "forward")),
+    EXPECT_EQ(statusAndBody(scroll(windowId, "forward")),
               R"(400 {"error":"invalid_input","hint":"direction must be up, down, left, or right"})");
     EXPECT_EQ(scroll("unknown", "forward").status, 404) << "the element is looked up first";
     EXPECT_EQ(globalChangeCounter().value(), changes + 1);
@@ -116,10 +113,10 @@ TEST_F(AXActionsTest, ScrollAnswersTheSameWhenNothingScrolls) {
 
 TEST_F(AXActionsTest, EndsWithNothingDoneWhenThereIsNoTarget) {
     button->actions = {AXAction::press};
-    EXPECT_EQ(answer(click("0123456789abcdef")), R"(404 {"error":"element_not_found"})");
+    EXPECT_EQ(statusAndBody(click("0123456789abcdef")), R"(404 {"error":"element_not_found"})");
     BatchManager::shared().begin("editor", editor);
     desktop.frontmost.reset();
-    EXPECT_EQ(answer(click(buttonId, "editor")), R"(500 {"error":"could_not_get_frontmost_app"})");
+    EXPECT_EQ(statusAndBody(click(buttonId, "editor")), R"(500 {"error":"could_not_get_frontmost_app"})");
     desktop.trusted = false;
     EXPECT_EQ(click(buttonId).status, 403);
     EXPECT_EQ(type(fieldId, "x").status, 403);

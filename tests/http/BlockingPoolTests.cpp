@@ -1,24 +1,15 @@
 #include <gmock/gmock.h>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/use_future.hpp>
 #include <future>
 #include <latch>
 
 #include "http/BlockingPool.h"
+#include "support/RunTask.h"
 
 namespace varkel {
 namespace {
 
-/// Runs a task to its end on this thread.
-template <class T>
-T runTask(Task<T> task) {
-    boost::asio::io_context context(1);
-    auto result = boost::asio::co_spawn(context, std::move(task), boost::asio::use_future);
-    context.run();
-    return result.get();
-}
+using test::runTask;
 
 TEST(BlockingPool, RunsElsewhereAndResumesAtHome) {
     BlockingPool pool;

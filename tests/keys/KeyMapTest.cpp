@@ -10,32 +10,20 @@ namespace {
 
 constexpr std::uint64_t shift = 0x20000;
 
-std::ostream& show(std::ostream& out, const std::optional<KeyPress>& press) {
-    if (!press) return out << "nothing";
-    return out << press->keyCode << " with " << std::hex << press->flags << std::dec;
-}
-
-std::string shown(const std::optional<KeyPress>& press) {
-    std::ostringstream out;
-    show(out, press);
-    return out.str();
-}
-
 TEST(KeyMap, TypesEveryPrintableASCIICharacterWithTheKeyThatAUSKeyboardHasForIt) {
     // By rows of the physical keyboard, which is not how the map is written.
-    struct Row {
+    const struct {
         std::string_view plain;
         std::string_view shifted;
         std::vector<std::uint16_t> keyCodes;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"`1234567890-=", "~!@#$%^&*()_+", {50, 18, 19, 20, 21, 23, 22, 26, 28, 25, 29, 27, 24}},
         {"qwertyuiop[]\\", "QWERTYUIOP{}|", {12, 13, 14, 15, 17, 16, 32, 34, 31, 35, 33, 30, 42}},
         {"asdfghjkl;'", "ASDFGHJKL:\"", {0, 1, 2, 3, 5, 4, 38, 40, 37, 41, 39}},
         {"zxcvbnm,./", "ZXCVBNM<>?", {6, 7, 8, 9, 11, 45, 46, 43, 47, 44}},
     };
     std::size_t count = 0;
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
         ASSERT_EQ(row.plain.size(), row.keyCodes.size());
         ASSERT_EQ(row.shifted.size(), row.keyCodes.size());
         for (std::size_t at = 0; at < row.keyCodes.size(); ++at, count += 2) {
@@ -66,11 +54,10 @@ TEST(KeyMap, HasNoKeyForAnythingElse) {
 }
 
 TEST(KeyMap, ReadsChords) {
-    struct Case {
+    const struct {
         std::string_view token;
         std::optional<KeyPress> press;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"Cmd+Shift+T", KeyPress{17, 0x120000}},
         {"ctrl+c", KeyPress{8, 0x40000}},
         {"opt+left", KeyPress{123, 0x80000}},
@@ -117,18 +104,16 @@ TEST(KeyMap, ReadsChords) {
         {"cmd+\u0301a", std::nullopt},  // the plus sign carries an accent
         {"\xFF\xFE", std::nullopt},
     };
-    for (const Case& each : cases) {
-        EXPECT_EQ(tokenToKeyPress(each.token), each.press)
-            << each.token << " gave " << shown(tokenToKeyPress(each.token));
+    for (const auto& each : cases) {
+        EXPECT_EQ(tokenToKeyPress(each.token), each.press) << each.token;
     }
 }
 
 TEST(Graphemes, AreWhatAPersonCountsAsOneCharacter) {
-    struct Case {
+    const struct {
         std::string_view text;
         std::vector<std::string_view> characters;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", {}},
         {"ab", {"a", "b"}},
         {"a\r\nb\n", {"a", "\r\n", "b", "\n"}},
@@ -138,7 +123,7 @@ TEST(Graphemes, AreWhatAPersonCountsAsOneCharacter) {
         {"👍🏽", {"👍🏽"}},
         {"한글", {"한", "글"}},
     };
-    for (const Case& each : cases) EXPECT_EQ(graphemeClusters(each.text), each.characters) << each.text;
+    for (const auto& each : cases) EXPECT_EQ(graphemeClusters(each.text), each.characters) << each.text;
 }
 
 TEST(Graphemes, LoseNoByteOfATextThatIsNotUTF8) {

@@ -1,14 +1,12 @@
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
+#include <memory>
 
 #include "http/HTTPServer.h"
 #include "http/Listener.h"
 #include "support/ChildAgent.h"
-#include "support/Deadline.h"
 #include "support/RawClient.h"
+#include "support/TemporaryFolder.h"
 
 namespace varkel {
 namespace {
@@ -16,23 +14,16 @@ namespace {
 using test::ChildAgent;
 using test::RawClient;
 
-/// An empty home directory for the agents of one test.
+/// An empty home directory for the agents of one test, and a port that was free a moment ago.
 class AgentProcess : public testing::Test {
   protected:
-    AgentProcess() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "varkel-home-XXXXXX").string();
-        if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
-        home = pattern;
-    }
-    ~AgentProcess() override { std::filesystem::remove_all(home); }
-
     std::string usage() const {
         return "Usage: varkel-agent [options] [install|permissions]\n"
                "Options:\n"
                "  --port <port>            Listen port (default: 47824)\n"
                "  --token <token>          Auth token (default: $QUELLAN_VARKEL_SIDECAR_TOKEN)\n"
                "  --token-file <path>      Auth token file (default: " +
-               home.string() +
+               home.path().string() +
                "/Vault-Quellan/secrets/varkel/sidecar-token)\n"
                "  --executable-path <path> Path to binary for LaunchAgent (default: "
                "Bundle.main.executablePath)\n"
@@ -42,16 +33,8 @@ class AgentProcess : public testing::Test {
                "  permissions              Check/request Accessibility and Screen Recording\n";
     }
 
-    std::vector<std::string> environment() const { return {"HOME=" + home.string()}; }
+    std::vector<std::string> environment() const { return {"HOME=" + home.path().string()}; }
 
-    std::string write(const std::string& name, const std::string& text) const {
-        const auto path = home / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-        return path.string();
-    }
-
-    /// A port that was free a moment ago.
     static std::uint16_t freePort() {
         boost::asio::io_context context;
         Listener listener(context);
@@ -59,8 +42,23 @@ class AgentProcess : public testing::Test {
         return listener.port();
     }
 
-    std::filesystem::path home;
+    /// An agent that listens on the port with these further arguments and variables.
+    std::unique_ptr<ChildAgent> start(std::vector<std::string> arguments = {"--token", "t"},
+                                      const std::vector<std::string>& variables = {}) const {
+        arguments.insert(arguments.end(), {"--port", std::to_string(port)});
+        auto all = environment();
+        all.insert(all.end(), variables.begin(), variables.end());
+        auto agent = std::make_unique<ChildAgent>(arguments, all);
+        EXPECT_EQ(agent->readLine(), "Server listening on 127.0.0.1:" + std::to_string(port));
+        return agent;
+    }
+
+    test::TemporaryFolder home;
+    const std::uint16_t port = freePort();
 };
+
+constexpr const char* health = "GET /health x\r\n\r\n";
+constexpr const char* served = "HTTP/1.1 200 OK";
 
 TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
     struct Case {
@@ -75,19 +73,17 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
         "\naccessibility=missing\nscreen_recording=missing\n"
         "hint_accessibility=System Settings -> Privacy & Security -> Accessibility\n"
         "hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n";
-    const std::string blank = write("blank", " \r\n\t");
-    const std::string invalid = write("invalid", "abc\xFF");
+    const std::string blank = home.write("blank", " \r\n\t");
+    const std::string invalid = home.write("invalid", "abc\xFF");
     const std::vector<Case> cases{
         {{"--help"}, 0, usage()},
-        {{"--port", "8080", "--token-file", "x", "-h"}, 0, usage()},
         {{"--port", "abc"}, 1, usage()},
-        {{"--token"}, 1, usage()},
         {{}, 1, missing},
         {{"--token", ""}, 1, missing},
         {{"--token-file", blank}, 1, missing},
         {{"--token-file", invalid}, 1, missing},
         {{"--token-file", "/dev/zero"}, 1, missing},
-        {{"--token-file", home.string()}, 1, missing},
+        {{"--token-file", home.path().string()}, 1, missing},
         {{"--port", "-1"}, 1, missing},
         {{"--token", "t", "--port", "-1"}, 1, usage()},
         {{"--token", "t", "--port", "65536"}, 1, usage()},
@@ -108,13 +104,12 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
 }
 
 TEST_F(AgentProcess, FindsItsTokenInOrder) {
-    const std::string padded = write("padded", " \t abc \r\n\u2028");
-    write("Vault-Quellan/secrets/varkel/sidecar-token", "from-default\n");
-    struct Case {
+    const std::string padded = home.write("padded", " \t abc \r\n\u2028");
+    home.write("Vault-Quellan/secrets/varkel/sidecar-token", "from-default\n");
+    const struct {
         std::vector<std::string> arguments, variables;
         std::string token;
-    };
-    const std::vector<Case> cases{
+    } cases[] = {
         {{}, {}, "from-default"},
         {{}, {"QUELLAN_VARKEL_SIDECAR_TOKEN=from-variable"}, "from-variable"},
         {{"--token", "from-option"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN=from-variable"}, "from-option"},
@@ -124,90 +119,61 @@ TEST_F(AgentProcess, FindsItsTokenInOrder) {
          "abc"},
         {{"--token-file", padded}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE=/nowhere"}, "abc"},
     };
-    for (const Case& c : cases) {
-        const std::uint16_t port = freePort();
-        auto arguments = c.arguments;
-        arguments.insert(arguments.end(), {"--port", std::to_string(port)});
-        auto variables = environment();
-        variables.insert(variables.end(), c.variables.begin(), c.variables.end());
-        ChildAgent agent(arguments, variables);
-        EXPECT_EQ(agent.readLine(), "Server listening on 127.0.0.1:" + std::to_string(port));
+    for (const auto& c : cases) {
+        const auto agent = start(c.arguments, c.variables);
         RawClient client(port);
-        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: " + c.token + "\r\n\r\n").statusLine,
-                  "HTTP/1.1 404 Not Found")
+        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: " + c.token + "\r\n\r\n").status(), 404)
             << c.token;
-        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: x" + c.token + "\r\n\r\n").statusLine,
-                  "HTTP/1.1 401 Unauthorized");
+        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: x" + c.token + "\r\n\r\n").status(), 401);
     }
-}
-
-TEST_F(AgentProcess, KeepsATokenFromTheOptionAsItIs) {
-    const std::uint16_t port = freePort();
-    ChildAgent agent({"--token", "abc\n", "--port", std::to_string(port)}, environment());
-    ASSERT_TRUE(agent.readLine());
-    EXPECT_EQ(RawClient(port).request("GET /x y\r\nX-Varkel-Token: abc\r\n\r\n").statusLine,
-              "HTTP/1.1 401 Unauthorized");
+    // One from the option is kept as it is.
+    const auto agent = start({"--token", "abc\n"});
+    EXPECT_EQ(RawClient(port).request("GET /x y\r\nX-Varkel-Token: abc\r\n\r\n").status(), 401);
 }
 
 TEST_F(AgentProcess, StaysUpWhenThePortIsTaken) {
-    const std::uint16_t port = freePort();
-    const std::vector<std::string> arguments{"--token", "t", "--port", std::to_string(port)};
-    ChildAgent first(arguments, environment());
-    ASSERT_TRUE(first.readLine());
-    ChildAgent second(arguments, environment());
+    const auto first = start();
+    ChildAgent second({"--token", "t", "--port", std::to_string(port)}, environment());
     EXPECT_THAT(second.readLine(), testing::Optional(testing::StartsWith("Server failed: ")));
     EXPECT_TRUE(second.isRunning());
-    EXPECT_EQ(RawClient(port).request("GET /health x\r\n\r\n").statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(RawClient(port).request(health).statusLine, served);
 }
 
 TEST_F(AgentProcess, TakesItsPortAgainRightAfterItWasKilled) {
-    const std::uint16_t port = freePort();
     std::optional<RawClient> client;
     for (int life = 0; life < 3; ++life) {
-        ChildAgent agent({"--token", "t", "--port", std::to_string(port)}, environment());
-        ASSERT_EQ(agent.readLine(), "Server listening on 127.0.0.1:" + std::to_string(port));
+        const auto agent = start();
         // Its connection is open when the agent is killed.
         client.emplace(port);
-        EXPECT_EQ(client->request("GET /health x\r\n\r\n").statusLine, "HTTP/1.1 200 OK");
+        EXPECT_EQ(client->request(health).statusLine, served);
     }
 }
 
 TEST_F(AgentProcess, KeepsTheTokenFromWhatItStarts) {
-    write(".config/varkel/shortcuts/Variables", "#!/bin/sh\nenv\n");
-    std::filesystem::permissions(home / ".config/varkel/shortcuts/Variables",
-                                 std::filesystem::perms::owner_all);
-    std::vector<std::string> variables = environment();
-    variables.insert(variables.end(),
-                     {"QUELLAN_VARKEL_SIDECAR_TOKEN=hidden", "PATH=/usr/bin:/bin", "SHOWN=1"});
-    const std::uint16_t port = freePort();
-    ChildAgent agent({"--port", std::to_string(port)}, variables);
-    ASSERT_TRUE(agent.readLine());
-    const std::string answer = RawClient(port)
-                                   .request(
-                                       "POST /shortcut HTTP/1.1\r\nx-varkel-token: hidden\r\n"
-                                       "Content-Length: 20\r\n\r\n{\"name\":\"Variables\"}")
-                                   .body;
+    home.write(".config/varkel/shortcuts/Variables", "#!/bin/sh\nenv\n", 0700);
+    const auto agent = start({}, {"QUELLAN_VARKEL_SIDECAR_TOKEN=hidden", "PATH=/usr/bin:/bin", "SHOWN=1"});
+    const std::string request =
+        "POST /shortcut HTTP/1.1\r\nx-varkel-token: hidden\r\nContent-Length: "
+        "20\r\n\r\n{\"name\":\"Variables\"}";
+    const std::string answer = RawClient(port).request(request).body;
     EXPECT_THAT(answer, testing::HasSubstr("SHOWN=1"));
     EXPECT_THAT(answer, testing::Not(testing::HasSubstr("hidden")));
 }
 
 TEST_F(AgentProcess, SurvivesAShortageOfFileDescriptors) {
-    const std::uint16_t port = freePort();
-    ChildAgent agent({"--token", "t", "--port", std::to_string(port)}, environment());
-    ASSERT_TRUE(agent.readLine());
-    const std::string health = "GET /health x\r\n\r\n";
-    RawClient served(port);
-    EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
+    const auto agent = start();
+    RawClient early(port);
+    EXPECT_EQ(early.request(health).statusLine, served);
 
-    agent.limitDescriptors(30);
+    agent->limitDescriptors(30);
     std::vector<RawClient> clients;
     for (int i = 0; i < 40; ++i) clients.emplace_back(port).send(health);
     // Accepted in order: the last one waits, and those that are served do not suffer.
     EXPECT_TRUE(clients.back().isQuiet());
-    EXPECT_EQ(served.request(health).statusLine, "HTTP/1.1 200 OK");
-    EXPECT_EQ(clients.front().receive().value().statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(early.request(health).statusLine, served);
+    EXPECT_EQ(clients.front().receive().value().statusLine, served);
     clients.erase(clients.begin(), clients.begin() + 30);
-    for (RawClient& waiting : clients) EXPECT_EQ(waiting.receive().value().statusLine, "HTTP/1.1 200 OK");
+    for (RawClient& waiting : clients) EXPECT_EQ(waiting.receive().value().statusLine, served);
 }
 
 }  // namespace

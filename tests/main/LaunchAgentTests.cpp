@@ -10,6 +10,7 @@
 #include "platform/PropertyList.h"
 #include "support/FakeDesktop.h"
 #include "support/FakePermissions.h"
+#include "support/FakeToolPaths.h"
 #include "support/TemporaryFolder.h"
 
 namespace varkel {
@@ -45,17 +46,6 @@ class SteppingClock : public Clock {
     std::function<void()> afterSleep;
 };
 
-class OneTool : public ToolPaths {
-  public:
-    explicit OneTool(std::string path) : path_(std::move(path)) {}
-    std::string osascript() override { return path_; }
-    std::string shortcuts() override { return path_; }
-    std::string launchctl() override { return path_; }
-
-  private:
-    std::string path_;
-};
-
 /// A home directory, and a service manager's tool that notes how it is called.
 class LaunchAgent : public testing::Test {
   protected:
@@ -72,7 +62,7 @@ class LaunchAgent : public testing::Test {
     void useTool(const std::string& ending) {
         const std::string path =
             folder.write("launchctl", "#!/bin/sh\necho \"$@\" >>\"$0.calls\"\n" + ending + "\n", 0755);
-        Platform::current().toolPaths = std::make_unique<OneTool>(path);
+        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(path);
     }
 
     std::string calls() const { return contents(folder / "launchctl.calls"); }
@@ -117,18 +107,6 @@ TEST_F(LaunchAgent, WritesTheListForItsOwnerAloneAndLoadsIt) {
     EXPECT_THAT(clock->sleeps, IsEmpty());
 }
 
-TEST_F(LaunchAgent, ReplacesAnEarlierListAndUnloadsItFirst) {
-    install("first");
-    std::filesystem::permissions(list(), std::filesystem::perms::others_read);
-    install("second");
-    EXPECT_THAT(contents(list()),
-                testing::AllOf(testing::HasSubstr("second"), testing::Not(testing::HasSubstr("first"))));
-    EXPECT_EQ(test::modeOf(list()), 0600U);
-    const std::string round = "unload -w " + list() + "\nload -w " + list() + "\n";
-    EXPECT_EQ(calls(), round + round);
-    EXPECT_THAT(folder.files(), ElementsAre(std::string("home/") + listName, "launchctl", "launchctl.calls"));
-}
-
 TEST_F(LaunchAgent, KeepsEveryTokenThatAListCanHold) {
     for (const std::string token :
          {"", " a\tb ", "two\nlines", "<&>\"'", "]]>", "&amp;", "%h $X `x`", "\u00e9\U0001F600"}) {
@@ -167,13 +145,9 @@ TEST_F(LaunchAgent, GivesUpWhenThePermissionHasNotComeInTime) {
 }
 
 TEST_F(LaunchAgent, WarnsWhenTheServiceManagerRefuses) {
-    struct Case {
-        std::string ending, status;
-    };
-    for (const Case& c :
-         {Case{"[ $1 = unload ] || exit 37", "37"}, Case{"[ $1 = unload ] || kill -9 $$", "9"}}) {
-        useTool(c.ending);
-        EXPECT_EQ(install(), "Wrote plist to " + list() + "\nWarning: launchctl load returned " + c.status +
+    for (const auto& [ending, status] : {std::pair{"exit 37", "37"}, {"kill -9 $$", "9"}}) {
+        useTool(std::string("[ $1 = unload ] || ") + ending);
+        EXPECT_EQ(install(), "Wrote plist to " + list() + "\nWarning: launchctl load returned " + status +
                                  ".\nYou may need to enable the agent in System Settings -> Login Items.\n");
     }
     useTool("[ $1 = load ]");
@@ -181,7 +155,7 @@ TEST_F(LaunchAgent, WarnsWhenTheServiceManagerRefuses) {
 }
 
 TEST_F(LaunchAgent, FailsWithoutTheToolAfterItHasWritten) {
-    Platform::current().toolPaths = std::make_unique<OneTool>(folder / "nothing");
+    Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(folder / "nothing");
     EXPECT_THROW(install(), LaunchError);
     EXPECT_EQ(printed, "Wrote plist to " + list() + "\n");
     EXPECT_TRUE(std::filesystem::exists(list()));

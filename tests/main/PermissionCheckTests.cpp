@@ -9,85 +9,46 @@
 namespace varkel {
 namespace {
 
-using test::FakePermissions;
-
 TEST(PermissionCheck, PrintsWhatIsGrantedAndAsksForTheRestOnlyWithAPrompt) {
-    const std::string accessibilityHint =
-        "hint_accessibility=System Settings -> Privacy & Security -> Accessibility\n";
-    const std::string screenHint =
-        "hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n";
-    struct Case {
+    using enum TrustPrompt;
+    const struct {
         TrustPrompt prompt;
-        bool accessibility, screen, afterAsking;
-        std::string output;
+        bool accessibility, screen, screenAfterAsking, screenInTheEnd;
         std::vector<std::string> asked;
-        bool result;
-    };
-    const std::string program = "executable=/x/varkel-agent\n";
-    const std::vector<Case> cases{
-        {TrustPrompt::yes,
-         true,
-         true,
-         false,
-         "accessibility=granted\nscreen_recording=granted\n",
-         {"trusted? prompt", "screen?"},
-         true},
-        {TrustPrompt::no,
-         true,
-         true,
-         false,
-         "accessibility=granted\nscreen_recording=granted\n",
-         {"trusted?", "screen?"},
-         true},
-        {TrustPrompt::no,
-         true,
-         false,
-         true,
-         "accessibility=granted\nscreen_recording=missing\n" + screenHint,
-         {"trusted?", "screen?"},
-         false},
-        {TrustPrompt::yes,
-         true,
-         false,
-         true,
-         "accessibility=granted\nscreen_recording=granted\n",
-         {"trusted? prompt", "screen?", "request screen"},
-         true},
-        {TrustPrompt::no,
-         false,
-         true,
-         false,
-         "accessibility=missing\nscreen_recording=granted\n" + accessibilityHint,
-         {"trusted?", "screen?"},
-         false},
-        {TrustPrompt::yes,
+    } cases[] = {
+        {yes, true, true, false, true, {"trusted? prompt", "screen?"}},
+        {no, true, true, false, true, {"trusted?", "screen?"}},
+        {no, true, false, true, false, {"trusted?", "screen?"}},
+        {yes, true, false, true, true, {"trusted? prompt", "screen?", "request screen"}},
+        {no, false, true, false, true, {"trusted?", "screen?"}},
+        {yes,
          false,
          false,
          false,
-         "accessibility=missing\nscreen_recording=missing\n" + accessibilityHint + screenHint,
-         {"trusted? prompt", "screen?", "request screen", "open accessibility", "open screen recording"},
-         false},
-        {TrustPrompt::no,
          false,
-         false,
-         false,
-         "accessibility=missing\nscreen_recording=missing\n" + accessibilityHint + screenHint,
-         {"trusted?", "screen?"},
-         false},
-    };
-    for (const Case& c : cases) {
+         {"trusted? prompt", "screen?", "request screen", "open accessibility", "open screen recording"}},
+        {no, false, false, false, false, {"trusted?", "screen?"}}};
+    const auto found = [](bool granted) { return granted ? "granted\n" : "missing\n"; };
+    for (const auto& c : cases) {
         test::FakeDesktop desktop;
-        auto owned = std::make_unique<FakePermissions>();
-        FakePermissions& permissions = *owned;
+        auto owned = std::make_unique<test::FakePermissions>();
+        test::FakePermissions& permissions = *owned;
         Platform::current().permissions = std::move(owned);
         permissions.accessibility = c.accessibility;
         permissions.screen = c.screen;
-        permissions.screenAfterAsking = c.afterAsking;
+        permissions.screenAfterAsking = c.screenAfterAsking;
+        std::string output = "executable=/x/varkel-agent\n";
+        output.append("accessibility=").append(found(c.accessibility));
+        output.append("screen_recording=").append(found(c.screenInTheEnd));
+        if (!c.accessibility)
+            output += "hint_accessibility=System Settings -> Privacy & Security -> Accessibility\n";
+        if (!c.screenInTheEnd)
+            output += "hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n";
         testing::internal::CaptureStdout();
         const bool result = runPermissionCheck(c.prompt, "/x/varkel-agent");
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), program + c.output);
-        EXPECT_EQ(result, c.result) << c.output;
-        EXPECT_EQ(permissions.asked, c.asked) << c.output;
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), output);
+        EXPECT_EQ(result, c.accessibility && c.screenInTheEnd) << output;
+        EXPECT_EQ(permissions.asked, c.asked) << output;
     }
 }
 

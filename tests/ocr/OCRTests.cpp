@@ -2,33 +2,24 @@
 #include <sys/stat.h>
 
 #include <boost/json.hpp>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include "ocr/OCR.h"
 #include "support/RunTask.h"
 #include "support/ScriptedDesktop.h"
+#include "support/TemporaryFolder.h"
 
 namespace varkel {
 namespace {
 
 using test::line;
-using test::runTask;
 using test::ScriptedDesktop;
 
 HTTPResponse post(const std::string& body) {
-    HTTPRequest request;
-    request.body = body;
-    return runTask(performOCR(std::move(request)));
+    return test::answerOf(performOCR, body);
 }
 
 std::string cacheHeader(const HTTPResponse& response) {
-    for (const auto& [name, value] : response.headers) {
-        if (name == "X-Varkel-Cache") return value;
-    }
-    return "";
+    return test::headerOf(response, "X-Varkel-Cache");
 }
 
 /// A body whose image is "img" and the given bytes, in base64 that needs no padding.
@@ -41,23 +32,13 @@ std::string bodyFor(const std::string& threeBytes, const std::string& more = "")
 class OCRRequests : public testing::Test {
   protected:
     OCRRequests() {
-        directory_ = std::filesystem::temp_directory_path() / "varkel-ocr-XXXXXX";
-        std::string name = directory_.string();
-        directory_ = mkdtemp(name.data());
         // The shared cache outlives the cases: each starts in a second of its own.
         static double second = 1'700'000'000;
         desktop.time = second += 10;
     }
-    ~OCRRequests() override { std::filesystem::remove_all(directory_); }
-
-    std::string file(const std::string& name, const std::string& content) {
-        const auto path = directory_ / name;
-        std::ofstream(path, std::ios::binary) << content;
-        return path.string();
-    }
 
     ScriptedDesktop desktop;
-    std::filesystem::path directory_;
+    const test::TemporaryFolder folder;
 };
 
 TEST_F(OCRRequests, AnswersLinesWithPixelBoxesFromTheTopLeft) {
@@ -72,12 +53,11 @@ TEST_F(OCRRequests, AnswersLinesWithPixelBoxesFromTheTopLeft) {
 
 TEST_F(OCRRequests, RepeatsWithinATenthOfASecondComeFromTheCache) {
     EXPECT_EQ(*post(bodyFor("one")).body, R"({"results":[]})");
-    struct Step {
+    const struct {
         std::string body;
         double later;
         const char* cache;
-    };
-    const Step steps[] = {
+    } steps[] = {
         {bodyFor("one"), 0.05, "HIT"},
         {bodyFor("one", R"(,"pid":0,"windowId":0)"), 0, "HIT"},
         {bodyFor("one", R"(,"pid":null,"windowId":null,"other":1)"), 0, "HIT"},
@@ -86,7 +66,7 @@ TEST_F(OCRRequests, RepeatsWithinATenthOfASecondComeFromTheCache) {
         {bodyFor("two"), 0, "MISS"},
         {bodyFor("one"), 0.06, "MISS"},
     };
-    for (const Step& step : steps) {
+    for (const auto& step : steps) {
         desktop.time += step.later;
         const int runs = desktop.runs;
         EXPECT_EQ(cacheHeader(post(step.body)), step.cache) << step.body << step.later;
@@ -103,7 +83,7 @@ TEST_F(OCRRequests, AnotherApplicationInFrontEmptiesTheCache) {
 }
 
 TEST_F(OCRRequests, TakesTheImageFromBase64FirstAndFromTheFileOtherwise) {
-    const std::string path = file("picture", "img from file");
+    const std::string path = folder.write("picture", "img from file");
     const std::string pathField = R"("imagePath":")" + path + "\"";
     EXPECT_EQ(post(R"({"imageBase64":"aW1n","imagePath":"/nowhere"})").status, 200);
     EXPECT_EQ(desktop.lastBytes, "img");
@@ -117,26 +97,21 @@ TEST_F(OCRRequests, TakesTheImageFromBase64FirstAndFromTheFileOtherwise) {
 }
 
 TEST_F(OCRRequests, UnusableImagesAndBodiesAreTheCallersFault) {
-    ASSERT_EQ(mkfifo((directory_ / "pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     const std::string noImage =
         R"({"error":"bad_request","message":"No valid image provided or could not decode image"})";
     const std::string noJSON = R"({"error":"bad_request","message":"Invalid JSON body"})";
     const std::pair<std::string, std::string> cases[] = {
-        {"", noJSON},
-        {"no json", noJSON},
-        {"[]", noJSON},
         {R"({"windowId":-1})", noJSON},
-        {R"({"windowId":1.5})", noJSON},
-        {R"({"imageBase64":7})", noJSON},
         {"{}", noImage},
         {R"({"imageBase64":""})", noImage},
         {R"({"imageBase64":"bm8gaW1hZ2U="})", noImage},
         {R"({"imageBase64":"aW1"})", noImage},
         {R"({"imagePath":""})", noImage},
         {R"({"imagePath":"/no/such/file"})", noImage},
-        {R"({"imagePath":")" + directory_.string() + "\"}", noImage},
+        {R"({"imagePath":")" + folder.path().string() + "\"}", noImage},
         // Reading a pipe would wait for a writer that never comes.
-        {R"({"imagePath":")" + (directory_ / "pipe").string() + "\"}", noImage},
+        {R"({"imagePath":")" + folder / "pipe" + "\"}", noImage},
         {bodyFor("six", R"(,"pid":4294967297)"), noImage},
     };
     for (const auto& [body, answer] : cases) {

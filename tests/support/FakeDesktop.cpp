@@ -51,8 +51,7 @@ class FakeDesktop::FakeAccessibility : public Accessibility {
     bool isKnownTrusted() override { return desktop_.trusted && desktop_.knownWithoutWaiting; }
 
     AXUIElementRef AXUIElementCreateApplication(pid_t pid) override {
-        const std::scoped_lock lock(desktop_.mutex_);
-        ++desktop_.applicationsMade_;
+        ++desktop_.applicationsMade;
         const auto found = desktop_.applications_.find(pid);
         if (found != desktop_.applications_.end()) return found->second;
         auto nobody = std::make_shared<SceneElement>(pid);
@@ -107,8 +106,7 @@ class FakeDesktop::FakeAccessibility : public Accessibility {
     bool CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) override { return a == b; }
 
     void prefetch(const AXUIElementRef&, std::span<const AXAttribute>, const PrefetchScope&) override {
-        const std::scoped_lock lock(desktop_.mutex_);
-        ++desktop_.prefetches_;
+        ++desktop_.prefetches;
     }
 
   private:
@@ -127,8 +125,7 @@ class FakeDesktop::FakeWorkspace : public Workspace {
     ThreadRule threadRule() const override { return desktop_.threadRule; }
 
     std::optional<pid_t> frontmostApplication() override {
-        const std::scoped_lock lock(desktop_.mutex_);
-        ++desktop_.frontmostQueries_;
+        ++desktop_.frontmostQueries;
         return desktop_.frontmost;
     }
 
@@ -136,20 +133,29 @@ class FakeDesktop::FakeWorkspace : public Workspace {
         return desktop_.knownWithoutWaiting ? std::optional(desktop_.frontmost) : std::nullopt;
     }
 
-    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string&) override {
-        return {};
+    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+        const std::string& identifier) override {
+        if (!desktop_.running.contains(identifier)) return {};
+        return {std::make_shared<Instance>(), std::make_shared<Instance>()};
     }
-    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions) override { return false; }
+    bool activateWithOptions(const RunningApplicationRef&, ActivationOptions options) override {
+        const bool all = options == ActivationOptions::activateAllWindows;
+        desktop_.log(all ? "activate all windows" : "activate");
+        return desktop_.activates;
+    }
     std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) override {
-        return desktop_.installed.contains(identifier) ? std::optional(identifier) : std::nullopt;
+        if (!desktop_.installed.contains(identifier)) return std::nullopt;
+        return "/apps/" + identifier;
     }
-    LaunchOutcome openApplicationAtURL(const std::string& url, const NSWorkspaceOpenConfiguration&) override {
-        desktop_.log("launch " + url);
-        return {std::make_shared<Launched>(), ""};
+    LaunchOutcome openApplicationAtURL(const std::string& url,
+                                       const NSWorkspaceOpenConfiguration& open) override {
+        desktop_.log("launch " + url + (open.activates ? " in front" : ""));
+        if (!desktop_.launches) return {nullptr, "broken"};
+        return {std::make_shared<Instance>(), ""};
     }
 
   private:
-    struct Launched : NSRunningApplication {
+    struct Instance : NSRunningApplication {
         std::optional<pid_t> processIdentifier() const override { return std::nullopt; }
     };
 
@@ -169,19 +175,32 @@ class FakeDesktop::FakeEventPoster : public EventPoster {
   public:
     explicit FakeEventPoster(FakeDesktop& desktop) : desktop_(desktop) {}
 
+    std::optional<CGEvent> CGEventCreateKeyboardEvent(CGKeyCode keyCode, bool keyDown) override {
+        if (desktop_.broken.contains({keyCode, keyDown})) return std::nullopt;
+        return EventPoster::CGEventCreateKeyboardEvent(keyCode, keyDown);
+    }
+
     void CGEventPost(const CGEvent& event) override {
         std::ostringstream entry;
         if (event.type == CGEventType::keyDown || event.type == CGEventType::keyUp) {
-            entry << "key " << event.keyCode;
-            if (event.flags != 0) entry << " flags " << std::hex << event.flags << std::dec;
-            for (const char16_t unit : event.unicodeString)
-                entry << " U+" << std::hex << unsigned{unit} << std::dec;
-            entry << (event.type == CGEventType::keyDown ? " down" : " up");
+            entry << (event.type == CGEventType::keyDown ? "down " : "up ") << event.keyCode << std::hex;
+            if (event.flags != 0) entry << " flags " << event.flags;
+            for (const char16_t unit : event.unicodeString) entry << " u" << unsigned{unit};
         } else {
             entry << "mouse " << static_cast<unsigned>(event.type) << " " << event.point.x << ","
                   << event.point.y;
         }
         desktop_.log(entry.str());
+    }
+
+    std::unique_ptr<TextAnnouncement> announceText(std::string_view text) override {
+        struct Announcement : TextAnnouncement {
+            explicit Announcement(FakeDesktop& desktop) : desktop_(desktop) {}
+            ~Announcement() override { desktop_.log("announcement ends"); }
+            FakeDesktop& desktop_;
+        };
+        desktop_.log("announce " + std::string(text));
+        return std::make_unique<Announcement>(desktop_);
     }
 
   private:
@@ -222,24 +241,14 @@ std::vector<std::string> FakeDesktop::done() {
     return done_;
 }
 
+void FakeDesktop::forgetDone() {
+    const std::scoped_lock lock(mutex_);
+    done_.clear();
+}
+
 int FakeDesktop::reads(AXAttribute attribute) {
     const std::scoped_lock lock(mutex_);
     return reads_[attribute];
-}
-
-int FakeDesktop::applicationsMade() {
-    const std::scoped_lock lock(mutex_);
-    return applicationsMade_;
-}
-
-int FakeDesktop::prefetches() {
-    const std::scoped_lock lock(mutex_);
-    return prefetches_;
-}
-
-int FakeDesktop::frontmostQueries() {
-    const std::scoped_lock lock(mutex_);
-    return frontmostQueries_;
 }
 
 }  // namespace varkel::test

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -54,21 +55,28 @@ class FakeDesktop {
 
     /// How often an attribute was read, of whatever element.
     int reads(AXAttribute attribute);
-    /// How often an application element was made.
-    int applicationsMade();
-    int prefetches();
-    int frontmostQueries();
 
-    /// What was done, in order: "AXPress Save", "AXValue=text", "mouse 5 120,210", "key 0 down", "unicode
-    /// U+00C5 up", "launch org.example.Editor".
+    /// What was done, in order, such as "AXPress", "AXValue=text", "mouse 5 120,210", "down 0 flags 20000",
+    /// "up 0 uc5", "announce a text", "activate all windows" and "launch /apps/org.example in front".
     std::vector<std::string> done();
+    void log(std::string entry);
+    void forgetDone();
+
+    /// How often an application element was made, and how often these were called.
+    std::atomic<int> applicationsMade = 0;
+    std::atomic<int> prefetches = 0;
+    std::atomic<int> frontmostQueries = 0;
 
     bool trusted = true;
     /// Whether what the desktop knows can be told without waiting.
     bool knownWithoutWaiting = false;
     std::optional<pid_t> frontmost;
-    /// Bundle identifiers of what can be launched.
-    std::set<std::string> installed;
+    /// Bundle identifiers of what can be launched, and of what runs already, twice each.
+    std::set<std::string> installed, running;
+    /// Whether an application that runs comes to the front, and whether one that is launched comes up.
+    bool activates = true, launches = true;
+    /// The key codes of which no event can be made, of the way down or of the way up.
+    std::set<std::pair<CGKeyCode, bool>> broken;
     ThreadRule threadRule = ThreadRule::any;
     double time = 1'700'000'000.0;
 
@@ -78,14 +86,9 @@ class FakeDesktop {
     class FakeClock;
     class FakeEventPoster;
 
-    void log(std::string entry);
-
     std::mutex mutex_;
     std::map<pid_t, std::shared_ptr<SceneElement>> applications_;
     std::map<AXAttribute, int> reads_;
-    int applicationsMade_ = 0;
-    int prefetches_ = 0;
-    int frontmostQueries_ = 0;
     std::vector<std::string> done_;
 };
 

@@ -3,10 +3,10 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <stdexcept>
 #include <system_error>
 
@@ -20,6 +20,15 @@ namespace {
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+/// Calls again what a signal has interrupted: waits that have a limit end with that.
+template <class Call>
+ssize_t uninterrupted(const Call& call) {
+    ssize_t result = 0;
+    do result = call();
+    while (result < 0 && errno == EINTR);
+    return result;
+}
+
 std::string takeLine(std::string& bytes) {
     const std::size_t end = bytes.find("\r\n");
     if (end == std::string::npos) throw std::runtime_error("a response line without an end");
@@ -30,40 +39,25 @@ std::string takeLine(std::string& bytes) {
 
 }  // namespace
 
-RawClient::RawClient(std::uint16_t port)
-    : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+RawClient::RawClient(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     if (!socket_) fail("socket");
+    const timeval limit{patience.count(), 0};
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    ::setsockopt(socket_.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return;
-    if (errno != EINPROGRESS) fail("connect");
-    await(POLLOUT);
-    int error = 0;
-    socklen_t size = sizeof error;
-    ::getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size);
-    if (error != 0) throw std::system_error(error, std::generic_category(), "connect");
-}
-
-void RawClient::await(short events) {
-    pollfd wait{socket_.get(), events, 0};
-    const auto limit = std::chrono::milliseconds(patience);
-    if (::poll(&wait, 1, static_cast<int>(limit.count())) == 0) throw std::runtime_error("no answer in time");
+    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) fail("connect");
 }
 
 void RawClient::send(std::string_view bytes) {
     while (!bytes.empty()) {
-        await(POLLOUT);
-        bytes.remove_prefix(sendSome(bytes));
+        const ssize_t count =
+            uninterrupted([&] { return ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL); });
+        if (count < 0) fail("send");
+        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
-}
-
-std::size_t RawClient::sendSome(std::string_view bytes) {
-    const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (count >= 0) return static_cast<std::size_t>(count);
-    if (errno != EAGAIN) fail("send");
-    return 0;
 }
 
 void RawClient::finishSending() {
@@ -72,9 +66,8 @@ void RawClient::finishSending() {
 
 /// Receives more; false when the server has closed.
 bool RawClient::fill() {
-    await(POLLIN);
     std::array<char, 65'536> piece;
-    const ssize_t count = ::recv(socket_.get(), piece.data(), piece.size(), 0);
+    const ssize_t count = uninterrupted([&] { return ::recv(socket_.get(), piece.data(), piece.size(), 0); });
     if (count < 0 && errno == ECONNRESET) return false;
     if (count < 0) fail("recv");
     received_.append(piece.data(), static_cast<std::size_t>(count));

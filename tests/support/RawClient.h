@@ -26,9 +26,6 @@ class RawClient {
 
     void send(std::string_view bytes);
 
-    /// Sends what the socket takes without waiting and returns how much that was.
-    std::size_t sendSome(std::string_view bytes);
-
     /// Says that nothing more will be sent.
     void finishSending();
 
@@ -45,7 +42,6 @@ class RawClient {
 
   private:
     bool fill();
-    void await(short events);
 
     FileDescriptor socket_;
     std::string received_;

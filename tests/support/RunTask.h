@@ -3,8 +3,11 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_future.hpp>
+#include <string>
+#include <string_view>
 #include <utility>
 
+#include "http/HTTPMessage.h"
 #include "http/Task.h"
 
 namespace varkel::test {
@@ -16,6 +19,26 @@ T runTask(Task<T> task) {
     auto result = boost::asio::co_spawn(context, std::move(task), boost::asio::use_future);
     context.run();
     return result.get();
+}
+
+/// What a handler answers a request with this body.
+inline HTTPResponse answerOf(Task<HTTPResponse> (*handler)(HTTPRequest), const std::string& body) {
+    HTTPRequest request;
+    request.body = body;
+    return runTask(handler(std::move(request)));
+}
+
+/// A header of a response; empty when it has none.
+inline std::string headerOf(const HTTPResponse& response, std::string_view wanted) {
+    for (const auto& [name, value] : response.headers) {
+        if (name == wanted) return value;
+    }
+    return "";
+}
+
+/// The status and the body of a response, in one text.
+inline std::string statusAndBody(const HTTPResponse& response) {
+    return std::to_string(response.status) + " " + *response.body;
 }
 
 }  // namespace varkel::test

@@ -107,18 +107,6 @@ WireWriter& WireWriter::align(std::size_t boundary) {
     return *this;
 }
 
-WireWriter& WireWriter::u32(std::uint32_t value) {
-    align(sizeof value);
-    out_.append(reinterpret_cast<const char*>(&value), sizeof value);
-    return *this;
-}
-
-WireWriter& WireWriter::f64(double value) {
-    align(sizeof value);
-    out_.append(reinterpret_cast<const char*>(&value), sizeof value);
-    return *this;
-}
-
 WireWriter& WireWriter::text(std::string_view value) {
     u32(static_cast<std::uint32_t>(value.size()));
     out_.append(value);

@@ -20,9 +20,8 @@ namespace varkel {
 class WireWriter {
   public:
     WireWriter& byte(std::uint8_t value);
-    WireWriter& u32(std::uint32_t value);
-    WireWriter& i32(std::int32_t value) { return u32(static_cast<std::uint32_t>(value)); }
-    WireWriter& f64(double value);
+    WireWriter& u32(std::uint32_t value) { return fixed(value); }
+    WireWriter& f64(double value) { return fixed(value); }
     /// Also an object path.
     WireWriter& text(std::string_view value);
     WireWriter& signature(std::string_view value);
@@ -41,6 +40,13 @@ class WireWriter {
     std::string take() && { return std::move(out_); }
 
   private:
+    template <class Number>
+    WireWriter& fixed(Number value) {
+        align(sizeof value);
+        out_.append(reinterpret_cast<const char*>(&value), sizeof value);
+        return *this;
+    }
+
     std::string out_;
 };
 

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 #include "platform/linux/AppManager.h"
 #include "platform/linux/DesktopEntry.h"
@@ -64,24 +62,19 @@ TEST(DesktopEntry, FieldCodesAreFilledInOrLeftOut) {
 class InstalledEntries : public testing::Test {
   protected:
     InstalledEntries() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "entries-XXXXXX").string();
-        directory_ = mkdtemp(pattern.data());
-        setenv("XDG_DATA_HOME", (directory_ / "own").c_str(), 1);
-        setenv("XDG_DATA_DIRS", (directory_ / "shared").c_str(), 1);
+        setenv("XDG_DATA_HOME", (folder_ / "own").c_str(), 1);
+        setenv("XDG_DATA_DIRS", (folder_ / "shared").c_str(), 1);
     }
     ~InstalledEntries() override {
-        std::filesystem::remove_all(directory_);
         unsetenv("XDG_DATA_HOME");
         unsetenv("XDG_DATA_DIRS");
     }
 
     void install(const std::string& where, const std::string& extra = "") {
-        const auto path = directory_ / where;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path) << "[Desktop Entry]\nType=Application\nName=N\nExec=x\n" << extra;
+        folder_.write(where, "[Desktop Entry]\nType=Application\nName=N\nExec=x\n" + extra);
     }
 
-    std::filesystem::path directory_;
+    test::TemporaryFolder folder_;
 };
 
 TEST_F(InstalledEntries, AreFoundByIdentifierWithOrWithoutSuffixAndInFolders) {
@@ -102,6 +95,8 @@ TEST_F(InstalledEntries, AreFoundByIdentifierWithOrWithoutSuffixAndInFolders) {
     for (const std::string_view id : unknown) {
         EXPECT_FALSE(findDesktopEntry(id)) << id;
     }
+    install("own/applications/org.example.Editor.desktop", "Hidden=true\n");
+    EXPECT_FALSE(findDesktopEntry("org.example.Editor")) << "the user's hide those of the system";
 }
 
 TEST_F(InstalledEntries, AreFoundByTheNameThatMenusShow) {
@@ -117,21 +112,12 @@ TEST_F(InstalledEntries, AreFoundByTheNameThatMenusShow) {
     }
 }
 
-TEST_F(InstalledEntries, OfTheUserHideThoseOfTheSystem) {
-    install("shared/applications/a.desktop");
-    install("own/applications/a.desktop", "Hidden=true\n");
-    EXPECT_FALSE(findDesktopEntry("a"));
-}
-
 TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
     const AppIdentity identity{"org.example.Editor", "ExampleEditor", {"exedit"}};
-    struct Case {
-        const char* instanceName;
-        const char* className;
-        const char* applicationId;
+    const struct {
+        const char *instance, *name, *application;
         bool belongs;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", "", "org.example.Editor", true},
         {"org.example.editor", "X", "", true},
         {"x", "exampleeditor", "", true},
@@ -141,11 +127,9 @@ TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
         {"exedit2", "Exedit2", "org.other", false},
         {"\xFF", "\xFF", "\xFF", false},
     };
-    for (const Case& each : cases) {
-        EXPECT_EQ(
-            belongsTo({1, std::nullopt, each.instanceName, each.className, each.applicationId}, identity),
-            each.belongs)
-            << each.instanceName << " " << each.className << " " << each.applicationId;
+    for (const auto& [instance, name, application, belongs] : cases) {
+        EXPECT_EQ(belongsTo({1, std::nullopt, instance, name, application}, identity), belongs)
+            << instance << " " << name << " " << application;
     }
 }
 

@@ -1,71 +1,44 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <thread>
 
 #include "platform/ChildProcess.h"
 #include "platform/linux/tools/ShortcutFolder.h"
 #include "platform/posix/SystemToolPaths.h"
+#include "support/Deadline.h"
+#include "support/Processes.h"
+#include "support/TemporaryFolder.h"
 
 namespace varkel {
 namespace {
 
+using test::eventually;
+using test::isAlive;
 using testing::ElementsAre;
 namespace fs = std::filesystem;
 
-/// Waits for what another process does, with a deadline that only a fault reaches.
-template <class Condition>
-bool eventually(Condition condition) {
-    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > until) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
-bool isAlive(pid_t pid) {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string line;
-    return std::getline(stat, line) && line.find(") Z ") == std::string::npos;
-}
-
 class Tools : public testing::Test {
   protected:
-    Tools() {
-        std::string pattern = testing::TempDir() + "tools-XXXXXX";
-        folder_ = mkdtemp(pattern.data());
-    }
-    ~Tools() override { fs::remove_all(folder_); }
-
     void write(const std::string& name, const std::string& content, mode_t mode = 0700) {
-        const fs::path path = folder_ / name;
-        fs::create_directories(path.parent_path());
-        std::ofstream(path) << content;
-        chmod(path.c_str(), mode);
+        folder_.write(name, content, mode);
     }
 
     /// The tool itself, with this folder as the person's configuration.
     ChildResult shortcuts(std::vector<std::string> arguments, std::string input = {}) {
         ChildCommand command;
         command.executable = "/usr/bin/env";
-        command.arguments = {"XDG_CONFIG_HOME=" + folder_.string(), VARKEL_SHORTCUTS};
+        command.arguments = {"XDG_CONFIG_HOME=" + path_.string(), VARKEL_SHORTCUTS};
         command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
         command.input = std::move(input);
         return runChild(std::move(command));
     }
 
-    fs::path folder_;
+    test::TemporaryFolder folder_;
+    const fs::path path_ = folder_.path();
 };
 
 TEST_F(Tools, ShortcutsAreTheExecutableFilesOfAFolder) {
-    EXPECT_THAT(ShortcutFolder(folder_ / "none").names(), ElementsAre());
+    EXPECT_THAT(ShortcutFolder(path_ / "none").names(), ElementsAre());
     write("b.sh", "");
     write("b.py", "");
     write("Two words.tar.sh", "");
@@ -74,12 +47,12 @@ TEST_F(Tools, ShortcutsAreTheExecutableFilesOfAFolder) {
     write(".hidden.sh", "");
     write("two\nlines.sh", "");
     write("\xFF.sh", "");
-    fs::create_directory(folder_ / "folder.sh");
-    fs::create_symlink("plain", folder_ / "link.x");
-    const ShortcutFolder folder(folder_);
+    fs::create_directory(path_ / "folder.sh");
+    fs::create_symlink("plain", path_ / "link.x");
+    const ShortcutFolder folder(path_);
     EXPECT_THAT(folder.names(), ElementsAre("Two words.tar", "b", "link", "plain"));
-    EXPECT_EQ(folder.find("b"), folder_ / "b.py");
-    EXPECT_EQ(folder.find("link"), folder_ / "link.x");
+    EXPECT_EQ(folder.find("b"), path_ / "b.py");
+    EXPECT_EQ(folder.find("link"), path_ / "link.x");
     for (const char* name :
          {"", ".", "..", "B", "b.py", "notes", ".hidden", "folder", "../", "./b", "folder/b"})
         EXPECT_EQ(folder.find(name), std::nullopt) << name;
@@ -121,11 +94,11 @@ TEST_F(Tools, AShortcutEndsWithTheProcessThatStartedIt) {
     ChildCommand command;
     command.executable = "/bin/sh";
     command.arguments = {"-c",
-                         "XDG_CONFIG_HOME=" + folder_.string() + " " + VARKEL_SHORTCUTS + " run slow & wait"};
+                         "XDG_CONFIG_HOME=" + path_.string() + " " + VARKEL_SHORTCUTS + " run slow & wait"};
     ChildProcess parent(std::move(command));
-    ASSERT_TRUE(eventually([&] { return fs::exists(folder_ / "varkel/shortcuts/pid"); }));
+    ASSERT_TRUE(eventually([&] { return fs::exists(path_ / "varkel/shortcuts/pid"); }));
     pid_t shortcut = 0;
-    std::ifstream(folder_ / "varkel/shortcuts/pid") >> shortcut;
+    std::ifstream(path_ / "varkel/shortcuts/pid") >> shortcut;
     parent.signal(SIGKILL);
     parent.wait();
     EXPECT_TRUE(eventually([&] { return !isAlive(shortcut); }));
@@ -133,13 +106,13 @@ TEST_F(Tools, AShortcutEndsWithTheProcessThatStartedIt) {
 
 TEST_F(Tools, StandInsAreFoundWhereTheyAreBuiltAndWhereTheyAreInstalled) {
     if (fs::exists("/usr/bin/osascript")) GTEST_SKIP() << "this system has the tool itself";
-    fs::create_directories(folder_ / "bin");
-    SystemToolPaths paths((folder_ / "bin").string());
+    write("bin/osascript", "no program", 0644);
+    SystemToolPaths paths((path_ / "bin").string());
     EXPECT_EQ(paths.osascript(), "/usr/bin/osascript");
     write("lib/varkel-agent/osascript", "");
-    EXPECT_TRUE(fs::equivalent(paths.osascript(), folder_ / "lib/varkel-agent/osascript"));
+    EXPECT_TRUE(fs::equivalent(paths.osascript(), path_ / "lib/varkel-agent/osascript"));
     write("bin/osascript", "");
-    EXPECT_TRUE(fs::equivalent(paths.osascript(), folder_ / "bin/osascript"));
+    EXPECT_TRUE(fs::equivalent(paths.osascript(), path_ / "bin/osascript"));
 }
 
 }  // namespace

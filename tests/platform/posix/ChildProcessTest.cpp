@@ -1,27 +1,25 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
-#include <thread>
-#include <vector>
 
 #include "platform/ChildProcess.h"
+#include "support/Deadline.h"
 #include "support/NoNewThreads.h"
+#include "support/Processes.h"
+#include "support/TemporaryFolder.h"
 
 namespace varkel {
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using test::eventually;
+using test::hasChildren;
+using test::isAlive;
+using test::openDescriptors;
 using Clock = ChildProcess::Clock;
 
 ChildCommand shell(const std::string& script) {
@@ -31,41 +29,27 @@ ChildCommand shell(const std::string& script) {
     return command;
 }
 
-std::size_t openDescriptors() {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
+/// What a script writes there with `say`, once it has.
+pid_t pidIn(const std::string& path) {
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
+    pid_t pid = 0;
+    std::ifstream(path) >> pid;
+    EXPECT_GT(pid, 0);
+    return pid;
 }
 
-bool hasChildren() {
-    return !(waitpid(-1, nullptr, WNOHANG) < 0 && errno == ECHILD);
-}
-
-/// Waits for what another process does, with a deadline that only a fault reaches.
-template <class Condition>
-bool eventually(Condition condition) {
-    const auto until = Clock::now() + seconds(20);
-    while (!condition()) {
-        if (Clock::now() > until) return false;
-        std::this_thread::sleep_for(milliseconds(5));
-    }
-    return true;
-}
-
-bool isAlive(pid_t pid) {
-    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-    std::string stat((std::istreambuf_iterator<char>(file)), {});
-    const auto end = stat.rfind(") ");
-    return end != std::string::npos && stat[end + 2] != 'Z';
+/// A command that writes the last background process to a file, whole or not at all.
+std::string say(const std::string& path) {
+    return "echo $! > " + path + ".new; mv " + path + ".new " + path + "; ";
 }
 
 TEST(ChildProcess, TellsHowTheChildEndedAndWhatItWrote) {
-    struct Case {
+    const struct {
         std::string script;
         int status;
         bool signalled;
-        std::string out;
-        std::string err;
-    };
-    const Case cases[] = {
+        std::string out, err;
+    } cases[] = {
         {"exit 0", 0, false, "", ""},
         {"echo out; echo err >&2; exit 3", 3, false, "out\n", "err\n"},
         {"printf 'a\\000b'; exit 255", 255, false, std::string("a\0b", 3), ""},
@@ -73,7 +57,7 @@ TEST(ChildProcess, TellsHowTheChildEndedAndWhatItWrote) {
         {"kill -KILL $$", SIGKILL, true, "", ""},
         {"exec >&- 2>&-; exit 4", 4, false, "", ""},
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         const ChildResult result = runChild(shell(each.script));
         EXPECT_EQ(result.status, each.status) << each.script;
         EXPECT_EQ(result.signalled, each.signalled) << each.script;
@@ -87,10 +71,14 @@ TEST(ChildProcess, HandsOverAndDrainsMoreThanAnyPipeHolds) {
     for (int line = 0; input.size() < 3'000'000; ++line) input += std::to_string(line) + "\n";
     auto command = shell("tee /dev/stderr");
     command.input = input;
-    const ChildResult result = runChild(std::move(command));
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.standardOutput, input);
-    EXPECT_EQ(result.standardError, input);
+    for (const bool limited : {false, true}) {
+        ChildProcess child(command);
+        const auto result = limited ? child.wait(Clock::now() + seconds(20)) : child.wait();
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->status, 0);
+        EXPECT_EQ(result->standardOutput, input);
+        EXPECT_EQ(result->standardError, input);
+    }
 }
 
 TEST(ChildProcess, AcceptsAChildThatDoesNotReadItsInput) {
@@ -99,11 +87,8 @@ TEST(ChildProcess, AcceptsAChildThatDoesNotReadItsInput) {
         command.input = std::string(2'000'000, 'x');
         EXPECT_EQ(runChild(std::move(command)).standardOutput, "done\n") << script;
     }
-}
-
-TEST(ChildProcess, GivesAnEmptyInputWithOrWithoutText) {
     auto command = shell("cat; echo end");
-    EXPECT_EQ(runChild(command).standardOutput, "end\n");
+    EXPECT_EQ(runChild(command).standardOutput, "end\n") << "without any input there is an empty one";
     command.input = "";
     EXPECT_EQ(runChild(command).standardOutput, "end\n");
 }
@@ -130,20 +115,12 @@ TEST(ChildProcess, SaysWhyAProgramCannotBeStarted) {
     EXPECT_FALSE(hasChildren());
 }
 
-TEST(ChildProcess, DoesNotWaitForAGrandchildThatKeepsThePipes) {
-    auto command = shell("sleep 1000 & echo $!; echo err >&2");
-    const ChildResult result = runChild(std::move(command));
-    EXPECT_EQ(result.standardError, "err\n");
-    const auto grandchild = static_cast<pid_t>(std::stol(result.standardOutput));
+TEST(ChildProcess, IsNotHeldByGrandchildrenThatKeepThePipesOrWriteForEver) {
+    const ChildResult result = runChild(shell("yes & sleep 1000 & echo $! >&2"));
+    EXPECT_EQ(result.status, 0);
+    const auto grandchild = static_cast<pid_t>(std::stol(result.standardError));
     EXPECT_TRUE(isAlive(grandchild));
     kill(grandchild, SIGKILL);
-}
-
-TEST(ChildProcess, IsNotHeldByAGrandchildThatWritesForEver) {
-    auto command = shell("yes & echo $! >&2");
-    const ChildResult result = runChild(std::move(command));
-    kill(static_cast<pid_t>(std::stol(result.standardError)), SIGKILL);
-    EXPECT_EQ(result.status, 0);
 }
 
 TEST(ChildProcess, GivesUpAtTheDeadlineAndGoesOnLater) {
@@ -162,47 +139,37 @@ TEST(ChildProcess, GivesUpAtTheDeadlineAndGoesOnLater) {
 }
 
 TEST(ChildProcess, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
-    const std::string path = testing::TempDir() + "grandchild-" + std::to_string(getpid());
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "grandchild";
     pid_t child = 0;
-    {
-        ChildProcess process(shell("trap '' TERM; sleep 1000 & echo $! > " + path + ".new; mv " + path +
-                                   ".new " + path + "; wait"));
-        child = process.processIdentifier();
-        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
-    }
     pid_t grandchild = 0;
-    std::ifstream(path) >> grandchild;
-    std::filesystem::remove(path);
+    {
+        ChildProcess process(shell("trap '' TERM; sleep 1000 & " + say(path) + "wait"));
+        child = process.processIdentifier();
+        grandchild = pidIn(path);
+    }
     EXPECT_FALSE(hasChildren());
     EXPECT_FALSE(isAlive(child));
-    ASSERT_GT(grandchild, 0);
     EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); }));
 }
 
 TEST(ChildProcess, StopsTheWholeGroupWhoeverIgnoresThePoliteStop) {
-    const std::string path = testing::TempDir() + "stopped-" + std::to_string(getpid());
-    const std::string say = "echo $! > " + path + ".new; mv " + path + ".new " + path + "; ";
-    struct Case {
-        std::string script;
-        int signal;
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "grandchild";
+    const std::pair<std::string, int> cases[] = {
+        {"(trap '' TERM; sleep 1000) & " + say(path) + "exec sleep 1000", SIGTERM},
+        {"trap '' TERM; sleep 1000 & " + say(path) + "while :; do sleep 1000; done", SIGKILL},
+        {"trap 'yes | head -c 1000000; exit 5' TERM; sleep 1000 & " + say(path) + "wait", 0},
     };
-    const Case cases[] = {
-        {"(trap '' TERM; sleep 1000) & " + say + "exec sleep 1000", SIGTERM},
-        {"trap '' TERM; sleep 1000 & " + say + "while :; do sleep 1000; done", SIGKILL},
-        {"trap 'yes | head -c 1000000; exit 5' TERM; sleep 1000 & " + say + "wait", 0},
-    };
-    for (const Case& each : cases) {
-        ChildProcess process(shell(each.script));
-        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
-        pid_t grandchild = 0;
-        std::ifstream(path) >> grandchild;
+    for (const auto& [script, signal] : cases) {
+        ChildProcess process(shell(script));
+        const pid_t grandchild = pidIn(path);
         std::filesystem::remove(path);
         process.stop(milliseconds(100));
-        ASSERT_GT(grandchild, 0);
-        EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); })) << each.script;
-        EXPECT_FALSE(hasChildren()) << each.script;
+        EXPECT_TRUE(eventually([&] { return !isAlive(grandchild); })) << script;
+        EXPECT_FALSE(hasChildren()) << script;
         const ChildResult result = process.wait().value_or(ChildResult{});
-        EXPECT_EQ(result.signalled ? result.status : 0, each.signal) << each.script;
+        EXPECT_EQ(result.signalled ? result.status : 0, signal) << script;
     }
 }
 
