@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+
+#include <boost/json.hpp>
 
 #include "ax/AXFind.h"
 #include "ax/BatchManager.h"
@@ -100,16 +101,11 @@ TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
     EXPECT_THAT(*found.body, testing::StartsWith(R"({"matches":[{"id":)"));
     EXPECT_THAT(*found.body, testing::ContainsRegex("Inside.*Inside too.*Inside too"));
 
-    for (int i = 0; i < 20; ++i) desktop.addApplication(1)->add("AXGroup");
+    const auto front = desktop.addApplication(1);
+    for (int i = 0; i < 20; ++i) front->add("AXGroup");
     desktop.time += 2;
-    EXPECT_EQ(runTask(axFind({}, std::nullopt)).status, 200);
-
-    desktop.trusted = false;
-    EXPECT_EQ(runTask(axFind({}, std::nullopt)).status, 403);
-    desktop.trusted = true;
-    desktop.frontmost.reset();
-    desktop.time += 2;
-    EXPECT_EQ(*runTask(axFind({}, std::nullopt)).body, R"({"error":"could_not_get_frontmost_app"})");
+    const auto answer = boost::json::parse(*runTask(axFind({}, std::nullopt)).body);
+    EXPECT_EQ(answer.at("matches").as_array().size(), 10u) << "when the query says nothing";
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "ax/AXTreeCache.h"
 #include "support/FakeDesktop.h"
@@ -81,16 +80,6 @@ TEST(AXTreeCache, CountsHitsAndMissesThroughEveryChange) {
     EXPECT_EQ(cache.get(editor), nullptr);
     EXPECT_EQ(cache.hitCount(), 2u);
     EXPECT_EQ(cache.missCount(), 2u);
-}
-
-TEST(AXTreeCache, GivesNothingEarlyWhenAnotherApplicationIsInFront) {
-    FakeDesktop desktop;
-    desktop.frontmost = editor;
-    AXTreeCache cache;
-    cache.get(editor);
-    cache.set(editor, treeOf(editor));
-    EXPECT_EQ(cache.getIfFresh(editor, browser), nullptr);
-    EXPECT_NE(cache.getIfFresh(editor, editor), nullptr);
 }
 
 }  // namespace
