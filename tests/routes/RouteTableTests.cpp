@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <boost/json.hpp>
 #include <optional>
@@ -52,7 +51,8 @@ TEST_F(RouteTable, HasFifteenEntriesInOrder) {
 
 const std::string plain = R"(400 {"error":"bad_request"})";
 const std::string invalid = R"(400 {"error":"bad_request","message":"Invalid JSON body"})";
-const std::string told = R"(400 {"error":"bad_request","message":)";
+/// What the decoder says stands behind this.
+const std::string told = R"(400 {"error":"bad_request","message":")";
 
 TEST_F(RouteTable, AnswersMalformedBodiesRouteByRoute) {
     start(std::nullopt);
@@ -66,12 +66,14 @@ TEST_F(RouteTable, AnswersMalformedBodiesRouteByRoute) {
         {"/ax/click", {"{}", R"({"elementId":7})"}, plain},
         {"/ax/type", {R"({"elementId":"a"})", R"({"elementId":"a","text":null})"}, plain},
         {"/ax/scroll", {R"({"elementId":"a"})", R"({"elementId":"a","direction":"up","amount":"1"})"}, plain},
-        {"/keystrokes", {R"({"text":1})", R"({"keys":"a"})"}, told},
+        {"/keystrokes", {R"({"text":1})", R"({"keys":[1]})", R"({"text":"a","delay_ms":1.5})"}, told},
         {"/ax/tree_and_ocr", {R"({"root_pid":"1"})", R"({"windowId":-1})"}, told},
-        {"/ocr", {R"({"imageBase64":1})", R"({"pid":"1"})"}, told},
-        {"/shortcut", {"{}", R"({"name":1})", R"({"name":"a","timeoutMs":1.5})"}, invalid},
+        {"/ocr", {R"({"imageBase64":1})", R"({"windowId":1.5})"}, invalid},
+        {"/shortcut",
+         {"{}", R"({"name":1})", R"({"name":"a","input":5})", R"({"name":"a","timeoutMs":1.5})"},
+         invalid},
         {"/applescript/run", {"{}", R"({"script":1})", R"({"script":null})"}, invalid},
-        {"/visual/find", {"{}", R"({"query":1})"}, told},
+        {"/visual/find", {"{}", R"({"query":1})"}, invalid},
     };
     for (const auto& [path, bodies, answer] : cases) {
         std::vector<const char*> all{"", "{", "null", "\"text\"", "\xFF", "{} {}"};

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "keys/TerminalScript.h"
 #include "platform/linux/applescript/Interpreter.h"
@@ -139,12 +138,11 @@ TEST(AppleScript, EvaluatesExpressions) {
 }
 
 TEST(AppleScript, CarriesStatementsOut) {
-    struct Case {
+    const struct {
         std::string source;
         std::string outcome;
         std::vector<std::string> done;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", "(nothing)", {}},
         {"-- only\n# comments\n(* (* and *) more\n*)", "(nothing)", {}},
         {"\"first\"\n\"last\"", "last", {}},
@@ -190,7 +188,7 @@ TEST(AppleScript, CarriesStatementsOut) {
          {}},
         {"write text \"ls\"", "line 1: \"write text\" must be told to a window of a terminal. (-1708)", {}},
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         Recorder desktop;
         EXPECT_EQ(outcome(each.source, desktop), each.outcome) << each.source;
         EXPECT_EQ(desktop.done, each.done) << each.source;

@@ -17,94 +17,86 @@ const bool entered = [] {
     return true;
 }();
 
-/// A list of children that begins with one per entry of `names`.
-ScriptedReply children(std::size_t count,
-                       const std::function<std::pair<std::string, std::string>(std::size_t)>& child) {
-    WireWriter body;
-    const auto list = body.array(8);
-    for (std::size_t i = 0; i < count; ++i) {
-        const auto [busName, path] = child(i);
-        body.reference(busName, path);
+using List = std::vector<std::pair<std::string, std::string>>;
+
+/// A session with an application that answers only to what lists children, with the list for an object's
+/// path.
+class Application {
+  public:
+    explicit Application(std::function<List(const std::string& path)> listOf, bool direct = true)
+        : bus_([=](const ScriptedCall& call) -> ScriptedReply {
+              if (auto own = ScriptedBus::ownAnswer(call, direct)) return *own;
+              if (call.member != "GetChildren") return {};
+              WireWriter body;
+              const auto list = body.array(8);
+              for (const auto& [busName, path] : listOf(call.path)) body.reference(busName, path);
+              body.end(list);
+              return ScriptedReply::answer("a(so)", std::move(body));
+          }) {}
+
+    std::size_t countChildren(std::uint32_t node = AtspiSession::rootNode) {
+        session_.load(node, AtspiPart::children);
+        return session_.node(node).children.size();
     }
-    body.end(list);
-    return ScriptedReply::answer("a(so)", std::move(body));
+    std::size_t countGrandchildren() {
+        std::size_t count = 0;
+        countChildren();
+        for (const std::uint32_t child : session_.node(AtspiSession::rootNode).children)
+            count += countChildren(child);
+        return count;
+    }
+
+  private:
+    ScriptedBus bus_;
+    AtspiBus atspi_;
+    AtspiSession session_{atspi_, ::getpid()};
+};
+
+/// So many children of an object, none of them listed before.
+List fresh(const std::string& path, std::size_t count, std::size_t longer = 0) {
+    List list;
+    for (std::size_t i = 0; i < count; ++i) {
+        list.emplace_back(":1.7", path + "/" + std::to_string(i) + std::string(longer, 'x'));
+    }
+    return list;
 }
 
 constexpr PrefetchScope everything{1000, 1024, 250'000};
 
 TEST(AtspiSession, ReadsAChildList) {
     for (const bool direct : {false, true}) {
-        ScriptedBus bus([direct](const ScriptedCall& call) -> ScriptedReply {
-            if (auto own = ScriptedBus::ownAnswer(call, direct)) return *own;
-            if (call.member != "GetChildren" || call.path != "/application") return {};
-            return children(3,
-                            [](std::size_t i) { return std::pair(":1.7", "/child/" + std::to_string(i)); });
-        });
-        AtspiBus atspi;
-        AtspiSession session(atspi, ::getpid());
-        ASSERT_TRUE(session.load(AtspiSession::rootNode, AtspiPart::children));
-        EXPECT_EQ(session.node(AtspiSession::rootNode).children.size(), 3u);
+        Application application([](const std::string& path) { return fresh(path, 3); }, direct);
+        EXPECT_EQ(application.countChildren(), 3u);
     }
 }
 
 TEST(AtspiSession, KeepsNoMoreObjectsThanATreeMayHave) {
-    constexpr std::size_t lists = 120;
-    ScriptedBus bus([](const ScriptedCall& call) -> ScriptedReply {
-        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
-        if (call.member != "GetChildren") return {};
-        // All that one list may hold, and none of it listed before.
-        const std::size_t count = call.path == "/application" ? lists : 5000;
-        return children(
-            count, [&](std::size_t i) { return std::pair(":1.7", call.path + "/" + std::to_string(i)); });
-    });
-    AtspiBus atspi;
-    AtspiSession session(atspi, ::getpid());
-    ASSERT_TRUE(session.load(AtspiSession::rootNode, AtspiPart::children));
-    std::size_t listed = 0;
-    for (const std::uint32_t child : session.node(AtspiSession::rootNode).children) {
-        session.load(child, AtspiPart::children);
-        listed += session.node(child).children.size();
-    }
+    // All that one list may hold.
+    Application application(
+        [](const std::string& path) { return fresh(path, path == "/application" ? 120 : 5000); });
+    const std::size_t listed = application.countGrandchildren();
     EXPECT_GE(listed, everything.maxElements);
     EXPECT_LE(listed, 2 * everything.maxElements);
 }
 
 TEST(AtspiSession, KeepsNoMoreTextOfPathsThanOfTexts) {
     // 2,400 paths of 60,000 bytes, each of which is kept twice: more than the 256 MiB that there are.
-    constexpr std::size_t lists = 24;
-    ScriptedBus bus([](const ScriptedCall& call) -> ScriptedReply {
-        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
-        if (call.member != "GetChildren") return {};
-        const bool isRoot = call.path == "/application";
-        return children(isRoot ? lists : 100, [&](std::size_t i) {
-            return std::pair(":1.7",
-                             call.path + "/" + std::to_string(i) + std::string(isRoot ? 0 : 60'000, 'x'));
-        });
+    Application application([](const std::string& path) {
+        return path == "/application" ? fresh(path, 24) : fresh(path, 100, 60'000);
     });
-    AtspiBus atspi;
-    AtspiSession session(atspi, ::getpid());
-    ASSERT_TRUE(session.load(AtspiSession::rootNode, AtspiPart::children));
-    std::size_t listed = 0;
-    for (const std::uint32_t child : session.node(AtspiSession::rootNode).children) {
-        session.load(child, AtspiPart::children);
-        listed += session.node(child).children.size();
-    }
+    const std::size_t listed = application.countGrandchildren();
     EXPECT_GE(listed, 2000u);
     EXPECT_LT(listed, 2400u);
 }
 
 TEST(AtspiSession, FollowsAnApplicationIntoAFewOtherProcesses) {
-    ScriptedBus bus([](const ScriptedCall& call) -> ScriptedReply {
-        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
-        if (call.member != "GetChildren") return {};
-        return children(4000, [](std::size_t i) { return std::pair(":2." + std::to_string(i), "/child"); });
+    Application application([](const std::string&) {
+        List list;
+        for (std::size_t i = 0; i < 4000; ++i) list.emplace_back(":2." + std::to_string(i), "/child");
+        return list;
     });
-    AtspiBus atspi;
-    AtspiSession session(atspi, ::getpid());
-    ASSERT_TRUE(session.load(AtspiSession::rootNode, AtspiPart::children));
-    const std::size_t count = session.node(AtspiSession::rootNode).children.size();
-    EXPECT_GE(count, 64u);
-    EXPECT_LE(count, 256u);
+    EXPECT_GE(application.countChildren(), 64u);
+    EXPECT_LE(application.countChildren(), 256u);
 }
 
 TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {

@@ -37,11 +37,10 @@ TEST(Keysyms, HaveACounterpartForEveryNamedKeyAndKeepShiftForIt) {
 }
 
 TEST(Keysyms, TypeATextCodePointByCodePoint) {
-    struct Case {
+    const struct {
         std::u16string_view text;
         std::vector<xkb_keysym_t> keysyms;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {u"é€", {0xE9, 0x010020AC}},
         {u"😀", {0x0101F600}},
         {u"e\u0301", {0x65, 0x01000301}},
@@ -53,7 +52,7 @@ TEST(Keysyms, TypeATextCodePointByCodePoint) {
         {{u"\xD800", 1}, {}},  // half a character
         {{u"\xDC00x", 2}, {0x78}},
     };
-    for (const Case& each : cases) EXPECT_EQ(keysymsForText(each.text), each.keysyms);
+    for (const auto& each : cases) EXPECT_EQ(keysymsForText(each.text), each.keysyms);
 }
 
 TEST(Keysyms, OfTheSameCharacterCompareEqual) {

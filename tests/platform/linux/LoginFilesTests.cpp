@@ -83,53 +83,28 @@ TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
         longList += ",\"x\"";
         manyVariables += ",\"V" + std::to_string(i) + "\":\"\"";
     }
-    struct Case {
-        std::string key;
-        /// In JSON; empty for a list without the key.
-        std::string value;
-    };
-    const std::vector<Case> cases{
-        {"Label", ""},
-        {"Label", R"("")"},
-        {"Label", R"(true)"},
-        {"Label", R"("../../evil")"},
-        {"Label", R"("a/b")"},
-        {"Label", R"(".hidden")"},
-        {"Label", R"("-rf")"},
-        {"Label", R"("a b")"},
-        {"Label", R"("a%h")"},
-        {"Label", R"("template@x")"},
-        {"Label", R"("a\nExecStart=/bin/sh")"},
-        {"Label", '"' + std::string(129, 'a') + '"'},
-        {"ProgramArguments", ""},
-        {"ProgramArguments", R"("/bin/true")"},
-        {"ProgramArguments", R"([])"},
-        {"ProgramArguments", R"(["relative"])"},
-        {"ProgramArguments", R"([""])"},
-        {"ProgramArguments", R"(["/bin/true", true])"},
-        {"ProgramArguments", R"(["/bin/true", "a\nExecStart=/bin/sh"])"},
-        {"ProgramArguments", R"(["/bin/true", "a\u007F"])"},
-        {"ProgramArguments", longList + "]"},
-        {"RunAtLoad", R"("yes")"},
-        {"KeepAlive", R"({"SuccessfulExit": false})"},
-        {"StandardOutPath", R"(true)"},
-        {"StandardOutPath", R"("relative.log")"},
-        {"StandardOutPath", R"("/tmp/x\\")"},
-        {"StandardOutPath", R"("/tmp/x ")"},
-        {"StandardErrorPath", R"("/tmp/x\nUser=root")"},
-        {"EnvironmentVariables", R"("A=b")"},
-        {"EnvironmentVariables", R"({"A": true})"},
-        {"EnvironmentVariables", R"({"": "b"})"},
-        {"EnvironmentVariables", R"({"1A": "b"})"},
-        {"EnvironmentVariables", R"({"A=B": "b"})"},
-        {"EnvironmentVariables", R"({"A": "b\nLD_PRELOAD=/x"})"},
-        {"EnvironmentVariables", manyVariables + "}"},
-    };
-    for (const Case& c : cases) {
-        json::object list = item();
-        list.erase(c.key);
-        if (!c.value.empty()) list.emplace(c.key, json::parse(c.value));
-        EXPECT_THROW(translate(list), LoginItemError) << c.key << " " << c.value;
+    // In JSON; empty for a list without the key.
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"Label",
+         {"", R"("")", R"(true)", R"("../../evil")", R"("a/b")", R"(".hidden")", R"("-rf")", R"("a b")",
+          R"("a%h")", R"("template@x")", R"("a\nExecStart=/bin/sh")", '"' + std::string(129, 'a') + '"'}},
+        {"ProgramArguments",
+         {"", R"("/bin/true")", R"([])", R"(["relative"])", R"([""])", R"(["/bin/true", true])",
+          R"(["/bin/true", "a\nExecStart=/bin/sh"])", R"(["/bin/true", "a\u007F"])", longList + "]"}},
+        {"RunAtLoad", {R"("yes")"}},
+        {"KeepAlive", {R"({"SuccessfulExit": false})"}},
+        {"StandardOutPath", {R"(true)", R"("relative.log")", R"("/tmp/x\\")", R"("/tmp/x ")"}},
+        {"StandardErrorPath", {R"("/tmp/x\nUser=root")"}},
+        {"EnvironmentVariables",
+         {R"("A=b")", R"({"A": true})", R"({"": "b"})", R"({"1A": "b"})", R"({"A=B": "b"})",
+          R"({"A": "b\nLD_PRELOAD=/x"})", manyVariables + "}"}}};
+    for (const auto& [key, values] : cases) {
+        for (const std::string& value : values) {
+            json::object list = item();
+            list.erase(key);
+            if (!value.empty()) list.emplace(key, json::parse(value));
+            EXPECT_THROW(translate(list), LoginItemError) << key << " " << value;
+        }
     }
     json::object never = item();
     never["RunAtLoad"] = false;
@@ -157,25 +132,23 @@ TEST(LoginFiles, RefusesBytesThatAreNoPropertyList) {
                                      with("<key>x</key><data>AAAA</data>"), with(std::string(10'000, ' '))})
         EXPECT_EQ(translateLoginItem(bytes, places).unit.text, translate(item()).unit.text);
     const std::string open = "<plist version=\"1.0\">";
-    const std::vector<std::string> cases{
-        "",
-        std::string(1, '\0'),
-        "bplist00\xD1\x01\x02",
-        "not XML",
-        "<plist/>",
-        open + "</plist>",
-        open + "<array><string>x</string></array></plist>",
-        with("<string>x</string>"),
-        with("<key>x</key><string>&unknown;</string>"),
-        with("<key>x</key><string>\xFF</string>"),
-        with("<key>x</key><string>&#xD800;</string>"),
-        with("<key>x</key><unknown/>"),
-        with("<key>x</key><array>"),
-        with("</array>"),
-        nested(20),
-        nested(4'000),
-        with(std::string(longestPropertyList, ' ')),
-    };
+    const std::vector<std::string> cases{"",
+                                         std::string(1, '\0'),
+                                         "bplist00\xD1\x01\x02",
+                                         "not XML",
+                                         "<plist/>",
+                                         open + "</plist>",
+                                         open + "<array><string>x</string></array></plist>",
+                                         with("<string>x</string>"),
+                                         with("<key>x</key><string>&unknown;</string>"),
+                                         with("<key>x</key><string>\xFF</string>"),
+                                         with("<key>x</key><string>&#xD800;</string>"),
+                                         with("<key>x</key><unknown/>"),
+                                         with("<key>x</key><array>"),
+                                         with("</array>"),
+                                         nested(20),
+                                         nested(4'000),
+                                         with(std::string(longestPropertyList, ' '))};
     for (const std::string& bytes : cases)
         EXPECT_THROW(translateLoginItem(bytes, places), LoginItemError) << bytes.substr(0, 100);
     // Wherever it was cut off, half a list says nothing.
