@@ -6,8 +6,6 @@
 // from the data, from where the call's own path and name lead to. So an answer does not depend on the order
 // of calls, which is not the same each time.
 
-#include <dirent.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -24,6 +22,7 @@
 #include "http/JSONEncoder.h"
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
+#include "support/Processes.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel::fuzzing {
@@ -337,13 +336,6 @@ std::size_t checkTree(const AXElementInfo& element, std::size_t depth, std::size
     return count;
 }
 
-std::size_t openDescriptors() {
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir("/proc/self/fd"), &::closedir);
-    std::size_t count = 0;
-    while (folder && ::readdir(folder.get()) != nullptr) ++count;
-    return count;
-}
-
 /// Acts on the first children, each in every way.
 void actOn(const AXUIElementRef& application) {
     Accessibility& accessibility = *Platform::current().accessibility;
@@ -385,9 +377,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     using namespace varkel::fuzzing;
     if (size < headSize) return 0;
     HostileApplication script({data, size});
-    const std::size_t before = openDescriptors();
+    const std::size_t before = varkel::test::openDescriptors();
     readAndAct(script);
     varkel::Platform::install({});
-    require(openDescriptors() == before, "connections end with their request");
+    require(varkel::test::openDescriptors() == before, "connections end with their request");
     return 0;
 }

@@ -59,6 +59,11 @@ void checkRecord(std::string_view text) {
     require(encodeJSON(*again) == written, "a record survives being written and read");
 }
 
+template <class... Records>
+void checkRecords(std::string_view text) {
+    (checkRecord<Records>(text), ...);
+}
+
 }  // namespace
 }  // namespace varkel::fuzzing
 
@@ -66,17 +71,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     using namespace varkel;
     using namespace varkel::fuzzing;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    checkRecord<AXQuery>(text);
-    checkRecord<AXClickRequest>(text);
-    checkRecord<AXTypeRequest>(text);
-    checkRecord<AXScrollRequest>(text);
-    checkRecord<SendKeystrokesRequest>(text);
-    checkRecord<TreeAndOCRRequest>(text);
-    checkRecord<OCROptions>(text);
-    checkRecord<VisualFindOptions>(text);
-    checkRecord<ShortcutRequest>(text);
-    checkRecord<AppleScriptRequest>(text);
-    checkRecord<TextMap>(text);
-    checkRecord<NumberMap>(text);
+    checkRecords<AXQuery, AXClickRequest, AXTypeRequest, AXScrollRequest, SendKeystrokesRequest,
+                 TreeAndOCRRequest, OCROptions, VisualFindOptions, ShortcutRequest, AppleScriptRequest,
+                 TextMap, NumberMap>(text);
     return 0;
 }
