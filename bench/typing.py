@@ -16,7 +16,7 @@ import time
 import unicodedata
 
 _ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-sys.path[:0] = [os.path.join(_ROOT, "tools/lib"), os.path.join(_ROOT, "tests/desktop")]
+sys.path[:0] = [os.path.join(_ROOT, folder) for folder in ("tools/lib", "tests/desktop", "bench/apps")]
 
 from agent import Agent  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals  # noqa: E402
