@@ -19,6 +19,14 @@ const bool entered = [] {
 
 using List = std::vector<std::pair<std::string, std::string>>;
 
+ScriptedReply children(const List& list) {
+    WireWriter body;
+    const auto begun = body.array(8);
+    for (const auto& [busName, path] : list) body.reference(busName, path);
+    body.end(begun);
+    return ScriptedReply::answer("a(so)", std::move(body));
+}
+
 /// A session with an application that answers only to what lists children, with the list for an object's
 /// path.
 class Application {
@@ -27,11 +35,7 @@ class Application {
         : bus_([=](const ScriptedCall& call) -> ScriptedReply {
               if (auto own = ScriptedBus::ownAnswer(call, direct)) return *own;
               if (call.member != "GetChildren") return {};
-              WireWriter body;
-              const auto list = body.array(8);
-              for (const auto& [busName, path] : listOf(call.path)) body.reference(busName, path);
-              body.end(list);
-              return ScriptedReply::answer("a(so)", std::move(body));
+              return children(listOf(call.path));
           }) {}
 
     std::size_t countChildren(std::uint32_t node = AtspiSession::rootNode) {
@@ -136,7 +140,7 @@ TEST(AtspiSession, ReachesNoOtherApplicationOverAKeptConnection) {
     std::atomic<int> addressesAsked = 0;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (call.member == "GetChildren" && call.path == "/org/a11y/atspi/accessible/root")
-            return children(1, [&](std::size_t) { return std::pair(name.load(), "/application"); });
+            return children({{name.load(), "/application"}});
         if (call.member == "GetApplicationBusAddress") ++addressesAsked;
         if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
         if (call.member != "GetRole") return {};
