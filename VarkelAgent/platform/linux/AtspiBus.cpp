@@ -179,15 +179,23 @@ std::optional<pid_t> AtspiBus::knownPid(const std::string& busName) {
     return found == pids_.end() ? std::nullopt : std::optional(found->second);
 }
 
-void AtspiBus::learnPid(const std::string& busName, pid_t pid) {
+std::uint64_t AtspiBus::generation() {
+    const std::scoped_lock lock(mutex_);
+    return generation_;
+}
+
+/// The generation is that from before the question: the next bus gives the same names to others.
+void AtspiBus::learnPid(const std::string& busName, pid_t pid, std::uint64_t generation) {
     // Only unique names are bound to one connection for good; a well-known name may change hands.
     if (!busName.starts_with(':')) return;
     const std::scoped_lock lock(mutex_);
+    if (generation != generation_) return;
     if (pids_.size() >= maxKnownPids) pids_.clear();
     pids_.insert_or_assign(busName, pid);
 }
 
 std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadline deadline) {
+    const std::uint64_t before = generation();
     const SdBusMessage reply =
         bus.callAndWait(bus.newCall({registryName, rootPath, "org.a11y.atspi.Accessible", "GetChildren"}),
                         earlier(deadline, Deadline::in(callLimit)));
@@ -204,11 +212,11 @@ std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadlin
             application.pid = *pid;
             continue;
         }
-        bus.call(pidCall(bus, owner), [this, &application](CallOutcome, sd_bus_message* answer) {
+        bus.call(pidCall(bus, owner), [this, before, &application](CallOutcome, sd_bus_message* answer) {
             const auto pid = readPid(answer);
             if (!pid) return;
             application.pid = *pid;
-            learnPid(application.root.busName, *pid);
+            learnPid(application.root.busName, *pid, before);
         });
     }
     BusConnection* const connection = &bus;
@@ -218,10 +226,11 @@ std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadlin
 
 std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busName, Deadline deadline) {
     if (const auto pid = knownPid(busName)) return pid;
+    const std::uint64_t before = generation();
     const SdBusMessage reply =
         bus.callAndWait(pidCall(bus, busName), earlier(deadline, Deadline::in(callLimit)));
     const auto pid = readPid(reply.get());
-    if (pid) learnPid(busName, *pid);
+    if (pid) learnPid(busName, *pid, before);
     return pid;
 }
 

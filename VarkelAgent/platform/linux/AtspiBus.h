@@ -94,7 +94,8 @@ class AtspiBus {
     bool connect();
     void giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
     std::optional<pid_t> knownPid(const std::string& busName);
-    void learnPid(const std::string& busName, pid_t pid);
+    std::uint64_t generation();
+    void learnPid(const std::string& busName, pid_t pid, std::uint64_t generation);
     void stayKnownTo(const AtspiApplication& application);
 
     // Held while connecting, so that one thread does it and the others wait for it.
