@@ -1,6 +1,7 @@
 #include "platform/linux/X11Connection.h"
 
 #include <X11/Xauth.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -173,9 +174,12 @@ void X11Connection::connect() {
     if (!name) return;
     FileDescriptor fd = connectToDisplay(*name);
     if (!fd) return;
+    // The library closes its descriptor when the server refuses, and the number may go to another socket.
+    const FileDescriptor watched(fcntl(fd.get(), F_DUPFD_CLOEXEC, 0));
+    if (!watched) return;
     {
         const std::lock_guard lock(watchMutex_);
-        watchedFd_ = fd.get();
+        watchedFd_ = watched.get();
         connected_ = true;
     }
     watchChanged_.notify_one();
@@ -186,6 +190,10 @@ void X11Connection::connect() {
         credentials = {authority->name_length, authority->name, authority->data_length, authority->data};
     }
     connection_ = xcb_connect_to_fd(fd.release(), authority ? &credentials : nullptr);
+    {
+        const std::lock_guard lock(watchMutex_);
+        if (watchedFd_ >= 0) watchedFd_ = xcb_get_file_descriptor(connection_);
+    }
     if (xcb_connection_has_error(connection_) == 0) screen_ = screenNumber(connection_, name->screen);
     if (screen_ == nullptr) disconnect();
 }
