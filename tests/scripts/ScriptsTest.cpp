@@ -88,6 +88,7 @@ TEST_F(Scripts, AnswerWithWhatTheToolPrintedAndHowItEnded) {
         {"echo \"$@\"; printf '\\n  One\\t\\n\\n \\nTwo words\\r\\nThree'", listShortcuts, "not read",
          R"(200 {"ok":true,"shortcuts":["list","One","Two words","Three"]})"},
         {"true", listShortcuts, "", R"(200 {"ok":true,"shortcuts":[]})"},
+        {"true", runShortcut, "{}", R"(400 {"error":"bad_request","message":"Invalid JSON body"})"},
         {"echo out; echo bad >&2; exit 7", listShortcuts, "",
          R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n"})"},
     };

@@ -2,7 +2,7 @@
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/use_future.hpp>
+#include <future>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,9 +16,12 @@ namespace varkel::test {
 template <class T>
 T runTask(Task<T> task) {
     boost::asio::io_context context;
-    auto result = boost::asio::co_spawn(context, std::move(task), boost::asio::use_future);
+    std::promise<T> result;
+    boost::asio::co_spawn(context, std::move(task), [&](const std::exception_ptr& failure, auto... value) {
+        failure ? result.set_exception(failure) : result.set_value(std::move(value)...);
+    });
     context.run();
-    return result.get();
+    return result.get_future().get();
 }
 
 /// What a handler answers a request with this body.
