@@ -147,7 +147,7 @@ class Orders:
 
     def __init__(self, context):
         self.go, self._end, self._parent = context.Event(), context.Event(), os.getpid()
-        self.number = context.Value("i", ANY)
+        self.number, self.busy = context.Value("i", ANY), context.Value("i", 0)
 
     def are_over(self):
         # Nobody else would end them when their parent has been killed.
@@ -155,6 +155,16 @@ class Orders:
 
     def end(self):
         self._end.set()
+
+    @contextlib.contextmanager
+    def at_work(self):
+        with self.busy.get_lock():
+            self.busy.value += 1
+        try:
+            yield
+        finally:
+            with self.busy.get_lock():
+                self.busy.value -= 1
 
 
 def call_for(callers, orders, results):
@@ -165,7 +175,8 @@ def call_for(callers, orders, results):
     def work(caller):
         while not orders.are_over():
             if orders.go.wait(0.2):
-                caller.turn(orders.number.value)
+                with orders.at_work():
+                    caller.turn(orders.number.value)
     threads = [threading.Thread(target=work, args=(caller,), daemon=True) for caller in callers]
     for thread in threads:
         thread.start()
@@ -281,10 +292,16 @@ def warm_up(orders, seconds):
 def rest(agent, orders):
     """Lets everything come to rest, looks at the agent and goes on."""
     orders.go.clear()
-    time.sleep(4)
-    seen = Watched(agent.process.pid)
+    wait_for(lambda: orders.busy.value == 0, 120, "the callers' last answers")
+    looks = [Watched(agent.process.pid)]
+
+    def is_settled():
+        time.sleep(1)
+        looks.append(Watched(agent.process.pid))
+        return looks[-1].descriptors == looks[-2].descriptors
+    wait_for(is_settled, 60, "the agent to come to rest")
     orders.go.set()
-    return seen
+    return looks[-1]
 
 
 def print_times(times, seconds):
