@@ -42,7 +42,7 @@ class ConsentTest : public testing::Test {
         return refusal ? std::to_string(refusal->status) + " " + *refusal->body : "";
     }
 
-    const test::TemporaryHome home;
+    const test::TemporaryHome home{};
 };
 
 constexpr const char* refused = R"(403 {"error":"consent_denied"})";

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -22,7 +20,6 @@
 namespace varkel {
 namespace {
 
-namespace json = boost::json;
 using Handler = Task<HTTPResponse> (*)(HTTPRequest);
 
 /// The handlers, on a system whose tools are shell scripts that the test writes. They leave nothing behind.

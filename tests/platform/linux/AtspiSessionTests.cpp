@@ -31,7 +31,7 @@ ScriptedReply children(const List& list) {
 /// path.
 class Application {
   public:
-    explicit Application(std::function<List(const std::string& path)> listOf, bool direct = true)
+    explicit Application(const std::function<List(const std::string& path)>& listOf, bool direct = true)
         : bus_([=](const ScriptedCall& call) -> ScriptedReply {
               if (auto own = ScriptedBus::ownAnswer(call, direct)) return *own;
               if (call.member != "GetChildren") return {};
