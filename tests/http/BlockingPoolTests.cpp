@@ -4,6 +4,8 @@
 #include <latch>
 
 #include "http/BlockingPool.h"
+#include "support/Deadline.h"
+#include "support/NoNewThreads.h"
 #include "support/RunTask.h"
 
 namespace varkel {
@@ -31,6 +33,31 @@ TEST(BlockingPool, PassesExceptionsOn) {
         co_await runBlocking(raise);
     };
     EXPECT_THROW(runTask(task()), std::domain_error);
+}
+
+TEST(BlockingPool, RefusesWorkOnlyWithoutAnyThread) {
+    BlockingPool pool;
+    const auto task = [&]() -> Task<int> {
+        auto answer = [] { return 42; };
+        co_return co_await runBlocking(answer, pool);
+    };
+    {
+        const test::NoNewThreads shortage;
+        EXPECT_THROW(runTask(task()), std::system_error);
+    }
+    EXPECT_EQ(runTask(task()), 42);
+    std::promise<void> release;
+    pool.submit([released = release.get_future().share()] { released.wait(); });
+    std::atomic<bool> done = false;
+    {
+        // The one thread there is may be busy: the work waits for it.
+        const test::NoNewThreads shortage;
+        EXPECT_NO_THROW(pool.submit([&] { done = true; }));
+    }
+    EXPECT_FALSE(done);
+    release.set_value();
+    EXPECT_EQ(runTask(task()), 42);
+    EXPECT_TRUE(test::eventually([&] { return done.load(); }));
 }
 
 TEST(BlockingPool, GrowsWithTheWorkUpToItsLimit) {
