@@ -175,7 +175,9 @@ class InstallTest(ServiceTest):
         os.makedirs(units)
         for unit in ("dbus.socket", "dbus.service"):
             os.symlink("/dev/null", os.path.join(units, unit))
-        manager = self.desktop.start(["unshare", "--mount", "sh", "-c", START_MANAGER])
+        # Like one that was started before the desktop: what it starts gets its environment.
+        manager = self.desktop.start(["env", "-u", "DISPLAY", "-u", "XAUTHORITY", "unshare", "--mount", "sh", "-c",
+                                      START_MANAGER])
 
         def answers():
             return manager.poll() is not None or self.systemctl("show", "--property=Version").returncode == 0
@@ -191,6 +193,8 @@ class InstallTest(ServiceTest):
         self.start_user_manager()
         self.assertIn("as the systemd user unit", self.install())
         # The desktop has told this manager nothing yet: no display, no agent.
+        wait_for(lambda: self.systemctl("show", "--property=SubState", LABEL).stdout.strip() == "SubState=auto-restart",
+                 20, "the first try to have ended")
         self.assertFalse(self.answers())
         self.systemctl("set-environment", "DISPLAY=" + self.desktop.display,
                        "XAUTHORITY=" + self.environment["XAUTHORITY"],
