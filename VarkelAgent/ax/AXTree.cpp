@@ -71,16 +71,27 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+    TreeBuilds& builds = TreeBuilds::shared();
+    const std::uint64_t before = builds.lastBegun();
     std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
-    if (outlook && !outlook->cached) {
-        co_await TreeBuilds::shared().waitForCurrent(outlook->key);
+    // Twice at the most: what the first build gives may be out of date by then, and the second one began
+    // after this request had come.
+    for (int waits = 0; waits < 2 && outlook && !outlook->cached; ++waits) {
+        const pid_t key = outlook->key;
+        const TreeBuilds::Ended build = co_await builds.waitForLast(key);
+        if (build.number == 0) break;
         outlook = lookWithoutWaiting(rootPid);
+        if (!outlook || outlook->cached || outlook->key != key) continue;
+        // A batch's application need not be the key's.
+        if (build.number > before && build.tree && !batchId) co_return AXTreeData{build.tree, false};
     }
     if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
     std::optional<TreeBuilds::Build> build;
-    if (outlook) build.emplace(TreeBuilds::shared().begin(outlook->key));
+    if (outlook) build.emplace(builds.begin(outlook->key));
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
-    co_return co_await runBlocking(work);
+    AXTreeData data = co_await runBlocking(work);
+    if (build && !batchId) build->share(data.snapshot);
+    co_return data;
 }
 
 HTTPResponse axTreeFailure(const std::exception_ptr& failure) {

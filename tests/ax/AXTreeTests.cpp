@@ -80,6 +80,24 @@ TEST_F(AXTreeTest, IsReadOnceForAllWhoAskWhileItIsRead) {
     EXPECT_EQ(hits, 19);
 }
 
+TEST_F(AXTreeTest, IsReadTwiceForAllWhoAskWhileEveryTreeIsOutOfDateAtOnce) {
+    desktop.knownWithoutWaiting = true;
+    runTask(axTreeData(browser, std::nullopt));
+    desktop.secondsPerLook = 2;
+    const int before = desktop.applicationsMade;
+    boost::asio::io_context context;
+    int answers = 0;
+    const auto ask = [&]() -> Task<void> {
+        const AXTreeData data = co_await axTreeData(editor, std::nullopt);
+        EXPECT_EQ(data.snapshot->tree().label, "Editor");
+        ++answers;
+    };
+    for (int i = 0; i < 20; ++i) boost::asio::co_spawn(context, ask(), boost::asio::detached);
+    context.run();
+    EXPECT_EQ(answers, 20);
+    EXPECT_LE(desktop.applicationsMade - before, 2);
+}
+
 TEST_F(AXTreeTest, OfABatchIsItsApplicationsUnderTheFrontmostOnesKey) {
     BatchManager::shared().begin("pinned", editor);
     desktop.frontmost = browser;

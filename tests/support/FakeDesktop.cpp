@@ -165,7 +165,7 @@ class FakeDesktop::FakeWorkspace : public Workspace {
 class FakeDesktop::FakeClock : public Clock {
   public:
     explicit FakeClock(FakeDesktop& desktop) : desktop_(desktop) {}
-    double timeIntervalSince1970() override { return desktop_.time; }
+    double timeIntervalSince1970() override { return desktop_.time += desktop_.secondsPerLook; }
 
   private:
     FakeDesktop& desktop_;

@@ -78,7 +78,9 @@ class FakeDesktop {
     /// The key codes of which no event can be made, of the way down or of the way up.
     std::set<std::pair<CGKeyCode, bool>> broken;
     ThreadRule threadRule = ThreadRule::any;
-    double time = 1'700'000'000.0;
+    std::atomic<double> time = 1'700'000'000.0;
+    /// How far the clock goes on whenever it is looked at.
+    double secondsPerLook = 0;
 
   private:
     class FakeAccessibility;
