@@ -1,7 +1,5 @@
 #include "ax/AXTree.h"
 
-#include <sys/types.h>
-
 #include <limits>
 
 #include "ax/AX+Shared.h"
@@ -63,17 +61,19 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
     const std::optional<pid_t> root = toPid(rootPid);
     AXTreeCache& cache = AXTreeCache::shared();
     if (TreeSnapshotRef cached = cache.get(root)) return {std::move(cached), true};
-    const AXUIElementRef application = accessibility.AXUIElementCreateApplication(choosePid(root, batchId));
+    const pid_t pid = choosePid(root, batchId);
+    const AXUIElementRef application = accessibility.AXUIElementCreateApplication(pid);
     auto snapshot = std::make_shared<const TreeSnapshot>(buildTree(application, "0"));
     cache.set(root, snapshot);
     PathMemory::shared().learn(snapshot->tree());
-    return {std::move(snapshot), false};
+    return {std::move(snapshot), false, pid};
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+    std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
+    if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
     TreeBuilds& builds = TreeBuilds::shared();
     const std::uint64_t before = builds.lastBegun();
-    std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
     // Twice at the most: what the first build gives may be out of date by then, and the second one began
     // after this request had come.
     for (int waits = 0; waits < 2 && outlook && !outlook->cached; ++waits) {
@@ -83,14 +83,15 @@ Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<s
         outlook = lookWithoutWaiting(rootPid);
         if (!outlook || outlook->cached || outlook->key != key) continue;
         // A batch's application need not be the key's.
-        if (build.number > before && build.tree && !batchId) co_return AXTreeData{build.tree, false};
+        if (build.number > before && build.tree && !batchId) co_return AXTreeData{build.tree, false, key};
     }
     if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
     std::optional<TreeBuilds::Build> build;
     if (outlook) build.emplace(builds.begin(outlook->key));
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
     AXTreeData data = co_await runBlocking(work);
-    if (build && !batchId) build->share(data.snapshot);
+    // Another application may have come to the front meanwhile.
+    if (build && data.pid == outlook->key) build->share(data.snapshot);
     co_return data;
 }
 

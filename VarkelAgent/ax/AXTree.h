@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -14,6 +16,8 @@ struct AXTreeData {
     /// Never null.
     TreeSnapshotRef snapshot;
     bool cacheHit = false;
+    /// The process that it was read from; 0 when it comes from the cache.
+    pid_t pid = 0;
 };
 
 /// The one way to get a tree: from the cache, else read from the batch's application, else the root pid's,
