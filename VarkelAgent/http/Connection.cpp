@@ -39,15 +39,18 @@ void Connection::Outgoing::advance(std::size_t count) {
     body.remove_prefix(count - ofHead);
 }
 
-Connection::Connection(asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch,
-                       Strangers& strangers)
-    : socket_(std::move(socket)),
+Connection::Connection(asio::io_context& context, Peer peer, RequestServer& server, std::span<char> scratch,
+                       Strangers* strangers)
+    : socket_(context),
       server_(server),
       scratch_(scratch),
-      stranger_(strangers, [this] { close(); }),
-      buffer_(&server.callerCheck()) {
+      buffer_(std::move(peer.received)),
+      firstRequest_(std::move(peer.request)) {
+    socket_.assign(asio::ip::tcp::v4(), peer.socket.get());
+    peer.socket.release();
     socket_.non_blocking(true);
     socket_.set_option(asio::ip::tcp::no_delay(true));
+    if (strangers != nullptr) stranger_.emplace(*strangers, [this] { close(); });
 }
 
 void Connection::close() {
@@ -56,43 +59,75 @@ void Connection::close() {
 }
 
 Task<void> Connection::serve() {
+    const int maxReads = stranger_ ? maxReadsOfStranger : maxReadsInTurn;
+    const int maxAnswers = stranger_ ? maxAnswersToStranger : maxAnswersInTurn;
+    int reads = 0;
+    int answers = 0;
+    bool mayHaveMore = false;
     while (true) {
-        boost::system::error_code error;
-        const std::size_t count = co_await socket_.async_read_some(
-            asio::buffer(small_), asio::redirect_error(asio::use_awaitable, error));
-        if (error || count == 0) co_return;
-
-        std::string_view received(small_.data(), count);
-        bool mayHaveMore = count == small_.size();
-        int answers = 0;
-        for (int reads = 0; !received.empty(); ++reads) {
-            buffer_.append(received);
-            // Before the answers: a caller that does not take them makes this hold the rest.
-            if (!stranger_.hold(buffer_.capacity())) co_return;
-            while (auto request = parseRequest(buffer_)) {
-                if (buffer_.knowsCaller()) stranger_.leave();
-                const bool isLast = asksForClose(*request);
-                // The common answers are sent without a suspension.
-                if (Outgoing prepared{server_.preparedAnswer(*request), {}}; !prepared.isDone()) {
-                    sendNow(prepared);
-                    if (!prepared.isDone()) co_await sendRest(prepared);
-                } else {
-                    co_await answer(std::move(*request));
-                }
-                if (sendError_ || isLast) co_return;
-                if (++answers % (stranger_.isTaken() ? maxAnswersToStranger : maxAnswersInTurn) == 0) {
-                    co_await asio::post(socket_.get_executor(), asio::use_awaitable);
-                }
+        while (auto request = takeRequest()) {
+            if (isIntroduced()) {
+                passOn(std::move(request));
+                co_return;
             }
-            // Also by the head of a request whose body is on its way.
-            if (buffer_.knowsCaller()) stranger_.leave();
-            stranger_.hold(buffer_.capacity());
-            const int maxReads = stranger_.isTaken() ? maxReadsOfStranger : maxReadsInTurn;
-            if (!mayHaveMore || reads >= maxReads) break;
+            const bool isLast = asksForClose(*request);
+            // The common answers are sent without a suspension.
+            if (Outgoing prepared{server_.preparedAnswer(*request), {}}; !prepared.isDone()) {
+                sendNow(prepared);
+                if (!prepared.isDone()) co_await sendRest(prepared);
+            } else {
+                co_await answer(std::move(*request));
+            }
+            if (sendError_ || isLast) co_return;
+            if (++answers % maxAnswers == 0) {
+                co_await asio::post(socket_.get_executor(), asio::use_awaitable);
+            }
+        }
+        // Also by the head of a request whose body is on its way.
+        if (isIntroduced()) {
+            passOn(std::nullopt);
+            co_return;
+        }
+        mayHoldWhatItHas();
+
+        std::string_view received;
+        if (mayHaveMore && reads++ < maxReads) {
             received = receiveNow();
             mayHaveMore = received.size() == scratch_.size();
         }
+        if (received.empty()) {
+            boost::system::error_code error;
+            const std::size_t count = co_await socket_.async_read_some(
+                asio::buffer(small_), asio::redirect_error(asio::use_awaitable, error));
+            if (error || count == 0) co_return;
+            received = {small_.data(), count};
+            mayHaveMore = count == small_.size();
+            reads = answers = 0;
+        }
+        buffer_.append(received);
+        // Before the answers: a caller that does not take them makes this hold the rest.
+        if (!mayHoldWhatItHas()) co_return;
     }
+}
+
+/// Whether a stranger has shown the token.
+bool Connection::isIntroduced() const {
+    return stranger_ && buffer_.knowsCaller();
+}
+
+/// Tells the other strangers what this connection holds. False when that is too much.
+bool Connection::mayHoldWhatItHas() {
+    return !stranger_ || stranger_->hold(buffer_.capacity());
+}
+
+std::optional<HTTPRequest> Connection::takeRequest() {
+    if (firstRequest_) return std::exchange(firstRequest_, std::nullopt);
+    return parseRequest(buffer_);
+}
+
+/// Hands the peer over to the server, with `request`, which may be incomplete, and all that follows it.
+void Connection::passOn(std::optional<HTTPRequest> request) {
+    server_.welcome({FileDescriptor(socket_.release()), std::move(buffer_), std::move(request)});
 }
 
 /// What has already arrived, or nothing. The bytes are good until the next suspension: the space is shared.

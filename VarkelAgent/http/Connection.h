@@ -2,7 +2,9 @@
 
 #include <array>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -10,8 +12,17 @@
 #include "http/HTTPParser.h"
 #include "http/Strangers.h"
 #include "http/Task.h"
+#include "platform/FileDescriptor.h"
 
 namespace varkel {
+
+/// A connected program: its socket, and what was received from it and has not been answered.
+struct Peer {
+    FileDescriptor socket;
+    ReceiveBuffer received;
+    /// Complete; it came before what is in the buffer.
+    std::optional<HTTPRequest> request;
+};
 
 /// What a connection asks of the server behind it. Any I/O thread.
 class RequestServer {
@@ -22,8 +33,8 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
-    /// Whose requests are kept whole. It outlives every connection.
-    virtual const CallerCheck& callerCheck() const = 0;
+    /// Takes over a peer whose caller has shown the token.
+    virtual void welcome(Peer peer) = 0;
 
     /// The answer to a request.
     virtual Task<HTTPResponse> dispatch(HTTPRequest request) = 0;
@@ -33,13 +44,14 @@ class RequestServer {
 /// request it owns a few KiB and no timer.
 class Connection {
   public:
-    /// `scratch` is the thread's receive space, shared by its connections; `strangers` those of them whose
-    /// callers are not known.
-    Connection(boost::asio::ip::tcp::socket socket, RequestServer& server, std::span<char> scratch,
-               Strangers& strangers);
+    /// `scratch` is the thread's receive space, shared by its connections. With `strangers` the caller is one
+    /// of them. Raises when the socket is of no use.
+    Connection(boost::asio::io_context& context, Peer peer, RequestServer& server, std::span<char> scratch,
+               Strangers* strangers);
 
-    /// Serves until the peer finishes, an error occurs or a request asks for it; raises on an invalid head.
-    /// The connection must outlive the returned task.
+    /// Serves until the peer finishes, an error occurs or a request asks for it, or until a stranger has
+    /// shown the token and the server has taken the peer over; raises on an invalid head. The connection must
+    /// outlive the returned task.
     Task<void> serve();
 
     /// Makes serve() return soon.
@@ -57,6 +69,10 @@ class Connection {
     };
 
     std::string_view receiveNow();
+    bool isIntroduced() const;
+    bool mayHoldWhatItHas();
+    std::optional<HTTPRequest> takeRequest();
+    void passOn(std::optional<HTTPRequest> request);
     Task<void> answer(HTTPRequest request);
     void sendNow(Outgoing& outgoing);
     Task<void> sendRest(Outgoing outgoing);
@@ -64,8 +80,9 @@ class Connection {
     boost::asio::ip::tcp::socket socket_;
     RequestServer& server_;
     std::span<char> scratch_;
-    Strangers::Place stranger_;
+    std::optional<Strangers::Place> stranger_;
     ReceiveBuffer buffer_;
+    std::optional<HTTPRequest> firstRequest_;
     boost::system::error_code sendError_;
     /// Holds any usual request, so that no more than one call is needed to receive it.
     std::array<char, 2'048> small_;

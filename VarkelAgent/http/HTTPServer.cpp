@@ -25,8 +25,7 @@ namespace {
 constexpr unsigned maxIOThreads = 2;
 constexpr const char* tokenHeader = "x-varkel-token";
 
-// Connections whose callers have not shown the token, all threads together: far more than honest callers have
-// open at a time.
+// Connections whose callers have not shown the token: far more than honest callers have open at a time.
 constexpr std::size_t maxStrangers = 4'096;
 
 /// The same where there are fewer descriptors. Three quarters of them are for callers with the token.
@@ -89,11 +88,14 @@ HTTPServer::HTTPServer(std::uint16_t port, std::string token)
       token_(std::move(token)),
       healthAnswer_(serializeResponse(healthResponse())),
       // Callers without the token cannot make the agent hold more than a head.
-      callerCheck_{tokenHeader, [this](std::string_view value) { return isToken(value); }} {}
+      callerCheck_{tokenHeader, [this](std::string_view value) { return isToken(value); }},
+      strangers_(strangersAllowed()) {}
 
 // Raises only without memory, and then the process may as well end.
 HTTPServer::~HTTPServer() {  // NOLINT(bugprone-exception-escape)
     endListener();
+    // First, for it hands over to the others.
+    if (reception_) reception_->finish();
     for (IOThread& thread : threads_) thread.finish();
 }
 
@@ -124,7 +126,7 @@ Task<void> HTTPServer::start() {
         stateChange_ = stateChange;
     }
     startThreads();
-    listener_.emplace(threads_.front().context());
+    listener_.emplace(reception_->context());
     listen();
     // cancel() acts on this executor, so it cannot fall between the test and the wait.
     const auto isCancelled = [this] {
@@ -142,11 +144,11 @@ void HTTPServer::startThreads() {
     // Half of the machine is the callers': with two threads on two cores the agent and its callers push each
     // other off the cores, which costs an eighth of the requests per second.
     const unsigned count = std::clamp(std::thread::hardware_concurrency() / 2, 1U, maxIOThreads);
-    const std::size_t strangers = std::max<std::size_t>(strangersAllowed() / count, 1);
-    for (unsigned i = 0; i < count; ++i) {
-        threads_.emplace_back(static_cast<RequestServer&>(*this), strangers);
-    }
+    for (unsigned i = 0; i < count; ++i) threads_.emplace_back(static_cast<RequestServer&>(*this));
     nextThread_ = threads_.begin();
+    // It has little to do, so it gets a processor at once when all are taken: a health check does not wait
+    // for what others have asked for.
+    reception_.emplace(static_cast<RequestServer&>(*this), &strangers_);
 }
 
 void HTTPServer::listen() {
@@ -161,10 +163,14 @@ void HTTPServer::listen() {
 
 void HTTPServer::serveConnections() {
     auto adopt = [this](FileDescriptor socket) {
-        nextThread_->adopt(std::move(socket));
-        if (++nextThread_ == threads_.end()) nextThread_ = threads_.begin();
+        reception_->adopt({std::move(socket), ReceiveBuffer(&callerCheck_), std::nullopt});
     };
-    asio::co_spawn(threads_.front().context(), listener_->serve(std::move(adopt)), asio::detached);
+    asio::co_spawn(reception_->context(), listener_->serve(std::move(adopt)), asio::detached);
+}
+
+void HTTPServer::welcome(Peer peer) {
+    nextThread_->adopt(std::move(peer));
+    if (++nextThread_ == threads_.end()) nextThread_ = threads_.begin();
 }
 
 void HTTPServer::cancel() {
@@ -176,7 +182,7 @@ void HTTPServer::cancel() {
 
 void HTTPServer::endListener() {
     if (!listener_) return;
-    asio::post(threads_.front().context(), [this] { listener_->close(); });
+    asio::post(reception_->context(), [this] { listener_->close(); });
 }
 
 std::string_view HTTPServer::preparedAnswer(const HTTPRequest& request) const {

@@ -69,7 +69,7 @@ class HTTPServer : private RequestServer {
     };
 
     std::string_view preparedAnswer(const HTTPRequest& request) const override;
-    const CallerCheck& callerCheck() const override { return callerCheck_; }
+    void welcome(Peer peer) override;
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 
     const Route* findRoute(const HTTPRequest& request) const;
@@ -87,10 +87,14 @@ class HTTPServer : private RequestServer {
     const std::string healthAnswer_;
     const CallerCheck callerCheck_;
 
-    /// Connections are dealt to them in turn; the listener lives on the first one. A list: they do not move.
+    /// The callers with the token are dealt to them in turn. A list: they do not move.
     std::list<IOThread> threads_;
-    std::optional<Listener> listener_;
     std::list<IOThread>::iterator nextThread_;
+
+    /// Where all connections are accepted, and served until they have shown the token.
+    Strangers strangers_;
+    std::optional<IOThread> reception_;
+    std::optional<Listener> listener_;
 
     std::mutex stateMutex_;
     bool cancelled_ = false;

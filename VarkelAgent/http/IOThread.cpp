@@ -9,14 +9,13 @@
 namespace varkel {
 
 namespace asio = boost::asio;
-using asio::ip::tcp;
 
-IOThread::IOThread(RequestServer& server, std::size_t maxStrangers)
+IOThread::IOThread(RequestServer& server, Strangers* strangers)
     : server_(server),
       work_(asio::make_work_guard(context_)),
       // Not filled with zeros: pages that nothing was received into stay unused.
       scratch_(std::make_unique_for_overwrite<char[]>(scratchSize)),
-      strangers_(maxStrangers),
+      strangers_(strangers),
       thread_([this] { context_.run(); }) {}
 
 // Raises only without memory, and then the process may as well end.
@@ -24,8 +23,8 @@ IOThread::~IOThread() {  // NOLINT(bugprone-exception-escape)
     finish();
 }
 
-void IOThread::adopt(FileDescriptor socket) {
-    asio::post(context_, [this, socket = std::move(socket)]() mutable { serve(std::move(socket)); });
+void IOThread::adopt(Peer peer) {
+    asio::post(context_, [this, peer = std::move(peer)]() mutable { serve(std::move(peer)); });
 }
 
 void IOThread::finish() {
@@ -38,13 +37,10 @@ void IOThread::finish() {
 }
 
 /// A connection that cannot be set up is dropped: its peer may be gone already.
-void IOThread::serve(FileDescriptor socket) {
+void IOThread::serve(Peer peer) {
     try {
-        tcp::socket peer(context_);
-        peer.assign(tcp::v4(), socket.get());
-        socket.release();
         const std::span scratch(scratch_.get(), scratchSize);
-        connections_.emplace_front(std::move(peer), server_, scratch, strangers_);
+        connections_.emplace_front(context_, std::move(peer), server_, scratch, strangers_);
     } catch (const std::exception&) {
         return;
     }

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "http/Connection.h"
-#include "platform/FileDescriptor.h"
 
 namespace varkel {
 
@@ -15,22 +14,22 @@ namespace varkel {
 /// thread, so nothing about them is locked.
 class IOThread {
   public:
-    /// `maxStrangers`: how many connections it keeps whose callers have not shown the token.
-    IOThread(RequestServer& server, std::size_t maxStrangers);
+    /// With `strangers` its callers count among them, and the server takes over those that show the token.
+    explicit IOThread(RequestServer& server, Strangers* strangers = nullptr);
     IOThread(const IOThread&) = delete;
     IOThread& operator=(const IOThread&) = delete;
     ~IOThread();  // NOLINT(bugprone-exception-escape)
 
     boost::asio::io_context& context() { return context_; }
 
-    /// Serves an accepted socket. Any thread.
-    void adopt(FileDescriptor socket);
+    /// Serves a peer. Any thread.
+    void adopt(Peer peer);
 
     /// Closes the connections and waits until their requests have come to an end. Not on this thread.
     void finish();
 
   private:
-    void serve(FileDescriptor socket);
+    void serve(Peer peer);
 
     static constexpr std::size_t scratchSize = 65'536;
 
@@ -38,7 +37,7 @@ class IOThread {
     boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     std::unique_ptr<char[]> scratch_;
-    Strangers strangers_;
+    Strangers* const strangers_;
     std::list<Connection> connections_;
     std::thread thread_;
 };

@@ -258,6 +258,28 @@ TEST_F(HTTPServerTest, GoesOnWhileOneHandlerWaitsAndOneClientDoesNotRead) {
     for (RawClient& connection : unread) EXPECT_EQ(connection.receive().value().body, *large);
 }
 
+TEST_F(HTTPServerTest, AnswersHealthChecksWhileItsCallersKeepEveryThreadBusy) {
+    std::promise<void> release;
+    std::shared_future<void> released = release.get_future().share();
+    const auto entered = std::make_shared<std::atomic<int>>(0);
+    server.registerRoute("POST", "/occupy", [entered, released](HTTPRequest) -> Task<HTTPResponse> {
+        ++*entered;
+        released.wait();
+        co_return jsonTextResponse(200, std::string("late"));
+    });
+    start();
+    std::vector<RawClient> callers;
+    for (int i = 0; i < 4; ++i) {
+        callers.push_back(client());
+        callers.back().send(post("/occupy", ""));
+    }
+    ASSERT_TRUE(eventually([&] { return *entered > 0; }));
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(client().request(health).statusLine, "HTTP/1.1 200 OK");
+    EXPECT_EQ(client().request("POST /occupy x\r\n\r\n").statusLine, "HTTP/1.1 401 Unauthorized");
+    release.set_value();
+    for (RawClient& caller : callers) EXPECT_EQ(caller.receive().value().body, "late");
+}
+
 TEST_F(HTTPServerTest, KeepsIdleConnections) {
     start();
     std::vector<RawClient> idle;
