@@ -122,6 +122,21 @@ TEST(TextRecogniser, ACancelledPictureStopsAtTheNextLine) {
     EXPECT_TRUE(recogniser.recognise(strokes(2), {}));
 }
 
+TEST(TextRecogniser, APictureThatTakesTooLongIsGivenUp) {
+    Script script;
+    TextRecogniser impatient(script.maker(), 1, 0, 0ms);
+    EXPECT_FALSE(impatient.recognise(strokes(9), {})) << "before its lines are found";
+    EXPECT_EQ(script.reads, 0);
+
+    constexpr auto patience = 200ms;
+    script.onRead = [end = std::chrono::steady_clock::now() + 2 * patience] {
+        std::this_thread::sleep_until(end);
+    };
+    TextRecogniser recogniser(script.maker(), 1, 0, patience);
+    EXPECT_FALSE(recogniser.recognise(strokes(9), {}));
+    EXPECT_LE(script.reads, 1) << "the other lines are left";
+}
+
 TEST(TextRecogniser, APictureThatWaitsForItsTurnCanBeCancelled) {
     Script script;
     std::latch started(1);

@@ -83,13 +83,14 @@ void fitBox(DetectedLine& line) {
 }
 
 /// Cuts every line once at most; whether any was.
-bool cutOnce(std::vector<DetectedLine>& lines) {
+bool cutOnce(std::vector<DetectedLine>& lines, const Patience& patience) {
     std::stable_sort(lines.begin(), lines.end(), [](const DetectedLine& a, const DetectedLine& b) {
         return middleOf(a.box) < middleOf(b.box);
     });
     // Looked for first and cut afterwards, since cutting moves the middles that the lines are sorted by.
     std::vector<std::pair<std::size_t, std::size_t>> cuts;
     for (std::size_t i = 0; i < lines.size(); ++i) {
+        patience.check();
         if (const auto at = nextColumn(lines, lines[i])) cuts.emplace_back(i, *at);
     }
     for (const auto& [i, at] : cuts) {
@@ -105,10 +106,10 @@ bool cutOnce(std::vector<DetectedLine>& lines) {
 
 }  // namespace
 
-void splitAtColumns(std::vector<DetectedLine>& lines) {
+void splitAtColumns(std::vector<DetectedLine>& lines, const Patience& patience) {
     // What was cut is looked at again, and shows the columns to the rows around it.
     constexpr int mostRounds = 8;
-    for (int round = 0; round < mostRounds && cutOnce(lines); ++round) {
+    for (int round = 0; round < mostRounds && cutOnce(lines, patience); ++round) {
     }
 }
 

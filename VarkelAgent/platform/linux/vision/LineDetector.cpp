@@ -11,10 +11,10 @@
 
 namespace varkel {
 
-std::vector<DetectedLine> detectLines(const PixelPlanes& image) {
+std::vector<DetectedLine> detectLines(const PixelPlanes& image, const Patience& patience) {
     const EdgeMasks edges = findEdges(image);
     const ComponentSet shapes = findComponents(edges.shapes);
-    return groupIntoLines(letterLikeShapes(shapes, edges));
+    return groupIntoLines(letterLikeShapes(shapes, edges, patience), patience);
 }
 
 }  // namespace varkel

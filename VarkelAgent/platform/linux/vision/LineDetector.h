@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/linux/vision/Patience.h"
 #include "platform/linux/vision/PixelPlanes.h"
 
 namespace varkel {
@@ -14,7 +15,8 @@ struct DetectedLine {
     std::vector<PixelBox> parts;
 };
 
-/// Finds what looks like lines of text, in reading order: rows from the top, each from the left. Any thread.
-std::vector<DetectedLine> detectLines(const PixelPlanes& image);
+/// Finds what looks like lines of text, in reading order: rows from the top, each from the left. Raises
+/// Patience::Over. Any thread.
+std::vector<DetectedLine> detectLines(const PixelPlanes& image, const Patience& patience);
 
 }  // namespace varkel

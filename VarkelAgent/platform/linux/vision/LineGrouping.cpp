@@ -113,7 +113,8 @@ void dropIcons(std::vector<Glyph>& parts) {
 /// Lines under construction: groups of parts with their common boxes.
 class Groups {
   public:
-    explicit Groups(const std::vector<Glyph>& glyphs) : glyphs_(glyphs) {}
+    Groups(const std::vector<Glyph>& glyphs, const Patience& patience)
+        : glyphs_(glyphs), patience_(patience) {}
 
     void build() {
         startFromLetters();
@@ -163,6 +164,7 @@ class Groups {
             return i;
         };
         for (std::size_t i = 0; i < letters.size(); ++i) {
+            patience_.check();
             const PixelBox& a = glyphs_[letters[i]].box;
             for (std::size_t k = i + 1; k < letters.size(); ++k) {
                 const PixelBox& b = glyphs_[letters[k]].box;
@@ -187,6 +189,7 @@ class Groups {
     void releaseLowGroups() {
         std::vector<char> low(groups_.size());
         for (std::size_t i = 0; i < groups_.size(); ++i) {
+            patience_.check();
             for (std::size_t k = 0; k < groups_.size() && low[i] == 0; ++k) {
                 const PixelBox& box = groups_[i].box;
                 if (box.height() <= 0.6 * groups_[k].box.height() &&
@@ -208,6 +211,7 @@ class Groups {
     void attachSmallParts() {
         std::vector<Glyph> rest;
         for (const Glyph& part : small_) {
+            patience_.check();
             Group* best = nullptr;
             double least = std::numeric_limits<double>::max();
             for (Group& group : groups_) {
@@ -244,6 +248,7 @@ class Groups {
             std::sort(groups_.begin(), groups_.end(),
                       [](const Group& a, const Group& b) { return a.box.x0 < b.box.x0; });
             for (std::size_t i = 0; i < groups_.size(); ++i) {
+                patience_.check();
                 for (std::size_t k = i + 1; k < groups_.size() && !groups_[i].parts.empty(); ++k) {
                     if (groups_[k].parts.empty()) continue;
                     if (groups_[k].box.x0 > groups_[i].box.x1 + 2 * wordGap * tallestMerge) break;
@@ -282,6 +287,7 @@ class Groups {
     static constexpr int tallestMerge = 120;
 
     const std::vector<Glyph>& glyphs_;
+    const Patience& patience_;
     std::vector<Glyph> small_;
     std::vector<Group> groups_;
 };
@@ -306,11 +312,11 @@ void sortForReading(std::vector<DetectedLine>& lines) {
 
 }  // namespace
 
-std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs) {
-    Groups groups(glyphs);
+std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, const Patience& patience) {
+    Groups groups(glyphs, patience);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
-    splitAtColumns(lines);
+    splitAtColumns(lines, patience);
     std::erase_if(lines,
                   [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
     sortForReading(lines);

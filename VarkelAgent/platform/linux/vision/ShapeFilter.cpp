@@ -120,9 +120,10 @@ bool isInside(const PixelBox& inner, const PixelBox& outer) {
 }
 
 /// Marks shapes that surround others: frames, buttons, round pictures with initials in them.
-std::vector<char> findFrames(const std::vector<Component>& shapes) {
+std::vector<char> findFrames(const std::vector<Component>& shapes, const Patience& patience) {
     std::vector<char> frames(shapes.size());
     for (std::size_t i = 0; i < shapes.size(); ++i) {
+        patience.check();
         const PixelBox& outer = shapes[i].box;
         if (outer.width() < 14 || outer.height() < 14) continue;
         int inside = 0;
@@ -145,11 +146,13 @@ std::vector<char> findFrames(const std::vector<Component>& shapes) {
 }
 
 /// Marks the sides of small frames whose corners fade away: a flat stroke with an upright one at its end.
-void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& frames) {
+void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& frames,
+                      const Patience& patience) {
     constexpr int thin = 3;
     constexpr int corner = 6;
     const auto near = [](int a, int b) { return std::abs(a - b) <= corner; };
     for (std::size_t i = 0; i < shapes.size(); ++i) {
+        patience.check();
         const PixelBox& flat = shapes[i].box;
         if (flat.height() > thin || flat.width() < 10) continue;
         auto k = std::lower_bound(shapes.begin(), shapes.end(), flat.x0 - corner,
@@ -169,17 +172,19 @@ void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& f
 
 }  // namespace
 
-std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges) {
+std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges,
+                                    const Patience& patience) {
     std::vector<Component> candidates;
     for (const Component& shape : shapes.components) {
+        patience.check();
         if (shape.area < 2) continue;
         if (isPartOfFrame(shape, shapes, edges.lines) || isSwitch(shape, shapes)) continue;
         candidates.push_back(shape);
     }
     std::sort(candidates.begin(), candidates.end(),
               [](const Component& a, const Component& b) { return a.box.x0 < b.box.x0; });
-    std::vector<char> frames = findFrames(candidates);
-    markBrokenFrames(candidates, frames);
+    std::vector<char> frames = findFrames(candidates, patience);
+    markBrokenFrames(candidates, frames, patience);
 
     std::vector<Glyph> letters;
     for (std::size_t i = 0; i < candidates.size(); ++i) {

@@ -4,6 +4,7 @@
 
 #include "platform/linux/vision/Components.h"
 #include "platform/linux/vision/EdgeMask.h"
+#include "platform/linux/vision/Patience.h"
 
 namespace varkel {
 
@@ -16,7 +17,8 @@ struct Glyph {
 };
 
 /// The shapes that may be text: without frames, buttons, corners of frames and pictures. Sorted by their left
-/// sides. Any thread.
-std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges);
+/// sides. Raises Patience::Over. Any thread.
+std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges,
+                                    const Patience& patience);
 
 }  // namespace varkel

@@ -7,6 +7,7 @@
 
 #include "platform/linux/vision/LineDetector.h"
 #include "platform/linux/vision/LineMemory.h"
+#include "platform/linux/vision/Patience.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/ReadingRepair.h"
 
@@ -28,23 +29,27 @@ unsigned usualWorkers() {
 /// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
 /// and each reading, which belongs to the worker that took its line.
 struct TextRecogniser::Page {
-    Page(const PixelPlanes& ofImage, const std::stop_token& cancelledBy)
-        : image(ofImage), lines(detectLines(ofImage)), cancelled(cancelledBy), readings(lines.size()) {}
+    Page(const PixelPlanes& ofImage, const Patience& ofCaller)
+        : image(ofImage), patience(ofCaller), lines(detectLines(ofImage, patience)), readings(lines.size()) {}
 
     const PixelPlanes& image;
+    const Patience patience;
     const std::vector<DetectedLine> lines;
-    const std::stop_token& cancelled;
     std::vector<LineReading> readings;
     std::size_t next = 0;
     std::size_t busy = 0;
     bool failed = false;
     std::condition_variable_any finished;
 
-    bool isTaken() const { return failed || next == lines.size() || cancelled.stop_requested(); }
+    bool isTaken() const { return failed || next == lines.size() || patience.isOver(); }
 };
 
-TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers, std::size_t remembered)
-    : make_(std::move(make)), workerCount_(workers > 0 ? workers : usualWorkers()), memory_(remembered) {}
+TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers, std::size_t remembered,
+                               std::chrono::milliseconds patience)
+    : make_(std::move(make)),
+      workerCount_(workers > 0 ? workers : usualWorkers()),
+      patience_(patience),
+      memory_(remembered) {}
 
 TextRecogniser::~TextRecogniser() {
     for (std::jthread& worker : workers_) worker.request_stop();
@@ -52,19 +57,25 @@ TextRecogniser::~TextRecogniser() {
 
 std::optional<std::vector<RecognisedLine>> TextRecogniser::recognise(const PixelPlanes& image,
                                                                      const std::stop_token& cancelled) {
-    const auto page = std::make_shared<Page>(image, cancelled);
+    const Patience patience(patience_, cancelled);
+    std::shared_ptr<Page> page;
+    try {
+        page = std::make_shared<Page>(image, patience);
+    } catch (const Patience::Over&) {
+        return std::nullopt;
+    }
     if (!page->lines.empty()) {
         std::unique_lock lock(mutex_);
         if (!startWorkers()) return std::nullopt;
         pages_.push_back(page);
         work_.notify_all();
         const auto isDone = [&] { return page->isTaken() && page->busy == 0; };
-        // The first wait ends early when the request is cancelled, the second waits for the lines under way.
-        page->finished.wait(lock, cancelled, isDone);
+        // The first wait ends early when patience is over, the second waits for the lines under way.
+        page->finished.wait_until(lock, cancelled, patience.end(), isDone);
         page->finished.wait(lock, isDone);
         std::erase(pages_, page);
     }
-    if (page->failed || cancelled.stop_requested()) return std::nullopt;
+    if (page->failed || page->next < page->lines.size()) return std::nullopt;
 
     std::vector<RecognisedLine> found;
     for (std::size_t i = 0; i < page->lines.size(); ++i) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -32,15 +33,16 @@ class TextRecogniser {
     using MakeLineRecogniser = std::function<std::unique_ptr<LineRecogniser>()>;
 
     /// `workers` 0 means one per core, within reason; `remembered` lines are not read again when they come
-    /// again.
+    /// again; a picture is given up after `patience`.
     explicit TextRecogniser(MakeLineRecogniser make = LineRecogniser::make, unsigned workers = 0,
-                            std::size_t remembered = 4096);
+                            std::size_t remembered = 4096,
+                            std::chrono::milliseconds patience = std::chrono::seconds(60));
     TextRecogniser(const TextRecogniser&) = delete;
     TextRecogniser& operator=(const TextRecogniser&) = delete;
     ~TextRecogniser();
 
-    /// The lines that were read with some confidence, in reading order; nothing when there is no model or
-    /// `cancelled` was requested. Blocks. Any thread.
+    /// The lines that were read with some confidence, in reading order; nothing when there is no model, the
+    /// picture takes too long or `cancelled` was requested. Blocks. Any thread.
     std::optional<std::vector<RecognisedLine>> recognise(const PixelPlanes& image,
                                                          const std::stop_token& cancelled);
 
@@ -58,6 +60,7 @@ class TextRecogniser {
 
     const MakeLineRecogniser make_;
     const unsigned workerCount_;
+    const std::chrono::milliseconds patience_;
     LineMemory memory_;
     std::mutex mutex_;
     std::condition_variable_any work_;
