@@ -246,6 +246,18 @@ AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiAp
                                                Deadline deadline) {
     const DirectLines::Application end{application.pid, application.root.busName};
     if (auto kept = lines_.take(end, DirectLines::Need::first)) return {lines_.address(end), std::move(kept)};
+    if (!lines_.reserve(end, DirectLines::Need::first)) return {};
+    DirectLine line = openDirectly(bus, application, deadline);
+    if (line.connection) {
+        lines_.learnAddress(end, line.address);
+    } else {
+        lines_.giveBack(end, nullptr);
+    }
+    return line;
+}
+
+AtspiBus::DirectLine AtspiBus::openDirectly(BusConnection& bus, const AtspiApplication& application,
+                                            Deadline deadline) {
     stayKnownTo(application);
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply = bus.callAndWait(addressCall(bus, application.root), limit);
@@ -255,7 +267,6 @@ AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiAp
     if (sd_bus_message_read(reply.get(), "s", &address) < 0 || !isPlainSocket(address)) return {};
     auto connection = BusConnection::open(address, BusKind::peer, limit);
     if (!connection || !leadsTo(*connection, application.pid)) return {};
-    lines_.add(end, address);
     return {address, std::move(connection)};
 }
 

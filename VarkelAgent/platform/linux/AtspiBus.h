@@ -97,6 +97,7 @@ class AtspiBus {
     std::uint64_t generation();
     void learnPid(const std::string& busName, pid_t pid, std::uint64_t generation);
     void stayKnownTo(const AtspiApplication& application);
+    DirectLine openDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
 
     // Held while connecting, so that one thread does it and the others wait for it.
     std::mutex connecting_;

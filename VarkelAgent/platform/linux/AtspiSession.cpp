@@ -85,7 +85,7 @@ void AtspiSession::openLanes() {
     while (!lanes_.empty() && lanes_.size() < maxLanes) {
         auto lane = lines.take(application(), DirectLines::Need::more);
         if (!lane) {
-            if (!lines.reserve(application())) return;
+            if (!lines.reserve(application(), DirectLines::Need::more)) return;
             lane = AtspiBus::beginDirectly(directAddress_, pid_);
         }
         if (!lane) return lines.giveBack(application(), nullptr);

@@ -47,30 +47,33 @@ std::unique_ptr<BusConnection> DirectLines::take(const Application& application,
     return nullptr;
 }
 
-void DirectLines::add(const Application& application, const std::string& address) {
+bool DirectLines::reserve(const Application& application, Need need) {
     const std::lock_guard lock(mutex_);
     Lines& lines = applications_[application];
-    lines.address = address;
-    ++lines.used;
-}
-
-bool DirectLines::reserve(const Application& application) {
-    const std::lock_guard lock(mutex_);
-    Lines& lines = applications_[application];
-    if (lines.idle.size() + lines.used >= perRequest) return false;
+    const std::size_t most = need == Need::first ? perApplication : perRequest;
+    if (lines.idle.size() + lines.used >= most) return false;
     ++lines.used;
     return true;
 }
 
+void DirectLines::learnAddress(const Application& application, const std::string& address) {
+    const std::lock_guard lock(mutex_);
+    applications_[application].address = address;
+}
+
 void DirectLines::giveBack(const Application& application, std::unique_ptr<BusConnection> line) {
     const std::lock_guard lock(mutex_);
-    Lines& lines = applications_[application];
-    if (lines.used > 0) --lines.used;
-    if (!line || line->outstanding() != 0 || !line->isReady() || !line->isAlive()) return;
+    const auto found = applications_.find(application);
+    if (found == applications_.end()) return;
+    Lines& lines = found->second;
+    --lines.used;
+    const bool isGood = line && line->outstanding() == 0 && line->isReady() && line->isAlive();
     // What nobody reads off must not be kept.
-    if (!wakeKeeper()) return;
-    lines.idle.push_back(std::move(line));
-    ++idle_;
+    if (isGood && wakeKeeper()) {
+        lines.idle.push_back(std::move(line));
+        ++idle_;
+    }
+    if (lines.isUnused()) applications_.erase(found);
     forgetSome();
 }
 
@@ -136,8 +139,7 @@ void DirectLines::readOff() {
         Lines& lines = at->second;
         for (auto& line : lines.idle) line->serve();
         idle_ -= std::erase_if(lines.idle, [](const auto& line) { return !line->isAlive(); });
-        const bool gone = lines.idle.empty() && lines.used == 0;
-        at = gone ? applications_.erase(at) : std::next(at);
+        at = lines.isUnused() ? applications_.erase(at) : std::next(at);
     }
 }
 

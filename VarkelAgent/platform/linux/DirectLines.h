@@ -25,6 +25,10 @@ class DirectLines {
     /// Connections that one request uses at once.
     static constexpr std::size_t perRequest = 8;
 
+    /// Connections to one application, as many as there are usually requests at once. A request that gets
+    /// none goes over the bus: one more connection would cost the application more, and for good.
+    static constexpr std::size_t perApplication = 32;
+
     DirectLines() = default;
     DirectLines(const DirectLines&) = delete;
     DirectLines& operator=(const DirectLines&) = delete;
@@ -48,12 +52,12 @@ class DirectLines {
     /// would come to eight times as many connections.
     std::unique_ptr<BusConnection> take(const Application& application, Need need);
 
-    /// Counts a request's first connection to an application, which was opened to this address.
-    void add(const Application& application, const std::string& address);
-
     /// Whether one more connection to an application may be opened. It counts from now on; giveBack() ends
     /// that, with null when it could not be opened.
-    bool reserve(const Application& application);
+    bool reserve(const Application& application, Need need);
+
+    /// Remembers where an application was reached. For who has a connection to it.
+    void learnAddress(const Application& application, const std::string& address);
 
     /// Ends the use of a connection: it is kept when it is still good.
     void giveBack(const Application& application, std::unique_ptr<BusConnection> line);
@@ -66,6 +70,8 @@ class DirectLines {
         std::string address;
         std::vector<std::unique_ptr<BusConnection>> idle;
         std::size_t used = 0;
+
+        bool isUnused() const { return idle.empty() && used == 0; }
     };
 
     bool wakeKeeper();

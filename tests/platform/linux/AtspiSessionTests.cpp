@@ -133,6 +133,32 @@ TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {
     EXPECT_TRUE(std::ranges::any_of(known, [&](std::size_t each) { return bus.isOpen(each); }));
 }
 
+TEST(AtspiSession, IsOneOfSoManyWithAConnectionOfTheirOwn) {
+    ScriptedBus bus([](const ScriptedCall& call) -> ScriptedReply {
+        if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
+        if (call.member != "GetRole") return {};
+        return ScriptedReply::answer("u", WireWriter().u32(7));
+    });
+    AtspiBus atspi;
+    const auto lease = atspi.lease(Deadline::in(callLimit));
+    ASSERT_TRUE(lease);
+    const auto connect = [&] {
+        return atspi.connectDirectly(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit))
+            .connection;
+    };
+    std::vector<std::unique_ptr<BusConnection>> connections;
+    for (std::size_t i = 0; i < DirectLines::perApplication; ++i) {
+        connections.push_back(connect());
+        ASSERT_TRUE(connections.back()) << i;
+    }
+    EXPECT_FALSE(connect());
+    EXPECT_TRUE(AtspiSession(atspi, ::getpid()).load(AtspiSession::rootNode, AtspiPart::role))
+        << "by the bus";
+    atspi.lines().giveBack({::getpid(), ":1.7"}, std::move(connections.back()));
+    connections.pop_back();
+    EXPECT_TRUE(connect());
+}
+
 TEST(AtspiSession, ReachesNoOtherApplicationOverAKeptConnection) {
     // A process may end while somebody else holds its sockets open, and its number go to the next
     // application.

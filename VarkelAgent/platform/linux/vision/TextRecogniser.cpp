@@ -143,7 +143,8 @@ LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlan
 }
 
 void TextRecogniser::serve(const std::stop_token& ending) {
-    std::unique_ptr<LineRecogniser> recogniser;
+    // Not when this worker's turn comes: that may be hours later, with a model's memory out of the blue.
+    std::unique_ptr<LineRecogniser> recogniser = makeOrNull();
     while (const std::shared_ptr<Page> page = nextPage(ending)) {
         if (!recogniser) recogniser = makeOrNull();
         std::size_t line = 0;
