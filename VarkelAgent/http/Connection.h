@@ -33,7 +33,7 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
-    /// Takes over a peer whose caller has shown the token.
+    /// Takes over a peer whose caller has shown the token. For the thread that serves the strangers.
     virtual void welcome(Peer peer) = 0;
 
     /// The answer to a request.

@@ -30,6 +30,7 @@ void IOThread::adopt(Peer peer) {
 void IOThread::finish() {
     if (!thread_.joinable()) return;
     asio::post(context_, [this] {
+        finishing_ = true;
         for (Connection& connection : connections_) connection.close();
         work_.reset();
     });
@@ -38,16 +39,18 @@ void IOThread::finish() {
 
 /// A connection that cannot be set up is dropped: its peer may be gone already.
 void IOThread::serve(Peer peer) {
+    if (finishing_) return;
+    auto connection = connections_.end();
     try {
         const std::span scratch(scratch_.get(), scratchSize);
-        connections_.emplace_front(context_, std::move(peer), server_, scratch, strangers_);
+        connection =
+            connections_.emplace(connection, context_, std::move(peer), server_, scratch, strangers_);
+        // An invalid head or a lack of memory ends the connection, without an answer.
+        asio::co_spawn(context_, connection->serve(),
+                       [this, connection](const std::exception_ptr&) { connections_.erase(connection); });
     } catch (const std::exception&) {
-        return;
+        if (connection != connections_.end()) connections_.erase(connection);
     }
-    const auto connection = connections_.begin();
-    // An invalid head or a lack of memory ends the connection, without an answer.
-    asio::co_spawn(context_, connection->serve(),
-                   [this, connection](const std::exception_ptr&) { connections_.erase(connection); });
 }
 
 }  // namespace varkel

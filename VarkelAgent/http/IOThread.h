@@ -10,8 +10,8 @@
 
 namespace varkel {
 
-/// A thread with its own event loop and the connections that it serves. Its connections never move to another
-/// thread, so nothing about them is locked.
+/// A thread with its own event loop and the connections that it serves. No other thread touches them, so
+/// nothing about them is locked.
 class IOThread {
   public:
     /// With `strangers` its callers count among them, and the server takes over those that show the token.
@@ -39,6 +39,8 @@ class IOThread {
     std::unique_ptr<char[]> scratch_;
     Strangers* const strangers_;
     std::list<Connection> connections_;
+    /// Whether connections that still come are dropped. Used on the thread only.
+    bool finishing_ = false;
     std::thread thread_;
 };
 

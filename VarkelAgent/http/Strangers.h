@@ -34,15 +34,13 @@ class Strangers {
         Place& operator=(const Place&) = delete;
         ~Place() { leave(); }
 
-        bool isTaken() const { return taken_; }
-
         /// Says how much the connection holds now. False when that is too much: the connection must end.
         bool hold(std::size_t bytes);
 
-        void leave();
-
       private:
         friend class Strangers;
+
+        void leave();
 
         struct Entry {
             Place* place;

@@ -29,6 +29,9 @@ namespace {
 /// The exit status of `permissions` when one of them is missing.
 constexpr int permissionsMissing = 3;
 
+// Long enough not to come between the requests of one task.
+constexpr std::chrono::seconds idleBeforeRelease(2);
+
 int failWithUsage(const std::string& message, const Defaults& defaults) {
     print(message + usageText(defaults));
     return EXIT_FAILURE;
@@ -79,6 +82,7 @@ Task<int> serve(CommandLine line, Defaults defaults) {
     const auto overlay = OverlayClient::init(URLSession::shared());
     HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
     registerRoutes(server, overlay);
+    BlockingPool::shared().whenIdle(releaseFreeMemory, idleBeforeRelease);
     BlockingPool::shared().submit([] { Platform::current().accessibility->announce(); });
     co_await server.start();
     co_return EXIT_SUCCESS;

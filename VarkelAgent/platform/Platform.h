@@ -35,6 +35,10 @@ struct Platform {
 /// The backend of the system that this binary was built for. Cheap: connections are made on first use.
 Platform makeSystemPlatform();
 
+/// Gives memory that was freed back to the system where the allocator keeps it. Takes milliseconds. Any
+/// thread.
+void releaseFreeMemory();
+
 /// The path of the running executable, or nothing when the system does not tell. Any thread.
 std::optional<std::string> executablePath();
 

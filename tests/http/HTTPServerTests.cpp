@@ -154,6 +154,30 @@ TEST_F(HTTPServerTest, AnswersPipelinedRequestsInOrder) {
     }
 }
 
+TEST_F(HTTPServerTest, KeepsTheOrderWhenACallerShowsTheTokenLate) {
+    start();
+    const std::string stranger = std::string(health) + "POST /echo x\r\n\r\n";
+    const std::string known = post("/echo", "first") + health + post("/echo", "second");
+    const std::vector<std::string> statuses{"200 OK", "401 Unauthorized", "200 OK", "200 OK", "200 OK"};
+    const std::vector<std::string> bodies{"", "", "first", "", "second"};
+    const std::string all = stranger + known;
+    // In one piece, and cut within the body that brings the token, in its head, and before it.
+    for (const std::size_t cut :
+         {all.size(), all.find("first") + 2, all.find("first") - 9, stranger.size()}) {
+        RawClient connection = client();
+        connection.send(all.substr(0, cut));
+        EXPECT_EQ(connection.receive().value().statusLine, "HTTP/1.1 " + statuses[0]) << cut;
+        connection.send(all.substr(cut));
+        for (std::size_t i = 1; i < statuses.size(); ++i) {
+            const RawResponse response = connection.receive().value();
+            EXPECT_EQ(response.statusLine, "HTTP/1.1 " + statuses[i]) << cut;
+            if (!bodies[i].empty()) {
+                EXPECT_EQ(response.body, bodies[i]) << cut;
+            }
+        }
+    }
+}
+
 TEST_F(HTTPServerTest, EndsConnectionsWhenItShould) {
     start();
     // A request that asks for it, in any case; what follows it is not answered.

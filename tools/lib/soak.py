@@ -293,12 +293,14 @@ def rest(agent, orders):
     """Lets everything come to rest, looks at the agent and goes on."""
     orders.go.clear()
     wait_for(lambda: orders.busy.value == 0, 120, "the callers' last answers")
-    looks = [Watched(agent.process.pid)]
+    looks = []
 
     def is_settled():
         time.sleep(1)
         looks.append(Watched(agent.process.pid))
-        return looks[-1].descriptors == looks[-2].descriptors
+        # The agent gives back what memory it can once it has had nothing to do for two seconds.
+        last = [look.descriptors for look in looks[-5:]]
+        return len(last) == 5 and len(set(last)) == 1
     wait_for(is_settled, 60, "the agent to come to rest")
     orders.go.set()
     return looks[-1]

@@ -74,8 +74,8 @@ class AtspiBus {
     std::optional<pid_t> pidOf(BusConnection& bus, const std::string& busName, Deadline deadline);
 
     /// Where an application can be reached past the bus, and a connection there, from lines() or for it. Null
-    /// when the application offers none that leads to its own process; `frozen` when it did not answer at
-    /// all.
+    /// when there are enough, or the application offers none that leads to its own process; `frozen` when it
+    /// did not answer at all.
     struct DirectLine {
         std::string address;
         std::unique_ptr<BusConnection> connection;

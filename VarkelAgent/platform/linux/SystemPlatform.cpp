@@ -37,6 +37,12 @@ void keepMemorySmall() {
 
 }  // namespace
 
+void releaseFreeMemory() {
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
+}
+
 Platform makeSystemPlatform() {
     keepMemorySmall();
     // Shared by what reads trees and what finds the application in front; lives as long as the process.

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/linux/vision/TextRecogniser.h"
+#include "support/Deadline.h"
 
 namespace varkel {
 namespace {
@@ -79,6 +80,13 @@ TEST(TextRecogniser, ReadsEveryLineOnceAndInOrder) {
     for (std::size_t i = 1; i < lines->size(); ++i) EXPECT_LT((*lines)[i - 1].box.y0, (*lines)[i].box.y0);
     EXPECT_EQ((*lines)[0].box.x0, 20);
     EXPECT_EQ((*lines)[0].box.height(), 12);
+}
+
+TEST(TextRecogniser, MakesAllItsRecognisersWithTheFirstPicture) {
+    Script script;
+    TextRecogniser recogniser(script.maker(), 2);
+    EXPECT_TRUE(recogniser.recognise(strokes(1), {}));
+    EXPECT_TRUE(test::eventually([&] { return script.made == 2; }));
 }
 
 TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {

@@ -60,10 +60,11 @@ int rowsCutAt(Lines near, const PixelBox& line, int left, int right) {
 }
 
 /// The first part of a line that begins the next column.
-std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line) {
+std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line, const Patience& patience) {
     const Lines near = around(lines, line.box);
     int end = line.parts.front().x1;
     for (std::size_t i = 1; i < line.parts.size(); ++i) {
+        patience.check();
         const PixelBox& part = line.parts[i];
         const int space = part.x0 - end;
         const int least = space >= wideSpace * line.box.height() ? leastRowsAtWideSpace : leastRows;
@@ -90,8 +91,7 @@ bool cutOnce(std::vector<DetectedLine>& lines, const Patience& patience) {
     // Looked for first and cut afterwards, since cutting moves the middles that the lines are sorted by.
     std::vector<std::pair<std::size_t, std::size_t>> cuts;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        patience.check();
-        if (const auto at = nextColumn(lines, lines[i])) cuts.emplace_back(i, *at);
+        if (const auto at = nextColumn(lines, lines[i], patience)) cuts.emplace_back(i, *at);
     }
     for (const auto& [i, at] : cuts) {
         const auto cut = lines[i].parts.begin() + static_cast<std::ptrdiff_t>(at);

@@ -15,7 +15,7 @@ namespace varkel {
 
 namespace {
 
-/// More workers than this gain little, and each holds a model of about 12 MiB.
+/// More workers than this gain little, and each holds a model of 14 to 18 MiB.
 constexpr unsigned mostWorkers = 4;
 /// Readings above this are nearly always right.
 constexpr float doubtful = 0.8F;

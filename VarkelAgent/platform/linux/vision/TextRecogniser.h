@@ -42,7 +42,7 @@ class TextRecogniser {
     ~TextRecogniser();
 
     /// The lines that were read with some confidence, in reading order; nothing when there is no model, the
-    /// picture takes too long or `cancelled` was requested. Blocks. Any thread.
+    /// picture takes too long or `cancelled` was requested before all lines were taken. Blocks. Any thread.
     std::optional<std::vector<RecognisedLine>> recognise(const PixelPlanes& image,
                                                          const std::stop_token& cancelled);
 
