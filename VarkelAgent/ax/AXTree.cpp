@@ -33,13 +33,18 @@ pid_t choosePid(std::optional<pid_t> rootPid, const std::optional<std::string>& 
     return *frontmost;
 }
 
-/// What can be told of a request without waiting for another process.
+/// What there is to a request before its tree is read.
 struct Outlook {
     /// The cached tree, or null when there is none.
     TreeSnapshotRef cached;
     /// The key that the tree is kept under.
     pid_t key;
 };
+
+Outlook outlookWith(std::optional<std::int64_t> rootPid, std::optional<pid_t> frontmost) {
+    const std::optional<pid_t> root = toPid(rootPid);
+    return {AXTreeCache::shared().getIfFresh(root, frontmost), AXTreeCache::keyFor(root, frontmost)};
+}
 
 /// Nothing when it takes a wait to find out about the permission or the frontmost application. Keeps a
 /// request that the cache answers on its I/O thread.
@@ -48,8 +53,22 @@ std::optional<Outlook> lookWithoutWaiting(std::optional<std::int64_t> rootPid) {
     if (!platform.accessibility->isKnownTrusted()) return std::nullopt;
     const auto frontmost = platform.workspace->frontmostApplicationIfKnown();
     if (!frontmost) return std::nullopt;
-    const std::optional<pid_t> root = toPid(rootPid);
-    return Outlook{AXTreeCache::shared().getIfFresh(root, *frontmost), AXTreeCache::keyFor(root, *frontmost)};
+    return outlookWith(rootPid, *frontmost);
+}
+
+Task<Outlook> look(std::optional<std::int64_t> rootPid) {
+    if (auto known = lookWithoutWaiting(rootPid)) co_return *std::move(known);
+    const auto ask = [rootPid] {
+        if (!Platform::current().accessibility->AXIsProcessTrusted())
+            throw HTTPError(HTTPError::Case::unauthorized);
+        return outlookWith(rootPid, frontmostApplicationPid());
+    };
+    co_return co_await runBlocking(ask);
+}
+
+/// Whether a request reads the application that a tree under this key is of when nobody's batch is pinned.
+bool readsApplicationOf(pid_t key, const std::optional<std::string>& batchId) {
+    return !batchId || BatchManager::shared().lookup(*batchId).value_or(key) == key;
 }
 
 }  // namespace
@@ -70,28 +89,30 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    std::optional<Outlook> outlook = lookWithoutWaiting(rootPid);
-    if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
+    if (const auto known = lookWithoutWaiting(rootPid); known && known->cached) {
+        co_return AXTreeData{known->cached, true};
+    }
     TreeBuilds& builds = TreeBuilds::shared();
     const std::uint64_t before = builds.lastBegun();
+    Outlook outlook = co_await look(rootPid);
     // Twice at the most: what the first build gives may be out of date by then, and the second one began
     // after this request had come.
-    for (int waits = 0; waits < 2 && outlook && !outlook->cached; ++waits) {
-        const pid_t key = outlook->key;
+    for (int waits = 0; waits < 2 && !outlook.cached; ++waits) {
+        const pid_t key = outlook.key;
         const TreeBuilds::Ended build = co_await builds.waitForLast(key);
         if (build.number == 0) break;
-        outlook = lookWithoutWaiting(rootPid);
-        if (!outlook || outlook->cached || outlook->key != key) continue;
-        // A batch's application need not be the key's.
-        if (build.number > before && build.tree && !batchId) co_return AXTreeData{build.tree, false, key};
+        outlook = co_await look(rootPid);
+        if (outlook.cached || outlook.key != key) continue;
+        if (build.number > before && build.tree && readsApplicationOf(key, batchId))
+            co_return AXTreeData{build.tree, false, key};
     }
-    if (outlook && outlook->cached) co_return AXTreeData{outlook->cached, true};
-    std::optional<TreeBuilds::Build> build;
-    if (outlook) build.emplace(builds.begin(outlook->key));
+    if (outlook.cached) co_return AXTreeData{outlook.cached, true};
+    // Nothing may be waited for since the last look at the builds, or two would begin.
+    TreeBuilds::Build build = builds.begin(outlook.key);
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
     AXTreeData data = co_await runBlocking(work);
     // Another application may have come to the front meanwhile.
-    if (build && data.pid == outlook->key) build->share(data.snapshot);
+    if (data.pid == outlook.key) build.share(data.snapshot);
     co_return data;
 }
 
