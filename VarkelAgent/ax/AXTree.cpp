@@ -66,6 +66,10 @@ Task<Outlook> look(std::optional<std::int64_t> rootPid) {
     co_return co_await runBlocking(ask);
 }
 
+AXTreeData foundAs(const Outlook& outlook) {
+    return {outlook.cached, true, outlook.key};
+}
+
 /// Whether a request reads the application that a tree under this key is of when nobody's batch is pinned.
 bool readsApplicationOf(pid_t key, const std::optional<std::string>& batchId) {
     return !batchId || BatchManager::shared().lookup(*batchId).value_or(key) == key;
@@ -79,7 +83,10 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
     if (!accessibility.AXIsProcessTrusted()) throw HTTPError(HTTPError::Case::unauthorized);
     const std::optional<pid_t> root = toPid(rootPid);
     AXTreeCache& cache = AXTreeCache::shared();
-    if (TreeSnapshotRef cached = cache.get(root)) return {std::move(cached), true};
+    const std::optional<pid_t> frontmost = frontmostApplicationPid();
+    if (TreeSnapshotRef cached = cache.get(root, frontmost)) {
+        return {std::move(cached), true, AXTreeCache::keyFor(root, frontmost)};
+    }
     const pid_t pid = choosePid(root, batchId);
     const AXUIElementRef application = accessibility.AXUIElementCreateApplication(pid);
     auto snapshot = std::make_shared<const TreeSnapshot>(buildTree(application, "0"));
@@ -90,7 +97,7 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
     if (const auto known = lookWithoutWaiting(rootPid); known && known->cached) {
-        co_return AXTreeData{known->cached, true};
+        co_return foundAs(*known);
     }
     TreeBuilds& builds = TreeBuilds::shared();
     const std::uint64_t before = builds.lastBegun();
@@ -106,12 +113,13 @@ Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<s
         if (build.number > before && build.tree && readsApplicationOf(key, batchId))
             co_return AXTreeData{build.tree, false, key};
     }
-    if (outlook.cached) co_return AXTreeData{outlook.cached, true};
+    if (outlook.cached) co_return foundAs(outlook);
     // Nothing may be waited for since the last look at the builds, or two would begin.
     TreeBuilds::Build build = builds.begin(outlook.key);
     const auto work = [&] { return axTreeDataBlocking(rootPid, batchId); };
     AXTreeData data = co_await runBlocking(work);
-    // Another application may have come to the front meanwhile.
+    // Another application may have come to the front meanwhile. What another build had left in the cache by
+    // then is good for those who wait as well.
     if (data.pid == outlook.key) build.share(data.snapshot);
     co_return data;
 }

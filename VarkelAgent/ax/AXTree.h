@@ -16,7 +16,7 @@ struct AXTreeData {
     /// Never null.
     TreeSnapshotRef snapshot;
     bool cacheHit = false;
-    /// The process that it was read from; 0 when it comes from the cache.
+    /// The process that it was read from, or the key that it was found under in the cache.
     pid_t pid = 0;
 };
 

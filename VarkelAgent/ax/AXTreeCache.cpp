@@ -28,7 +28,10 @@ AXTreeCache& AXTreeCache::shared() {
 }
 
 TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid) {
-    const std::optional<pid_t> frontmostPid = frontmostApplicationPid();
+    return get(rootPid, frontmostApplicationPid());
+}
+
+TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
     const pid_t key = keyFor(rootPid, frontmostPid);
     const double time = now();
     const std::scoped_lock lock(mutex_);

@@ -21,6 +21,9 @@ class AXTreeCache {
     /// The fresh tree of a process, or of the frontmost application without a root pid; null on a miss.
     TreeSnapshotRef get(std::optional<pid_t> rootPid);
 
+    /// The same for who has just asked which application is in front.
+    TreeSnapshotRef get(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
+
     /// What get() would answer with this application in front, when that is a tree. Otherwise null, with
     /// nothing counted or dropped: the caller goes on to get().
     TreeSnapshotRef getIfFresh(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);

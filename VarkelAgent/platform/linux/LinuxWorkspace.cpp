@@ -16,8 +16,9 @@ std::optional<pid_t> LinuxWorkspace::frontmostApplication() {
 }
 
 std::optional<std::optional<pid_t>> LinuxWorkspace::frontmostApplicationIfKnown() {
-    const auto pid = watcher_.peek();
-    return pid ? std::optional(pid) : std::nullopt;
+    std::optional<std::optional<pid_t>> known;
+    if (const auto pid = watcher_.peek()) known.emplace(pid);
+    return known;
 }
 
 }  // namespace varkel

@@ -11,11 +11,19 @@
 #include <thread>
 
 #include "platform/FileDescriptor.h"
+#include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Connection.h"
 #include "support/NoNewThreads.h"
 
 namespace varkel {
 namespace {
+
+TEST(LinuxWorkspace, DoesNotTakeWhatItCannotTellForNoApplicationInFront) {
+    AtspiBus bus;
+    LinuxWorkspace workspace(bus);
+    // Not connected to an X server yet.
+    EXPECT_FALSE(workspace.frontmostApplicationIfKnown().has_value());
+}
 
 /// A socket that accepts callers and never says a word, like a server that was stopped.
 class SilentSocket {
