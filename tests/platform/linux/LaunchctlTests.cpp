@@ -79,6 +79,36 @@ TEST_F(Launchctl, LeavesNothingOfALoadThatFailed) {
     EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
 }
 
+TEST_F(Launchctl, LeavesNoTokenWhenTheManagerDoesNotReload) {
+    useSystemctl("[ \"$1\" != daemon-reload ] || { echo no reload >&2; exit 1; }");
+    const ChildResult loaded = run({"load", "-w", list()});
+    EXPECT_EQ(loaded.status, 1);
+    EXPECT_EQ(loaded.standardError, "launchctl: systemctl --user daemon-reload failed: no reload\n");
+    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
+
+    // The reason is the first failure, not that of the clean-up.
+    const std::string mark = folder / "mark";
+    useSystemctl("case $1 in enable) echo no such thing >&2; : >'" + mark +
+                 "'; exit 1;; daemon-reload) [ ! -e '" + mark + "' ];; esac");
+    const ChildResult second = run({"load", "-w", list()});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.standardError, "launchctl: systemctl --user enable failed: no such thing\n");
+    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls", "mark"));
+}
+
+TEST_F(Launchctl, UnloadsAllOfItWhenTheManagerDoesNotReload) {
+    run({"load", list()});
+    const std::string entry = contents(folder / autostart);
+    useSystemctl("exit 0");
+    run({"load", list()});
+    folder.write(autostart, entry);
+    useSystemctl("[ \"$1\" != daemon-reload ] || { echo no reload >&2; exit 1; }");
+    const ChildResult unloaded = run({"unload", "-w", list()});
+    EXPECT_EQ(unloaded.status, 1);
+    EXPECT_THAT(unloaded.standardError, HasSubstr("daemon-reload failed: no reload\n"));
+    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
+}
+
 TEST_F(Launchctl, FallsBackToAutostartAndUndoesThat) {
     // None at all, one without a manager, and one that hangs.
     for (const char* body : {"", "exit 1", "exec /bin/sleep 60"}) {

@@ -104,24 +104,37 @@ void removeLinks(const LoginFiles& files) {
     }
 }
 
-/// Stops and removes the unit. What the manager says does not matter: it may never have heard of it.
+/// What the manager says does not matter: it may never have heard of the unit.
+void tryToStopUnit(const LoginFiles& files) {
+    try {
+        controlUserManager({"disable", "--now", files.unitName});
+    } catch (const LoginItemError&) {
+        // The files go all the same.
+    }
+}
+
+/// Stops the unit and removes it and its environment. Raises LoginItemError when the manager does not reload;
+/// the files are gone then, above all the one with the token.
 bool removeUnit(const LoginFiles& files) {
     const bool there = isOurs(files.unit);
+    const bool managed = there && userManagerAnswers();
+    if (managed) tryToStopUnit(files);
     if (there) {
-        const bool managed = userManagerAnswers();
-        if (managed) {
-            try {
-                controlUserManager({"disable", "--now", files.unitName});
-            } catch (const LoginItemError&) {
-                // The files go all the same.
-            }
-        }
         removeLinks(files);
         remove(files.unit);
-        if (managed) controlUserManager({"daemon-reload"});
     }
     remove(files.environment);
+    if (managed) controlUserManager({"daemon-reload"});
     return there;
+}
+
+/// On the way out of a failure, whose reason is the one to tell.
+void removeUnitOfFailedLoad(const LoginFiles& files) {
+    try {
+        removeUnit(files);
+    } catch (const LoginItemError&) {
+        // Only the reload is missing.
+    }
 }
 
 void startUnit(const LoginFiles& files, LoginMoment moment) {
@@ -145,7 +158,7 @@ std::string loadUnit(const std::string& path) {
     try {
         startUnit(files, moment);
     } catch (...) {
-        removeUnit(files);
+        removeUnitOfFailedLoad(files);
         throw;
     }
     const std::string when = moment == LoginMoment::graphicalSession
@@ -181,9 +194,11 @@ std::string loadLoginItem(const std::string& propertyListPath) {
 
 std::string unloadLoginItem(const std::string& propertyListPath) {
     const LoginFiles files = filesFor(propertyListPath, LoginMoment::graphicalSession);
+    // First, since the manager may fail the rest.
+    const bool hadEntry = remove(files.autostart);
     std::string done;
     if (removeUnit(files)) done = "Removed the systemd user unit " + files.unit.path;
-    if (remove(files.autostart)) {
+    if (hadEntry) {
         if (!done.empty()) done += '\n';
         done += "Removed the autostart entry " + files.autostart.path;
     }

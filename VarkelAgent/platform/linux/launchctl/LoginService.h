@@ -11,7 +11,8 @@ namespace varkel {
 std::string loadLoginItem(const std::string& propertyListPath);
 
 /// Undoes loadLoginItem(): stops the unit and removes what was written, and nothing else. Gives what was
-/// done, which is empty when there was nothing to undo. Raises and blocks like it.
+/// done, which is empty when there was nothing to undo. Raises and blocks like it; when the manager does not
+/// reload, all files are gone before that is raised.
 std::string unloadLoginItem(const std::string& propertyListPath);
 
 /// Becomes the program of a property list, with its environment and its logs. Returns only by raising:
