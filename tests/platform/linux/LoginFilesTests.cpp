@@ -59,6 +59,21 @@ WantedBy=graphical-session.target
         EXPECT_THAT(text, testing::Not(testing::HasSubstr("`y`")));
 }
 
+TEST(LoginFiles, StartsAProgramWhosePathTheManagerRefusesThroughAShell) {
+    const std::string shell = R"(":/bin/sh" "-c" "exec \"$0\" \"$@\"" )";
+    const std::pair<const char*, std::string> cases[] = {
+        {"/home/o'neil/$X %h/agent", shell + R"("/home/o'neil/$X %%h/agent")"},
+        {R"(/a"b/agent)", shell + R"("/a\"b/agent")"},
+        {R"(/a\b/agent)", shell + R"("/a\\b/agent")"},
+        {"/a b;`c`/[*]/agent", R"(":/a b;`c`/[*]/agent")"}};
+    for (const auto& [program, words] : cases) {
+        json::object list = item();
+        list["ProgramArguments"] = {program, "--port", "it's"};
+        EXPECT_THAT(translate(list).unit.text,
+                    testing::HasSubstr("\nExecStart=" + words + " \"--port\" \"it's\"\n"));
+    }
+}
+
 TEST(LoginFiles, WaitsForADisplayWhereTheManagerIsThereFirst) {
     LoginPlaces early = places;
     early.moment = LoginMoment::firstLogin;

@@ -35,12 +35,21 @@ std::string unitWord(std::string_view text) {
     return quoted(withoutCodes(text), "\"\\");
 }
 
+/// The program and its arguments, for a manager that refuses some paths of programs however they are quoted.
+std::vector<std::string> unitCommand(const LoginItem& item) {
+    std::vector<std::string> words = item.programArguments;
+    if (words.front().find_first_of("'\"\\") != std::string::npos)
+        words.insert(words.begin(), {"/bin/sh", "-c", R"(exec "$0" "$@")"});
+    return words;
+}
+
 /// The colon keeps variables from being filled in.
 std::string execStart(const LoginItem& item) {
-    std::string line = "ExecStart=" + unitWord(":" + item.programArguments.front());
-    for (std::size_t i = 1; i < item.programArguments.size(); ++i) {
+    const std::vector<std::string> words = unitCommand(item);
+    std::string line = "ExecStart=" + unitWord(":" + words.front());
+    for (std::size_t i = 1; i < words.size(); ++i) {
         line += ' ';
-        line += unitWord(item.programArguments[i]);
+        line += unitWord(words[i]);
     }
     return line + "\n";
 }
