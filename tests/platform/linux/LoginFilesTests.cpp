@@ -108,11 +108,12 @@ TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
           R"(["/bin/true", "a\nExecStart=/bin/sh"])", R"(["/bin/true", "a\u007F"])", longList + "]"}},
         {"RunAtLoad", {R"("yes")"}},
         {"KeepAlive", {R"({"SuccessfulExit": false})"}},
-        {"StandardOutPath", {R"(true)", R"("relative.log")", R"("/tmp/x\\")", R"("/tmp/x ")"}},
+        {"StandardOutPath",
+         {R"(true)", R"("relative.log")", R"("/tmp/x\\")", R"("/tmp/x ")", R"("/tmp/\uFDD0")"}},
         {"StandardErrorPath", {R"("/tmp/x\nUser=root")"}},
         {"EnvironmentVariables",
          {R"("A=b")", R"({"A": true})", R"({"": "b"})", R"({"1A": "b"})", R"({"A=B": "b"})",
-          R"({"A": "b\nLD_PRELOAD=/x"})", manyVariables + "}"}}};
+          R"({"A": "b\nLD_PRELOAD=/x"})", R"({"A": "\uD83F\uDFFF"})", manyVariables + "}"}}};
     for (const auto& [key, values] : cases) {
         for (const std::string& value : values) {
             json::object list = item();
@@ -128,6 +129,22 @@ TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
     LoginPlaces broken = places;
     broken.configuration = "/home/j\n[Service]";
     EXPECT_THROW(translate(item(), broken), LoginItemError);
+}
+
+TEST(LoginFiles, RefusesPlacesThatAreNoTextForTheManager) {
+    for (const char* name : {"\xFF", "\xC3", "\xC0\xAF", "\xED\xA0\x80", "\uFDD0", "\uFFFE", "\U0001FFFF"}) {
+        for (std::string LoginPlaces::*place :
+             {&LoginPlaces::propertyList, &LoginPlaces::launchctl, &LoginPlaces::configuration}) {
+            LoginPlaces broken = places;
+            broken.*place += name;
+            EXPECT_THAT([&] { translate(item(), broken); },
+                        testing::ThrowsMessage<LoginItemError>(testing::HasSubstr("UTF-8")))
+                << name;
+        }
+    }
+    LoginPlaces foreign = places;
+    foreign.configuration = "/home/\u00E9\uFEFF\U0001F600";
+    EXPECT_THAT(translate(item(), foreign).unit.text, testing::HasSubstr("=" + foreign.configuration + "/"));
 }
 
 TEST(LoginFiles, RefusesBytesThatAreNoPropertyList) {

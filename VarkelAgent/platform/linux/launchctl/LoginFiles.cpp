@@ -106,6 +106,8 @@ void check(const std::string& place) {
         return static_cast<unsigned char>(c) < 0x20 || c == '\x7F';
     });
     if (!place.starts_with('/') || hasControls) throw LoginItemError("no full path: " + place);
+    if (!isTextForUnits(place))
+        throw LoginItemError("no unit can hold a path that is not UTF-8, or has noncharacters: " + place);
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ enum class LoginMoment {
     firstLogin,
 };
 
-/// Absolute paths that the files name. Without control characters.
+/// Absolute paths that the files name. Fit for units (isTextForUnits), without control characters.
 struct LoginPlaces {
     /// The property list.
     std::string propertyList;

@@ -1,8 +1,12 @@
 #include "platform/linux/launchctl/LoginItem.h"
 
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+
 #include <algorithm>
 #include <cctype>
 
+#include "http/UnicodeText.h"
 #include "platform/PropertyList.h"
 
 namespace varkel {
@@ -35,7 +39,9 @@ std::string textOf(std::string_view key, const json::value& value) {
         return static_cast<unsigned char>(c) < 0x20 || c == '\x7F';
     });
     if (hasControls) refuse(key, "holds a line break or another control character");
-    return std::string(*text);
+    std::string copy(*text);
+    if (!isTextForUnits(copy)) refuse(key, "holds a noncharacter of Unicode");
+    return copy;
 }
 
 bool truthOf(const json::object& list, std::string_view key) {
@@ -109,6 +115,15 @@ json::object parse(std::string_view propertyList) {
 }
 
 }  // namespace
+
+bool isTextForUnits(const std::string& text) {
+    if (!isValidUTF8(text)) return false;
+    const auto characters = icu::UnicodeString::fromUTF8(text);
+    for (std::int32_t at = 0; at < characters.length(); at = characters.moveIndex32(at, 1)) {
+        if (u_hasBinaryProperty(characters.char32At(at), UCHAR_NONCHARACTER_CODE_POINT)) return false;
+    }
+    return true;
+}
 
 LoginItem parseLoginItem(std::string_view propertyList) {
     const json::object list = parse(propertyList);

@@ -15,7 +15,12 @@ class LoginItemError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What a property list asks the service manager for. All texts are valid UTF-8 without control characters.
+/// Whether the text is valid UTF-8 without Unicode's noncharacters (such as U+FDD0 and U+FFFF): all that a
+/// unit, or a file that it names, may hold. Any thread.
+bool isTextForUnits(const std::string& text);
+
+/// What a property list asks the service manager for. All texts are fit for units (isTextForUnits), without
+/// control characters.
 struct LoginItem {
     /// Letters, digits, dots, dashes and underscores; fit for a file name.
     std::string label;
