@@ -19,6 +19,8 @@ from support import add_desktop_entry, wait_for
 MANAGER = "/lib/systemd/systemd"
 LABEL = "io.github.varkel.varkel-agent"
 TOKEN = "t0k&<\"$x`y` \\ %h"
+# Every character that a unit file, a shell or a wildcard gives a meaning to.
+ODD_NAME = "o'neil \"[!a]*?\\ $HOME %h é"
 
 # Where nothing was booted with systemd, its user manager runs once this folder is there; only its own processes
 # see it.
@@ -119,8 +121,8 @@ class InstallTest(ServiceTest):
         with open(token_file, "w", encoding="utf-8") as file:
             file.write(TOKEN + "\n")
 
-    def install(self):
-        done = self.run_agent("--port", str(self.port), "install")
+    def install(self, *options):
+        done = self.run_agent("--port", str(self.port), *options, "install")
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertEqual(done.stdout, f"Wrote plist to {self.list}\nLaunchAgent loaded successfully.\n")
         self.assertEqual(os.stat(self.list).st_mode & 0o7777, 0o600)
@@ -177,7 +179,7 @@ class InstallTest(ServiceTest):
             os.symlink("/dev/null", os.path.join(units, unit))
         # Like one that was started before the desktop: what it starts gets its environment.
         manager = self.desktop.start(["env", "-u", "DISPLAY", "-u", "XAUTHORITY", "unshare", "--mount", "sh", "-c",
-                                      START_MANAGER])
+                                      START_MANAGER], env={"XDG_CONFIG_HOME": self.environment["XDG_CONFIG_HOME"]})
 
         def answers():
             return manager.poll() is not None or self.systemctl("show", "--property=Version").returncode == 0
@@ -196,9 +198,7 @@ class InstallTest(ServiceTest):
         wait_for(lambda: self.systemctl("show", "--property=SubState", LABEL).stdout.strip() == "SubState=auto-restart",
                  20, "the first try to have ended")
         self.assertFalse(self.answers())
-        self.systemctl("set-environment", "DISPLAY=" + self.desktop.display,
-                       "XAUTHORITY=" + self.environment["XAUTHORITY"],
-                       "DBUS_SESSION_BUS_ADDRESS=" + self.environment["DBUS_SESSION_BUS_ADDRESS"])
+        self.tell_of_the_display()
         self.assert_serves_with_the_token()
         self.assert_token_is_on_no_command_line()
         self.assertNotIn(TOKEN, self.systemctl("show", LABEL).stdout)
@@ -217,6 +217,24 @@ class InstallTest(ServiceTest):
         left = [name for _, _, files in os.walk(self.environment["XDG_CONFIG_HOME"]) for name in files
                 if LABEL in name]
         self.assertEqual(left, [])
+
+    def test_a_user_manager_starts_the_agent_wherever_it_and_its_token_are(self):
+        self.environment["XDG_CONFIG_HOME"] = os.path.join(self.home, ODD_NAME, "config")
+        agent = os.path.join(self.home, ODD_NAME, "varkel-agent")
+        os.makedirs(os.path.dirname(agent))
+        os.symlink(binary_path(), agent)
+        self.start_user_manager()
+        self.tell_of_the_display()
+        self.install("--executable-path", agent)
+        self.assert_serves_with_the_token()
+        self.assert_token_is_on_no_command_line()
+        with open(f"/proc/{self.main_pid()}/cmdline", "rb") as file:
+            self.assertEqual(file.read().split(b"\0")[0], agent.encode())
+
+    def tell_of_the_display(self):
+        self.systemctl("set-environment", "DISPLAY=" + self.desktop.display,
+                       "XAUTHORITY=" + self.environment["XAUTHORITY"],
+                       "DBUS_SESSION_BUS_ADDRESS=" + self.environment["DBUS_SESSION_BUS_ADDRESS"])
 
     def main_pid(self):
         return int(self.systemctl("show", "--property=MainPID", "--value", LABEL).stdout.strip() or 0)

@@ -147,6 +147,29 @@ TEST(LoginFiles, RefusesPlacesThatAreNoTextForTheManager) {
     EXPECT_THAT(translate(item(), foreign).unit.text, testing::HasSubstr("=" + foreign.configuration + "/"));
 }
 
+TEST(LoginFiles, NamesTheEnvironmentSoThatNoPartOfItIsAWildcard) {
+    const auto line = [](const std::string& configuration) {
+        LoginPlaces at = places;
+        at.configuration = configuration;
+        const std::string text = translate(item(), at).unit.text;
+        const auto start = text.find("EnvironmentFile=");
+        return text.substr(start, text.find('\n', start) - start);
+    };
+    const std::string rest = "/varkel-agent/io.example.agent.env";
+    EXPECT_EQ(line(R"(/h/[!a]*?\b)"), R"(EnvironmentFile=/h/\[!a]\*\?\\b)" + rest);
+    EXPECT_EQ(line(R"(/h/a b's "{c,d}" ~$HOME 100%)"),
+              R"(EnvironmentFile=/h/a b's "{c,d}" ~$HOME 100%%)" + rest);
+
+    // The manager drops a longer path, and starts the program without the token.
+    const std::string stars(127, '*');
+    EXPECT_NO_THROW(line("/h/" + stars + "a"));
+    EXPECT_THROW(line("/h/" + stars + "ab"), LoginItemError);
+    std::string folder = "/" + std::string(4095 - 1 - rest.size(), 'a');
+    for (std::size_t at = 0; at < folder.size(); at += 200) folder[at] = '/';
+    EXPECT_NO_THROW(line(folder));
+    EXPECT_THROW(line(folder + "a"), LoginItemError);
+}
+
 TEST(LoginFiles, RefusesBytesThatAreNoPropertyList) {
     const std::string good = serializePropertyList(item());
     const auto with = [&](const std::string& more) {

@@ -1,6 +1,8 @@
 #include "platform/linux/launchctl/LoginFiles.h"
 
 #include <algorithm>
+#include <climits>
+#include <filesystem>
 
 namespace varkel {
 
@@ -58,6 +60,21 @@ std::string output(const char* key, const std::optional<std::string>& path) {
     return path ? std::string(key) + "=append:" + withoutCodes(*path) + "\n" : "";
 }
 
+bool isTooLongForAPath(const std::string& text) {
+    const std::filesystem::path path(text);
+    return text.size() >= PATH_MAX || std::any_of(path.begin(), path.end(), [](const auto& component) {
+               return component.native().size() > NAME_MAX;
+           });
+}
+
+/// The manager reads the value as a wildcard. One that is too long, backslashes included, it would ignore,
+/// and start the program without its environment.
+std::string environmentFile(const std::string& path) {
+    const std::string pattern = escaped(path, "*?[\\", '\\');
+    if (isTooLongForAPath(pattern)) throw LoginItemError("too long for a unit to name: " + path);
+    return "EnvironmentFile=" + withoutCodes(pattern) + "\n";
+}
+
 const char* target(LoginMoment moment) {
     return moment == LoginMoment::graphicalSession ? "graphical-session.target" : "default.target";
 }
@@ -76,7 +93,7 @@ std::string unitText(const LoginItem& item, const LoginPlaces& places, const std
         text += "After=graphical-session.target\nPartOf=graphical-session.target\n";
     }
     text += "\n[Service]\nType=exec\n" + waitForDisplay(item, places.moment) + execStart(item);
-    text += "EnvironmentFile=" + withoutCodes(environment) + "\n";
+    text += environmentFile(environment);
     text += output("StandardOutput", item.standardOutPath) + output("StandardError", item.standardErrorPath);
     if (item.keepAlive) text += std::string("Restart=always\nRestartSec=") + secondsBetweenStarts + "\n";
     return text + "\n[Install]\nWantedBy=" + target(places.moment) + "\n";
