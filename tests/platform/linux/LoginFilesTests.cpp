@@ -101,8 +101,11 @@ TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
     // In JSON; empty for a list without the key.
     const std::pair<const char*, std::vector<std::string>> cases[] = {
         {"Label",
-         {"", R"("")", R"(true)", R"("../../evil")", R"("a/b")", R"(".hidden")", R"("-rf")", R"("a b")",
-          R"("a%h")", R"("template@x")", R"("a\nExecStart=/bin/sh")", '"' + std::string(129, 'a') + '"'}},
+         {"", R"("")", R"(true)", R"("../../evil")", R"("a/b.c")", R"(".hidden")", R"("-r.f")", R"("a b.c")",
+          R"("a.%h")", R"("template.x@y")", R"("a.b\nExecStart=/bin/sh")",
+          '"' + std::string(127, 'a') + ".b\"",
+          // A unit of that name would stand in for the system's.
+          R"("dbus")", R"("dbus.")", R"("a..b")"}},
         {"ProgramArguments",
          {"", R"("/bin/true")", R"([])", R"(["relative"])", R"([""])", R"(["/bin/true", true])",
           R"(["/bin/true", "a\nExecStart=/bin/sh"])", R"(["/bin/true", "a\u007F"])", longList + "]"}},

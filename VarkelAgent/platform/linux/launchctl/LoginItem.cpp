@@ -51,17 +51,22 @@ bool truthOf(const json::object& list, std::string_view key) {
     return value->get_bool();
 }
 
+/// At least two parts. The system's own units mostly have names of one, and a user's unit of the same name
+/// would stand in for the system's.
+bool isReverseDNS(std::string_view label) {
+    const bool isPlain = std::all_of(label.begin(), label.end(), [](char c) {
+        return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
+    });
+    return isPlain && !label.empty() && isLetterOrDigit(label.front()) && label.back() != '.' &&
+           label.find('.') != std::string_view::npos && label.find("..") == std::string_view::npos;
+}
+
 std::string labelOf(const json::object& list) {
     constexpr std::string_view key = "Label";
     const json::value* value = member(list, key);
     if (value == nullptr) refuse(key, "is missing");
     std::string label = textOf(key, *value);
-    const bool isPlain = std::all_of(label.begin(), label.end(), [](char c) {
-        return isLetterOrDigit(c) || c == '.' || c == '-' || c == '_';
-    });
-    if (label.empty() || label.size() > longestLabel || !isPlain || !isLetterOrDigit(label.front())) {
-        refuse(key, "is no reverse-DNS name");
-    }
+    if (label.size() > longestLabel || !isReverseDNS(label)) refuse(key, "is no reverse-DNS name");
     return label;
 }
 

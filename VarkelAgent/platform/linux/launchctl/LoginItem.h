@@ -22,7 +22,7 @@ bool isTextForUnits(const std::string& text);
 /// What a property list asks the service manager for. All texts are fit for units (isTextForUnits), without
 /// control characters.
 struct LoginItem {
-    /// Letters, digits, dots, dashes and underscores; fit for a file name.
+    /// Letters, digits, dots (one at least), dashes and underscores; fit for a file name.
     std::string label;
     /// At least one; the first is an absolute path.
     std::vector<std::string> programArguments;
