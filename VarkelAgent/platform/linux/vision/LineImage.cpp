@@ -71,11 +71,12 @@ std::optional<Colour> colourAllAround(const PixelPlanes& image, const PixelBox& 
 Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
     if (const auto rectangle = colourAllAround(image, ink)) return *rectangle;
     const PixelBox box = grown(ink, 1, image);
+    // A word can have millions of pixels, and those outside weigh as much again.
     struct Bin {
-        int count = 0;
-        int red = 0;
-        int green = 0;
-        int blue = 0;
+        std::int64_t count = 0;
+        std::int64_t red = 0;
+        std::int64_t green = 0;
+        std::int64_t blue = 0;
     };
     std::array<Bin, 4096> bins{};
     // Together as much as the inside: bold letters cover more of their own box than the background does.
@@ -94,8 +95,9 @@ Colour backgroundOf(const PixelPlanes& image, const PixelBox& ink) {
     }
     const Bin& most = *std::max_element(bins.begin(), bins.end(),
                                         [](const Bin& a, const Bin& b) { return a.count < b.count; });
-    const int count = std::max(1, most.count);
-    return {most.red / count, most.green / count, most.blue / count};
+    const std::int64_t count = std::max<std::int64_t>(1, most.count);
+    return {static_cast<int>(most.red / count), static_cast<int>(most.green / count),
+            static_cast<int>(most.blue / count)};
 }
 
 /// The columns of a line cut where no part reaches, at gaps wide enough to part words.
