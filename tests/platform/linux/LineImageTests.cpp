@@ -35,5 +35,24 @@ TEST(LineImage, FindsTheBackgroundOfAWordOfSeveralMegapixels) {
     EXPECT_EQ(wrong, 0);
 }
 
+TEST(LineImage, TellsTheWidthOfAPreparedLineInAdvance) {
+    const struct {
+        int width;
+        int height;
+        int baseline;
+        std::int64_t prepared;
+    } cases[] = {
+        {2000, 1, 1, 60006}, {100, 30, 20, 106}, {100, 30, 30, 81}, {301, 121, 80, 81}, {1, 200, 150, 7},
+    };
+    for (const auto& [width, height, baseline, prepared] : cases) {
+        LinePlane line{width, height, {}, baseline, false};
+        line.darkness.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+        EXPECT_EQ(preparedWidth(line), prepared) << width << " x " << height;
+        EXPECT_EQ(prepareLine(line).width, prepared) << width << " x " << height;
+    }
+    // As wide as a picture may be: nothing overflows.
+    EXPECT_EQ(preparedWidth({64 << 20, 1, {}, 1, false}), 30LL * (64 << 20) + 6);
+}
+
 }  // namespace
 }  // namespace varkel

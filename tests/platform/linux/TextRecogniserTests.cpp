@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -34,6 +35,20 @@ PixelPlanes strokes(int count) {
     page.green = page.red;
     page.blue = page.red;
     return page;
+}
+
+/// Pale zigzags from row 2 on, with black dots in a single row: a line that is cut down to that row.
+void addFlatLine(PixelPlanes& page) {
+    const auto set = [&page](int x, int y, std::uint8_t grey) {
+        const std::size_t at = page.offset(x, y);
+        page.red[at] = page.green[at] = page.blue[at] = grey;
+    };
+    for (int x = 2; x + 2 < page.width; ++x) {
+        const int phase = x % 8;
+        if (phase > 5) continue;
+        set(x, 2 + (phase < 5 ? phase : 8 - phase), 225);
+        if (phase == 2) set(x, 4, 0);
+    }
 }
 
 /// Reads every line as the same text; counts, and stops where the test wants it to.
@@ -102,6 +117,30 @@ TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {
     plain.recognise(strokes(5), {});
     plain.recognise(strokes(5), {});
     EXPECT_EQ(forgetful.reads, 10);
+}
+
+TEST(TextRecogniser, LeavesOutALineFarWiderThanHigh) {
+    PixelPlanes page;
+    page.width = 2000;
+    page.height = 60;
+    page.red.assign(static_cast<std::size_t>(page.width) * static_cast<std::size_t>(page.height), 255);
+    const PixelPlanes usual = strokes(1);
+    for (int y = 0; y < usual.height - 20; ++y) {
+        const auto row = usual.red.begin() + static_cast<std::ptrdiff_t>(usual.offset(0, y));
+        std::copy_n(row, usual.width, page.red.begin() + static_cast<std::ptrdiff_t>(page.offset(0, y + 20)));
+    }
+    page.green = page.red;
+    page.blue = page.red;
+    addFlatLine(page);
+    ASSERT_EQ(detectLines(page, Patience(20s, {})).size(), 2U);
+
+    Script script;
+    TextRecogniser recogniser(script.maker(), 1);
+    const auto lines = recogniser.recognise(page, {});
+    ASSERT_TRUE(lines);
+    ASSERT_EQ(lines->size(), 1U);
+    EXPECT_EQ(lines->front().box.height(), 12);
+    EXPECT_EQ(script.reads, 1);
 }
 
 TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {

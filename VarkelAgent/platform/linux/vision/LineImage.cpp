@@ -15,6 +15,7 @@ namespace {
 /// The height of the pictures that the model was trained on; others would be scaled once more.
 constexpr int modelHeight = 36;
 constexpr int border = 3;
+constexpr int inkHeight = modelHeight - 2 * border;
 /// The depth of descenders below the baseline, in heights of capitals.
 constexpr double descent = 0.33;
 
@@ -225,10 +226,35 @@ std::vector<Tap> makeTaps(int from, int to) {
     return taps;
 }
 
-/// Halves a plane by averaging, for lines far higher than what the recogniser takes.
-void halve(std::vector<float>& plane, int& width, int& height) {
-    const int w = width / 2;
-    const int h = height / 2;
+struct Size {
+    int width = 0;
+    int height = 0;
+};
+
+/// The size of a line with room for descenders below those that have none: the model places letters by it.
+Size withDescenders(const LinePlane& line) {
+    const int depth = static_cast<int>(std::lround(descent * line.baseline));
+    return {line.width, std::max(line.height, line.baseline + depth)};
+}
+
+/// Whether a line is far higher than what the recogniser takes.
+bool wantsHalving(const Size& size) {
+    return size.height >= 2 * inkHeight && size.width >= 2;
+}
+
+Size halved(const Size& size) {
+    return {size.width / 2, size.height / 2};
+}
+
+/// The width of a line of this size once it is scaled to the height of the model's ink.
+std::int64_t scaledWidth(const Size& size) {
+    return std::max<std::int64_t>(1, std::llround(static_cast<double>(size.width) * inkHeight / size.height));
+}
+
+/// Halves a plane by averaging.
+void halve(std::vector<float>& plane, Size& size) {
+    const int width = size.width;
+    const auto [w, h] = halved(size);
     std::vector<float> half(static_cast<std::size_t>(w) * static_cast<std::size_t>(h));
     for (int y = 0; y < h; ++y) {
         const float* top = plane.data() + static_cast<std::ptrdiff_t>(2 * y) * width;
@@ -239,13 +265,13 @@ void halve(std::vector<float>& plane, int& width, int& height) {
         }
     }
     plane = std::move(half);
-    width = w;
-    height = h;
+    size = {w, h};
 }
 
-LineImage scaled(const std::vector<float>& plane, int width, int height, int toHeight) {
-    const int toWidth =
-        std::max(1, static_cast<int>(std::lround(static_cast<double>(width) * toHeight / height)));
+LineImage scaled(const std::vector<float>& plane, const Size& size) {
+    const auto [width, height] = size;
+    const int toWidth = static_cast<int>(scaledWidth(size));
+    constexpr int toHeight = inkHeight;
     const std::vector<Tap> columns = makeTaps(width, toWidth);
     const std::vector<Tap> rows = makeTaps(height, toHeight);
     std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
@@ -300,16 +326,18 @@ LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink in
     return plane;
 }
 
+std::int64_t preparedWidth(const LinePlane& line) {
+    Size size = withDescenders(line);
+    while (wantsHalving(size)) size = halved(size);
+    return scaledWidth(size) + 2 * border;
+}
+
 LineImage prepareLine(const LinePlane& line) {
     std::vector<float> plane = line.darkness;
-    int width = line.width;
-    // Room for descenders below lines that have none: the model places letters by it.
-    int height =
-        std::max(line.height, line.baseline + static_cast<int>(std::lround(descent * line.baseline)));
-    plane.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-    constexpr int inkHeight = modelHeight - 2 * border;
-    while (height >= 2 * inkHeight && width >= 2) halve(plane, width, height);
-    return scaled(plane, width, height, inkHeight);
+    Size size = withDescenders(line);
+    plane.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
+    while (wantsHalving(size)) halve(plane, size);
+    return scaled(plane, size);
 }
 
 }  // namespace varkel

@@ -34,6 +34,10 @@ enum class Ink { contrasting, white };
 /// words come out like the others. Any thread.
 LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink ink = Ink::contrasting);
 
+/// The width in pixels of the picture that prepareLine would make of a line, to be asked first: a line of a
+/// single row becomes a thousand times as large. Any thread.
+std::int64_t preparedWidth(const LinePlane& line);
+
 /// The line as the recogniser wants it: of the height that its model was trained on, with the baseline where
 /// the model expects it. Any thread.
 LineImage prepareLine(const LinePlane& line);

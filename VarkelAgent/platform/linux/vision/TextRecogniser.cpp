@@ -19,6 +19,8 @@ namespace {
 constexpr unsigned mostWorkers = 4;
 /// Readings above this are nearly always right.
 constexpr float doubtful = 0.8F;
+/// Tesseract was seen to read nothing on pictures of this width and more.
+constexpr int tooWide = 32767;
 
 unsigned usualWorkers() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
@@ -134,6 +136,8 @@ LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const PixelPlan
 }
 
 LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlane& plane) {
+    // Before anything is made of it: a line of a row or two would take gigabytes.
+    if (preparedWidth(plane) >= tooWide) return {};
     const std::string key = LineMemory::keyOf(plane);
     if (auto known = memory_.find(key)) return *std::move(known);
     LineReading reading = recogniser.read(prepareLine(plane));
