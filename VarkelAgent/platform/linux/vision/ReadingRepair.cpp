@@ -249,16 +249,23 @@ class Repair {
                    ((letter.is("i") && i > 0 && !letters_[i - 1].is("f")) ||
                     (letter.is("1") && isBetweenLetters(i)) || (letter.is("I") && isInsideSmallWord(i)))) {
             letter.text.assign(1, 'l');
+            if (isPlain(traits)) hasPlainL_ = true;
         }
     }
 
-    /// Whether another l of the line is a bare stroke, so that this font's l has no feet.
-    bool hasPlainL() const {
-        return std::any_of(letters_.begin(), letters_.end(), [this](const Letter& one) {
-            if (!one.is("l") || one.count != 1) return false;
-            const StemTraits traits = stemTraits(line_, shapes_[one.first]);
-            return !traits.flagLeft && !traits.footLeft && !traits.footRight && !traits.topRight;
-        });
+    static bool isPlain(const StemTraits& traits) {
+        return !traits.flagLeft && !traits.footLeft && !traits.footRight && !traits.topRight;
+    }
+
+    /// Whether another l of the line is a bare stroke, so that this font's l has no feet. Looks at them all
+    /// once only: a bare l is never made another letter, and those that are made one are noted.
+    bool hasPlainL() {
+        if (!hasPlainL_) {
+            hasPlainL_ = std::any_of(letters_.begin(), letters_.end(), [this](const Letter& one) {
+                return one.is("l") && one.count == 1 && isPlain(stemTraits(line_, shapes_[one.first]));
+            });
+        }
+        return *hasPlainL_;
     }
 
     /// Whether a character is a word of its own, as numbers are and small letters hardly.
@@ -348,6 +355,8 @@ class Repair {
     int top_ = 0;
     int capHeight_ = 1;
     std::optional<double> xHeight_;
+    /// Not known before it is asked for.
+    std::optional<bool> hasPlainL_;
     /// Whether shapes were only aligned with letters, not matched.
     bool isLoose_ = false;
 };
