@@ -60,7 +60,11 @@ class Clicking(Acts):
         for thread in threads:
             thread.join()
         wait_for(lambda: len(buttons()) >= 2 * 25 * len(threads), 10, "all clicks")
-        self.assertEqual(set(zip(buttons()[0::2], buttons()[1::2])), {("Press", "Release")})
+        halves = buttons()
+        # The one who looks may have come in the middle of the first click.
+        if halves[0] == "Release":
+            del halves[0]
+        self.assertEqual(set(zip(halves[0::2], halves[1::2])), {("Press", "Release")})
 
     def test_what_has_no_action_gets_a_click_on_the_pixel_of_its_centre(self):
         for name in ("even area", "odd area"):
