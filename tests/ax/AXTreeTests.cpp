@@ -58,6 +58,9 @@ TEST_F(AXTreeTest, IsServedFromTheCacheWithinASecond) {
     const HTTPResponse second = request(std::nullopt);
     EXPECT_EQ(cacheHeader(second), "HIT");
     EXPECT_EQ(second.body, first.body) << "the very same bytes, not written anew";
+    const AXTreeData blocking = axTreeDataBlocking(std::nullopt, std::nullopt);
+    EXPECT_TRUE(blocking.cacheHit);
+    EXPECT_EQ(blocking.pid, editor) << "the key that it was found under";
     desktop.time += 1.5;
     EXPECT_EQ(cacheHeader(request(std::nullopt)), "MISS");
     EXPECT_EQ(desktop.applicationsMade, 2);
