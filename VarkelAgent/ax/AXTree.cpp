@@ -56,14 +56,18 @@ std::optional<Outlook> lookWithoutWaiting(std::optional<std::int64_t> rootPid) {
     return outlookWith(rootPid, *frontmost);
 }
 
-Task<Outlook> look(std::optional<std::int64_t> rootPid) {
-    if (auto known = lookWithoutWaiting(rootPid)) co_return *std::move(known);
+Task<Outlook> askForOutlook(std::optional<std::int64_t> rootPid) {
     const auto ask = [rootPid] {
         if (!Platform::current().accessibility->AXIsProcessTrusted())
             throw HTTPError(HTTPError::Case::unauthorized);
         return outlookWith(rootPid, frontmostApplicationPid());
     };
     co_return co_await runBlocking(ask);
+}
+
+Task<Outlook> look(std::optional<std::int64_t> rootPid) {
+    if (auto known = lookWithoutWaiting(rootPid)) co_return *std::move(known);
+    co_return co_await askForOutlook(rootPid);
 }
 
 AXTreeData foundAs(const Outlook& outlook) {
@@ -96,12 +100,12 @@ AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid,
 }
 
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    if (const auto known = lookWithoutWaiting(rootPid); known && known->cached) {
-        co_return foundAs(*known);
-    }
+    std::optional<Outlook> known = lookWithoutWaiting(rootPid);
+    if (known && known->cached) co_return foundAs(*known);
     TreeBuilds& builds = TreeBuilds::shared();
     const std::uint64_t before = builds.lastBegun();
-    Outlook outlook = co_await look(rootPid);
+    if (!known) known = co_await askForOutlook(rootPid);
+    Outlook outlook = *std::move(known);
     // Twice at the most: what the first build gives may be out of date by then, and the second one began
     // after this request had come.
     for (int waits = 0; waits < 2 && !outlook.cached; ++waits) {

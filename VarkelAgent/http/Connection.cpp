@@ -125,7 +125,8 @@ std::optional<HTTPRequest> Connection::takeRequest() {
     return parseRequest(buffer_);
 }
 
-/// Hands the peer over to the server, with `request`, which may be incomplete, and all that follows it.
+/// Hands the peer over to the server, with the `request` that is not answered yet, if it is complete, and all
+/// that follows it.
 void Connection::passOn(std::optional<HTTPRequest> request) {
     server_.welcome({FileDescriptor(socket_.release()), std::move(buffer_), std::move(request)});
 }

@@ -146,7 +146,7 @@ void HTTPServer::startThreads() {
     const unsigned count = std::clamp(std::thread::hardware_concurrency() / 2, 1U, maxIOThreads);
     for (unsigned i = 0; i < count; ++i) threads_.emplace_back(static_cast<RequestServer&>(*this));
     nextThread_ = threads_.begin();
-    // It has little to do, so it gets a processor at once when all are taken: a health check does not wait
+    // It has little to do, so it gets a processor soon when all are taken: a health check does not wait
     // for what others have asked for.
     reception_.emplace(static_cast<RequestServer&>(*this), &strangers_);
 }
