@@ -31,9 +31,10 @@ namespace {
 using Bytes = std::span<const unsigned char>;
 
 /// The calls that the head has a byte for; the last one stands for all others.
-constexpr std::array<std::string_view, 12> members{"GetAll",     "Get",     "GetRole",     "GetState",
-                                                   "GetExtents", "GetText", "GetChildren", "GetChildAtIndex",
-                                                   "GetItems",   "GetName", "DoAction",    ""};
+constexpr std::array<std::string_view, 12> members{
+    "GetAttributes", "Get",     "GetRole",     "GetState",
+    "GetExtents",    "GetText", "GetChildren", "GetChildAtIndex",
+    "GetItems",      "GetName", "DoAction",    ""};
 constexpr std::size_t headSize = 1 + members.size();
 
 enum Behaviour { proper, failing, otherSignature, raw, overwritten, ending, large, mixed };
@@ -201,30 +202,16 @@ class HostileApplication {
         return kind < 24 ? 5001 : kind % 6;
     }
 
-    static ScriptedReply properties(Draw& draw) {
-        WireWriter body;
-        const auto list = body.array(8);
-        const auto entry = [&](std::string_view key, bool asText, const std::string& text,
-                               std::uint32_t number) {
-            body.align(8).text(key).signature(asText ? "s" : "i");
-            asText ? body.text(text) : body.u32(number);
-        };
-        entry("Name", draw.byte() < 240, draw.shortText(), draw.byte());
-        entry("Parent", true, draw.shortText(), 0);
-        entry("AccessibleId", draw.byte() < 240, draw.shortText(), draw.byte());
-        const std::uint32_t count = childCount(draw);
-        entry("ChildCount", draw.byte() < 16, draw.shortText(), count);
-        if (draw.byte() < 32) entry("Name", true, draw.shortText(), 0);
-        body.end(list);
-        return ScriptedReply::answer("a{sv}", std::move(body));
-    }
-
     static ScriptedReply property(const ScriptedCall& call, Draw& draw) {
+        const auto isOf = [&](std::string_view name) { return call.body.find(name) != std::string::npos; };
         WireWriter body;
-        if (call.body.find("CurrentValue") != std::string::npos) {
-            body.signature("d").f64(draw.number());
-        } else if (call.body.find("NActions") != std::string::npos) {
+        if (isOf("ChildCount")) {
+            body.signature("i").u32(childCount(draw));
+        } else if (isOf("NActions") || isOf("CharacterCount")) {
             body.signature("i").u32(draw.byte() < 32 ? draw.u32() : draw.byte() % 4u);
+        } else if (isOf("ToolkitName")) {
+            constexpr std::array toolkits{"gtk", "GTK", "Qt", ""};
+            body.signature("s").text(toolkits[draw.below(toolkits.size())]);
         } else {
             body.signature("s").text(draw.shortText());
         }
@@ -238,13 +225,20 @@ class HostileApplication {
     }
 
     static ScriptedReply cacheItems(const ScriptedCall& call, std::size_t count, Draw& draw) {
+        const bool listsChildren = draw.byte() < 64;
         WireWriter body;
         const auto list = body.array(8);
         for (std::size_t i = 0; i < count; ++i) {
             const auto [name, path] =
                 i == 0 ? std::pair<std::string, std::string>(":1.7", "/application") : child(call, i, draw);
             body.align(8).reference(name, path).reference(":1.7", "/application").reference(name, path);
-            body.u32(draw.byte()).u32(childCount(draw));
+            if (listsChildren) {
+                const auto children = body.array(8);
+                for (std::size_t k = draw.below(4); k > 0; --k) body.reference(name, path);
+                body.end(children);
+            } else {
+                body.u32(draw.byte()).u32(childCount(draw));
+            }
             const auto interfaces = body.array(4);
             for (const char* interface : {"Component", "Text", "Value"}) {
                 if (draw.byte() < 200) body.text(std::string("org.a11y.atspi.") + interface);
@@ -254,13 +248,13 @@ class HostileApplication {
             writeStates(body, draw.below(4), draw);
         }
         body.end(list);
-        return ScriptedReply::answer("a((so)(so)(so)iiassusau)", std::move(body));
+        return ScriptedReply::answer(
+            listsChildren ? "a((so)(so)(so)a(so)assusau)" : "a((so)(so)(so)iiassusau)", std::move(body));
     }
 
     static ScriptedReply properAnswer(const ScriptedCall& call, Draw& draw) {
         constexpr std::array names{"click", "press", "jump", "open", "x"};
         WireWriter body;
-        if (call.member == "GetAll") return properties(draw);
         if (call.member == "Get") return property(call, draw);
         if (call.member == "GetChildren") return childList(call, draw.below(6), draw);
         if (call.member == "GetItems") return cacheItems(call, draw.below(20), draw);
@@ -295,13 +289,9 @@ class HostileApplication {
         if (call.member == "GetChildren") return childList(call, size % 6000, draw);
         if (call.member == "GetItems") return cacheItems(call, size % 2000, draw);
         WireWriter body;
-        if (call.member == "Get" || call.member == "GetAll") {
-            const bool isAll = call.member == "GetAll";
-            const auto list = isAll ? body.array(8) : WireWriter::Array{};
-            if (isAll) body.text("Name");
+        if (call.member == "Get") {
             body.signature("s").text(std::string(size, 'x'));
-            if (isAll) body.end(list);
-            return ScriptedReply::answer(isAll ? "a{sv}" : "v", std::move(body));
+            return ScriptedReply::answer("v", std::move(body));
         }
         if (call.member == "GetState") {
             writeStates(body, size / 8, draw);

@@ -21,7 +21,6 @@ class WireWriter {
   public:
     WireWriter& byte(std::uint8_t value);
     WireWriter& u32(std::uint32_t value) { return fixed(value); }
-    WireWriter& f64(double value) { return fixed(value); }
     /// Also an object path.
     WireWriter& text(std::string_view value);
     WireWriter& signature(std::string_view value);

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "platform/linux/AtspiCalls.h"
 #include "platform/linux/AtspiWire.h"
 
 namespace varkel {
@@ -17,7 +18,7 @@ class ActiveSearch {
 
     void askWindows(const AtspiApplication& application) {
         const AtspiReference& root = application.root;
-        bus_.call(bus_.newCall({root.busName.c_str(), root.path.c_str(), atspiAccessible, "GetChildren"}),
+        bus_.call(newAtspiCall(bus_, root.busName.c_str(), root.path.c_str(), AtspiCall::getChildren),
                   [this, pid = application.pid](CallOutcome, sd_bus_message* reply) {
                       if (reply == nullptr || sd_bus_message_enter_container(reply, 'a', "(so)") < 0) return;
                       const char* name = nullptr;
@@ -33,7 +34,7 @@ class ActiveSearch {
 
   private:
     void askState(pid_t pid, const char* name, const char* path) {
-        bus_.call(bus_.newCall({name, path, atspiAccessible, "GetState"}),
+        bus_.call(newAtspiCall(bus_, name, path, AtspiCall::getState),
                   [this, pid](CallOutcome, sd_bus_message* reply) {
                       const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
                       if (states && states->has(AtspiState::active) && !found_) found_ = pid;

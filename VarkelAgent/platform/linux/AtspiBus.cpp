@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/Environment.h"
+#include "platform/linux/AtspiCalls.h"
 
 namespace varkel {
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr std::size_t maxIdleConnections = 8;
 // A desktop has tens of applications; a session in which thousands came and went starts to learn anew.
-constexpr std::size_t maxKnownPids = 4096;
+constexpr std::size_t maxKnownPeers = 4096;
 constexpr std::size_t maxApplications = 1024;
 
 constexpr const char* registryName = "org.a11y.atspi.Registry";
@@ -65,9 +66,8 @@ std::optional<pid_t> readPid(sd_bus_message* reply) {
     return static_cast<pid_t>(pid);
 }
 
-SdBusMessage addressCall(BusConnection& bus, const AtspiReference& root) {
-    return bus.newCall(
-        {root.busName.c_str(), root.path.c_str(), "org.a11y.atspi.Application", "GetApplicationBusAddress"});
+SdBusMessage rootCall(BusConnection& bus, const AtspiReference& root, AtspiCall call) {
+    return newAtspiCall(bus, root.busName.c_str(), root.path.c_str(), call);
 }
 
 /// An application names its own socket, so nothing but a plain local socket is accepted: an address can also
@@ -130,7 +130,7 @@ bool AtspiBus::connect() {
         address_ = std::move(address);
         ++generation_;
         idle_.clear();
-        pids_.clear();
+        peers_.clear();
         announce = announce_;
     }
     if (announce && session) turnOn(*session, deadline);
@@ -173,10 +173,10 @@ void AtspiBus::giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t
         idle_.push_back(std::move(connection));
 }
 
-std::optional<pid_t> AtspiBus::knownPid(const std::string& busName) {
+AtspiBus::Peer AtspiBus::known(const std::string& busName) {
     const std::scoped_lock lock(mutex_);
-    const auto found = pids_.find(busName);
-    return found == pids_.end() ? std::nullopt : std::optional(found->second);
+    const auto found = peers_.find(busName);
+    return found == peers_.end() ? Peer() : found->second;
 }
 
 std::uint64_t AtspiBus::generation() {
@@ -185,13 +185,14 @@ std::uint64_t AtspiBus::generation() {
 }
 
 /// The generation is that from before the question: the next bus gives the same names to others.
-void AtspiBus::learnPid(const std::string& busName, pid_t pid, std::uint64_t generation) {
+void AtspiBus::learn(const std::string& busName, std::uint64_t generation,
+                     const std::function<void(Peer&)>& what) {
     // Only unique names are bound to one connection for good; a well-known name may change hands.
     if (!busName.starts_with(':')) return;
     const std::scoped_lock lock(mutex_);
     if (generation != generation_) return;
-    if (pids_.size() >= maxKnownPids) pids_.clear();
-    pids_.insert_or_assign(busName, pid);
+    if (peers_.size() >= maxKnownPeers) peers_.clear();
+    what(peers_[busName]);
 }
 
 std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadline deadline) {
@@ -208,7 +209,7 @@ std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadlin
     }
     for (AtspiApplication& application : found) {
         const std::string& owner = application.root.busName;
-        if (const auto pid = knownPid(owner)) {
+        if (const auto pid = known(owner).pid) {
             application.pid = *pid;
             continue;
         }
@@ -216,7 +217,7 @@ std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadlin
             const auto pid = readPid(answer);
             if (!pid) return;
             application.pid = *pid;
-            learnPid(application.root.busName, *pid, before);
+            learn(application.root.busName, before, [&](Peer& peer) { peer.pid = pid; });
         });
     }
     BusConnection* const connection = &bus;
@@ -225,13 +226,40 @@ std::vector<AtspiApplication> AtspiBus::applications(BusConnection& bus, Deadlin
 }
 
 std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busName, Deadline deadline) {
-    if (const auto pid = knownPid(busName)) return pid;
+    if (const auto pid = known(busName).pid) return pid;
     const std::uint64_t before = generation();
     const SdBusMessage reply =
         bus.callAndWait(pidCall(bus, busName), earlier(deadline, Deadline::in(callLimit)));
     const auto pid = readPid(reply.get());
-    if (pid) learnPid(busName, *pid, before);
+    if (pid) learn(busName, before, [&](Peer& peer) { peer.pid = pid; });
     return pid;
+}
+
+std::optional<AtspiToolkit> AtspiBus::toolkit(BusConnection& bus, const AtspiApplication& application,
+                                              Deadline deadline) {
+    const AtspiReference& root = application.root;
+    if (auto toolkit = known(root.busName).toolkit) return toolkit;
+    const std::uint64_t before = generation();
+    AtspiToolkit toolkit;
+    bool answers = true;
+    bus.call(rootCall(bus, root, AtspiCall::getToolkitName), [&](CallOutcome outcome, sd_bus_message* reply) {
+        const char* name = nullptr;
+        answers &= outcome != CallOutcome::unanswered && outcome != CallOutcome::unsent;
+        if (reply != nullptr && sd_bus_message_read(reply, "v", "s", &name) > 0) toolkit.name = name;
+    });
+    bus.call(rootCall(bus, root, AtspiCall::getAccessibleId),
+             [&](CallOutcome, sd_bus_message* reply) { toolkit.hasIdentifiers = reply != nullptr; });
+    BusConnection* const connection = &bus;
+    serveAll({&connection, 1}, callLimit, deadline);
+    if (!answers) return std::nullopt;
+    learn(root.busName, before, [&](Peer& peer) { peer.toolkit = toolkit; });
+    return toolkit;
+}
+
+void AtspiBus::learnThatItStaysDormant(const std::string& busName) {
+    learn(busName, generation(), [](Peer& peer) {
+        if (peer.toolkit) peer.toolkit->staysDormant = true;
+    });
 }
 
 /// An application that is asked for its address knows the asking connection as a client from then on, and
@@ -239,7 +267,8 @@ std::optional<pid_t> AtspiBus::pidOf(BusConnection& bus, const std::string& busN
 /// key, GTK 3 uses what it has just freed, and may crash. So it gets to know a connection that stays.
 void AtspiBus::stayKnownTo(const AtspiApplication& application) {
     const std::scoped_lock lock(mutex_);
-    if (sentinel_) sentinel_->tell(addressCall(*sentinel_, application.root));
+    if (sentinel_)
+        sentinel_->tell(rootCall(*sentinel_, application.root, AtspiCall::getApplicationBusAddress));
 }
 
 AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
@@ -260,7 +289,8 @@ AtspiBus::DirectLine AtspiBus::openDirectly(BusConnection& bus, const AtspiAppli
                                             Deadline deadline) {
     stayKnownTo(application);
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
-    const SdBusMessage reply = bus.callAndWait(addressCall(bus, application.root), limit);
+    const SdBusMessage reply =
+        bus.callAndWait(rootCall(bus, application.root, AtspiCall::getApplicationBusAddress), limit);
     // An error reply comes at once; only an application that does not serve its connection takes this long.
     if (!reply) return {"", nullptr, limit.passed()};
     const char* address = nullptr;

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -28,6 +29,16 @@ struct AtspiReference {
 struct AtspiApplication {
     AtspiReference root;
     pid_t pid = 0;
+};
+
+/// What is the same for all objects of an application, for as long as it lives.
+struct AtspiToolkit {
+    /// Its toolkit by the application's own account, such as "gtk" or "Chromium"; empty when it does not say.
+    std::string name;
+    /// Whether its objects know of identifiers at all.
+    bool hasIdentifiers = false;
+    /// Whether it is of no use to ask it for a tree that it does not build by itself: that was tried.
+    bool staysDormant = false;
 };
 
 /// The session's accessibility bus: finds it, notices when it goes, finds it again. Any thread.
@@ -73,6 +84,13 @@ class AtspiBus {
     /// The process that owns a bus name.
     std::optional<pid_t> pidOf(BusConnection& bus, const std::string& busName, Deadline deadline);
 
+    /// An application's toolkit; nothing when the application does not answer.
+    std::optional<AtspiToolkit> toolkit(BusConnection& bus, const AtspiApplication& application,
+                                        Deadline deadline);
+
+    /// Remembers that an application did not build its tree when it was asked to.
+    void learnThatItStaysDormant(const std::string& busName);
+
     /// Where an application can be reached past the bus, and a connection there, from lines() or for it. Null
     /// when there are enough, or the application offers none that leads to its own process; `frozen` when it
     /// did not answer at all.
@@ -93,9 +111,15 @@ class AtspiBus {
   private:
     bool connect();
     void giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
-    std::optional<pid_t> knownPid(const std::string& busName);
+    /// What has been learnt of the owner of a bus name.
+    struct Peer {
+        std::optional<pid_t> pid;
+        std::optional<AtspiToolkit> toolkit;
+    };
+
+    Peer known(const std::string& busName);
     std::uint64_t generation();
-    void learnPid(const std::string& busName, pid_t pid, std::uint64_t generation);
+    void learn(const std::string& busName, std::uint64_t generation, const std::function<void(Peer&)>& what);
     void stayKnownTo(const AtspiApplication& application);
     DirectLine openDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
 
@@ -111,7 +135,7 @@ class AtspiBus {
     // Lives as long as the bus, and asks nothing: its end tells that the bus is gone.
     std::unique_ptr<BusConnection> sentinel_;
     std::vector<std::unique_ptr<BusConnection>> idle_;
-    std::map<std::string, pid_t> pids_;
+    std::map<std::string, Peer> peers_;
     DirectLines lines_;
 };
 

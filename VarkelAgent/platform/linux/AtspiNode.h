@@ -13,25 +13,14 @@
 namespace varkel {
 
 /// The pieces of an accessible object that are read one call each.
-enum class AtspiPart : std::uint8_t {
-    name,
-    accessibleId,
-    childCount,
-    role,
-    states,
-    extents,
-    text,
-    number,
-    children
-};
-inline constexpr std::size_t atspiPartCount = 9;
+enum class AtspiPart : std::uint8_t { name, accessibleId, childCount, role, states, extents, text, children };
+inline constexpr std::size_t atspiPartCount = 8;
 
 /// Interfaces that tell which calls are worth making.
 struct AtspiInterfaces {
     bool known = false;
     bool component = false;
     bool text = false;
-    bool value = false;
 };
 
 /// An element's rectangle as the application states it.
@@ -56,7 +45,6 @@ struct AtspiNode {
     AtspiStates states;
     AtspiExtents extents;
     std::string text;
-    double number = 0;
     /// Indices of nodes of the same session.
     std::vector<std::uint32_t> children;
 
@@ -70,6 +58,7 @@ struct AtspiNode {
     std::uint32_t sweep = 0;
 
     bool isUnasked(AtspiPart part) const { return progressOf(part) == Progress::unasked; }
+    bool isPending(AtspiPart part) const { return progressOf(part) < Progress::known; }
     bool isKnown(AtspiPart part) const { return progressOf(part) == Progress::known; }
     void markAsked(AtspiPart part) { progress_[index(part)] = Progress::asked; }
     void markKnown(AtspiPart part) { progress_[index(part)] = Progress::known; }
@@ -80,6 +69,7 @@ struct AtspiNode {
     }
 
     void forget(AtspiPart part) { progress_[index(part)] = Progress::unasked; }
+    void forgetAll() { progress_ = {}; }
 
     /// Why a part is missing.
     AXError reason(AtspiPart part) const { return reason_[index(part)]; }

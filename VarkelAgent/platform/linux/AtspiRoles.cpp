@@ -217,21 +217,4 @@ bool isTextBearing(AtspiRole role) {
     }
 }
 
-bool isNumeric(AtspiRole role) {
-    using enum AtspiRole;
-    switch (role) {
-        case dial:
-        case levelBar:
-        case progressBar:
-        case rating:
-        case scrollBar:
-        case slider:
-        case spinButton:
-        case splitPane:
-            return true;
-        default:
-            return false;
-    }
-}
-
 }  // namespace varkel

@@ -57,7 +57,4 @@ bool roleDependsOnStates(AtspiRole role);
 /// there. Password fields are not among them.
 bool isTextBearing(AtspiRole role);
 
-/// Whether an element of this role may hold a number.
-bool isNumeric(AtspiRole role);
-
 }  // namespace varkel

@@ -57,12 +57,17 @@ AtspiSession::AtspiSession(AtspiBus& bus, pid_t pid)
 bool AtspiSession::connect() {
     if (connected_) return reachable_;
     connected_ = true;
+    // The number that stands for processes that the bus could not tell.
+    if (pid_ <= 0) return false;
     auto lease = bus_.lease(earlier(deadline_, Deadline::in(callLimit)));
     if (!lease) return false;
     lease_.emplace(std::move(*lease));
     const auto applications = bus_.applications(**lease_, deadline_);
     const auto found = std::ranges::find(applications, pid_, &AtspiApplication::pid);
     if (found == applications.end()) return false;
+    auto toolkit = bus_.toolkit(**lease_, *found, deadline_);
+    if (!toolkit) return false;
+    toolkit_ = std::move(*toolkit);
     auto line = bus_.connectDirectly(**lease_, *found, deadline_);
     if (line.frozen) return false;
     const bool direct = line.connection != nullptr;
@@ -148,11 +153,11 @@ std::optional<pid_t> AtspiSession::pidOf(std::uint32_t index) {
     return peer.pid;
 }
 
-SdBusMessage AtspiSession::newCall(std::uint32_t index, const char* interface, const char* member) {
+SdBusMessage AtspiSession::newCall(std::uint32_t index, AtspiCall call) {
     const AtspiNode& node = nodes_[index];
     const Peer& peer = peers_[node.peer];
     const char* destination = peer.direct ? nullptr : peer.busName.c_str();
-    return nextLane(peer).newCall({destination, node.path.c_str(), interface, member});
+    return newAtspiCall(nextLane(peer), destination, node.path.c_str(), call);
 }
 
 void AtspiSession::send(std::uint32_t index, SdBusMessage message, ReplyHandler handler) {
@@ -226,8 +231,10 @@ void AtspiSession::ask(std::uint32_t index, AtspiPart part) {
     if (!nodes_[index].isUnasked(part)) return;
     switch (part) {
         case AtspiPart::name:
+            askName(index);
+            return;
         case AtspiPart::childCount:
-            askProperties(index);
+            askChildCount(index);
             return;
         case AtspiPart::accessibleId:
             askAccessibleId(index);
@@ -244,67 +251,51 @@ void AtspiSession::ask(std::uint32_t index, AtspiPart part) {
         case AtspiPart::text:
             askText(index);
             return;
-        case AtspiPart::number:
-            askNumber(index);
-            return;
         case AtspiPart::children:
             askChildren(index);
             return;
     }
 }
 
-void AtspiSession::askProperties(std::uint32_t index) {
-    constexpr std::array parts{AtspiPart::name, AtspiPart::accessibleId, AtspiPart::childCount};
-    for (const AtspiPart part : parts) {
-        if (nodes_[index].isUnasked(part)) nodes_[index].markAsked(part);
-    }
-    SdBusMessage call = newCall(index, dbusProperties, "GetAll");
-    if (call && sd_bus_message_append(call.get(), "s", atspiAccessible) < 0) call.reset();
-    send(index, std::move(call), [this, index, parts](CallOutcome outcome, sd_bus_message* reply) {
-        if (reply != nullptr) readProperties(index, reply);
-        for (const AtspiPart part : parts) {
-            if (!nodes_[index].isKnown(part)) settle(index, part, outcome, false);
-        }
-        if (sweep_ && nodes_[index].isKnown(AtspiPart::childCount))
-            continueSweep(index, AtspiPart::childCount);
-    });
+void AtspiSession::askName(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::name);
+    send(index, newCall(index, AtspiCall::getName),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             const char* text = nullptr;
+             const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
+             settle(index, AtspiPart::name, outcome, understood && keep(nodes_[index].name, text));
+         });
 }
 
-void AtspiSession::readProperties(std::uint32_t index, sd_bus_message* reply) {
-    AtspiNode& node = nodes_[index];
-    if (sd_bus_message_enter_container(reply, 'a', "{sv}") < 0) return;
-    while (sd_bus_message_enter_container(reply, 'e', "sv") > 0) {
-        const char* key = nullptr;
-        const char* text = nullptr;
-        if (sd_bus_message_read(reply, "s", &key) < 0) return;
-        const std::string_view property(key);
-        if (property == "Name" && sd_bus_message_read(reply, "v", "s", &text) > 0) {
-            if (keep(node.name, text)) node.markKnown(AtspiPart::name);
-        } else if (property == "AccessibleId" && sd_bus_message_read(reply, "v", "s", &text) > 0) {
-            if (keep(node.accessibleId, text)) node.markKnown(AtspiPart::accessibleId);
-        } else if (property == "ChildCount" && sd_bus_message_read(reply, "v", "i", &node.childCount) > 0) {
-            node.markKnown(AtspiPart::childCount);
-        } else if (sd_bus_message_skip(reply, "v") < 0) {
-            return;
-        }
-        if (sd_bus_message_exit_container(reply) < 0) return;
-    }
+void AtspiSession::askChildCount(std::uint32_t index) {
+    nodes_[index].markAsked(AtspiPart::childCount);
+    send(index, newCall(index, AtspiCall::getChildCount),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             std::int32_t& count = nodes_[index].childCount;
+             const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) > 0;
+             settle(index, AtspiPart::childCount, outcome, understood);
+         });
 }
 
 void AtspiSession::askAccessibleId(std::uint32_t index) {
+    // What another process contributes may be of another toolkit.
+    if (nodes_[index].peer == 0 && !toolkit_.hasIdentifiers) {
+        nodes_[index].markMissing(AtspiPart::accessibleId, AXError::unsupported);
+        return;
+    }
     nodes_[index].markAsked(AtspiPart::accessibleId);
-    SdBusMessage call = newCall(index, dbusProperties, "Get");
-    if (call && sd_bus_message_append(call.get(), "ss", atspiAccessible, "AccessibleId") < 0) call.reset();
-    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
-        const char* text = nullptr;
-        const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
-        settle(index, AtspiPart::accessibleId, outcome, understood && keep(nodes_[index].accessibleId, text));
-    });
+    send(index, newCall(index, AtspiCall::getAccessibleId),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             const char* text = nullptr;
+             const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
+             settle(index, AtspiPart::accessibleId, outcome,
+                    understood && keep(nodes_[index].accessibleId, text));
+         });
 }
 
 void AtspiSession::askRole(std::uint32_t index) {
     nodes_[index].markAsked(AtspiPart::role);
-    send(index, newCall(index, atspiAccessible, "GetRole"),
+    send(index, newCall(index, AtspiCall::getRole),
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              std::uint32_t number = 0;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "u", &number) > 0;
@@ -315,7 +306,7 @@ void AtspiSession::askRole(std::uint32_t index) {
 
 void AtspiSession::askStates(std::uint32_t index) {
     nodes_[index].markAsked(AtspiPart::states);
-    send(index, newCall(index, atspiAccessible, "GetState"),
+    send(index, newCall(index, AtspiCall::getState),
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
              nodes_[index].states = states.value_or(AtspiStates());
@@ -325,9 +316,14 @@ void AtspiSession::askStates(std::uint32_t index) {
 
 void AtspiSession::askExtents(std::uint32_t index) {
     constexpr std::uint32_t screenCoordinates = 0;
+    constexpr std::uint32_t windowCoordinates = 1;
+    // GTK 4 knows no others. It answers relative to the window in any case, but writes a warning each time.
+    const bool isRelative = nodes_[index].peer == 0 && toolkit_.name == "GTK";
     nodes_[index].markAsked(AtspiPart::extents);
-    SdBusMessage call = newCall(index, "org.a11y.atspi.Component", "GetExtents");
-    if (call && sd_bus_message_append(call.get(), "u", screenCoordinates) < 0) call.reset();
+    SdBusMessage call = newCall(index, AtspiCall::getExtents);
+    if (call &&
+        sd_bus_message_append(call.get(), "u", isRelative ? windowCoordinates : screenCoordinates) < 0)
+        call.reset();
     send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
         AtspiExtents& extents = nodes_[index].extents;
         const bool understood =
@@ -340,24 +336,12 @@ void AtspiSession::askExtents(std::uint32_t index) {
 void AtspiSession::askText(std::uint32_t index) {
     constexpr std::int32_t toTheEnd = -1;
     nodes_[index].markAsked(AtspiPart::text);
-    SdBusMessage call = newCall(index, "org.a11y.atspi.Text", "GetText");
+    SdBusMessage call = newCall(index, AtspiCall::getText);
     if (call && sd_bus_message_append(call.get(), "ii", 0, toTheEnd) < 0) call.reset();
     send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
         const char* text = nullptr;
         const bool understood = reply != nullptr && sd_bus_message_read(reply, "s", &text) > 0;
         settle(index, AtspiPart::text, outcome, understood && keep(nodes_[index].text, text));
-    });
-}
-
-void AtspiSession::askNumber(std::uint32_t index) {
-    nodes_[index].markAsked(AtspiPart::number);
-    SdBusMessage call = newCall(index, dbusProperties, "Get");
-    if (call && sd_bus_message_append(call.get(), "ss", "org.a11y.atspi.Value", "CurrentValue") < 0)
-        call.reset();
-    send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
-        const bool understood =
-            reply != nullptr && sd_bus_message_read(reply, "v", "d", &nodes_[index].number) > 0;
-        settle(index, AtspiPart::number, outcome, understood);
     });
 }
 
@@ -376,7 +360,7 @@ void AtspiSession::askChildren(std::uint32_t index) {
 }
 
 void AtspiSession::askChildList(std::uint32_t index) {
-    send(index, newCall(index, atspiAccessible, "GetChildren"),
+    send(index, newCall(index, AtspiCall::getChildren),
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              const bool understood =
                  reply != nullptr && sd_bus_message_enter_container(reply, 'a', "(so)") > 0;
@@ -396,7 +380,7 @@ void AtspiSession::askChildrenOneByOne(std::uint32_t index) {
     const auto list = std::make_shared<SlowChildren>(
         SlowChildren{wanted, std::vector<std::optional<std::uint32_t>>(wanted)});
     for (std::size_t i = 0; i < wanted; ++i) {
-        SdBusMessage call = newCall(index, atspiAccessible, "GetChildAtIndex");
+        SdBusMessage call = newCall(index, AtspiCall::getChildAtIndex);
         if (call && sd_bus_message_append(call.get(), "i", static_cast<std::int32_t>(i)) < 0) call.reset();
         send(index, std::move(call), [this, index, i, list](CallOutcome outcome, sd_bus_message* reply) {
             if (reply != nullptr) list->found[i] = readReference(reply, nodes_[index].peer);

@@ -9,11 +9,11 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "platform/linux/AtspiBus.h"
+#include "platform/linux/AtspiCalls.h"
 #include "platform/linux/AtspiNode.h"
 
 namespace varkel {
@@ -43,17 +43,19 @@ class AtspiSession {
     void loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,
                      const PrefetchScope& scope);
 
-    /// What an act on a node came to. No answer in time counts as done: the application took the call, and
-    /// one that opens a dialog or quits before it answers must not be made to act twice.
-    enum class Act { done, unsupported, refused };
+    /// What an act on a node came to. `unanswered`: the call went out, and no answer came in time. An
+    /// application that opens a dialog or quits before it answers has acted, and must not be made to act
+    /// twice.
+    enum class Act { done, unanswered, unsupported, refused };
 
-    /// Performs the first of the named actions that the node has.
-    Act performAction(std::uint32_t index, std::span<const std::string_view> names);
+    /// Performs the action that does what a person's click on the node does, if it has one.
+    Act press(std::uint32_t index);
 
-    /// Replaces the text of an editable node.
+    /// Replaces the text of an editable node. Done only when the new text has been seen there, or a text that
+    /// the node made of it; a password, which cannot be seen, counts as taken.
     Act setText(std::uint32_t index, const std::string& text);
 
-    /// Asks for the keyboard focus.
+    /// Asks for the keyboard focus. Done only when the node has it.
     Act grabFocus(std::uint32_t index);
 
     /// Asks for the node to be scrolled into view, as far as its toolkit can. What was read of places is
@@ -92,6 +94,11 @@ class AtspiSession {
         std::size_t visited = 0;
     };
 
+    /// The form of an application's list of its objects; see AtspiSweep.cpp.
+    struct CacheShape;
+    /// How many objects in such a list name a node as their parent.
+    using ListedChildren = std::unordered_map<std::uint32_t, std::int32_t>;
+
     /// The parts of a child list that is read one child at a time.
     struct SlowChildren {
         std::size_t missing;
@@ -105,37 +112,45 @@ class AtspiSession {
     void serve();
     Act act(std::uint32_t index, SdBusMessage call);
     std::vector<std::string> actionNames(std::uint32_t index);
+    std::optional<std::string> currentText(std::uint32_t index);
+    bool hasFocus(std::uint32_t index);
+    bool awaitText(std::uint32_t index, const std::optional<std::string>& before, const std::string& text);
     std::optional<std::uint32_t> peerNamed(const std::string& busName);
     std::optional<std::uint32_t> nodeAt(std::uint32_t peer, const std::string& path);
     std::optional<std::uint32_t> readReference(sd_bus_message* message, std::uint32_t peer);
 
-    SdBusMessage newCall(std::uint32_t index, const char* interface, const char* member);
+    SdBusMessage newCall(std::uint32_t index, AtspiCall call);
     void send(std::uint32_t index, SdBusMessage message, ReplyHandler handler);
 
     void ask(std::uint32_t index, AtspiPart part);
-    void askProperties(std::uint32_t index);
+    void askName(std::uint32_t index);
+    void askChildCount(std::uint32_t index);
     void askAccessibleId(std::uint32_t index);
     void askRole(std::uint32_t index);
     void askStates(std::uint32_t index);
     void askExtents(std::uint32_t index);
     void askText(std::uint32_t index);
-    void askNumber(std::uint32_t index);
     void askChildren(std::uint32_t index);
     void askChildList(std::uint32_t index);
     void askChildrenOneByOne(std::uint32_t index);
 
     void settle(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood);
-    void readProperties(std::uint32_t index, sd_bus_message* reply);
     void adopt(std::uint32_t index);
     bool takeRoom(std::size_t bytes);
     bool keep(std::string& field, const char* text);
 
     void loadCache();
-    void readCacheItem(sd_bus_message* reply);
+    void readCacheItems(sd_bus_message* reply, const CacheShape& shape);
+    bool readCacheItem(sd_bus_message* reply, const CacheShape& shape, ListedChildren& listed);
+    static std::optional<std::int32_t> readCachedChildCount(sd_bus_message* reply, const CacheShape& shape);
+    std::size_t sweep(std::uint32_t index, const Sweep& plan);
+    bool isDormant() const;
+    bool hasEmptyDocument() const;
+    void wake(const Sweep& plan);
     void visit(std::uint32_t index);
     void continueSweep(std::uint32_t index, AtspiPart part);
     void askValue(std::uint32_t index);
-    bool mayHaveExtents(std::uint32_t index);
+    void askExtentsOnceItMayHaveThem(std::uint32_t index);
 
     AtspiBus& bus_;
     const pid_t pid_;
@@ -143,6 +158,7 @@ class AtspiSession {
     bool connected_ = false;
     bool reachable_ = false;
     std::optional<AtspiBus::Lease> lease_;
+    AtspiToolkit toolkit_;
     std::string directAddress_;
     // Connections past the bus, all to the application itself; the first is there from the beginning. An
     // application takes one message of each connection in a turn of its main loop, so that bulk loads are

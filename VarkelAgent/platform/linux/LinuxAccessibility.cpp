@@ -1,7 +1,6 @@
 #include "platform/linux/LinuxAccessibility.h"
 
-#include <array>
-#include <string_view>
+#include <string>
 #include <utility>
 
 #include "platform/linux/AtspiSession.h"
@@ -50,16 +49,10 @@ Value readValue(const AtspiElement& element) {
     AtspiSession& session = *element.session;
     if (!session.load(element.node, AtspiPart::role)) return missing(element, AtspiPart::role);
     const AtspiNode& node = session.node(element.node);
-    if (isTextBearing(node.role)) {
-        if (node.interfaces.known && !node.interfaces.text) return Value::failed(AXError::unsupported);
-        if (!session.load(element.node, AtspiPart::text)) return missing(element, AtspiPart::text);
-        return Value::of(node.text);
-    }
-    if (!isNumeric(node.role) && !(node.interfaces.known && node.interfaces.value)) {
-        return Value::failed(AXError::unsupported);
-    }
-    if (!session.load(element.node, AtspiPart::number)) return missing(element, AtspiPart::number);
-    return Value::of(node.number);
+    if (!isTextBearing(node.role)) return Value::failed(AXError::unsupported);
+    if (node.interfaces.known && !node.interfaces.text) return Value::failed(AXError::unsupported);
+    if (!session.load(element.node, AtspiPart::text)) return missing(element, AtspiPart::text);
+    return Value::of(node.text);
 }
 
 Value readState(const AtspiElement& element, AXAttribute attribute) {
@@ -94,12 +87,10 @@ Value readGeometry(const AtspiElement& element, AXAttribute attribute) {
     return Value::of(CGSize{static_cast<double>(extents.width), static_cast<double>(extents.height)});
 }
 
-/// What pressing means, by the names that toolkits give it.
-constexpr std::array<std::string_view, 6> pressNames{"click", "press", "activate", "toggle", "jump", "open"};
-
 AXError toError(AtspiSession::Act act) {
     switch (act) {
         case AtspiSession::Act::done:
+        case AtspiSession::Act::unanswered:
             return AXError::success;
         case AtspiSession::Act::unsupported:
             return AXError::unsupported;
@@ -163,7 +154,7 @@ AXResult<pid_t> LinuxAccessibility::AXUIElementGetPid(const AXUIElementRef& elem
 
 AXError LinuxAccessibility::AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) {
     const AtspiElement& own = unwrap(element);
-    if (action == AXAction::press) return toError(own.session->performAction(own.node, pressNames));
+    if (action == AXAction::press) return toError(own.session->press(own.node));
     return scroll(element, action);
 }
 

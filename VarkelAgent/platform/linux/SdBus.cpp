@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <iterator>
 #include <string_view>
 #include <vector>
@@ -154,18 +155,22 @@ std::size_t BusConnection::outstanding() const {
 }
 
 void BusConnection::failOutstanding() {
+    // The library writes in order: what it has not written yet are the last of the calls.
+    std::uint64_t unwritten = 0;
+    if (dead_ || sd_bus_get_n_queued_write(bus_, &unwritten) < 0) unwritten = 0;
     if (!dead_) sd_bus_close(bus_);
     dead_ = true;
-    // A handler may queue more calls; they fail in the same sweep.
-    while (!inFlight_.empty() || !queued_.empty()) {
-        const bool sent = !inFlight_.empty();
-        const ReplyHandler handler = std::move(sent ? inFlight_.front().handler : queued_.front().second);
-        if (sent) {
-            inFlight_.pop_front();
-        } else {
-            queued_.pop_front();
-        }
-        handler(CallOutcome::unanswered, nullptr);
+    // A handler may queue more calls; they fail in the same turn.
+    while (!inFlight_.empty()) {
+        const ReplyHandler handler = std::move(inFlight_.front().handler);
+        const bool sent = inFlight_.size() > unwritten;
+        inFlight_.pop_front();
+        handler(sent ? CallOutcome::unanswered : CallOutcome::unsent, nullptr);
+    }
+    while (!queued_.empty()) {
+        const ReplyHandler handler = std::move(queued_.front().second);
+        queued_.pop_front();
+        handler(CallOutcome::unsent, nullptr);
     }
 }
 

@@ -30,6 +30,8 @@ enum class CallOutcome {
     refused,
     /// No answer in time, or the connection ended first. What was asked for may have been done.
     unanswered,
+    /// The connection ended before the call had left this process.
+    unsent,
 };
 
 /// Gets the end of a call. `reply` is null unless `outcome` is replied, and gone after the handler returns.
@@ -92,7 +94,8 @@ class BusConnection {
     /// Calls that have not been answered yet.
     std::size_t outstanding() const;
 
-    /// Ends every queued and outstanding call as unanswered, and the connection with them.
+    /// Ends every outstanding call as unanswered, those that have not left yet as unsent, and the connection
+    /// with them.
     void failOutstanding();
 
     /// Whether the other end is still there as far as is known without asking it. Does not wait.

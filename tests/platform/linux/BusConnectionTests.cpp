@@ -132,5 +132,22 @@ TEST(BusConnection, TakesNoDescriptorsFromAnApplication) {
     EXPECT_LE(openDescriptors(), before);
 }
 
+TEST(BusConnection, TellsCallsThatNeverLeftFromThoseThatMayHaveBeenObeyed) {
+    HandPlayedPeer peer;
+    ASSERT_TRUE(peer.connection && peer.connection->isReady());
+    // The first is small; the second is more than a socket takes; the third has to wait for it.
+    std::vector<CallOutcome> outcomes;
+    for (const std::size_t size : {std::size_t{1}, std::size_t{64} << 20, std::size_t{1}}) {
+        SdBusMessage call = peer.connection->newCall({nullptr, "/", "org.example.Text", "Set"});
+        ASSERT_GE(sd_bus_message_append(call.get(), "s", std::string(size, 'x').c_str()), 0);
+        peer.connection->call(std::move(call),
+                              [&](CallOutcome outcome, sd_bus_message*) { outcomes.push_back(outcome); });
+    }
+    peer.connection->serve();
+    peer.connection->failOutstanding();
+    using enum CallOutcome;
+    EXPECT_EQ(outcomes, (std::vector{unanswered, unsent, unsent}));
+}
+
 }  // namespace
 }  // namespace varkel
