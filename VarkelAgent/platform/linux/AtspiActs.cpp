@@ -138,6 +138,8 @@ void AtspiSession::scrollIntoView(std::uint32_t index) {
     SdBusMessage call = newCall(index, AtspiCall::scrollTo);
     if (call && sd_bus_message_append(call.get(), "u", anywhere) < 0) call.reset();
     act(index, std::move(call));
+    // What was out of sight may be shown now.
+    nodes_[index].forget(AtspiPart::states);
     nodes_[index].forget(AtspiPart::extents);
 }
 

@@ -41,6 +41,9 @@ Wire wire(AtspiCall call) {
         // All. GTK 3 has it only for objects with actions.
         case AtspiCall::getNActions:
             return {action, "NActions", true};
+        // GTK 4 only, which takes no -1 for the end of a text.
+        case AtspiCall::getCharacterCount:
+            return {plainText, "CharacterCount", true};
         // All.
         case AtspiCall::getRole:
             return {accessible, "GetRole"};

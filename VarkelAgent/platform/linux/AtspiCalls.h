@@ -15,6 +15,7 @@ enum class AtspiCall : std::uint8_t {
     getAccessibleId,
     getToolkitName,
     getNActions,
+    getCharacterCount,
 
     // Methods that read.
     getRole,

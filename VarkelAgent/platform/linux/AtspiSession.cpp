@@ -41,10 +41,13 @@ bool isMenu(AtspiRole role) {
     return role == AtspiRole::menu || role == AtspiRole::popupMenu;
 }
 
-bool isClosedMenu(const AtspiNode& node) {
-    if (!node.isKnown(AtspiPart::role) || !isMenu(node.role) || !node.isKnown(AtspiPart::states))
-        return false;
+bool isInvisible(const AtspiNode& node) {
+    if (!node.isKnown(AtspiPart::states)) return false;
     return !node.states.has(AtspiState::visible) && !node.states.has(AtspiState::showing);
+}
+
+bool isClosedMenu(const AtspiNode& node) {
+    return node.isKnown(AtspiPart::role) && isMenu(node.role) && isInvisible(node);
 }
 
 }  // namespace
@@ -186,14 +189,16 @@ void AtspiSession::adopt(std::uint32_t index) {
     }
 }
 
-void AtspiSession::loadMenusAbove(std::uint32_t index) {
+void AtspiSession::loadVisibility(std::uint32_t index) {
+    load(index, AtspiPart::states);
     std::optional<std::uint32_t> at = index;
     for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
         if (load(*at, AtspiPart::role) && isMenu(nodes_[*at].role)) load(*at, AtspiPart::states);
     }
 }
 
-bool AtspiSession::isInClosedMenu(std::uint32_t index) const {
+bool AtspiSession::isHidden(std::uint32_t index) const {
+    if (isInvisible(nodes_[index])) return true;
     std::optional<std::uint32_t> at = index;
     for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
         if (isClosedMenu(nodes_[*at])) return true;
@@ -314,15 +319,19 @@ void AtspiSession::askStates(std::uint32_t index) {
          });
 }
 
+/// What another process contributes may be of another toolkit.
+bool AtspiSession::isOfGTK4(std::uint32_t index) const {
+    return nodes_[index].peer == 0 && toolkit_.name == "GTK";
+}
+
 void AtspiSession::askExtents(std::uint32_t index) {
     constexpr std::uint32_t screenCoordinates = 0;
     constexpr std::uint32_t windowCoordinates = 1;
     // GTK 4 knows no others. It answers relative to the window in any case, but writes a warning each time.
-    const bool isRelative = nodes_[index].peer == 0 && toolkit_.name == "GTK";
     nodes_[index].markAsked(AtspiPart::extents);
     SdBusMessage call = newCall(index, AtspiCall::getExtents);
     if (call &&
-        sd_bus_message_append(call.get(), "u", isRelative ? windowCoordinates : screenCoordinates) < 0)
+        sd_bus_message_append(call.get(), "u", isOfGTK4(index) ? windowCoordinates : screenCoordinates) < 0)
         call.reset();
     send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
         AtspiExtents& extents = nodes_[index].extents;
@@ -336,8 +345,19 @@ void AtspiSession::askExtents(std::uint32_t index) {
 void AtspiSession::askText(std::uint32_t index) {
     constexpr std::int32_t toTheEnd = -1;
     nodes_[index].markAsked(AtspiPart::text);
+    if (!isOfGTK4(index)) return askTextUpTo(index, toTheEnd);
+    send(index, newCall(index, AtspiCall::getCharacterCount),
+         [this, index](CallOutcome outcome, sd_bus_message* reply) {
+             std::int32_t count = 0;
+             const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) > 0;
+             if (!understood || count < 0) return settle(index, AtspiPart::text, outcome, false);
+             askTextUpTo(index, count);
+         });
+}
+
+void AtspiSession::askTextUpTo(std::uint32_t index, std::int32_t end) {
     SdBusMessage call = newCall(index, AtspiCall::getText);
-    if (call && sd_bus_message_append(call.get(), "ii", 0, toTheEnd) < 0) call.reset();
+    if (call && sd_bus_message_append(call.get(), "ii", 0, end) < 0) call.reset();
     send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
         const char* text = nullptr;
         const bool understood = reply != nullptr && sd_bus_message_read(reply, "s", &text) > 0;

@@ -65,13 +65,13 @@ class AtspiSession {
     /// Why a part of a node is not there.
     AXError reason(std::uint32_t index, AtspiPart part) const { return nodes_[index].reason(part); }
 
-    /// Whether a node is a menu that is not open, or inside one. It has no place on the screen then, whatever
-    /// the application says; asking each of its items anyway is what makes applications with large menus slow
-    /// to read. Goes by what is known; loadMenusAbove() makes that enough.
-    bool isInClosedMenu(std::uint32_t index) const;
+    /// Whether a node is known to be hidden, or in a menu that is not open. It has no place on the screen
+    /// then, whatever the application says; asking for it anyway is what makes applications with large menus
+    /// slow to read. Goes by what is known; loadVisibility() makes that enough.
+    bool isHidden(std::uint32_t index) const;
 
-    /// Reads what isInClosedMenu() needs.
-    void loadMenusAbove(std::uint32_t index);
+    /// Reads what isHidden() needs.
+    void loadVisibility(std::uint32_t index);
 
   private:
     struct Peer {
@@ -123,6 +123,7 @@ class AtspiSession {
     void send(std::uint32_t index, SdBusMessage message, ReplyHandler handler);
 
     void ask(std::uint32_t index, AtspiPart part);
+    bool isOfGTK4(std::uint32_t index) const;
     void askName(std::uint32_t index);
     void askChildCount(std::uint32_t index);
     void askAccessibleId(std::uint32_t index);
@@ -130,6 +131,7 @@ class AtspiSession {
     void askStates(std::uint32_t index);
     void askExtents(std::uint32_t index);
     void askText(std::uint32_t index);
+    void askTextUpTo(std::uint32_t index, std::int32_t end);
     void askChildren(std::uint32_t index);
     void askChildList(std::uint32_t index);
     void askChildrenOneByOne(std::uint32_t index);

@@ -120,13 +120,13 @@ void AtspiSession::visit(std::uint32_t index) {
     if (roleKnown) continueSweep(index, AtspiPart::role);
 }
 
-/// Asks for the place, as soon as role and states tell whether the element is in a closed menu.
+/// Asks for the place, as soon as role and states tell whether the element has one.
 void AtspiSession::askExtentsOnceItMayHaveThem(std::uint32_t index) {
     const AtspiNode& node = nodes_[index];
     if (!sweep_->extents || node.isPending(AtspiPart::role)) return;
     if (sweep_->states && node.isPending(AtspiPart::states)) return;
     if (node.interfaces.known && !node.interfaces.component) return;
-    if (!isInClosedMenu(index)) ask(index, AtspiPart::extents);
+    if (!isHidden(index)) ask(index, AtspiPart::extents);
 }
 
 /// Goes on from a part that has just become known, or is known to be missing.

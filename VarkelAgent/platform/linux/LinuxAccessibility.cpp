@@ -64,10 +64,11 @@ Value readState(const AtspiElement& element, AXAttribute attribute) {
     return Value::of(states.has(AtspiState::enabled) || states.has(AtspiState::sensitive));
 }
 
-/// Toolkits report INT_MIN and the like for what is not on the screen.
+/// Toolkits report INT_MIN and the like, or nothing but zeros, for what is not on the screen.
 bool isSane(const AtspiExtents& extents) {
     constexpr std::int32_t farthest = 1'000'000;
     const auto near = [](std::int32_t coordinate) { return coordinate > -farthest && coordinate < farthest; };
+    if (extents.width == 0 && extents.height == 0) return false;
     return near(extents.x) && near(extents.y) && extents.width >= 0 && extents.height >= 0 &&
            near(extents.width) && near(extents.height);
 }
@@ -76,8 +77,8 @@ Value readGeometry(const AtspiElement& element, AXAttribute attribute) {
     AtspiSession& session = *element.session;
     const AtspiInterfaces& interfaces = session.node(element.node).interfaces;
     if (interfaces.known && !interfaces.component) return Value::failed(AXError::unsupported);
-    session.loadMenusAbove(element.node);
-    if (session.isInClosedMenu(element.node)) return Value::failed(AXError::noValue);
+    session.loadVisibility(element.node);
+    if (session.isHidden(element.node)) return Value::failed(AXError::noValue);
     if (!session.load(element.node, AtspiPart::extents)) return missing(element, AtspiPart::extents);
     const AtspiExtents& extents = session.node(element.node).extents;
     if (!isSane(extents)) return Value::failed(AXError::noValue);
