@@ -37,8 +37,7 @@ class Page:
         with open(path, "a", encoding="utf-8") as file:
             file.write(COUNTER)
         profile = os.path.join(desktop.directory, "chromium")
-        self.process = desktop.start([*CHROMIUM, f"--user-data-dir={profile}", f"file://{path}"],
-                                     env={"ACCESSIBILITY_ENABLED": "1"})
+        self.process = desktop.start([*CHROMIUM, f"--user-data-dir={profile}", f"file://{path}"])
         desktop.activate(desktop.wait_for_window(self.process, 60))
         self.pid, self.clicks = self.process.pid, 0
 
