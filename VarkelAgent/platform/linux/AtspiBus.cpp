@@ -256,9 +256,9 @@ std::optional<AtspiToolkit> AtspiBus::toolkit(BusConnection& bus, const AtspiApp
     return toolkit;
 }
 
-void AtspiBus::learnThatItStaysDormant(const std::string& busName) {
-    learn(busName, generation(), [](Peer& peer) {
-        if (peer.toolkit) peer.toolkit->staysDormant = true;
+void AtspiBus::learnThatItStaysDormant(const std::string& busName, Deadline until) {
+    learn(busName, generation(), [&](Peer& peer) {
+        if (peer.toolkit) peer.toolkit->dormantUntil = until;
     });
 }
 

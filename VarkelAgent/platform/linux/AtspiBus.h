@@ -37,8 +37,8 @@ struct AtspiToolkit {
     std::string name;
     /// Whether its objects know of identifiers at all.
     bool hasIdentifiers = false;
-    /// Whether it is of no use to ask it for a tree that it does not build by itself: that was tried.
-    bool staysDormant = false;
+    /// Until when it is of no use to ask it for a tree that it does not build by itself: that was tried.
+    Deadline dormantUntil = Deadline::in(Deadline::Duration::zero());
 };
 
 /// The session's accessibility bus: finds it, notices when it goes, finds it again. Any thread.
@@ -88,8 +88,8 @@ class AtspiBus {
     std::optional<AtspiToolkit> toolkit(BusConnection& bus, const AtspiApplication& application,
                                         Deadline deadline);
 
-    /// Remembers that an application did not build its tree when it was asked to.
-    void learnThatItStaysDormant(const std::string& busName);
+    /// Remembers that an application did not build its tree when it was asked to, and when to ask again.
+    void learnThatItStaysDormant(const std::string& busName, Deadline until);
 
     /// Where an application can be reached past the bus, and a connection there, from lines() or for it. Null
     /// when there are enough, or the application offers none that leads to its own process; `frozen` when it

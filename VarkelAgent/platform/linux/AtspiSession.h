@@ -149,6 +149,7 @@ class AtspiSession {
     bool isDormant() const;
     bool hasEmptyDocument() const;
     void wake(const Sweep& plan);
+    void askWindowsForAttributes();
     void visit(std::uint32_t index);
     void continueSweep(std::uint32_t index, AtspiPart part);
     void askValue(std::uint32_t index);

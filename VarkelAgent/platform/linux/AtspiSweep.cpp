@@ -16,6 +16,8 @@ namespace {
 
 /// How long an application may take to build its tree after it was asked to.
 constexpr Deadline::Duration wakeLimit{5000};
+/// When one that has not is asked again: a busy one may only have been slow.
+constexpr Deadline::Duration wakeAgain{60'000};
 /// How long a document may stay empty meanwhile; some are.
 constexpr Deadline::Duration emptyDocumentLimit{2000};
 /// Between two looks at a tree that grows.
@@ -47,7 +49,7 @@ void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute>
     plan.states = lists(attributes, AXAttribute::enabled) || lists(attributes, AXAttribute::focused);
     plan.extents = lists(attributes, AXAttribute::position) || lists(attributes, AXAttribute::size);
     sweep(index, plan);
-    if (index == rootNode && isDormant()) wake(plan);
+    if (index == rootNode && isDormant() && toolkit_.dormantUntil.passed()) wake(plan);
 }
 
 /// Reads a subtree as planned, and gives the number of elements.
@@ -67,7 +69,7 @@ std::size_t AtspiSession::sweep(std::uint32_t index, const Sweep& plan) {
 /// Whether the application has windows, but shows nothing of what is in them. Chromium builds its tree only
 /// for who asks as a screen reader does; until then its windows list children that do not exist.
 bool AtspiSession::isDormant() const {
-    if (toolkit_.name != "Chromium" || toolkit_.staysDormant) return false;
+    if (toolkit_.name != "Chromium") return false;
     const auto isThere = [this](std::uint32_t index) { return nodes_[index].isKnown(AtspiPart::role); };
     const auto& windows = nodes_[rootNode].children;
     return !windows.empty() && std::ranges::none_of(windows, [&](std::uint32_t window) {
@@ -87,12 +89,8 @@ bool AtspiSession::hasEmptyDocument() const {
 void AtspiSession::wake(const Sweep& plan) {
     const Deadline limit = earlier(deadline_, Deadline::in(wakeLimit));
     const Deadline documentLimit = Deadline::in(emptyDocumentLimit);
-    for (const std::uint32_t window : nodes_[rootNode].children) {
-        // It is the question that counts.
-        send(window, newCall(window, AtspiCall::getAttributes), [](CallOutcome, sd_bus_message*) {});
-    }
-    serve();
     for (std::size_t before = 0; !limit.passed();) {
+        if (isDormant()) askWindowsForAttributes();
         for (AtspiNode& node : nodes_) node.forgetAll();
         const std::size_t now = sweep(rootNode, plan);
         const bool isComplete = !isDormant() && (documentLimit.passed() || !hasEmptyDocument());
@@ -100,7 +98,15 @@ void AtspiSession::wake(const Sweep& plan) {
         before = now;
         std::this_thread::sleep_for(wakePause);
     }
-    if (isDormant()) bus_.learnThatItStaysDormant(peers_[0].busName);
+    if (isDormant()) bus_.learnThatItStaysDormant(peers_[0].busName, Deadline::in(wakeAgain));
+}
+
+/// It is the question that counts.
+void AtspiSession::askWindowsForAttributes() {
+    for (const std::uint32_t window : nodes_[rootNode].children) {
+        send(window, newCall(window, AtspiCall::getAttributes), [](CallOutcome, sd_bus_message*) {});
+    }
+    serve();
 }
 
 void AtspiSession::visit(std::uint32_t index) {
