@@ -34,11 +34,15 @@ constexpr std::size_t maxLanes = DirectLines::perRequest;
 
 constexpr const char* nullPath = "/org/a11y/atspi/null";
 
-/// How far up a menu is looked for: deeper than menus nest, with the panels that toolkits put between.
+/// How far up a menu or a list is looked for: deeper than menus nest, with the panels that toolkits put
+/// between.
 constexpr std::size_t maxMenuDepth = 16;
 
-bool isMenu(AtspiRole role) {
-    return role == AtspiRole::menu || role == AtspiRole::popupMenu;
+/// Whether elements of this role may be closed while their items say that they are shown.
+bool mayBeClosed(AtspiRole role) {
+    using enum AtspiRole;
+    constexpr std::array roles{menu, popupMenu, list, listBox, table, tree, treeTable};
+    return std::ranges::find(roles, role) != roles.end();
 }
 
 bool isInvisible(const AtspiNode& node) {
@@ -46,8 +50,8 @@ bool isInvisible(const AtspiNode& node) {
     return !node.states.has(AtspiState::visible) && !node.states.has(AtspiState::showing);
 }
 
-bool isClosedMenu(const AtspiNode& node) {
-    return node.isKnown(AtspiPart::role) && isMenu(node.role) && isInvisible(node);
+bool isClosed(const AtspiNode& node) {
+    return node.isKnown(AtspiPart::role) && mayBeClosed(node.role) && isInvisible(node);
 }
 
 }  // namespace
@@ -193,7 +197,7 @@ void AtspiSession::loadVisibility(std::uint32_t index) {
     load(index, AtspiPart::states);
     std::optional<std::uint32_t> at = index;
     for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
-        if (load(*at, AtspiPart::role) && isMenu(nodes_[*at].role)) load(*at, AtspiPart::states);
+        if (load(*at, AtspiPart::role) && mayBeClosed(nodes_[*at].role)) load(*at, AtspiPart::states);
     }
 }
 
@@ -201,7 +205,7 @@ bool AtspiSession::isHidden(std::uint32_t index) const {
     if (isInvisible(nodes_[index])) return true;
     std::optional<std::uint32_t> at = index;
     for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
-        if (isClosedMenu(nodes_[*at])) return true;
+        if (isClosed(nodes_[*at])) return true;
     }
     return false;
 }

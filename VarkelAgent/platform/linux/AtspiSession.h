@@ -65,9 +65,9 @@ class AtspiSession {
     /// Why a part of a node is not there.
     AXError reason(std::uint32_t index, AtspiPart part) const { return nodes_[index].reason(part); }
 
-    /// Whether a node is known to be hidden, or in a menu that is not open. It has no place on the screen
-    /// then, whatever the application says; asking for it anyway is what makes applications with large menus
-    /// slow to read. Goes by what is known; loadVisibility() makes that enough.
+    /// Whether a node is known to be hidden, or in a menu or a list that is not open. It has no place on the
+    /// screen then, whatever the application says; asking for it anyway is what makes applications with large
+    /// menus slow to read. Goes by what is known; loadVisibility() makes that enough.
     bool isHidden(std::uint32_t index) const;
 
     /// Reads what isHidden() needs.
