@@ -136,6 +136,8 @@ int run(std::string program, std::vector<std::string> arguments) {
 int main(int argc, char** argv) {
     // A peer or a reader of the output that has gone away is an error of that write, not the process's end.
     std::signal(SIGPIPE, SIG_IGN);
+    // What started the agent may have ignored it, and then the system tells no child's exit status.
+    std::signal(SIGCHLD, SIG_DFL);
     try {
         varkel::environment();
         // Scripts and launched applications inherit the environment; the token is not for them.

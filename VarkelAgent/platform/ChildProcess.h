@@ -55,6 +55,10 @@ struct ChildCommand {
 
 /// How a child ended and what it wrote.
 struct ChildResult {
+    /// The system did not tell the status: something else in this process has reaped the child, or SIGCHLD is
+    /// ignored.
+    static constexpr int unknownStatus = -1;
+
     /// The exit status, or the number of the signal that ended the child.
     int status = 0;
     bool signalled = false;
@@ -66,8 +70,8 @@ struct ChildResult {
 ///
 /// The child gets its three standard descriptors and no other of this process, default signal dispositions
 /// and an empty signal mask. Its outputs are drained while this process waits, so neither side can stall,
-/// whatever the sizes. What counts as output is what had been written when the child itself ended: a
-/// grandchild that keeps a pipe open is not waited for.
+/// whatever the sizes. They are read to their ends, also beyond the child's own: a descendant that keeps a
+/// pipe open is waited for, for 5 seconds at the most.
 class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;
@@ -78,22 +82,24 @@ class ChildProcess {
     ChildProcess(ChildProcess&&) noexcept;
     ChildProcess& operator=(ChildProcess&&) noexcept;
 
-    /// A child that is still running is killed with its whole group, and reaped.
+    /// A child that has not been waited for to its end is killed with its whole group, and reaped.
     ~ChildProcess();
 
     pid_t processIdentifier() const;
 
     /// Feeds and drains until the child has ended or the deadline has passed; without one, until the child
-    /// has ended. The result, or nothing when the deadline came first. After a result, the same again at
-    /// once. Raises OutputLimitError.
+    /// has ended. A child that has ended in time has its outputs read to their ends, past the deadline if
+    /// need be. The result, or nothing when the deadline came first. After a result, the same again at once.
+    /// Raises OutputLimitError.
     std::optional<ChildResult> wait(std::optional<Clock::time_point> deadline = std::nullopt);
 
     /// Stops the child and what it has started: asks the whole group to terminate, and kills after `grace`
     /// who is left of it. The group has all of that time, also when the child itself goes at once. Returns
-    /// when the child has been reaped. A descendant that has made a group of its own is out of reach.
+    /// when the child has been reaped. The child is reached in whatever group it is, a descendant only in the
+    /// one that the child was started in.
     void stop(std::chrono::milliseconds grace);
 
-    /// Sends a signal to the child's process group (to the child alone when it has none of its own); to
+    /// Sends a signal to the child and to the process group that it was started in, when that is its own; to
     /// nobody once the child has been reaped.
     void signalGroup(int signal);
 

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <memory>
 
 #include "http/HTTPServer.h"
@@ -158,6 +159,17 @@ TEST_F(AgentProcess, KeepsTheTokenFromWhatItStarts) {
     const std::string answer = RawClient(port).request(request).body;
     EXPECT_THAT(answer, testing::HasSubstr("SHOWN=1"));
     EXPECT_THAT(answer, testing::Not(testing::HasSubstr("hidden")));
+}
+
+TEST_F(AgentProcess, SeesAChildFailWhateverItWasStartedBy) {
+    home.write(".config/varkel/shortcuts/Fails", "#!/bin/sh\nexit 3\n", 0700);
+    auto* const disposition = std::signal(SIGCHLD, SIG_IGN);
+    const auto agent = start();
+    std::signal(SIGCHLD, disposition);
+    const std::string request =
+        "POST /shortcut HTTP/1.1\r\nx-varkel-token: t\r\nContent-Length: 16\r\n\r\n{\"name\":\"Fails\"}";
+    EXPECT_EQ(RawClient(port).request(request).body,
+              R"({"error":"shortcut_failed","exitCode":3,"stderr":"","stdout":""})");
 }
 
 TEST_F(AgentProcess, SurvivesAShortageOfFileDescriptors) {

@@ -106,16 +106,6 @@ TEST_F(Scripts, SayWhyTheToolCannotBeStarted) {
     EXPECT_FALSE(exists("ran"));
 }
 
-TEST_F(Scripts, DoNotWaitForWhatTheToolLeavesRunning) {
-    installTool("cat >/dev/null; sleep 1000 & echo $! > left; echo done");
-    const std::pair<Handler, const char*> cases[] = {{runAppleScript, script}, {runShortcut, shortcut}};
-    for (const auto& [handler, body] : cases) {
-        EXPECT_EQ(call(handler, body).status, 200);
-        // What a script leaves running on purpose runs on.
-        EXPECT_EQ(kill(static_cast<pid_t>(std::stol(file("left"))), SIGKILL), 0);
-    }
-}
-
 TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
     const std::string note = "sleep 1000 & echo $! $$ > started; ";
     for (const std::string& tool :

@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <pthread.h>
 #include <spawn.h>
-#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #ifdef __linux__
@@ -34,6 +33,10 @@ constexpr int firstOwnFd = 3;
 
 /// How much is read before the other descriptors and the deadline get their turn.
 constexpr std::size_t drainAtOnce = 1 << 20;
+
+/// How long an output is read after the child's end: a daemon that it has left behind may keep a pipe for
+/// good.
+constexpr std::chrono::seconds leftoverPatience{5};
 
 /// How often the child's end is looked for where the system has no descriptor that tells it.
 constexpr std::chrono::milliseconds exitPollInterval{10};
@@ -181,14 +184,6 @@ void drain(FileDescriptor& from, std::string& into, std::size_t limit) {
     }
 }
 
-/// Reads what the child left behind: what is in the pipe now and not a byte more, since a grandchild may go
-/// on writing for ever.
-void drainRest(FileDescriptor& from, std::string& into) {
-    int waiting = 0;
-    if (!from || ioctl(from.get(), FIONREAD, &waiting) != 0 || waiting <= 0) return;
-    drain(from, into, static_cast<std::size_t>(waiting));
-}
-
 std::optional<int> pollTimeout(std::optional<ChildProcess::Clock::time_point> deadline, bool mustLook) {
     std::optional<std::chrono::milliseconds> left;
     if (deadline) {
@@ -212,6 +207,8 @@ struct ChildProcess::Running {
     bool leadsGroup = true;
     std::size_t outputLimit = 0;
     bool reaped = false;
+    /// Set when the child has ended: how long what it has left behind is read.
+    std::optional<ChildProcess::Clock::time_point> readUntil;
     FileDescriptor exit;
     FileDescriptor input;
     FileDescriptor output;
@@ -224,7 +221,10 @@ struct ChildProcess::Running {
     void feed();
     void pollOnce(int timeout);
     bool hasEnded() const;
+    void noticeEnd();
+    bool isComplete() const;
     bool isOverLimit() const;
+    void signal(int number) const;
     void reap();
 };
 
@@ -315,8 +315,28 @@ bool ChildProcess::Running::hasEnded() const {
     }
 }
 
+void ChildProcess::Running::noticeEnd() {
+    if (readUntil || !hasEnded()) return;
+    readUntil = ChildProcess::Clock::now() + leftoverPatience;
+    // It would end every poll at once from now on.
+    exit.reset();
+}
+
+/// Whether the child has ended and nothing more of its output is waited for.
+bool ChildProcess::Running::isComplete() const {
+    if (!readUntil) return false;
+    return (!output && !error) || ChildProcess::Clock::now() >= *readUntil;
+}
+
 bool ChildProcess::Running::isOverLimit() const {
     return std::max(result.standardOutput.size(), result.standardError.size()) > outputLimit;
+}
+
+/// Reaches the child and its group. The child may have left the group that it was started in.
+void ChildProcess::Running::signal(int number) const {
+    if (leadsGroup) kill(-pid, number);
+    const bool wasReached = leadsGroup && number != SIGKILL && getpgid(pid) == pid;
+    if (!wasReached) kill(pid, number);
 }
 
 void ChildProcess::Running::reap() {
@@ -326,7 +346,10 @@ void ChildProcess::Running::reap() {
         ended = waitpid(pid, &status, 0);
     } while (ended < 0 && errno == EINTR);
     reaped = true;
-    if (ended < 0) return;
+    if (ended < 0) {
+        result.status = ChildResult::unknownStatus;
+        return;
+    }
     result.signalled = WIFSIGNALED(status);
     result.status = result.signalled ? WTERMSIG(status) : WEXITSTATUS(status);
 }
@@ -346,7 +369,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
 
 ChildProcess::~ChildProcess() {
     if (!running_ || running_->reaped) return;
-    signalGroup(SIGKILL);
+    running_->signal(SIGKILL);
     running_->reap();
 }
 
@@ -357,17 +380,18 @@ pid_t ChildProcess::processIdentifier() const {
 std::optional<ChildResult> ChildProcess::wait(std::optional<Clock::time_point> deadline) {
     if (!running_) return std::nullopt;
     while (!running_->reaped) {
-        if (running_->hasEnded()) {
-            drainRest(running_->output, running_->result.standardOutput);
-            drainRest(running_->error, running_->result.standardError);
+        running_->noticeEnd();
+        if (running_->isComplete()) {
             running_->reap();
             break;
         }
-        const auto timeout = pollTimeout(deadline, !running_->exit);
-        if (!timeout) return std::nullopt;
-        running_->pollOnce(*timeout);
+        const bool hasEnded = running_->readUntil.has_value();
+        const auto timeout =
+            pollTimeout(hasEnded ? running_->readUntil : deadline, !hasEnded && !running_->exit);
+        if (!timeout && !hasEnded) return std::nullopt;
+        running_->pollOnce(timeout.value_or(0));
         if (running_->isOverLimit()) {
-            signalGroup(SIGKILL);
+            running_->signal(SIGKILL);
             running_->reap();
             throw OutputLimitError("the output is larger than " + std::to_string(running_->outputLimit) +
                                    " bytes");
@@ -399,7 +423,7 @@ void ChildProcess::stop(std::chrono::milliseconds grace) {
 
 void ChildProcess::signalGroup(int signal) {
     if (!running_ || running_->reaped) return;
-    kill(running_->leadsGroup ? -running_->pid : running_->pid, signal);
+    running_->signal(signal);
 }
 
 void ChildProcess::signal(int signal) {

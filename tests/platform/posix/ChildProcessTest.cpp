@@ -115,8 +115,25 @@ TEST(ChildProcess, SaysWhyAProgramCannotBeStarted) {
     EXPECT_FALSE(hasChildren());
 }
 
-TEST(ChildProcess, IsNotHeldByGrandchildrenThatKeepThePipesOrWriteForEver) {
-    const ChildResult result = runChild(shell("yes & sleep 1000 & echo $! >&2"));
+TEST(ChildProcess, TakesASystemThatDoesNotTellTheStatusForAFailure) {
+    auto* const disposition = std::signal(SIGCHLD, SIG_IGN);
+    const ChildResult result = runChild(shell("echo out; exit 3"));
+    std::signal(SIGCHLD, disposition);
+    EXPECT_EQ(result.status, ChildResult::unknownStatus);
+    EXPECT_EQ(result.standardOutput, "out\n");
+}
+
+TEST(ChildProcess, ReadsOnAfterTheEndUntilTheOutputsEnd) {
+    const ChildResult result =
+        runChild(shell("echo early; (while grep -qs 'State:.[RSD]' /proc/$$/status; do sleep 0.01; done; "
+                       "echo late; echo late >&2) &"));
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standardOutput, "early\nlate\n");
+    EXPECT_EQ(result.standardError, "late\n");
+}
+
+TEST(ChildProcess, IsNotHeldForGoodByADescendantThatKeepsThePipes) {
+    const ChildResult result = runChild(shell("sleep 1000 & echo $! >&2"));
     EXPECT_EQ(result.status, 0);
     const auto grandchild = static_cast<pid_t>(std::stol(result.standardError));
     EXPECT_TRUE(isAlive(grandchild));
@@ -173,8 +190,34 @@ TEST(ChildProcess, StopsTheWholeGroupWhoeverIgnoresThePoliteStop) {
     }
 }
 
+/// A child that has left its group for that of this process and does so until it is killed.
+ChildCommand deserter(const std::string& path, const std::string& then) {
+    ChildCommand command;
+    command.executable = "/usr/bin/perl";
+    command.arguments = {"-e", "setpgrp(0, getpgrp(getppid())); open(F, '>', $ARGV[0]); close(F); " + then,
+                         path};
+    return command;
+}
+
+TEST(ChildProcess, ReachesAChildThatHasLeftItsGroup) {
+    const test::TemporaryFolder folder;
+    const std::string path = folder / "moved";
+    // Each would end with status 0 by itself.
+    ChildProcess process(deserter(path, "sleep 20"));
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(path); }));
+    process.stop(milliseconds(1));
+    EXPECT_TRUE(process.wait()->signalled);
+
+    auto writing =
+        deserter(path, "$| = 1; $SIG{ALRM} = sub { exit 0 }; alarm 20; while (1) { print 'x' x 65536 }");
+    writing.outputLimit = 1'000'000;
+    ChildProcess writer(std::move(writing));
+    EXPECT_THROW(writer.wait(), OutputLimitError);
+    EXPECT_TRUE(writer.wait()->signalled);
+}
+
 TEST(ChildProcess, IsEndedWhenItWritesMoreThanItMay) {
-    for (const char* script : {"exec yes", "exec yes >&2", "yes | cat"}) {
+    for (const char* script : {"exec yes", "exec yes >&2", "yes | cat", "yes &"}) {
         auto command = shell(script);
         command.outputLimit = 1'000'000;
         EXPECT_THROW(runChild(std::move(command)), OutputLimitError) << script;

@@ -1,3 +1,4 @@
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -42,6 +43,8 @@ int run(const std::vector<std::string>& words) {
 }  // namespace varkel
 
 int main(int argc, char** argv) {
+    // Ignored by what has started this, it would hide the exit statuses of systemctl.
+    std::signal(SIGCHLD, SIG_DFL);
     try {
         varkel::environment();
         return varkel::run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));

@@ -1,6 +1,7 @@
 // Runs a script in a small subset of AppleScript, from standard input or from arguments; docs/platforms.md
 // describes the subset.
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <optional>
@@ -55,6 +56,8 @@ void run(const std::string& source) {
 int main(int argc, char** argv) {
     varkel::endWithParent();
     varkel::stopGroupAlong();
+    // Ignored by what has started this, it would hide the exit statuses of shell commands.
+    std::signal(SIGCHLD, SIG_DFL);
     const auto source = sourceFrom({argv + 1, argv + argc});
     if (!source) {
         std::fputs("usage: osascript - < script\n       osascript -e line [-e line ...]\n", stderr);
