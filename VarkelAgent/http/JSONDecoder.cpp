@@ -1,14 +1,13 @@
 #include "http/JSONDecoder.h"
 
-#include <boost/json/parse.hpp>
+#include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <system_error>
 
 namespace varkel::decoding {
 
 namespace {
-
-// No request record nests deeper than two; the rest is room for unknown keys.
-constexpr std::size_t maxDepth = 64;
 
 std::string describe(const Place& place) {
     std::string path;
@@ -19,36 +18,47 @@ std::string describe(const Place& place) {
     return path.empty() ? "the body" : "the value of \"" + path + "\"";
 }
 
-std::string_view kindName(const boost::json::value& value) {
-    switch (value.kind()) {
-        case boost::json::kind::null:
+std::string_view kindName(JSONText::Kind kind) {
+    switch (kind) {
+        case JSONText::Kind::null:
             return "null";
-        case boost::json::kind::bool_:
+        case JSONText::Kind::boolean:
             return "a boolean";
-        case boost::json::kind::int64:
-        case boost::json::kind::uint64:
-        case boost::json::kind::double_:
+        case JSONText::Kind::number:
             return "a number";
-        case boost::json::kind::string:
+        case JSONText::Kind::string:
             return "a string";
-        case boost::json::kind::array:
+        case JSONText::Kind::array:
             return "an array";
-        case boost::json::kind::object:
+        case JSONText::Kind::object:
             return "an object";
     }
     return "";
 }
 
+void requireKind(JSONText::Kind kind, const JSONText& value, const Place& place) {
+    if (value.kind() != kind) failType(place, kindName(kind), value);
+}
+
+/// The double nearest to a number's text; infinity beyond the largest one.
+double nearestDouble(std::string_view digits) {
+    double number = 0;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    if (result.ec != std::errc::result_out_of_range) return number;
+    // It does not say on which side.
+    return std::strtod(std::string(digits).c_str(), nullptr);
+}
+
 /// A number as an integer of type T when it is one exactly.
 template <class T>
-std::optional<T> exactInteger(const boost::json::value& value) {
-    if (value.is_int64() || value.is_uint64()) {
-        boost::system::error_code error;
-        const T number = value.to_number<T>(error);
-        return error ? std::nullopt : std::optional<T>(number);
-    }
-    if (!value.is_double()) return std::nullopt;
-    const double number = value.get_double();
+std::optional<T> exactInteger(const JSONText& value) {
+    if (value.kind() != JSONText::Kind::number) return std::nullopt;
+    const std::string_view digits = value.text();
+    T integer = 0;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), integer);
+    if (result.ec == std::errc() && result.ptr == digits.data() + digits.size()) return integer;
+    // Beyond T's range, or written as a real.
+    const double number = nearestDouble(digits);
     // Powers of two, exact as doubles: the first number above T's range and the lowest one in it.
     const double above = std::is_signed_v<T> ? 0x1p63 : 0x1p64;
     const double lowest = std::is_signed_v<T> ? -0x1p63 : 0.0;
@@ -62,53 +72,60 @@ void failMissing(const Place& place) {
     throw DecodingError(describe(place) + " is missing");
 }
 
-void failType(const Place& place, std::string_view wanted, const boost::json::value& found) {
-    throw DecodingError(describe(place) + " is " + std::string(kindName(found)) + ", not " +
+void failType(const Place& place, std::string_view wanted, const JSONText& found) {
+    throw DecodingError(describe(place) + " is " + std::string(kindName(found.kind())) + ", not " +
                         std::string(wanted));
 }
 
-boost::json::value parse(std::string_view text) {
-    boost::json::parse_options options;
-    options.max_depth = maxDepth;
-    boost::system::error_code error;
-    boost::json::value value = boost::json::parse(text, error, {}, options);
-    if (error) throw DecodingError("the body is not valid JSON: " + error.message());
-    return value;
+JSONText parse(std::string_view text) {
+    try {
+        return JSONText::parse(text);
+    } catch (const JSONSyntaxError& error) {
+        throw DecodingError(std::string("the body is not valid JSON: ") + error.what());
+    }
 }
 
-const boost::json::object& object(const boost::json::value& value, const Place& place) {
-    if (!value.is_object()) failType(place, "an object", value);
-    return value.get_object();
+JSONItems object(const JSONText& value, const Place& place) {
+    requireKind(JSONText::Kind::object, value, place);
+    return JSONItems(value);
 }
 
-const boost::json::array& array(const boost::json::value& value, const Place& place) {
-    if (!value.is_array()) failType(place, "an array", value);
-    return value.get_array();
+JSONItems array(const JSONText& value, const Place& place) {
+    requireKind(JSONText::Kind::array, value, place);
+    return JSONItems(value);
 }
 
-void read(std::string& out, const boost::json::value& value, const Place& place) {
-    if (!value.is_string()) failType(place, "a string", value);
-    out = std::string_view(value.get_string());
+void findFields(Fields& fields, const JSONText& value, const Place& place) {
+    JSONItems members = object(value, place);
+    while (const auto member = members.nextMember()) {
+        const auto field = fields.find(member->key.string());
+        if (field != fields.end()) field->second = member->value;
+    }
 }
 
-void read(bool& out, const boost::json::value& value, const Place& place) {
-    if (!value.is_bool()) failType(place, "a boolean", value);
-    out = value.get_bool();
+void read(std::string& out, const JSONText& value, const Place& place) {
+    requireKind(JSONText::Kind::string, value, place);
+    out = value.string();
 }
 
-void read(double& out, const boost::json::value& value, const Place& place) {
-    if (!value.is_number()) failType(place, "a number", value);
-    out = value.to_number<double>();
+void read(bool& out, const JSONText& value, const Place& place) {
+    requireKind(JSONText::Kind::boolean, value, place);
+    out = value.text() == "true";
+}
+
+void read(double& out, const JSONText& value, const Place& place) {
+    requireKind(JSONText::Kind::number, value, place);
+    out = nearestDouble(value.text());
     if (!std::isfinite(out)) failType(place, "a finite number", value);
 }
 
-void read(std::int64_t& out, const boost::json::value& value, const Place& place) {
+void read(std::int64_t& out, const JSONText& value, const Place& place) {
     const auto number = exactInteger<std::int64_t>(value);
     if (!number) failType(place, "an integer", value);
     out = *number;
 }
 
-void read(std::uint64_t& out, const boost::json::value& value, const Place& place) {
+void read(std::uint64_t& out, const JSONText& value, const Place& place) {
     const auto number = exactInteger<std::uint64_t>(value);
     if (!number) failType(place, "an unsigned integer", value);
     out = *number;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/describe.hpp>
-#include <boost/json/value.hpp>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -9,6 +8,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "http/JSONText.h"
 
 namespace varkel {
 
@@ -27,21 +28,27 @@ struct Place {
 };
 
 [[noreturn]] void failMissing(const Place& place);
-[[noreturn]] void failType(const Place& place, std::string_view wanted, const boost::json::value& found);
+[[noreturn]] void failType(const Place& place, std::string_view wanted, const JSONText& found);
 
-boost::json::value parse(std::string_view text);
-const boost::json::object& object(const boost::json::value& value, const Place& place);
-const boost::json::array& array(const boost::json::value& value, const Place& place);
+JSONText parse(std::string_view text);
+JSONItems object(const JSONText& value, const Place& place);
+JSONItems array(const JSONText& value, const Place& place);
 
-void read(std::string& out, const boost::json::value& value, const Place& place);
-void read(bool& out, const boost::json::value& value, const Place& place);
-void read(double& out, const boost::json::value& value, const Place& place);
-void read(std::int64_t& out, const boost::json::value& value, const Place& place);
-void read(std::uint64_t& out, const boost::json::value& value, const Place& place);
+/// The values of a record's fields, by their names.
+using Fields = std::map<std::string_view, std::optional<JSONText>>;
+
+/// Looks for the fields among an object's members. Of several with one key the last counts.
+void findFields(Fields& fields, const JSONText& value, const Place& place);
+
+void read(std::string& out, const JSONText& value, const Place& place);
+void read(bool& out, const JSONText& value, const Place& place);
+void read(double& out, const JSONText& value, const Place& place);
+void read(std::int64_t& out, const JSONText& value, const Place& place);
+void read(std::uint64_t& out, const JSONText& value, const Place& place);
 
 template <class T>
-void read(std::optional<T>& out, const boost::json::value& value, const Place& place) {
-    if (value.is_null()) {
+void read(std::optional<T>& out, const JSONText& value, const Place& place) {
+    if (value.kind() == JSONText::Kind::null) {
         out.reset();
         return;
     }
@@ -49,15 +56,18 @@ void read(std::optional<T>& out, const boost::json::value& value, const Place& p
 }
 
 template <class T>
-void read(std::vector<T>& out, const boost::json::value& value, const Place& place) {
-    for (const auto& entry : array(value, place)) read(out.emplace_back(), entry, place);
+void read(std::vector<T>& out, const JSONText& value, const Place& place) {
+    JSONItems elements = array(value, place);
+    while (const auto element = elements.nextElement()) read(out.emplace_back(), *element, place);
 }
 
 template <class T>
-void read(std::map<std::string, T>& out, const boost::json::value& value, const Place& place) {
-    for (const auto& entry : object(value, place)) {
-        read(out[std::string(entry.key())], entry.value(), Place{&place, entry.key()});
-    }
+void read(std::map<std::string, T>& out, const JSONText& value, const Place& place) {
+    std::map<std::string, JSONText> last;
+    JSONItems members = object(value, place);
+    while (const auto member = members.nextMember())
+        last.insert_or_assign(member->key.string(), member->value);
+    for (const auto& [key, found] : last) read(out[key], found, Place{&place, key});
 }
 
 template <class T>
@@ -66,14 +76,16 @@ template <class T>
 inline constexpr bool isOptional<std::optional<T>> = true;
 
 template <class T>
-requires boost::describe::has_describe_members<T>::value void read(T& out, const boost::json::value& value,
+requires boost::describe::has_describe_members<T>::value void read(T& out, const JSONText& value,
                                                                    const Place& place) {
-    const boost::json::object& fields = object(value, place);
     using Members = boost::describe::describe_members<T, boost::describe::mod_public>;
+    Fields fields;
+    boost::mp11::mp_for_each<Members>([&](auto descriptor) { fields[descriptor.name]; });
+    findFields(fields, value, place);
     boost::mp11::mp_for_each<Members>([&](auto descriptor) {
         auto& field = out.*descriptor.pointer;
         const Place here{&place, descriptor.name};
-        if (const boost::json::value* found = fields.if_contains(descriptor.name)) {
+        if (const auto& found = fields[descriptor.name]) {
             read(field, *found, here);
         } else if constexpr (!isOptional<std::remove_reference_t<decltype(field)>>) {
             failMissing(here);
@@ -85,7 +97,8 @@ requires boost::describe::has_describe_members<T>::value void read(T& out, const
 
 /// Reads a described record, a map or a list from JSON text. Exact keys; unknown keys are ignored; a
 /// std::optional field may be absent or null, every other field is required. 3.0 is an integer, 3.5 is not;
-/// of duplicate keys the last counts; depth is limited. Raises DecodingError. Any thread.
+/// of duplicate keys the last counts; a real is the double nearest to its text. Raises DecodingError. Any
+/// thread.
 template <class T>
 T decodeJSON(std::string_view text) {
     T out{};
