@@ -4,6 +4,11 @@
 #include <boost/url/parse.hpp>
 #include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "http/BlockingPool.h"
@@ -16,7 +21,9 @@ namespace varkel {
 namespace {
 
 constexpr const char* discoveryFile = "/Library/Application Support/Quellan/Varkel/overlay.sock";
-constexpr std::size_t largestDiscoveryFile = 1'048'576;
+// Larger than anything that can be meant.
+constexpr std::size_t largestDiscoveryFile = std::size_t{256} << 20;
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 constexpr std::chrono::seconds decisionLimit(2);
 constexpr std::chrono::milliseconds pollInterval(100);
@@ -37,16 +44,29 @@ bool isWhole(const boost::urls::url_view& url) {
     return !url.has_authority() || path.empty() || path.starts_with('/');
 }
 
+/// What a discovery file says. Raises std::runtime_error when it cannot be used.
+Discovery readDiscovery(const std::string& path) {
+    const auto text = readRegularFile(path, largestDiscoveryFile);
+    if (!text) throw std::runtime_error("it cannot be read");
+    std::string_view json = *text;
+    if (json.starts_with(byteOrderMark)) json.remove_prefix(byteOrderMark.size());
+    return decodeJSON<Discovery>(json);
+}
+
 }  // namespace
 
 std::optional<OverlayClient> OverlayClient::init(URLSession urlSession, const std::string& home) {
-    const auto text = readRegularFile(home + discoveryFile, largestDiscoveryFile);
-    if (!text) return std::nullopt;
+    const std::string path = home + discoveryFile;
+    std::error_code error;
+    if (!std::filesystem::exists(std::filesystem::symlink_status(path, error))) return std::nullopt;
     try {
-        auto found = decodeJSON<Discovery>(*text);
+        Discovery found = readDiscovery(path);
         return OverlayClient("http://127.0.0.1:" + std::to_string(found.port), std::move(found.token),
                              urlSession);
-    } catch (const DecodingError&) {
+    } catch (const std::runtime_error& failure) {
+        // The person counts on being asked.
+        std::fprintf(stderr, "No consent will be asked for: %s is of no use, %s\n", path.c_str(),
+                     failure.what());
         return std::nullopt;
     }
 }

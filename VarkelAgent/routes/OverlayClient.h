@@ -17,7 +17,8 @@ namespace varkel {
 class OverlayClient {
   public:
     /// The client of the service that has left its address and its secret in the person's home directory;
-    /// nothing when there is none. Reads a file. Any thread.
+    /// nothing when there is none. A file that is there and cannot be used counts as none and is reported on
+    /// standard error. Any thread.
     static std::optional<OverlayClient> init(URLSession urlSession,
                                              const std::string& home = homeDirectory(environment()));
 

@@ -2,21 +2,23 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/ip/address_v4.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/buffer_body.hpp>
-#include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/http/write.hpp>
 #include <exception>
 #include <stdexcept>
+#include <string_view>
 
 namespace varkel {
+
+using namespace std::string_view_literals;
 
 namespace asio = boost::asio;
 namespace beast = boost::beast;
@@ -24,8 +26,10 @@ namespace http = boost::beast::http;
 
 namespace {
 
-/// A head that does not fit in here is taken for no HTTP.
-constexpr std::size_t receiveSpace = 16'384;
+/// How long what follows a status is taken off the service's hands: one that is cut off in the middle of its
+/// reply has an error to report.
+constexpr std::chrono::seconds courtesy(1);
+
 constexpr std::uint16_t defaultHTTPPort = 80;
 
 /// A line break would let a value add headers of its own.
@@ -57,41 +61,86 @@ asio::ip::tcp::endpoint endpointOf(const boost::urls::url& url) {
     return {address, url.port_number()};
 }
 
-Task<void> throwAwayBody(beast::tcp_stream& stream, beast::flat_buffer& buffer,
-                         http::response_parser<http::buffer_body>& parser) {
+/// Finds the status in a reply that comes in pieces. Nothing else of it is needed or kept.
+class StatusReader {
+  public:
+    /// The status, once it has come. Raises std::runtime_error when this is no HTTP.
+    std::optional<unsigned> take(std::string_view received) {
+        bytes_ += received;
+        while (true) {
+            if (inHead_ && !skipHead()) return std::nullopt;
+            if (bytes_.size() < lengthToStatusEnd) return std::nullopt;
+            const unsigned status = statusLine();
+            // Interim replies announce another one.
+            if (status >= 200) return status;
+            inHead_ = true;
+        }
+    }
+
+  private:
+    /// The version, a space, the status, and what ends it.
+    static constexpr std::size_t lengthToStatusEnd = 13;
+
+    unsigned statusLine() const {
+        const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+        const std::string_view line(bytes_);
+        const std::string_view digits = line.substr(9, 3);
+        constexpr std::string_view endings = " \r\n";
+        const bool isStatus = line.starts_with("HTTP/1.") && isDigit(line[7]) && line[8] == ' ' &&
+                              std::ranges::all_of(digits, isDigit) &&
+                              endings.find(line[12]) != std::string_view::npos;
+        if (!isStatus) throw std::runtime_error("this is no HTTP");
+        return static_cast<unsigned>((digits[0] - '0') * 100 + (digits[1] - '0') * 10 + (digits[2] - '0'));
+    }
+
+    /// Drops the bytes up to the end of a head. Whether it has come.
+    bool skipHead() {
+        std::size_t end = std::string::npos;
+        for (const std::string_view mark : {"\n\n"sv, "\n\r\n"sv}) {
+            const std::size_t at = bytes_.find(mark);
+            if (at != std::string::npos) end = std::min(end, at + mark.size());
+        }
+        inHead_ = end == std::string::npos;
+        // The last two bytes may be the start of an end.
+        bytes_.erase(0, inHead_ ? bytes_.size() - std::min<std::size_t>(bytes_.size(), 2) : end);
+        return !inHead_;
+    }
+
+    std::string bytes_;
+    bool inHead_ = false;
+};
+
+Task<unsigned> readStatus(beast::tcp_stream& stream) {
+    StatusReader reader;
     std::array<char, 4'096> space{};
-    while (!parser.is_done()) {
-        parser.get().body().data = space.data();
-        parser.get().body().size = space.size();
-        boost::system::error_code error;
-        co_await http::async_read(stream, buffer, parser, asio::redirect_error(asio::use_awaitable, error));
-        if (error && error != http::error::need_buffer) throw boost::system::system_error(error);
+    while (true) {
+        const std::size_t count = co_await stream.async_read_some(asio::buffer(space), asio::use_awaitable);
+        if (const auto status = reader.take({space.data(), count})) co_return *status;
     }
 }
 
-Task<unsigned> readStatus(beast::tcp_stream& stream) {
-    beast::flat_buffer buffer(receiveSpace);
-    while (true) {
-        http::response_parser<http::buffer_body> parser;
-        parser.body_limit(boost::none);
-        co_await http::async_read_header(stream, buffer, parser, asio::use_awaitable);
-        const unsigned status = parser.get().result_int();
-        // Interim replies announce another one.
-        if (status < 200) continue;
-        co_await throwAwayBody(stream, buffer, parser);
-        co_return status;
+Task<void> throwAwayRest(beast::tcp_stream stream) {
+    stream.expires_after(courtesy);
+    std::array<char, 4'096> space{};
+    boost::system::error_code error;
+    while (!error) {
+        co_await stream.async_read_some(asio::buffer(space),
+                                        asio::redirect_error(asio::use_awaitable, error));
     }
 }
 
 Task<unsigned> exchange(URLRequest request, std::chrono::steady_clock::duration limit) {
     const auto endpoint = endpointOf(request.url);
     const auto message = messageOf(std::move(request));
-    beast::tcp_stream stream(co_await asio::this_coro::executor);
+    const auto executor = co_await asio::this_coro::executor;
+    beast::tcp_stream stream(executor);
     // Holds for all that follows: a reply that trickles in does not move it.
     stream.expires_after(limit);
     co_await stream.async_connect(endpoint, asio::use_awaitable);
     co_await http::async_write(stream, message, asio::use_awaitable);
-    co_return co_await readStatus(stream);
+    const unsigned status = co_await readStatus(stream);
+    asio::co_spawn(executor, throwAwayRest(std::move(stream)), asio::detached);
+    co_return status;
 }
 
 }  // namespace

@@ -22,15 +22,15 @@ struct URLRequest {
 
 /// Sends requests over HTTP/1.1, each on a connection of its own. A plain value.
 struct URLSession {
-    /// How long one exchange may take, from the connection to the reply's last byte.
+    /// How long one exchange may take, from the connection to the reply's status.
     std::chrono::steady_clock::duration timeoutInterval = std::chrono::seconds(60);
 
     /// The session with the default limits.
     static URLSession shared() { return {}; }
 
-    /// The status of the reply once it has arrived whole; nothing when the exchange fails, takes too long or
-    /// what comes back is not HTTP. The reply's body is read and thrown away as it comes; redirections are
-    /// not followed. Holds no thread while it waits. Does not raise. The session must outlive the task.
+    /// The status of the reply as soon as it has arrived, whatever follows it; nothing when the exchange
+    /// fails, takes too long or what comes back is not HTTP. Redirections are not followed. Holds no thread
+    /// while it waits. Does not raise. The session must outlive the task.
     Task<std::optional<unsigned>> status(URLRequest request) const;
 };
 
