@@ -1,7 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -16,18 +14,14 @@ struct AXTreeData {
     /// Never null.
     TreeSnapshotRef snapshot;
     bool cacheHit = false;
-    /// The process that it was read from, or the key that it was found under in the cache.
-    pid_t pid = 0;
 };
 
 /// The one way to get a tree: from the cache, else read from the batch's application, else the root pid's,
 /// else the frontmost one. Raises HTTPError: unauthorized without the accessibility permission,
 /// invalidRequest when the frontmost application was wanted and there is none, badRequest for a root pid that
-/// cannot name a process. Started on an I/O thread; blocks none.
+/// cannot name a process. Who asks while that application's tree is being read, with nothing done to the
+/// desktop since the reading began, shares it; that is no hit. Started on an I/O thread; blocks none.
 Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId);
-
-/// The same for a caller that may block. Any thread but the I/O threads.
-AXTreeData axTreeDataBlocking(std::optional<std::int64_t> rootPid, const std::optional<std::string>& batchId);
 
 /// Answers a tree request, whatever happens; a cache hit is told in "X-Varkel-Cache".
 Task<HTTPResponse> axTree(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId);

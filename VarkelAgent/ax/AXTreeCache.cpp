@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "ax/AX+Shared.h"
+#include "ax/ChangeCounter.h"
 #include "platform/Platform.h"
 
 namespace varkel {
@@ -27,48 +27,28 @@ AXTreeCache& AXTreeCache::shared() {
     return cache;
 }
 
-TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid) {
-    return get(rootPid, frontmostApplicationPid());
-}
-
-TreeSnapshotRef AXTreeCache::get(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
-    const pid_t key = keyFor(rootPid, frontmostPid);
+TreeSnapshotRef AXTreeCache::get(pid_t key, std::optional<pid_t> frontmostPid) {
     const double time = now();
+    // Trees may be large: here and below they are let go of after the lock.
+    decltype(cache_) dropped;
     const std::scoped_lock lock(mutex_);
-    if (lastFrontmostPid_ && lastFrontmostPid_ != frontmostPid) cache_.clear();
+    if (lastFrontmostPid_ && lastFrontmostPid_ != frontmostPid) dropped.swap(cache_);
     lastFrontmostPid_ = frontmostPid;
-    if (TreeSnapshotRef tree = freshEntry(key, time)) {
+    const auto found = cache_.find(key);
+    if (found != cache_.end() && time - found->second.timestamp <= ttl) {
         ++hitCount_;
-        return tree;
+        return found->second.tree;
     }
-    cache_.erase(key);
+    if (found != cache_.end()) dropped.insert(cache_.extract(found));
     ++missCount_;
     return nullptr;
 }
 
-TreeSnapshotRef AXTreeCache::getIfFresh(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid) {
-    const pid_t key = keyFor(rootPid, frontmostPid);
-    const double time = now();
+void AXTreeCache::set(pid_t key, TreeSnapshotRef tree, std::uint64_t changeCount) {
+    Entry entry{std::move(tree), now()};
     const std::scoped_lock lock(mutex_);
-    if (lastFrontmostPid_ != frontmostPid) return nullptr;
-    TreeSnapshotRef tree = freshEntry(key, time);
-    if (tree) ++hitCount_;
-    return tree;
-}
-
-TreeSnapshotRef AXTreeCache::freshEntry(pid_t key, double time) const {
-    const auto found = cache_.find(key);
-    if (found == cache_.end() || time - found->second.timestamp > ttl) return nullptr;
-    return found->second.tree;
-}
-
-void AXTreeCache::set(std::optional<pid_t> rootPid, TreeSnapshotRef tree) {
-    const pid_t key = keyFor(rootPid, rootPid ? std::nullopt : frontmostApplicationPid());
-    const double time = now();
-    // The tree that this one replaces may be large: it is freed after the lock.
-    Entry entry{std::move(tree), time};
-    const std::scoped_lock lock(mutex_);
-    std::swap(cache_[key], entry);
+    // Under the lock: whoever counts a change after this look empties the cache after that.
+    if (globalChangeCounter().value() == changeCount) std::swap(cache_[key], entry);
 }
 
 void AXTreeCache::invalidateAll() {

@@ -18,23 +18,19 @@ class AXTreeCache {
   public:
     static AXTreeCache& shared();
 
-    /// The fresh tree of a process, or of the frontmost application without a root pid; null on a miss.
-    TreeSnapshotRef get(std::optional<pid_t> rootPid);
-
-    /// The same for who has just asked which application is in front.
-    TreeSnapshotRef get(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
-
-    /// What get() would answer with this application in front, when that is a tree. Otherwise null, with
-    /// nothing counted or dropped: the caller goes on to get().
-    TreeSnapshotRef getIfFresh(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
-
-    /// Keeps a tree under the root pid, or under the frontmost application's without one.
-    void set(std::optional<pid_t> rootPid, TreeSnapshotRef tree);
-
-    void invalidateAll();
-
     /// The key of a request's tree: its root pid, else the frontmost application's, else 0.
     static pid_t keyFor(std::optional<pid_t> rootPid, std::optional<pid_t> frontmostPid);
+
+    /// The fresh tree under a key for a request that has just asked which application is in front; null on a
+    /// miss.
+    TreeSnapshotRef get(pid_t key, std::optional<pid_t> frontmostPid);
+
+    /// Keeps a tree under a key, unless something has been done to the desktop since its reading began, when
+    /// `changeCount` was the number of changes.
+    void set(pid_t key, TreeSnapshotRef tree, std::uint64_t changeCount);
+
+    /// Drops all trees. After the change counter has been incremented.
+    void invalidateAll();
 
     std::uint64_t hitCount() const;
     std::uint64_t missCount() const;
@@ -47,9 +43,6 @@ class AXTreeCache {
 
     /// Seconds that an entry stays usable.
     static constexpr double ttl = 1.0;
-
-    /// The entry's tree when it is young enough at this time; null otherwise. Under the lock.
-    TreeSnapshotRef freshEntry(pid_t key, double time) const;
 
     mutable std::mutex mutex_;
     std::unordered_map<pid_t, Entry> cache_;

@@ -1,9 +1,14 @@
 #include "ax/TreeBuilds.h"
 
+#include <boost/asio/associated_executor.hpp>
+#include <boost/asio/async_result.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <memory>
+#include <system_error>
+
+#include "http/BlockingPool.h"
 
 namespace varkel {
 
@@ -14,46 +19,58 @@ TreeBuilds& TreeBuilds::shared() {
     return builds;
 }
 
-std::uint64_t TreeBuilds::lastBegun() {
-    const std::scoped_lock lock(mutex_);
-    return begun_;
+Task<TreeSnapshotRef> TreeBuilds::share(pid_t pid, std::uint64_t changeCount,
+                                        std::function<TreeSnapshotRef()> read) {
+    const Key key{pid, changeCount};
+    auto start = [&](auto handler) {
+        const auto executor = asio::get_associated_executor(handler);
+        // Shared because a std::function must be copyable.
+        auto resume = std::make_shared<decltype(handler)>(std::move(handler));
+        // The guard keeps the executor running while the tree is under way.
+        auto waiter = [guard = asio::make_work_guard(executor), resume](std::exception_ptr failure,
+                                                                        TreeSnapshotRef tree) {
+            asio::post(guard.get_executor(), [resume, failure = std::move(failure), tree = std::move(tree)] {
+                std::move (*resume)(failure, tree);
+            });
+        };
+        if (!join(key, std::move(waiter))) return;
+        try {
+            BlockingPool::shared().submit([this, key, read = std::move(read)] { run(key, read); });
+        } catch (const std::system_error&) {
+            end(key, std::current_exception(), nullptr);
+        }
+    };
+    co_return co_await asio::async_initiate<const asio::use_awaitable_t<>,
+                                            void(std::exception_ptr, TreeSnapshotRef)>(start,
+                                                                                       asio::use_awaitable);
 }
 
-Task<TreeBuilds::Ended> TreeBuilds::waitForLast(pid_t key) {
-    const auto waiting = std::make_shared<Waiting>(co_await asio::this_coro::executor);
+/// Whether this is the first one, who has to have the tree read.
+bool TreeBuilds::join(const Key& key, Waiter waiter) {
+    const std::scoped_lock lock(mutex_);
+    const auto [waiters, isFirst] = underWay_.try_emplace(key);
+    waiters->second.push_back(std::move(waiter));
+    return isFirst;
+}
+
+void TreeBuilds::run(const Key& key, const std::function<TreeSnapshotRef()>& read) {
+    std::exception_ptr failure;
+    TreeSnapshotRef tree;
+    try {
+        tree = read();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    end(key, failure, tree);
+}
+
+void TreeBuilds::end(const Key& key, const std::exception_ptr& failure, const TreeSnapshotRef& tree) {
+    std::vector<Waiter> waiters;
     {
         const std::scoped_lock lock(mutex_);
-        const auto found = underWay_.find(key);
-        if (found == underWay_.end()) co_return Ended{};
-        found->second.rbegin()->second.push_back(waiting);
+        waiters = std::move(underWay_.extract(key).mapped());
     }
-    boost::system::error_code cancelled;
-    co_await waiting->timer.async_wait(asio::redirect_error(asio::use_awaitable, cancelled));
-    co_return waiting->ended;
-}
-
-TreeBuilds::Build TreeBuilds::begin(pid_t key) {
-    const std::scoped_lock lock(mutex_);
-    underWay_[key].try_emplace(++begun_);
-    return {*this, key, begun_};
-}
-
-void TreeBuilds::end(pid_t key, std::uint64_t number, const TreeSnapshotRef& tree) {
-    std::vector<std::shared_ptr<Waiting>> all;
-    {
-        const std::scoped_lock lock(mutex_);
-        const auto found = underWay_.find(key);
-        all = std::move(found->second.extract(number).mapped());
-        if (found->second.empty()) underWay_.erase(found);
-    }
-    // On the waiter's own thread, where it has begun to wait by then: timers are not to be touched by two
-    // threads.
-    for (const auto& waiting : all) {
-        asio::post(waiting->timer.get_executor(), [waiting, ended = Ended{number, tree}] {
-            waiting->ended = ended;
-            waiting->timer.cancel();
-        });
-    }
+    for (const Waiter& resume : waiters) resume(failure, tree);
 }
 
 }  // namespace varkel

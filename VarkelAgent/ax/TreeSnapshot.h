@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/describe/class.hpp>
 #include <memory>
 #include <mutex>
@@ -29,12 +30,20 @@ class TreeSnapshot {
     /// The TreeResponse as JSON text, or null when the tree holds what JSON cannot represent.
     const SharedBody& json() const;
 
+    /// Whether json() has nothing more to write.
+    bool isWritten() const { return isWritten_; }
+
   private:
     TreeResponse response_;
+    mutable std::atomic<bool> isWritten_ = false;
     mutable std::once_flag encoded_;
     mutable SharedBody json_;
 };
 
+/// The last one to let go of it may be an I/O thread.
 using TreeSnapshotRef = std::shared_ptr<const TreeSnapshot>;
+
+/// A snapshot that is freed on the pool, since a large tree takes a while.
+TreeSnapshotRef makeTreeSnapshot(AXElementInfo tree);
 
 }  // namespace varkel

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "ax/AXTreeCache.h"
+#include "ax/ChangeCounter.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel {
@@ -17,6 +18,10 @@ TreeSnapshotRef treeOf(pid_t pid) {
     return std::make_shared<const TreeSnapshot>(std::move(info));
 }
 
+void keep(AXTreeCache& cache, pid_t key) {
+    cache.set(key, treeOf(key), globalChangeCounter().value());
+}
+
 TEST(AXTreeCache, KeepsATreeForOneSecond) {
     const struct {
         double age;
@@ -26,25 +31,18 @@ TEST(AXTreeCache, KeepsATreeForOneSecond) {
         FakeDesktop desktop;
         desktop.time = 1024;
         AXTreeCache cache;
-        cache.set(editor, treeOf(editor));
-        desktop.time += age;
-        EXPECT_EQ(cache.get(editor) != nullptr, hit) << age;
+        keep(cache, editor);
+        desktop.time = 1024 + age;
+        EXPECT_EQ(cache.get(editor, editor) != nullptr, hit) << age;
         desktop.time = 1024;
-        EXPECT_EQ(cache.get(editor) != nullptr, hit) << "an entry found too old is gone, " << age;
+        EXPECT_EQ(cache.get(editor, editor) != nullptr, hit) << "an entry found too old is gone, " << age;
     }
 }
 
 TEST(AXTreeCache, TakesTheFrontmostApplicationForAMissingRootPid) {
-    FakeDesktop desktop;
-    desktop.frontmost = editor;
-    AXTreeCache cache;
-    cache.set(std::nullopt, treeOf(editor));
-    EXPECT_EQ(cache.get(editor)->tree().id, "10");
-    EXPECT_EQ(cache.get(std::nullopt)->tree().id, "10");
-    desktop.frontmost.reset();
-    EXPECT_EQ(cache.get(0), nullptr);
-    cache.set(std::nullopt, treeOf(0));
-    EXPECT_EQ(cache.get(0)->tree().id, "0") << "0 stands for no application";
+    EXPECT_EQ(AXTreeCache::keyFor(editor, browser), editor);
+    EXPECT_EQ(AXTreeCache::keyFor(std::nullopt, browser), browser);
+    EXPECT_EQ(AXTreeCache::keyFor(std::nullopt, std::nullopt), 0);
 }
 
 TEST(AXTreeCache, DropsAllTreesWhenAnotherApplicationComesToTheFront) {
@@ -60,25 +58,31 @@ TEST(AXTreeCache, DropsAllTreesWhenAnotherApplicationComesToTheFront) {
     for (const auto& [before, after, survives] : cases) {
         FakeDesktop desktop;
         AXTreeCache cache;
-        desktop.frontmost = before;
-        cache.get(editor);
-        cache.set(editor, treeOf(editor));
-        desktop.frontmost = after;
-        EXPECT_EQ(cache.get(editor) != nullptr, survives) << before.value_or(-1) << " " << after.value_or(-1);
+        cache.get(editor, before);
+        keep(cache, editor);
+        EXPECT_EQ(cache.get(editor, after) != nullptr, survives)
+            << before.value_or(-1) << " " << after.value_or(-1);
     }
 }
 
-TEST(AXTreeCache, CountsHitsAndMissesThroughEveryChange) {
-    FakeDesktop desktop;
+TEST(AXTreeCache, KeepsNoTreeWhoseReadingBeganBeforeAChange) {
+    const FakeDesktop desktop;
     AXTreeCache cache;
-    EXPECT_EQ(cache.get(editor), nullptr);
-    cache.set(editor, treeOf(editor));
-    EXPECT_NE(cache.get(editor), nullptr);
-    EXPECT_NE(cache.getIfFresh(editor, desktop.frontmost), nullptr);
+    const std::uint64_t before = globalChangeCounter().value();
+    globalChangeCounter().increment();
+    cache.set(editor, treeOf(editor), before);
+    EXPECT_EQ(cache.get(editor, editor), nullptr);
+}
+
+TEST(AXTreeCache, CountsHitsAndMissesThroughEveryChange) {
+    const FakeDesktop desktop;
+    AXTreeCache cache;
+    EXPECT_EQ(cache.get(editor, editor), nullptr);
+    keep(cache, editor);
+    EXPECT_NE(cache.get(editor, editor), nullptr);
     cache.invalidateAll();
-    EXPECT_EQ(cache.getIfFresh(editor, desktop.frontmost), nullptr) << "not counted: get() follows";
-    EXPECT_EQ(cache.get(editor), nullptr);
-    EXPECT_EQ(cache.hitCount(), 2u);
+    EXPECT_EQ(cache.get(editor, editor), nullptr);
+    EXPECT_EQ(cache.hitCount(), 1u);
     EXPECT_EQ(cache.missCount(), 2u);
 }
 

@@ -1,14 +1,24 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <array>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_future.hpp>
+#include <condition_variable>
+#include <future>
 #include <limits>
+#include <mutex>
+#include <set>
+#include <thread>
 
 #include "ax/AX+Shared.h"
 #include "ax/AXTree.h"
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
+#include "support/Deadline.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 
@@ -38,15 +48,6 @@ class AXTreeTest : public testing::Test {
         return test::headerOf(response, "X-Varkel-Cache");
     }
 
-    /// Twenty requests for the editor's tree at once.
-    static void askAtOnce(const std::optional<std::string>& batchId,
-                          const std::function<void(const AXTreeData&)>& onAnswer) {
-        boost::asio::io_context context;
-        const auto ask = [&]() -> Task<void> { onAnswer(co_await axTreeData(editor, batchId)); };
-        for (int i = 0; i < 20; ++i) boost::asio::co_spawn(context, ask(), boost::asio::detached);
-        context.run();
-    }
-
     FakeDesktop desktop;
 };
 
@@ -58,9 +59,6 @@ TEST_F(AXTreeTest, IsServedFromTheCacheWithinASecond) {
     const HTTPResponse second = request(std::nullopt);
     EXPECT_EQ(cacheHeader(second), "HIT");
     EXPECT_EQ(second.body, first.body) << "the very same bytes, not written anew";
-    const AXTreeData blocking = axTreeDataBlocking(std::nullopt, std::nullopt);
-    EXPECT_TRUE(blocking.cacheHit);
-    EXPECT_EQ(blocking.pid, editor) << "the key that it was found under";
     desktop.time += 1.5;
     EXPECT_EQ(cacheHeader(request(std::nullopt)), "MISS");
     EXPECT_EQ(desktop.applicationsMade, 2);
@@ -76,36 +74,137 @@ TEST_F(AXTreeTest, IsServedFromTheCacheWithoutWaitingWhenTheDesktopKnows) {
     EXPECT_EQ(cacheHeader(request(editor)), "MISS");
 }
 
-TEST_F(AXTreeTest, IsReadOnceForAllWhoAskWhileItIsRead) {
-    for (const bool known : {true, false}) {
-        desktop.knownWithoutWaiting = known;
-        runTask(axTreeData(browser, std::nullopt));
-        const int before = desktop.applicationsMade;
-        int hits = 0;
-        askAtOnce(std::nullopt, [&](const AXTreeData& data) { hits += data.cacheHit ? 1 : 0; });
-        EXPECT_EQ(desktop.applicationsMade - before, 1) << known;
-        EXPECT_EQ(hits, 19) << known;
+/// Requests on two I/O threads, and readings that the test lets go on one by one.
+class AXTreeAtOnceTest : public AXTreeTest {
+  protected:
+    AXTreeAtOnceTest() {
+        desktop.frontmost = browser;
+        desktop.knownWithoutWaiting = true;
+        desktop.whenRead = [this](pid_t pid) { hold(pid); };
+        for (auto& context : contexts_) threads_.emplace_back([&] { context.run(); });
+        BatchManager::shared().begin("x", editor);
+    }
+
+    ~AXTreeAtOnceTest() override {
+        for (std::size_t number = 0; number < 100; ++number) letGoOn(number);
+        guards_.clear();
+        for (std::thread& thread : threads_) thread.join();
+        BatchManager::shared().end("x");
+    }
+
+    /// Returns when the request has got as far as it can.
+    std::future<AXTreeData> ask(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+        auto& context = contexts_[next_++ % contexts_.size()];
+        auto answer =
+            boost::asio::co_spawn(context, axTreeData(rootPid, std::move(batchId)), boost::asio::use_future);
+        boost::asio::post(context, std::packaged_task<void()>([] {})).get();
+        return answer;
+    }
+
+    /// The applications whose reading has begun, once there are as many.
+    std::vector<pid_t> begun(std::size_t count) {
+        std::unique_lock lock(mutex_);
+        changed_.wait_for(lock, test::patience, [&] { return begun_.size() >= count; });
+        return begun_;
+    }
+
+    void letGoOn(std::size_t number) {
+        const std::scoped_lock lock(mutex_);
+        free_.insert(number);
+        changed_.notify_all();
+    }
+
+  private:
+    void hold(pid_t pid) {
+        std::unique_lock lock(mutex_);
+        const std::size_t number = begun_.size();
+        begun_.push_back(pid);
+        changed_.notify_all();
+        changed_.wait_for(lock, test::patience, [&] { return free_.contains(number); });
+    }
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<pid_t> begun_;
+    std::set<std::size_t> free_;
+    std::array<boost::asio::io_context, 2> contexts_;
+    std::vector<boost::asio::executor_work_guard<boost::asio::io_context::executor_type>> guards_{
+        boost::asio::make_work_guard(contexts_[0]), boost::asio::make_work_guard(contexts_[1])};
+    std::vector<std::thread> threads_;
+    std::size_t next_ = 0;
+};
+
+TEST_F(AXTreeAtOnceTest, IsReadOnceForAllWhoAskWhileItIsRead) {
+    std::vector<std::future<AXTreeData>> answers;
+    for (int i = 0; i < 20; ++i) answers.push_back(ask(editor, std::nullopt));
+    answers.push_back(ask(std::nullopt, "x"));
+    letGoOn(0);
+    TreeSnapshotRef first;
+    for (auto& answer : answers) {
+        const AXTreeData data = answer.get();
+        if (!first) first = data.snapshot;
+        EXPECT_EQ(data.snapshot, first);
+        EXPECT_FALSE(data.cacheHit) << "it was read for this request, too";
+    }
+    EXPECT_EQ(begun(1).size(), 1U);
+    EXPECT_TRUE(ask(editor, std::nullopt).get().cacheHit);
+}
+
+TEST_F(AXTreeAtOnceTest, IsOfTheApplicationThatEachOneWouldReadAlone) {
+    struct Case {
+        std::optional<std::int64_t> rootPid;
+        std::optional<std::string> batchId;
+        const char* label;
+    };
+    std::vector<Case> cases{{std::nullopt, "x", "Editor"},
+                            {std::nullopt, std::nullopt, "Browser"},
+                            {browser, "x", "Editor"},
+                            {editor, std::nullopt, "Editor"}};
+    for (std::size_t round = 0; round < cases.size(); ++round) {
+        std::vector<std::future<AXTreeData>> answers;
+        for (const Case& c : cases) answers.push_back(ask(c.rootPid, c.batchId));
+        EXPECT_EQ(begun(2 * round + 2).size(), 2 * round + 2);
+        // In turn the first one to begin ends last.
+        letGoOn(2 * round + round % 2);
+        letGoOn(2 * round + 1 - round % 2);
+        for (std::size_t i = 0; i < cases.size(); ++i) {
+            const AXTreeData data = answers[i].get();
+            EXPECT_EQ(data.snapshot->tree().label, cases[i].label) << round << " " << i;
+            EXPECT_FALSE(data.cacheHit) << round << " " << i;
+        }
         axBumpChangeCounter();
+        std::ranges::rotate(cases, cases.begin() + 1);
     }
 }
 
-TEST_F(AXTreeTest, IsReadTwiceForAllWhoAskWhileEveryTreeIsOutOfDateAtOnce) {
-    runTask(axTreeData(browser, std::nullopt));
-    desktop.secondsPerLook = 2;
-    BatchManager::shared().begin("of the editor", editor);
-    using Batch = std::optional<std::string>;
-    for (const Batch& batch : {Batch(), Batch("of the editor")}) {
-        desktop.knownWithoutWaiting = true;
-        const int before = desktop.applicationsMade;
-        int answers = 0;
-        askAtOnce(batch, [&](const AXTreeData& data) {
-            EXPECT_EQ(data.snapshot->tree().label, "Editor");
-            ++answers;
-        });
-        EXPECT_EQ(answers, 20);
-        EXPECT_LE(desktop.applicationsMade - before, 2);
-    }
-    BatchManager::shared().end("of the editor");
+TEST_F(AXTreeAtOnceTest, IsNotTheOneWhoseReadingBeganBeforeAnAct) {
+    auto before = ask(editor, std::nullopt);
+    ASSERT_EQ(begun(1).size(), 1U);
+    axBumpChangeCounter();
+    auto after = ask(editor, std::nullopt);
+    ASSERT_EQ(begun(2).size(), 2U);
+    letGoOn(1);
+    const AXTreeData fresh = after.get();
+    letGoOn(0);
+    EXPECT_NE(before.get().snapshot, fresh.snapshot);
+    const AXTreeData later = ask(editor, std::nullopt).get();
+    EXPECT_TRUE(later.cacheHit);
+    EXPECT_EQ(later.snapshot, fresh.snapshot) << "the older one came later and is not kept";
+}
+
+TEST_F(AXTreeAtOnceTest, FailsForAllWhoShareItAndForNobodyElse) {
+    desktop.whenRead = [hold = desktop.whenRead](pid_t pid) {
+        hold(pid);
+        throw std::runtime_error("broken");
+    };
+    auto first = ask(editor, std::nullopt);
+    auto second = ask(editor, std::nullopt);
+    ASSERT_EQ(begun(1).size(), 1U);
+    letGoOn(0);
+    EXPECT_THROW(first.get(), std::runtime_error);
+    EXPECT_THROW(second.get(), std::runtime_error);
+    desktop.whenRead = nullptr;
+    EXPECT_EQ(ask(editor, std::nullopt).get().snapshot->tree().label, "Editor");
 }
 
 TEST_F(AXTreeTest, OfABatchIsItsApplicationsUnderTheFrontmostOnesKey) {

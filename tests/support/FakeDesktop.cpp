@@ -52,6 +52,7 @@ class FakeDesktop::FakeAccessibility : public Accessibility {
 
     AXUIElementRef AXUIElementCreateApplication(pid_t pid) override {
         ++desktop_.applicationsMade;
+        if (desktop_.whenRead) desktop_.whenRead(pid);
         const auto found = desktop_.applications_.find(pid);
         if (found != desktop_.applications_.end()) return found->second;
         auto nobody = std::make_shared<SceneElement>(pid);
@@ -165,7 +166,7 @@ class FakeDesktop::FakeWorkspace : public Workspace {
 class FakeDesktop::FakeClock : public Clock {
   public:
     explicit FakeClock(FakeDesktop& desktop) : desktop_(desktop) {}
-    double timeIntervalSince1970() override { return desktop_.time += desktop_.secondsPerLook; }
+    double timeIntervalSince1970() override { return desktop_.time; }
 
   private:
     FakeDesktop& desktop_;

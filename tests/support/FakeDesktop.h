@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -79,8 +80,8 @@ class FakeDesktop {
     std::set<std::pair<CGKeyCode, bool>> broken;
     ThreadRule threadRule = ThreadRule::any;
     std::atomic<double> time = 1'700'000'000.0;
-    /// How far the clock goes on whenever it is looked at.
-    double secondsPerLook = 0;
+    /// Called when the reading of an application begins, on the thread that reads it.
+    std::function<void(pid_t)> whenRead = {};
 
   private:
     class FakeAccessibility;
