@@ -6,12 +6,6 @@ namespace varkel {
 
 namespace {
 
-// In steps of the matcher, about a millisecond each. Patterns that need more are the kind that never end.
-constexpr std::int32_t matchTimeLimit = 100;
-
-// A tree can hold thousands of values that such a pattern never ends on: after this many it is given up.
-constexpr int maxTimeOuts = 10;
-
 /// Literal and case-sensitive, on UTF-8; an empty text is found nowhere.
 bool contains(const std::optional<std::string>& text, std::string_view wanted) {
     return text && !wanted.empty() && text->find(wanted) != std::string::npos;
@@ -22,10 +16,10 @@ bool contains(const std::optional<std::string>& text, std::string_view wanted) {
 ElementFilter::ElementFilter(const AXQuery& query) : query_(query) {
     if (!query.valueRegex) return;
     UErrorCode status = U_ZERO_ERROR;
-    UParseError where;
-    pattern_.reset(
-        icu::RegexPattern::compile(icu::UnicodeString::fromUTF8(*query.valueRegex), 0, where, status));
-    if (U_FAILURE(status)) pattern_.reset();
+    const auto pattern = icu::UnicodeString::fromUTF8(*query.valueRegex);
+    matcher_ = std::make_unique<icu::RegexMatcher>(pattern, 0, status);
+    matcher_->setMatchCallback(mayGoOn, this, status);
+    if (U_FAILURE(status)) matcher_.reset();
 }
 
 bool ElementFilter::matches(const AXElementInfo& element) {
@@ -37,15 +31,20 @@ bool ElementFilter::matches(const AXElementInfo& element) {
 }
 
 bool ElementFilter::valueMatches(const std::string& value) {
-    if (!pattern_ || timeOuts_ >= maxTimeOuts) return false;
-    UErrorCode status = U_ZERO_ERROR;
+    if (!matcher_ || left_ <= Clock::duration::zero()) return false;
     const icu::UnicodeString text = icu::UnicodeString::fromUTF8(value);
-    const std::unique_ptr<icu::RegexMatcher> matcher(pattern_->matcher(text, status));
-    if (U_FAILURE(status)) return false;
-    matcher->setTimeLimit(matchTimeLimit, status);
-    const bool found = matcher->find(status) != 0;
-    if (status == U_REGEX_TIME_OUT) ++timeOuts_;
+    matcher_->reset(text);
+    UErrorCode status = U_ZERO_ERROR;
+    const Clock::time_point began = Clock::now();
+    deadline_ = began + left_;
+    const bool found = matcher_->find(status) != 0;
+    left_ -= Clock::now() - began;
     return U_SUCCESS(status) && found;
+}
+
+/// Called by the matcher every few thousand steps. Whether it may go on.
+UBool ElementFilter::mayGoOn(const void* filter, std::int32_t) {
+    return Clock::now() < static_cast<const ElementFilter*>(filter)->deadline_ ? 1 : 0;
 }
 
 }  // namespace varkel

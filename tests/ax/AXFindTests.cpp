@@ -84,8 +84,16 @@ TEST(CollectMatches, GivesUpAPatternThatNeverEnds) {
     list.children->push_back(info("good", "AXCell", {}, "aaa"));
     std::vector<AXElementInfo> matches;
     EXPECT_FALSE(collectMatches(list, filter, 10, matches));
-    EXPECT_THAT(matches, IsEmpty()) << "after ten values that took too long the pattern is given up";
+    EXPECT_THAT(matches, IsEmpty()) << "the values before it have used up the time of the search";
     EXPECT_TRUE(ElementFilter(query).matches(list.children->back()));
+}
+
+TEST(CollectMatches, FindsWhatTakesTheMatcherMillionsOfSteps) {
+    // From each place of the first line the matcher looks through the rest of it.
+    std::string value(3'000, 'x');
+    value += "\nError 1";
+    const auto query = decodeJSON<AXQuery>(R"({"valueRegex": ".*Error 1"})");
+    EXPECT_TRUE(ElementFilter(query).matches(info("log", "AXTextArea", {}, value)));
 }
 
 TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
