@@ -1,8 +1,11 @@
 #include "http/Connection.h"
 
+#include <sys/socket.h>
+
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <cerrno>
 #include <utility>
 
 #include "http/UnicodeText.h"
@@ -55,7 +58,16 @@ Connection::Connection(asio::io_context& context, Peer peer, RequestServer& serv
 
 void Connection::close() {
     boost::system::error_code ignored;
+    const std::scoped_lock lock(closing_);
     socket_.close(ignored);
+}
+
+bool Connection::hasGone() {
+    const std::scoped_lock lock(closing_);
+    char next = 0;
+    const ssize_t count = ::recv(socket_.native_handle(), &next, 1, MSG_PEEK | MSG_DONTWAIT);
+    if (count < 0) return errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR;
+    return count == 0;
 }
 
 Task<void> Connection::serve() {
@@ -89,6 +101,12 @@ Task<void> Connection::serve() {
             co_return;
         }
         mayHoldWhatItHas();
+        if (mustInviteBody()) {
+            Outgoing interim{"HTTP/1.1 100 Continue\r\n\r\n", {}};
+            sendNow(interim);
+            if (!interim.isDone()) co_await sendRest(interim);
+            if (sendError_) co_return;
+        }
 
         std::string_view received;
         if (mayHaveMore && reads++ < maxReads) {
@@ -125,6 +143,12 @@ std::optional<HTTPRequest> Connection::takeRequest() {
     return parseRequest(buffer_);
 }
 
+/// Whether a client that has the right to waits to be told to go on with its body.
+bool Connection::mustInviteBody() {
+    const HTTPRequest* waiting = buffer_.takeExpectation();
+    return waiting != nullptr && server_.wantsBody(*waiting);
+}
+
 /// Hands the peer over to the server, with the `request` that is not answered yet, if it is complete, and all
 /// that follows it.
 void Connection::passOn(std::optional<HTTPRequest> request) {
@@ -140,6 +164,7 @@ std::string_view Connection::receiveNow() {
 }
 
 Task<void> Connection::answer(HTTPRequest request) {
+    request.client = this;
     const HTTPResponse response = co_await server_.dispatch(std::move(request));
     const std::string head = serializeHead(response);
     Outgoing outgoing{head, response.body ? std::string_view(*response.body) : std::string_view()};

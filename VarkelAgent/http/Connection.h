@@ -4,6 +4,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -33,6 +34,9 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
+    /// Whether the body of a request with this head is worth sending.
+    virtual bool wantsBody(const HTTPRequest& head) const = 0;
+
     /// Takes over a peer whose caller has shown the token. For the thread that serves the strangers.
     virtual void welcome(Peer peer) = 0;
 
@@ -42,7 +46,7 @@ class RequestServer {
 
 /// One accepted connection: a loop of request and response. Used on one I/O thread only. While it waits for a
 /// request it owns a few KiB and no timer.
-class Connection {
+class Connection : private RequestClient {
   public:
     /// `scratch` is the thread's receive space, shared by its connections. With `strangers` the caller is one
     /// of them. Raises when the socket is of no use.
@@ -68,15 +72,19 @@ class Connection {
         void advance(std::size_t count);
     };
 
+    bool hasGone() override;
     std::string_view receiveNow();
     bool isIntroduced() const;
     bool mayHoldWhatItHas();
     std::optional<HTTPRequest> takeRequest();
+    bool mustInviteBody();
     void passOn(std::optional<HTTPRequest> request);
     Task<void> answer(HTTPRequest request);
     void sendNow(Outgoing& outgoing);
     Task<void> sendRest(Outgoing outgoing);
 
+    /// Held to close the socket, and to look at it on another thread.
+    std::mutex closing_;
     boost::asio::ip::tcp::socket socket_;
     RequestServer& server_;
     std::span<char> scratch_;

@@ -10,6 +10,16 @@
 
 namespace varkel {
 
+/// The program that has sent a request and waits for the answer.
+class RequestClient {
+  public:
+    virtual ~RequestClient() = default;
+
+    /// Whether the other end of the connection has been closed, or the sending half of it: the two look the
+    /// same from here. Any thread.
+    virtual bool hasGone() = 0;
+};
+
 /// One parsed request. A plain value.
 struct HTTPRequest {
     std::string method;
@@ -18,6 +28,8 @@ struct HTTPRequest {
     /// Names lower-cased and trimmed, values trimmed; one value per name.
     std::map<std::string, std::string, std::less<>> headers;
     std::string body;
+    /// Null, or there until the request has been answered.
+    RequestClient* client = nullptr;
 
     /// The value of a header by its lower-case name, or null.
     const std::string* header(std::string_view name) const;

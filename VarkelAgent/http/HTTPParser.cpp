@@ -157,13 +157,20 @@ void ReceiveBuffer::consume(std::size_t count) {
 void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length) {
     partial_ = std::move(head);
     missing_ = length;
+    const std::string* expectation = partial_->header("expect");
+    expectsContinue_ = expectation != nullptr && equalsIgnoringCase(*expectation, "100-continue");
     consume(receiveBody(bytes()));
+}
+
+const HTTPRequest* ReceiveBuffer::takeExpectation() {
+    return std::exchange(expectsContinue_, false) ? &*partial_ : nullptr;
 }
 
 /// Gives the awaited body what belongs to it and returns how much that was.
 std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(missing_, received.size()));
     if (count == 0) return 0;
+    expectsContinue_ = false;
     if (knowsCaller()) {
         std::string& body = partial_->body;
         if (body.capacity() - body.size() < count) {

@@ -35,6 +35,10 @@ class ReceiveBuffer {
     /// Whether a head has been taken in and its body is not complete.
     bool awaitsBody() const { return partial_.has_value(); }
 
+    /// The request whose client waits to be told to go on before it sends the body; null when there is none,
+    /// and from the second call on.
+    const HTTPRequest* takeExpectation();
+
     /// Whether the caller has passed the check, with any of the heads so far.
     bool knowsCaller() const { return check_ == nullptr; }
 
@@ -65,6 +69,7 @@ class ReceiveBuffer {
 
     std::optional<HTTPRequest> partial_;
     std::uint64_t missing_ = 0;
+    bool expectsContinue_ = false;
 };
 
 /// Takes the first complete request out of the buffer, or nothing when more bytes are needed. Raises

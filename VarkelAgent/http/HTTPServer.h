@@ -69,6 +69,7 @@ class HTTPServer : private RequestServer {
     };
 
     std::string_view preparedAnswer(const HTTPRequest& request) const override;
+    bool wantsBody(const HTTPRequest& head) const override { return verifyToken(head); }
     void welcome(Peer peer) override;
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 

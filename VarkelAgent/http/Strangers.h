@@ -14,9 +14,9 @@ class Strangers {
     /// What each may hold whatever the others do: any usual head.
     static constexpr std::size_t freeBytes = 8'192;
 
-    /// What they may hold together beyond that. Also bounds how many long heads can be ready to be read at
-    /// once.
-    static constexpr std::size_t sharedBytes = std::size_t{8} << 20;
+    /// What they may hold together beyond that: a dozen of the longest heads and what their buffers have
+    /// grown ahead. Also bounds how many long heads can be ready to be read at once.
+    static constexpr std::size_t sharedBytes = std::size_t{24} << 20;
 
     /// With more than `maxCount` connections the one that came first is closed.
     explicit Strangers(std::size_t maxCount) : maxCount_(maxCount) {}
@@ -34,12 +34,15 @@ class Strangers {
         Place& operator=(const Place&) = delete;
         ~Place() { leave(); }
 
-        /// Says how much the connection holds now. False when that is too much: the connection must end.
+        /// Says how much the connection holds now. When all together hold too much, those that hold more than
+        /// a usual head are closed, the one first that has done so for longest. False when this is one of
+        /// them.
         bool hold(std::size_t bytes);
 
       private:
         friend class Strangers;
 
+        void share(std::size_t bytes);
         void leave();
 
         struct Entry {
@@ -51,14 +54,17 @@ class Strangers {
         bool taken_ = true;
         std::size_t shared_ = 0;
         std::list<Entry>::iterator entry_;
+        /// Among the holders, while it holds anything of what is shared.
+        std::list<Place*>::iterator holder_;
     };
 
   private:
-    void closeFirst();
+    static void close(Place& place);
 
     const std::size_t maxCount_;
     std::size_t shared_ = 0;
     std::list<Place::Entry> closers_;
+    std::list<Place*> holders_;
 };
 
 }  // namespace varkel

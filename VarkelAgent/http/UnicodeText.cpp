@@ -124,7 +124,14 @@ std::string lowerCased(std::string_view text) {
 }
 
 bool equalsIgnoringCase(std::string_view text, std::string_view lowerCaseASCII) {
-    return std::ranges::equal(text, lowerCaseASCII, {}, lowerCasedASCII);
+    // The one character beyond ASCII that is an ASCII letter in lower case.
+    constexpr std::string_view kelvinSign = "\u212A";
+    for (const char wanted : lowerCaseASCII) {
+        const bool isKelvin = wanted == 'k' && text.starts_with(kelvinSign);
+        if (!isKelvin && (text.empty() || lowerCasedASCII(text.front()) != wanted)) return false;
+        text.remove_prefix(isKelvin ? kelvinSign.size() : 1);
+    }
+    return text.empty();
 }
 
 }  // namespace varkel

@@ -222,16 +222,35 @@ TEST(HTTPParser, KeepsLittleOfAStrangersRequests) {
     EXPECT_FALSE(cut->header("keep")) << "of several the last one counts";
     EXPECT_FALSE(buffer.knowsCaller());
 
-    buffer.append("P /2\r\nKEEP : 1\r\nother: x\r\nContent-Length: 2\r\n\r\nf");
+    buffer.append("P /2\r\n\u212AEEP : 1\r\nother: x\r\nContent-Length: 2\r\n\r\nf");
     EXPECT_FALSE(parseRequest(buffer));
     EXPECT_TRUE(buffer.knowsCaller()) << "while the body is on its way";
     buffer.append("g");
     const auto known = parseRequest(buffer);
     EXPECT_EQ(known->body, "fg");
+    EXPECT_TRUE(known->header("keep")) << "names are the same for strangers and others";
     EXPECT_TRUE(known->header("other"));
 
     buffer.append("P /3\r\nother: x\r\nContent-Length: 1\r\n\r\nh");
     EXPECT_EQ(parseRequest(buffer)->body, "h") << "one head is enough";
+}
+
+TEST(HTTPParser, TellsOnceThatAClientWaitsWithItsBody) {
+    const struct {
+        std::string rest;
+        bool waits;
+    } cases[] = {{"Expect: 100-Continue\r\nContent-Length: 2\r\n\r\n", true},
+                 {"Expect: 100-continue\r\nContent-Length: 2\r\n\r\na", false},
+                 {"Expect: 100-continue\r\nContent-Length: 0\r\n\r\n", false},
+                 {"Expect: 100-continue\r\nContent-Length: 2\r\n", false},
+                 {"Expect: other\r\nContent-Length: 2\r\n\r\n", false}};
+    for (const auto& [rest, waits] : cases) {
+        ReceiveBuffer buffer = bufferOf("POST /x y\r\n" + rest);
+        parseRequest(buffer);
+        const HTTPRequest* waiting = buffer.takeExpectation();
+        EXPECT_EQ(waiting != nullptr && waiting->path == "/x", waits) << rest;
+        EXPECT_EQ(buffer.takeExpectation(), nullptr);
+    }
 }
 
 TEST(HTTPParser, GivesMemoryBackWhenNothingWaits) {

@@ -255,6 +255,55 @@ TEST_F(HTTPServerTest, ReadsOffTheBodyOfACallerWithoutTheToken) {
     EXPECT_EQ(calls, 0);
 }
 
+TEST_F(HTTPServerTest, InvitesTheBodyOfAClientThatWaitsWithIt) {
+    start();
+    const std::string rest = "Expect: 100-continue\r\nContent-Length: 4\r\n\r\n";
+    const std::string withToken = "POST /echo x\r\nx-varkel-token: " + std::string(token) + "\r\n" + rest;
+    RawClient connection = client();
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(connection.request(withToken).statusLine, "HTTP/1.1 100 Continue");
+        EXPECT_EQ(connection.request("body").body, "body");
+        EXPECT_EQ(connection.request(withToken + "body").body, "body") << "it does not wait";
+    }
+    RawClient stranger = client();
+    for (RawClient* refused : {&connection, &stranger}) {
+        refused->send("POST /echo x\r\n" + rest);
+        EXPECT_TRUE(refused->isQuiet());
+        EXPECT_EQ(refused->request("body").statusLine, "HTTP/1.1 401 Unauthorized");
+    }
+}
+
+TEST_F(HTTPServerTest, AnswersTenOfTheLongestHeadsAtOnce) {
+    start();
+    std::vector<RawClient> clients;
+    for (int i = 0; i < 10; ++i) {
+        clients.push_back(client());
+        clients.back().send("GET /health-not x\r\nlong: " + std::string(1'040'000, 'x'));
+    }
+    for (RawClient& each : clients) {
+        EXPECT_EQ(each.request("\r\nx-varkel-token: " + std::string(token) + "\r\n\r\n").status(), 404);
+    }
+}
+
+TEST_F(HTTPServerTest, TellsAHandlerThatItsClientHasGone) {
+    std::promise<bool> atFirst, later;
+    server.registerRoute("POST", "/wait", [&](HTTPRequest request) -> Task<HTTPResponse> {
+        auto wait = [&] {
+            atFirst.set_value(request.client->hasGone());
+            later.set_value(eventually([&] { return request.client->hasGone(); }));
+        };
+        co_await runBlocking(wait);
+        co_return jsonTextResponse(200, std::string("late"));
+    });
+    start();
+    {
+        RawClient connection = client();
+        connection.send(post("/wait", ""));
+        EXPECT_FALSE(atFirst.get_future().get());
+    }
+    EXPECT_TRUE(later.get_future().get());
+}
+
 TEST_F(HTTPServerTest, GoesOnWhileOneHandlerWaitsAndOneClientDoesNotRead) {
     const auto large = std::make_shared<const std::string>(30'000'000, 'x');
     server.registerRoute("POST", "/large",

@@ -30,19 +30,28 @@ TEST(Strangers, CloseTheFirstWhenThereAreTooMany) {
     EXPECT_EQ(all.count(), 0U);
 }
 
-TEST(Strangers, ShareWhatTheyMayHold) {
+TEST(Strangers, CloseTheOneThatHasHeldALongHeadForLongest) {
     Strangers all(10);
-    Strangers::Place greedy(all, [] {});
-    EXPECT_TRUE(greedy.hold(Strangers::sharedBytes + Strangers::freeBytes));
-    {
-        Strangers::Place other(all, [] {});
-        EXPECT_TRUE(other.hold(Strangers::freeBytes)) << "a usual head always fits";
-        EXPECT_FALSE(other.hold(Strangers::freeBytes + 1));
-        EXPECT_TRUE(greedy.hold(Strangers::freeBytes + Strangers::sharedBytes / 2));
-        EXPECT_TRUE(other.hold(Strangers::freeBytes + Strangers::sharedBytes / 2));
-        EXPECT_FALSE(greedy.hold(Strangers::freeBytes + Strangers::sharedBytes / 2 + 1));
-    }
-    EXPECT_TRUE(greedy.hold(Strangers::sharedBytes)) << "what has ended holds nothing";
+    std::string closed;
+    const auto closing = [&](char name) { return [&closed, name] { closed += name; }; };
+    constexpr std::size_t half = Strangers::sharedBytes / 2;
+    constexpr std::size_t usual = Strangers::freeBytes;
+    Strangers::Place small(all, closing('s'));
+    Strangers::Place first(all, closing('1'));
+    Strangers::Place second(all, closing('2'));
+    Strangers::Place third(all, closing('3'));
+    EXPECT_TRUE(second.hold(usual + half));
+    EXPECT_TRUE(first.hold(usual + half));
+    EXPECT_TRUE(small.hold(usual)) << "a usual head always fits";
+    EXPECT_EQ(closed, "");
+    EXPECT_TRUE(third.hold(usual + 1));
+    EXPECT_EQ(closed, "2");
+    EXPECT_TRUE(first.hold(usual));
+    EXPECT_TRUE(first.hold(usual + half));
+    EXPECT_FALSE(third.hold(usual + half + 1)) << "it is the first one now";
+    EXPECT_EQ(closed, "23");
+    EXPECT_TRUE(small.hold(usual + half)) << "what has ended holds nothing";
+    EXPECT_EQ(closed, "23");
 }
 
 }  // namespace

@@ -86,7 +86,9 @@ std::optional<RawResponse> RawClient::receive() {
         if (colon == std::string::npos) throw std::runtime_error("no header line: " + line);
         response.headers[line.substr(0, colon)] = line.substr(colon + 2);
     }
-    const std::size_t length = std::stoul(response.headers.at("Content-Length"));
+    // An interim answer has no body.
+    const bool isInterim = response.status() < 200;
+    const std::size_t length = isInterim ? 0 : std::stoul(response.headers.at("Content-Length"));
     while (received_.size() < length) {
         if (!fill()) throw std::runtime_error("the server closed within a body");
     }
