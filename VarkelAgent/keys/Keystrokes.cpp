@@ -5,9 +5,10 @@
 #include <memory>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "http/UnicodeText.h"
 #include "keys/Graphemes.h"
@@ -68,9 +69,13 @@ class Delivery {
     Task<void> type(std::string text) {
         if (text.empty()) co_return;
         EventPoster& poster = *Platform::current().eventPoster;
-        const auto announce = [&] { return poster.announceText(text); };
+        std::vector<std::string_view> characters;
+        const auto announce = [&] {
+            characters = graphemeClusters(text);
+            return poster.announceText(text);
+        };
         auto announcement = co_await runBlocking(announce);
-        for (const std::string_view character : graphemeClusters(text)) {
+        for (const std::string_view character : characters) {
             KeyEvents events = eventsForCharacter(poster, character);
             co_await press(std::move(events));
         }
@@ -130,7 +135,8 @@ Task<std::optional<HTTPResponse>> deliverByEvents(SendKeystrokesRequest request,
 Task<HTTPResponse> carryOut(SendKeystrokesRequest request, Sleeper sleep) {
     const milliseconds delay(
         std::clamp(request.delay_ms.value_or(defaultDelay), shortestDelay, longestDelay));
-    const std::size_t characters = graphemeClusters(request.text.value_or("")).size();
+    const auto count = [&] { return graphemeClusters(request.text.value_or("")).size(); };
+    const std::size_t characters = co_await runBlocking(count);
     const std::size_t keys = request.keys ? request.keys->size() : 0;
     if (characters == 0 && keys == 0) co_return badRequest("text or keys required");
 
@@ -168,7 +174,7 @@ Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep) {
     SendKeystrokesRequest decoded;
     std::optional<std::string> failure;
     try {
-        decoded = decodeJSON<SendKeystrokesRequest>(request.body);
+        decoded = co_await decodeBody<SendKeystrokesRequest>(request);
     } catch (const DecodingError& error) {
         failure = error.what();
     }

@@ -7,7 +7,7 @@
 #include "ax/AX+Shared.h"
 #include "ax/BatchManager.h"
 #include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
 
@@ -17,29 +17,28 @@ namespace {
 
 /// The batch id of a body that is a map of texts and nulls; "default" without one, also when the body is no
 /// such map.
-std::string batchIdOf(const std::string& body) {
+Task<std::string> batchIdOf(const HTTPRequest& request) {
     using TextMap = std::map<std::string, std::optional<std::string>>;
     try {
-        const auto texts = decodeJSON<TextMap>(body);
+        const auto texts = co_await decodeBody<TextMap>(request);
         const auto found = texts.find("batch_id");
-        if (found != texts.end() && found->second) return *found->second;
+        if (found != texts.end() && found->second) co_return *found->second;
     } catch (const DecodingError&) {
-        return "default";
+        co_return "default";
     }
-    return "default";
+    co_return "default";
 }
 
 HTTPResponse confirmed(const std::string& batchId) {
     return jsonResponse(200, {{"ok", true}, {"batch_id", batchId}});
 }
 
-HTTPResponse beginBlocking(const HTTPRequest& request) {
+HTTPResponse beginBlocking(const std::string& batchId) {
     if (!Platform::current().accessibility->AXIsProcessTrusted()) {
         return jsonResponse(403, axErrorResponse(AXErrorCode::permissionMissing, accessibilityHint));
     }
     const auto pid = frontmostApplicationPid();
     if (!pid) return jsonResponse(500, {{"error", "could_not_get_frontmost_app"}});
-    const std::string batchId = batchIdOf(request.body);
     BatchManager::shared().begin(batchId, *pid);
     return confirmed(batchId);
 }
@@ -47,12 +46,13 @@ HTTPResponse beginBlocking(const HTTPRequest& request) {
 }  // namespace
 
 Task<HTTPResponse> batchBegin(HTTPRequest request) {
-    const auto work = [&] { return beginBlocking(request); };
+    const std::string batchId = co_await batchIdOf(request);
+    const auto work = [&] { return beginBlocking(batchId); };
     co_return co_await runBlocking(work);
 }
 
 Task<HTTPResponse> batchEnd(HTTPRequest request) {
-    const std::string batchId = batchIdOf(request.body);
+    const std::string batchId = co_await batchIdOf(request);
     BatchManager::shared().end(batchId);
     co_return confirmed(batchId);
 }

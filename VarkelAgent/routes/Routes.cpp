@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "http/HTTPServer.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
@@ -37,13 +37,14 @@ Task<HTTPResponse> ocr(HTTPRequest request) {
 
 /// The body is only looked at for whom to ask about; the operation decodes it for itself.
 Task<HTTPResponse> shortcut(HTTPRequest request, std::optional<OverlayClient> overlay) {
-    std::string name;
+    ShortcutRequest decoded;
     try {
-        name = decodeJSON<ShortcutRequest>(request.body).name;
+        decoded = co_await decodeBody<ShortcutRequest>(request);
     } catch (const DecodingError&) {
         co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
     }
-    auto refusal = co_await checkDestructiveConsent(request, overlay, "run_shortcut", std::move(name));
+    auto refusal =
+        co_await checkDestructiveConsent(request, overlay, "run_shortcut", std::move(decoded.name));
     if (refusal) co_return std::move(*refusal);
     co_return co_await runShortcut(std::move(request));
 }

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "http/UnicodeText.h"
 #include "platform/ChildProcess.h"
@@ -16,11 +16,11 @@ namespace varkel {
 
 namespace {
 
-std::optional<AppleScriptRequest> decode(const std::string& body) {
+Task<std::optional<AppleScriptRequest>> decode(const HTTPRequest& request) {
     try {
-        return decodeJSON<AppleScriptRequest>(body);
+        co_return co_await decodeBody<AppleScriptRequest>(request);
     } catch (const DecodingError&) {
-        return std::nullopt;
+        co_return std::nullopt;
     }
 }
 
@@ -50,7 +50,7 @@ HTTPResponse runBlockingly(std::string script) {
 }  // namespace
 
 Task<HTTPResponse> runAppleScript(HTTPRequest request) {
-    auto decoded = decode(request.body);
+    auto decoded = co_await decode(request);
     if (!decoded) {
         co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
     }

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "http/UnicodeText.h"
 #include "platform/ChildProcess.h"
@@ -30,11 +30,11 @@ constexpr milliseconds grace{200};
 /// Longer than any computer runs; the clock cannot count to what a request may ask for.
 constexpr std::int64_t forever = std::int64_t{1000} * 60 * 60 * 24 * 365 * 100;
 
-std::optional<ShortcutRequest> decode(const std::string& body) {
+Task<std::optional<ShortcutRequest>> decode(const HTTPRequest& request) {
     try {
-        return decodeJSON<ShortcutRequest>(body);
+        co_return co_await decodeBody<ShortcutRequest>(request);
     } catch (const DecodingError&) {
-        return std::nullopt;
+        co_return std::nullopt;
     }
 }
 
@@ -109,7 +109,7 @@ bool waitForProcessExit(ChildProcess& process, std::int64_t timeoutMs) {
 }
 
 Task<HTTPResponse> runShortcut(HTTPRequest request) {
-    auto decoded = decode(request.body);
+    auto decoded = co_await decode(request);
     if (!decoded) {
         co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
     }

@@ -7,9 +7,12 @@
 #include <cstdlib>
 #include <limits>
 #include <random>
+#include <thread>
 
+#include "http/JSONBody.h"
 #include "http/JSONDecoder.h"
 #include "http/JSONResponse.h"
+#include "support/RunTask.h"
 
 namespace varkel {
 namespace {
@@ -30,6 +33,20 @@ struct Record {
     std::optional<std::vector<Inner>> list;
 };
 BOOST_DESCRIBE_STRUCT(Record, (), (name, number, amount, flag, size, list))
+
+/// Notes where it is read.
+struct Reader {
+    std::thread::id thread;
+};
+
+void read(Reader& out, const JSONText&, const decoding::Place&) {
+    out.thread = std::this_thread::get_id();
+}
+
+struct Read {
+    Reader by;
+};
+BOOST_DESCRIBE_STRUCT(Read, (), (by))
 
 struct Numbers {
     double wide = 0;
@@ -246,6 +263,16 @@ TEST(JSONDecoder, DecodesMapsAsAWhole) {
     EXPECT_EQ(decodeJSON<Map>(R"({"a":1,"b":null})"), (Map{{"a", 1}, {"b", {}}}));
     EXPECT_THROW(decodeJSON<Map>(R"({"root_pid":1,"other":"x"})"), DecodingError);
     EXPECT_THROW(decodeJSON<Map>("[]"), DecodingError);
+}
+
+TEST(JSONBody, IsReadOnThePoolWhenItIsLarge) {
+    HTTPRequest request;
+    request.body = R"({"by":0})";
+    EXPECT_EQ(test::runTask(decodeBody<Read>(request)).by.thread, std::this_thread::get_id());
+    request.body += std::string(100'000, ' ');
+    EXPECT_NE(test::runTask(decodeBody<Read>(request)).by.thread, std::this_thread::get_id());
+    request.body += 'x';
+    EXPECT_THROW(test::runTask(decodeBody<Read>(request)), DecodingError);
 }
 
 TEST(JSONDecoder, IgnoresAnUnknownKeyHoweverDeepItNests) {
