@@ -27,8 +27,11 @@ constexpr std::chrono::milliseconds typingPause{10};
 
 constexpr double defaultAmount = 100;
 constexpr double amountPerStep = 50;
-/// More steps than any list is long; an amount beyond it scrolls as far.
-constexpr double maxSteps = 1000;
+/// More steps than anybody waits for; an amount beyond it scrolls as far.
+constexpr double maxSteps = 100'000;
+/// How often a scroll looks whether the client still waits. Shorter ones are carried out whole, also for a
+/// client that has only finished sending.
+constexpr int stepsBetweenLooks = 200;
 
 /// The element to act on, or the answer that ends the request.
 struct Target {
@@ -141,7 +144,8 @@ std::optional<AXAction> scrollAction(std::string_view direction) {
     return std::nullopt;
 }
 
-HTTPResponse scrollBlocking(const AXScrollRequest& request, const std::optional<std::string>& batchId) {
+HTTPResponse scrollBlocking(const AXScrollRequest& request, const std::optional<std::string>& batchId,
+                            RequestClient* client) {
     const Target target = locate(request.elementId, batchId);
     if (target.answer) return *target.answer;
     const std::string direction = lowerCased(request.direction);
@@ -154,6 +158,8 @@ HTTPResponse scrollBlocking(const AXScrollRequest& request, const std::optional<
     const auto steps = static_cast<int>(std::clamp(amount / amountPerStep, 1.0, maxSteps));
     Accessibility& accessibility = *Platform::current().accessibility;
     for (int step = 0; step < steps; ++step) {
+        const bool mustLook = client != nullptr && step > 0 && step % stepsBetweenLooks == 0;
+        if (mustLook && client->hasGone()) break;
         if (!succeeded(accessibility.AXUIElementPerformAction(target.element, *action))) break;
     }
     axBumpChangeCounter();
@@ -177,8 +183,9 @@ Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batc
     co_return jsonResponse(200, {{"ok", true}, {"method", "cg_event"}});
 }
 
-Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId) {
-    const auto work = [&] { return scrollBlocking(request, batchId); };
+Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId,
+                            RequestClient* client) {
+    const auto work = [&] { return scrollBlocking(request, batchId, client); };
     co_return co_await runBlocking(work);
 }
 

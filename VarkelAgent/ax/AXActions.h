@@ -38,6 +38,9 @@ BOOST_DESCRIBE_STRUCT(AXScrollRequest, (), (elementId, direction, amount, batch_
 /// an I/O thread; blocks none.
 Task<HTTPResponse> axClick(AXClickRequest request, std::optional<std::string> batchId);
 Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batchId);
-Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId);
+
+/// The same. A scroll of many steps ends early when `client`, which may be null, has gone.
+Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId,
+                            RequestClient* client = nullptr);
 
 }  // namespace varkel

@@ -9,7 +9,7 @@
 #include "ax/AXActions.h"
 #include "ax/AXFind.h"
 #include "ax/AXTree.h"
-#include "http/JSONDecoder.h"
+#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "routes/Consent.h"
 
@@ -25,11 +25,12 @@ struct Decoded {
 };
 
 template <class Record>
-Decoded<Record> decode(const HTTPRequest& request) {
+Task<Decoded<Record>> decode(const HTTPRequest& request) {
     try {
-        return {decodeJSON<Record>(request.body), ""};
+        Record record = co_await decodeBody<Record>(request);
+        co_return Decoded<Record>{std::move(record), ""};
     } catch (const DecodingError& error) {
-        return {std::nullopt, error.what()};
+        co_return Decoded<Record>{std::nullopt, error.what()};
     }
 }
 
@@ -38,21 +39,22 @@ HTTPResponse badRequest() {
 }
 
 /// Acts on an element once the body is understood and the person agrees.
-template <class Record>
+template <class Record, class... More>
 Task<HTTPResponse> act(HTTPRequest request, std::optional<OverlayClient> overlay, const char* action,
-                       Task<HTTPResponse> (*operation)(Record, std::optional<std::string>)) {
-    auto body = decode<Record>(request);
+                       Task<HTTPResponse> (*operation)(Record, std::optional<std::string>, More...),
+                       More... more) {
+    auto body = co_await decode<Record>(request);
     if (!body.record) co_return badRequest();
     auto refusal = co_await checkDestructiveConsent(request, overlay, action, body.record->elementId);
     if (refusal) co_return std::move(*refusal);
     auto batchId = body.record->batch_id;
-    co_return co_await operation(std::move(*body.record), std::move(batchId));
+    co_return co_await operation(std::move(*body.record), std::move(batchId), more...);
 }
 
 }  // namespace
 
 Task<HTTPResponse> treeRoute(HTTPRequest request) {
-    const auto body = decode<std::map<std::string, std::optional<std::int64_t>>>(request);
+    const auto body = co_await decode<std::map<std::string, std::optional<std::int64_t>>>(request);
     if (!body.record) co_return badRequest();
     const auto found = body.record->find("root_pid");
     const auto rootPid = found == body.record->end() ? std::nullopt : found->second;
@@ -60,7 +62,7 @@ Task<HTTPResponse> treeRoute(HTTPRequest request) {
 }
 
 Task<HTTPResponse> findRoute(HTTPRequest request) {
-    auto body = decode<AXQuery>(request);
+    auto body = co_await decode<AXQuery>(request);
     if (!body.record) co_return jsonResponse(400, {{"error", "bad_request"}, {"message", body.failure}});
     auto batchId = body.record->batch_id;
     co_return co_await axFind(std::move(*body.record), std::move(batchId));
@@ -75,7 +77,8 @@ Task<HTTPResponse> typeRoute(HTTPRequest request, std::optional<OverlayClient> o
 }
 
 Task<HTTPResponse> scrollRoute(HTTPRequest request, std::optional<OverlayClient> overlay) {
-    return act<AXScrollRequest>(std::move(request), std::move(overlay), "scroll", axScroll);
+    RequestClient* const client = request.client;
+    return act<AXScrollRequest>(std::move(request), std::move(overlay), "scroll", axScroll, client);
 }
 
 }  // namespace varkel

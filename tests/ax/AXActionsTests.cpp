@@ -89,9 +89,17 @@ TEST_F(AXActionsTest, ScrollTakesOneStepForEveryFifty) {
         std::optional<double> amount;
         std::size_t steps;
         const char* reported;
-    } cases[] = {{{}, 2, "100"},          {100, 2, "100"},  {149, 2, "149"}, {150, 3, "150"},
-                 {50, 1, "50"},           {99, 1, "99"},    {0, 1, "0"},     {-400, 1, "-400"},
-                 {1e300, 1000, "1e+300"}, {75.5, 1, "75.5"}};
+    } cases[] = {{{}, 2, "100"},
+                 {100, 2, "100"},
+                 {149, 2, "149"},
+                 {150, 3, "150"},
+                 {50, 1, "50"},
+                 {99, 1, "99"},
+                 {0, 1, "0"},
+                 {-400, 1, "-400"},
+                 {100'000, 2'000, "100000"},
+                 {1e300, 100'000, "1e+300"},
+                 {75.5, 1, "75.5"}};
     for (const auto& [amount, steps, reported] : cases) {
         const std::size_t before = desktop.done().size();
         EXPECT_EQ(statusAndBody(scroll(windowId, "Down", amount)),
@@ -99,6 +107,21 @@ TEST_F(AXActionsTest, ScrollTakesOneStepForEveryFifty) {
                       std::string(reported) + "}");
         EXPECT_EQ(desktop.done().size() - before, steps) << reported;
     }
+}
+
+TEST_F(AXActionsTest, ScrollEndsSoonWhenItsClientHasGone) {
+    struct : RequestClient {
+        bool hasGone() override { return true; }
+    } client;
+    window->actions = {AXAction::scrollDown};
+    const auto steps = [&](double amount) {
+        desktop.forgetDone();
+        const AXScrollRequest request{windowId, "down", amount, std::nullopt};
+        EXPECT_EQ(runTask(axScroll(request, std::nullopt, &client)).status, 200);
+        return desktop.done().size();
+    };
+    EXPECT_EQ(steps(5'000), 100U) << "it may wait all the same, and what it asks for is soon done";
+    EXPECT_LE(steps(1e6), 200U);
 }
 
 TEST_F(AXActionsTest, ScrollAnswersTheSameWhenNothingScrolls) {
