@@ -23,6 +23,9 @@ import threading
 import gi
 
 gi.require_version("Gtk", "3.0")
+gi.require_version("Gdk", "3.0")
+gi.require_version("GLib", "2.0")
+gi.require_version("Pango", "1.0")
 from gi.repository import Gdk, GLib, Gtk, Pango  # noqa: E402
 
 DISCOVERY = pathlib.Path.home() / "Library/Application Support/Quellan/Varkel/overlay.sock"

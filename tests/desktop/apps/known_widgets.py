@@ -12,6 +12,7 @@ import sys
 import gi
 
 gi.require_version("Gtk", "3.0")
+gi.require_version("GLib", "2.0")
 from gi.repository import GLib, Gtk  # noqa: E402
 
 SECRET = "correct horse battery staple"
