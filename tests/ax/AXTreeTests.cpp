@@ -173,7 +173,7 @@ TEST_F(AXTreeAtOnceTest, IsOfTheApplicationThatEachOneWouldReadAlone) {
             EXPECT_FALSE(data.cacheHit) << round << " " << i;
         }
         axBumpChangeCounter();
-        std::ranges::rotate(cases, cases.begin() + 1);
+        std::rotate(cases.begin(), cases.begin() + 1, cases.end());
     }
 }
 
