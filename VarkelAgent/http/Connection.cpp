@@ -53,13 +53,20 @@ Connection::Connection(asio::io_context& context, Peer peer, RequestServer& serv
     peer.socket.release();
     socket_.non_blocking(true);
     socket_.set_option(asio::ip::tcp::no_delay(true));
-    if (strangers != nullptr) stranger_.emplace(*strangers, [this] { close(); });
+    if (strangers != nullptr) stranger_.emplace(*strangers, [this] { makeRoom(); });
 }
 
 void Connection::close() {
     boost::system::error_code ignored;
     const std::scoped_lock lock(closing_);
     socket_.close(ignored);
+}
+
+/// Ends the connection of a stranger. Its task may have to wait for its turn behind others, who need the
+/// memory now.
+void Connection::makeRoom() {
+    close();
+    buffer_.forget();
 }
 
 bool Connection::hasGone() {

@@ -73,6 +73,7 @@ class Connection : private RequestClient {
     };
 
     bool hasGone() override;
+    void makeRoom();
     std::string_view receiveNow();
     bool isIntroduced() const;
     bool mayHoldWhatItHas();

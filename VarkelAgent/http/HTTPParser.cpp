@@ -122,7 +122,26 @@ void ReceiveBuffer::append(std::string_view received) {
         bytes_.erase(0, start_);
         start_ = 0;
     }
+    makeRoom(bytes_.size() + received.size());
     bytes_ += received;
+}
+
+/// Doubles the capacity as a string does by itself, but not to twice the longest head: many of them may be
+/// held at once.
+void ReceiveBuffer::makeRoom(std::size_t size) {
+    constexpr std::size_t longestHeadAndMore = largestHead + 65'536;
+    if (size <= bytes_.capacity() || size > longestHeadAndMore) return;
+    // A string that has none yet takes the capacity that it is told.
+    std::string grown;
+    grown.reserve(std::clamp(2 * bytes_.capacity(), size, longestHeadAndMore));
+    grown += bytes_;
+    bytes_.swap(grown);
+}
+
+void ReceiveBuffer::forget() {
+    std::string().swap(bytes_);
+    start_ = 0;
+    searched_ = 0;
 }
 
 std::optional<std::string_view> ReceiveBuffer::findHead() {

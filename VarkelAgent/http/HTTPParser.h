@@ -39,6 +39,9 @@ class ReceiveBuffer {
     /// and from the second call on.
     const HTTPRequest* takeExpectation();
 
+    /// Frees the memory. The buffer is of no use afterwards.
+    void forget();
+
     /// Whether the caller has passed the check, with any of the heads so far.
     bool knowsCaller() const { return check_ == nullptr; }
 
@@ -51,6 +54,7 @@ class ReceiveBuffer {
   private:
     friend std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer);
 
+    void makeRoom(std::size_t size);
     std::optional<std::string_view> findHead();
     HTTPRequest readHead(std::string_view head);
     void consume(std::size_t count);

@@ -14,9 +14,9 @@ class Strangers {
     /// What each may hold whatever the others do: any usual head.
     static constexpr std::size_t freeBytes = 8'192;
 
-    /// What they may hold together beyond that: a dozen of the longest heads and what their buffers have
-    /// grown ahead. Also bounds how many long heads can be ready to be read at once.
-    static constexpr std::size_t sharedBytes = std::size_t{24} << 20;
+    /// What they may hold together beyond that: a dozen of the longest heads. Also bounds how many long heads
+    /// can be ready to be read at once.
+    static constexpr std::size_t sharedBytes = std::size_t{16} << 20;
 
     /// With more than `maxCount` connections the one that came first is closed.
     explicit Strangers(std::size_t maxCount) : maxCount_(maxCount) {}
