@@ -1,4 +1,4 @@
-"""What reaches real applications when the agent types, presses chords, clicks, scrolls and activates.
+"""What reaches real applications when the agent types, presses chords, clicks and scrolls.
 
 Every check reads what the application says it got, or the state of the X server, never the agent's word for it."""
 
@@ -14,7 +14,7 @@ import unittest.mock
 import support
 from agent import Agent, AgentError
 from private_desktop import PrivateDesktop
-from support import ROOT, add_desktop_entry, wait_for
+from support import ROOT, wait_for
 from typing_targets import GtkTarget, wait_for_text
 
 SHIFT, LOCK, CONTROL, ALT, NUM, SUPER = 1, 2, 4, 8, 16, 64
@@ -265,69 +265,6 @@ class Keyboard(unittest.TestCase):
                     self.assertEqual(len(self.target.app.all("scroll")), 4)
                 finally:
                     self.run_tool("xmodmap", "-e", "pointer = default")
-
-
-class Activation(unittest.TestCase):
-    @classmethod
-    def setUpClass(cls):
-        cls.desktop = cls.enterClassContext(PrivateDesktop())
-        script = ROOT / "tests/desktop/keyboard_app.py"
-        log = os.path.join(cls.desktop.directory, "launched")
-        typing = f"/bin/sh -c \"exec /usr/bin/python3 {script} > {log} < /dev/null\""
-        for name, more, command in (("Typing", "StartupWMClass=keyboard_app.py", typing), ("Broken", "", "/bin/false"),
-                                    ("Missing", "", "/no/such/program")):
-            add_desktop_entry(cls.desktop, "org.example." + name, "T", command, more)
-        cls.agent = Agent(cls.desktop.start, cls.desktop.directory)
-
-    def send(self, **fields):
-        return self.agent.request("POST", "/keystrokes", {"keys": ["esc"], **fields}, timeout=60)
-
-    def active_class(self):
-        window = subprocess.run(["xdotool", "getactivewindow", "getwindowclassname"], env=self.desktop.environment,
-                                capture_output=True, text=True, check=False)
-        return window.stdout.strip()
-
-    def windows(self):
-        with self.desktop.x() as display:
-            return display.client_windows()
-
-    def test_a_running_application_comes_to_the_front_with_all_its_windows(self):
-        with GtkTarget(self.desktop) as target:
-            clock = self.desktop.start(["xterm"])
-            other = self.desktop.wait_for_window(clock)
-            self.desktop.activate(other)
-            for name in ("org.example.Typing", "org.example.Typing.desktop", "Keyboard_app.py"):
-                with self.subTest(name=name):
-                    self.desktop.activate(other)
-                    self.assertEqual(self.send(app_bundle_id=name).json()["app"], name)
-                    target.wait_for("press", name="Escape")
-            self.desktop.activate(target.window)
-            # The terminal identifiers mean the system's terminal emulator.
-            self.assertEqual(self.send(app_bundle_id="com.apple.Terminal").status, 200)
-            with self.desktop.x() as display:
-                self.assertEqual(display.active_window(), other)
-            self.desktop.stop(clock)
-
-    def test_an_application_that_is_not_running_is_launched_and_typed_into(self):
-        answer = self.send(app_bundle_id="org.example.Typing")
-        self.assertEqual(answer.status, 200, answer.body)
-        log = os.path.join(self.desktop.directory, "launched")
-
-        def text():
-            with open(log, encoding="utf-8") as file:
-                return file.read()
-        wait_for(lambda: '"name": "Escape"' in text(), 20, "the key to reach the launched application")
-        pid = int(subprocess.run(["xdotool", "getactivewindow", "getwindowpid"], env=self.desktop.environment,
-                                 capture_output=True, text=True, check=True).stdout)
-        os.kill(pid, signal.SIGKILL)
-        wait_for(lambda: not os.path.exists(f"/proc/{pid}"), 20, "the application to leave no zombie")
-        wait_for(lambda: not self.windows(), 20, "the window to go")
-
-    def test_what_cannot_be_launched_is_not_found(self):
-        for name in ("org.example.Nowhere", "../x", "org.example.Broken", "org.example.Missing"):
-            with self.subTest(name=name):
-                answer = self.send(app_bundle_id=name)
-                self.assertEqual((answer.status, answer.json()), (404, {"error": "app_not_found", "bundle_id": name}))
 
 
 if __name__ == "__main__":

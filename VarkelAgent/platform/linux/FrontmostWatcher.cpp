@@ -1,9 +1,6 @@
 #include "platform/linux/FrontmostWatcher.h"
 
-#include <xcb/res.h>
-
-#include <array>
-#include <cstring>
+#include "platform/linux/WindowProcess.h"
 
 namespace varkel {
 
@@ -11,23 +8,6 @@ namespace {
 
 void listen(xcb_connection_t* connection, xcb_window_t window, std::uint32_t events) {
     xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &events);
-}
-
-/// The process at the other end of a client's connection, as the X server itself sees it. For windows whose
-/// owner says nothing, and for owners in a process namespace of their own.
-std::optional<pid_t> clientPid(xcb_connection_t* connection, xcb_window_t window) {
-    const xcb_res_client_id_spec_t wanted{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const XcbPtr<xcb_res_query_client_ids_reply_t> reply(xcb_res_query_client_ids_reply(
-        connection, xcb_res_query_client_ids(connection, 1, &wanted), nullptr));
-    if (!reply) return std::nullopt;
-    auto ids = xcb_res_query_client_ids_ids_iterator(reply.get());
-    for (; ids.rem > 0; xcb_res_client_id_value_next(&ids)) {
-        const bool isPid = (ids.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) != 0;
-        if (isPid && ids.data->length >= sizeof(std::uint32_t)) {
-            return static_cast<pid_t>(*xcb_res_client_id_value_value(ids.data));
-        }
-    }
-    return std::nullopt;
 }
 
 std::optional<std::uint32_t> single(X11Connection::Session& session, xcb_window_t window,
@@ -89,12 +69,7 @@ void FrontmostWatcher::refresh(X11Connection::Session& session) {
     const auto window = single(session, session.root(), "_NET_ACTIVE_WINDOW");
     if (!window) return;
     listen(session.get(), *window, XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
-    pid_ = ownerOf(session, *window);
-}
-
-std::optional<pid_t> FrontmostWatcher::ownerOf(X11Connection::Session& session, xcb_window_t window) {
-    if (const auto pid = single(session, window, "_NET_WM_PID")) return static_cast<pid_t>(*pid);
-    return clientPid(session.get(), window);
+    pid_ = processOfWindow(session, *window);
 }
 
 }  // namespace varkel

@@ -28,7 +28,6 @@ class FrontmostWatcher {
     /// Takes in the events that have arrived. Under the connection's lock.
     void drain(xcb_connection_t* connection);
     void refresh(X11Connection::Session& session);
-    std::optional<pid_t> ownerOf(X11Connection::Session& session, xcb_window_t window);
 
     X11Connection connection_;
     // What follows is touched only under the connection's lock.

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <thread>
 
+#include "platform/linux/WindowProcess.h"
+
 namespace varkel {
 
 namespace {
@@ -36,8 +38,7 @@ std::vector<xcb_window_t> windowIds(X11Connection::Session& session) {
 ClientWindow describe(X11Connection::Session& session, xcb_window_t id) {
     ClientWindow window;
     window.id = id;
-    const auto process = session.property<std::uint32_t>(id, "_NET_WM_PID", 1);
-    if (!process.empty()) window.process = static_cast<pid_t>(process.front());
+    window.process = processOfWindow(session, id);
 
     const std::string classes = session.text(id, "WM_CLASS");
     const auto end = classes.find('\0');
@@ -49,6 +50,11 @@ ClientWindow describe(X11Connection::Session& session, xcb_window_t id) {
         if (window.applicationId.empty()) window.applicationId = session.text(id, name);
     }
     return window;
+}
+
+/// Toolkits make windows that only they themselves have a use for, and leave them without either.
+bool introducesItself(X11Connection::Session& session, const ClientWindow& window) {
+    return !window.className.empty() || !session.property<std::uint32_t>(window.id, "_NET_WM_PID", 1).empty();
 }
 
 /// The server's clock: a property is changed by nothing, and the event about it tells the time.
@@ -119,7 +125,7 @@ std::vector<ClientWindow> listClientWindows(X11Connection::Session& session) {
     if (!session) return windows;
     for (const xcb_window_t id : windowIds(session)) {
         ClientWindow window = describe(session, id);
-        if (window.process || !window.className.empty()) windows.push_back(std::move(window));
+        if (introducesItself(session, window)) windows.push_back(std::move(window));
     }
     return windows;
 }

@@ -1,0 +1,82 @@
+"""Bringing real applications to the front, launching them, and typing into them at once.
+
+What happened is what the applications say, and what the X server shows."""
+
+import os
+import signal
+import subprocess
+
+import support
+from support import APPS, ROOT, DesktopTest, add_desktop_entry, find, wait_for
+from typing_targets import GtkTarget
+
+
+class Activation(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        script = ROOT / "tests/desktop/keyboard_app.py"
+        self.log = os.path.join(self.desktop.directory, "launched")
+        typing = f"/bin/sh -c \"exec /usr/bin/python3 {script} > {self.log} < /dev/null\""
+        for name, more, command in (("Typing", "StartupWMClass=keyboard_app.py", typing), ("Broken", "", "/bin/false"),
+                                    ("Missing", "", "/no/such/program")):
+            add_desktop_entry(self.desktop, "org.example." + name, "T", command, more)
+
+    def send(self, **fields):
+        return self.agent.request("POST", "/keystrokes", {"keys": ["esc"], **fields}, timeout=60)
+
+    def windows(self):
+        with self.desktop.x() as display:
+            return display.client_windows()
+
+    def test_a_running_application_comes_to_the_front_with_all_its_windows(self):
+        with GtkTarget(self.desktop) as target:
+            clock = self.desktop.start(["xterm"])
+            other = self.desktop.wait_for_window(clock)
+            self.desktop.activate(other)
+            for name in ("org.example.Typing", "org.example.Typing.desktop", "Keyboard_app.py"):
+                with self.subTest(name=name):
+                    self.desktop.activate(other)
+                    self.assertEqual(self.send(app_bundle_id=name).json()["app"], name)
+                    target.wait_for("press", name="Escape")
+            self.desktop.activate(target.window)
+            # The terminal identifiers mean the system's terminal emulator.
+            self.assertEqual(self.send(app_bundle_id="com.apple.Terminal").status, 200)
+            with self.desktop.x() as display:
+                self.assertEqual(display.active_window(), other)
+            self.desktop.stop(clock)
+
+    def test_an_application_that_is_not_running_is_launched_and_typed_into(self):
+        answer = self.send(app_bundle_id="org.example.Typing")
+        self.assertEqual(answer.status, 200, answer.body)
+
+        def text():
+            with open(self.log, encoding="utf-8") as file:
+                return file.read()
+        wait_for(lambda: '"name": "Escape"' in text(), 20, "the key to reach the launched application")
+        pid = int(subprocess.run(["xdotool", "getactivewindow", "getwindowpid"], env=self.desktop.environment,
+                                 capture_output=True, text=True, check=True).stdout)
+        os.kill(pid, signal.SIGKILL)
+        wait_for(lambda: not os.path.exists(f"/proc/{pid}"), 20, "the application to leave no zombie")
+        wait_for(lambda: not self.windows(), 20, "the window to go")
+
+    def test_what_cannot_be_launched_is_not_found(self):
+        for name in ("org.example.Nowhere", "../x", "org.example.Broken", "org.example.Missing"):
+            with self.subTest(name=name):
+                answer = self.send(app_bundle_id=name)
+                self.assertEqual((answer.status, answer.json()), (404, {"error": "app_not_found", "bundle_id": name}))
+
+    def test_an_application_in_a_process_namespace_is_known_by_the_number_outside(self):
+        namespace = ["unshare", "--user", "--map-current-user", "--pid", "--fork", "--kill-child", "--mount-proc"]
+        if subprocess.run([*namespace, "true"], check=False, capture_output=True).returncode != 0:
+            self.skipTest("this system makes no process namespaces")
+        report = os.path.join(self.desktop.directory, "report.json")
+        self.desktop.start([*namespace, "/usr/bin/python3", str(APPS / "known_widgets.py"), report, "Inside"])
+        window, = wait_for(self.windows, 20, "the window")
+        with self.desktop.x() as display:
+            self.assertLess(display.window_pid(window), 10)  # a number of its own
+            self.desktop.activate(window)
+        self.wait_for_tree(None, lambda tree: find(tree, identifier="save-button"), "the frontmost application's tree")
+
+
+if __name__ == "__main__":
+    support.main()
