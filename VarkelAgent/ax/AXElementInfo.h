@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/describe/class.hpp>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,6 +32,8 @@ struct AXElementInfo {
     std::optional<bool> focused;
     /// In the application's order; absent when they could not be read.
     std::optional<std::vector<AXElementInfo>> children;
+    /// Where the application lists it among its siblings, some of which may be left out here. Not written.
+    std::size_t position = 0;
     friend bool operator==(const AXElementInfo&, const AXElementInfo&) = default;
 };
 BOOST_DESCRIBE_STRUCT(AXElementInfo, (),

@@ -39,18 +39,19 @@ class TreeWalk {
   private:
     std::optional<std::vector<AXElementInfo>> readChildren(const AXUIElementRef& element,
                                                            const std::string& path) {
-        if (ancestors_.size() >= maxTreeDepth) return std::nullopt;
+        if (ancestors_.depth() >= maxTreeDepth) return std::nullopt;
         const auto children = getChildren(element);
         if (!children) return std::nullopt;
-        ancestors_.push_back(element);
+        ancestors_.enter(element);
         std::vector<AXElementInfo> infos;
         infos.reserve(children->size());
         for (std::size_t i = 0; i < children->size() && elements_ < maxTreeElements; ++i) {
             const AXUIElementRef& child = (*children)[i];
-            if (isAncestor(child)) continue;
+            if (ancestors_.contains(child)) continue;
             infos.push_back(read(child, childPath(path, i)));
+            infos.back().position = i;
         }
-        ancestors_.pop_back();
+        ancestors_.leave();
         return infos;
     }
 
@@ -62,18 +63,18 @@ class TreeWalk {
         return text;
     }
 
-    bool isAncestor(const AXUIElementRef& element) const {
-        Accessibility& accessibility = *Platform::current().accessibility;
-        return std::ranges::any_of(ancestors_,
-                                   [&](const auto& it) { return accessibility.CFEqual(it, element); });
-    }
-
-    std::vector<AXUIElementRef> ancestors_;
+    Ancestors ancestors_;
     std::size_t elements_ = 0;
     std::size_t textBytes_ = 0;
 };
 
 }  // namespace
+
+bool Ancestors::contains(const AXUIElementRef& element) const {
+    Accessibility& accessibility = *Platform::current().accessibility;
+    return std::ranges::any_of(
+        elements_, [&](const auto& ancestor) { return accessibility.CFEqual(ancestor, element); });
+}
 
 AXElementInfo buildTree(const AXUIElementRef& element, std::string_view ordinalPath) {
     const PrefetchScope scope{maxChildrenPerElement, maxTreeDepth, maxTreeElements};

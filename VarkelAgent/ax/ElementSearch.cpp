@@ -25,29 +25,30 @@ class IdWalk {
         announce(element);
         if (++elements_ > maxTreeElements) return nullptr;
         if (elementId(readIdentity(element), path) == targetId_) return element;
-        if (depth_ >= maxTreeDepth) return nullptr;
+        if (ancestors_.depth() >= maxTreeDepth) return nullptr;
         const auto children = getChildren(element);
         if (!children) return nullptr;
-        ++depth_;
+        ancestors_.enter(element);
         AXUIElementRef found;
         for (std::size_t i = 0; i < children->size() && !found; ++i) {
-            found = search((*children)[i], childPath(path, i));
+            const AXUIElementRef& child = (*children)[i];
+            if (!ancestors_.contains(child)) found = search(child, childPath(path, i));
         }
-        --depth_;
+        ancestors_.leave();
         return found;
     }
 
   private:
     /// Announced window by window, so that a hit in an early one spares the reads of the rest.
     void announce(const AXUIElementRef& element) {
-        if (depth_ > 1) return;
-        const std::size_t levels = depth_ == 0 ? 1 : maxTreeDepth;
+        if (ancestors_.depth() > 1) return;
+        const std::size_t levels = ancestors_.depth() == 0 ? 1 : maxTreeDepth;
         Platform::current().accessibility->prefetch(element, idAttributes,
                                                     {maxChildrenPerElement, levels, maxTreeElements});
     }
 
     std::string_view targetId_;
-    std::size_t depth_ = 0;
+    Ancestors ancestors_;
     std::size_t elements_ = 0;
 };
 

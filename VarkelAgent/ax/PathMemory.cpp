@@ -14,8 +14,8 @@ void collect(const AXElementInfo& info, const std::string& path, std::size_t roo
     if (paths.size() >= room) return;
     paths.emplace(info.id, path);
     if (!info.children) return;
-    for (std::size_t i = 0; i < info.children->size(); ++i) {
-        collect((*info.children)[i], childPath(path, i), room, paths);
+    for (const AXElementInfo& child : *info.children) {
+        collect(child, childPath(path, child.position), room, paths);
     }
 }
 

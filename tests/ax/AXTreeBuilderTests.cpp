@@ -2,6 +2,8 @@
 
 #include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
+#include "ax/ElementSearch.h"
+#include "ax/PathMemory.h"
 #include "http/JSONEncoder.h"
 #include "support/FakeDesktop.h"
 
@@ -81,6 +83,12 @@ TEST(BuildTree, LeavesAnElementOutBelowItself) {
     ASSERT_EQ(inside.size(), 2u);
     EXPECT_EQ(inside[1].id, elementId({1, "AXButton", {}, "last"}, "0/0/3"))
         << "positions are the application's";
+
+    // Elements after the loop are found again, on the way that is remembered and on the long one.
+    EXPECT_EQ(findElementById(application, inside[1].id, "0"), group->children->back());
+    PathMemory memory;
+    memory.learn(tree);
+    EXPECT_EQ(memory.pathOf(inside[1].id), "0/0/3");
     // The scene refers to itself; taken apart, or it would never be freed.
     group->children.reset();
 }
