@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <stop_token>
 #include <string>
 #include <variant>
@@ -82,8 +83,14 @@ struct VNDetectBarcodesRequest {
 
 using VNRequest = std::variant<VNRecognizeTextRequest*, VNDetectBarcodesRequest*>;
 
+/// The desktop has no recogniser, or none that can be started now. what() says so in words for a caller.
+class VisionUnavailable : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
 /// Decodes images, reads their text and finds their barcodes. Every operation may be called from any thread,
-/// for several images at once; all block the caller while they work.
+/// for several images at once; all block the caller while they work, and may raise VisionUnavailable.
 class Vision {
   public:
     virtual ~Vision() = default;

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <utility>
+#include <vector>
 
 #include "platform/linux/VisionModule.h"
 #include "platform/posix/SystemToolPaths.h"
@@ -20,45 +21,41 @@ Vision* load(const std::string& path) {
 
 }  // namespace
 
-Vision* VisionLoader::module() {
-    std::call_once(loaded_, [this] {
-        if (!path_.empty()) {
-            module_ = load(path_);
-            return;
-        }
-        const std::string program = executableDirectory();
-        for (const std::string& folder : {program + "/", program + "/../lib/varkel-agent/", std::string()}) {
-            module_ = load(folder + visionModuleFile);
-            if (module_ != nullptr) return;
-        }
-    });
-    return module_;
+Vision& VisionLoader::module() {
+    const std::scoped_lock lock(mutex_);
+    if (module_ != nullptr) return *module_;
+    const std::string program = executableDirectory();
+    const std::vector<std::string> paths =
+        path_.empty()
+            ? std::vector<std::string>{program + "/" + visionModuleFile,
+                                       program + "/../lib/varkel-agent/" + visionModuleFile, visionModuleFile}
+            : std::vector<std::string>{path_};
+    for (const std::string& path : paths) {
+        if (module_ == nullptr) module_ = load(path);
+    }
+    if (module_ == nullptr) throw VisionUnavailable("the recognition module could not be loaded");
+    return *module_;
 }
 
 CGImageSourceRef VisionLoader::CGImageSourceCreateWithData(std::string bytes) {
-    Vision* vision = module();
-    return vision != nullptr ? vision->CGImageSourceCreateWithData(std::move(bytes)) : nullptr;
+    return module().CGImageSourceCreateWithData(std::move(bytes));
 }
 
 CGImageRef VisionLoader::CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index) {
-    Vision* vision = module();
-    return vision != nullptr ? vision->CGImageSourceCreateImageAtIndex(source, index) : nullptr;
+    return module().CGImageSourceCreateImageAtIndex(source, index);
 }
 
 std::size_t VisionLoader::CGImageGetWidth(const CGImageRef& image) {
-    Vision* vision = module();
-    return vision != nullptr ? vision->CGImageGetWidth(image) : 0;
+    return module().CGImageGetWidth(image);
 }
 
 std::size_t VisionLoader::CGImageGetHeight(const CGImageRef& image) {
-    Vision* vision = module();
-    return vision != nullptr ? vision->CGImageGetHeight(image) : 0;
+    return module().CGImageGetHeight(image);
 }
 
 bool VisionLoader::performRequests(const CGImageRef& image, std::span<const VNRequest> requests,
                                    const std::stop_token& cancelled) {
-    Vision* vision = module();
-    return vision != nullptr && vision->performRequests(image, requests, cancelled);
+    return module().performRequests(image, requests, cancelled);
 }
 
 }  // namespace varkel

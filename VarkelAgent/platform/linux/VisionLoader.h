@@ -8,7 +8,8 @@
 namespace varkel {
 
 /// Vision from a module that is loaded on first use: linked into the agent, its libraries would cost every
-/// start more than the rest of it. Without the module no image decodes.
+/// start more than the rest of it. Without the module every operation raises VisionUnavailable; the next one
+/// looks for it again.
 class VisionLoader final : public Vision {
   public:
     /// Looks for the module beside the running program, in the folder where an installed agent keeps it, then
@@ -25,12 +26,11 @@ class VisionLoader final : public Vision {
                          const std::stop_token& cancelled) override;
 
   private:
-    /// Null when there is no module.
-    Vision* module();
+    Vision& module();
 
-    std::string path_;
-    std::once_flag loaded_;
-    /// Kept until the process ends, like its worker threads.
+    const std::string path_;
+    std::mutex mutex_;
+    /// Null until it has been loaded; then kept until the process ends, like its worker threads.
     Vision* module_ = nullptr;
 };
 

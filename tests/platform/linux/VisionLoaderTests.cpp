@@ -1,0 +1,29 @@
+#include <gtest/gtest.h>
+
+#include "ocr/OCR.h"
+#include "platform/linux/VisionLoader.h"
+#include "routes/TreeAndOCR.h"
+#include "support/FakeDesktop.h"
+#include "support/RunTask.h"
+#include "visual/VisualFind.h"
+
+namespace varkel {
+namespace {
+
+TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadPicture) {
+    test::FakeDesktop desktop;
+    desktop.addApplication(1);
+    desktop.frontmost = 1;
+    Platform::current().vision = std::make_unique<VisionLoader>("/no/such/module.so");
+    const auto why = [](const std::string& error) {
+        return R"(500 {"error":")" + error + R"(","message":"the recognition module could not be loaded"})";
+    };
+    HTTPRequest request;
+    request.body = R"({"imageBase64":"aW1n","query":"x"})";
+    EXPECT_EQ(test::statusAndBody(test::runTask(performOCR(request))), why("ocr_failed"));
+    EXPECT_EQ(test::statusAndBody(test::runTask(performVisualFind(request))), why("visual_find_failed"));
+    EXPECT_EQ(test::statusAndBody(test::runTask(treeAndOCR(request))), why("internal_error"));
+}
+
+}  // namespace
+}  // namespace varkel
