@@ -22,8 +22,10 @@ enum class Found { running, launched, nowhere };
 Found activateOrLaunch(const std::string& bundleId) {
     Workspace& workspace = *Platform::current().workspace;
     const auto running = workspace.runningApplicationsWithBundleIdentifier(bundleId);
-    if (!running.empty()) {
-        workspace.activateWithOptions(running.front(), ActivationOptions::activateAllWindows);
+    // It may run all the same: a second instance would get what is meant for the first.
+    if (!running) return Found::nowhere;
+    if (!running->empty()) {
+        workspace.activateWithOptions(running->front(), ActivationOptions::activateAllWindows);
         return Found::running;
     }
     const auto url = workspace.URLForApplicationWithBundleIdentifier(bundleId);

@@ -55,9 +55,10 @@ class Workspace {
     /// What frontmostApplication() would answer, when the backend can tell without waiting for another
     /// process; otherwise nothing. Any thread.
     virtual std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() { return std::nullopt; }
-    /// The running instances of the application with this identifier, the most recently used first. This and
-    /// the operations below may be called from any thread, block, and return within the backend's deadlines.
-    virtual std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+    /// The running instances of the application with this identifier, the most recently used first; nothing
+    /// when the desktop did not tell. This and the operations below may be called from any thread, block, and
+    /// return within the backend's deadlines.
+    virtual std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
         const std::string& identifier) = 0;
 
     /// Brings an instance to the front. False when the desktop did not do so in time.

@@ -160,6 +160,14 @@ TEST_F(Keystrokes, TypesNothingWhenTheApplicationIsNotThere) {
     EXPECT_EQ(answer(R"({"text":"a","app_bundle_id":"installed"})"),
               R"(404 {"error":"app_not_found","bundle_id":"installed"})");
     EXPECT_THAT(desktop.done(), ElementsAre("launch /apps/installed in front"));
+
+    // A desktop that does not say what runs: a second instance would get what is meant for the first.
+    desktop.forgetDone();
+    desktop.launches = true;
+    desktop.tellsWhatRuns = false;
+    EXPECT_EQ(answer(R"({"text":"a","app_bundle_id":"installed"})"),
+              R"(404 {"error":"app_not_found","bundle_id":"installed"})");
+    EXPECT_THAT(desktop.done(), ElementsAre());
 }
 
 TEST_F(Keystrokes, DoesNotAskWhetherARunningApplicationCameToTheFront) {

@@ -134,10 +134,11 @@ class FakeDesktop::FakeWorkspace : public Workspace {
         return desktop_.knownWithoutWaiting ? std::optional(desktop_.frontmost) : std::nullopt;
     }
 
-    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+    std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
         const std::string& identifier) override {
-        if (!desktop_.running.contains(identifier)) return {};
-        return {std::make_shared<Instance>(), std::make_shared<Instance>()};
+        if (!desktop_.tellsWhatRuns) return std::nullopt;
+        if (!desktop_.running.contains(identifier)) return std::vector<RunningApplicationRef>();
+        return std::vector<RunningApplicationRef>{std::make_shared<Instance>(), std::make_shared<Instance>()};
     }
     bool activateWithOptions(const RunningApplicationRef&, ActivationOptions options) override {
         const bool all = options == ActivationOptions::activateAllWindows;

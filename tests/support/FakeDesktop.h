@@ -74,6 +74,7 @@ class FakeDesktop {
     std::optional<pid_t> frontmost;
     /// Bundle identifiers of what can be launched, and of what runs already, twice each.
     std::set<std::string> installed, running;
+    bool tellsWhatRuns = true;
     /// Whether an application that runs comes to the front, and whether one that is launched comes up.
     bool activates = true, launches = true;
     /// The key codes of which no event can be made, of the way down or of the way up.

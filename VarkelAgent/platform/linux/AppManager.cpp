@@ -111,19 +111,21 @@ bool belongsTo(const ClientWindow& window, const AppIdentity& identity) {
 
 AppManager::AppManager(std::string display) : connection_(std::move(display)) {}
 
-std::vector<ClientWindow> AppManager::windowsOf(const AppIdentity& identity) {
+std::optional<std::vector<ClientWindow>> AppManager::windowsOf(const AppIdentity& identity) {
     X11Connection::Session session(connection_);
     auto windows = listClientWindows(session);
-    std::erase_if(windows, [&](const ClientWindow& window) { return !belongsTo(window, identity); });
+    if (windows)
+        std::erase_if(*windows, [&](const ClientWindow& window) { return !belongsTo(window, identity); });
     return windows;
 }
 
-std::vector<RunningApplicationRef> AppManager::runningApplicationsWithBundleIdentifier(
+std::optional<std::vector<RunningApplicationRef>> AppManager::runningApplicationsWithBundleIdentifier(
     const std::string& identifier) {
     // One instance per process; windows that do not tell theirs count as one instance together.
     std::vector<std::shared_ptr<Application>> instances;
     const auto windows = windowsOf(identityFor(identifier));
-    for (const ClientWindow& window : windows) {
+    if (!windows) return std::nullopt;
+    for (const ClientWindow& window : *windows) {
         auto found = std::find_if(instances.begin(), instances.end(),
                                   [&](const auto& instance) { return instance->process == window.process; });
         if (found == instances.end()) {
@@ -135,7 +137,7 @@ std::vector<RunningApplicationRef> AppManager::runningApplicationsWithBundleIden
         // Last in the list is the instance with the topmost window.
         std::rotate(found, std::next(found), instances.end());
     }
-    return {instances.rbegin(), instances.rend()};
+    return std::vector<RunningApplicationRef>(instances.rbegin(), instances.rend());
 }
 
 bool AppManager::activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) {
@@ -147,9 +149,12 @@ bool AppManager::activateWithOptions(const RunningApplicationRef& application, A
     return activateWindows(session, windows, activationPatience);
 }
 
-std::vector<xcb_window_t> AppManager::windowsWithBundleIdentifier(const std::string& identifier) {
+std::optional<std::vector<xcb_window_t>> AppManager::windowsWithBundleIdentifier(
+    const std::string& identifier) {
+    const auto windows = windowsOf(identityFor(identifier));
+    if (!windows) return std::nullopt;
     std::vector<xcb_window_t> ids;
-    for (const ClientWindow& window : windowsOf(identityFor(identifier))) ids.push_back(window.id);
+    for (const ClientWindow& window : *windows) ids.push_back(window.id);
     return ids;
 }
 
@@ -178,6 +183,7 @@ LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
     // A command may have been nothing but codes that vanish.
     if (!launchable || launchable->command.empty()) return {nullptr, "no application at " + url};
     const auto before = windowsOf(launchable->identity);
+    if (!before) return {nullptr, "the X server does not answer"};
 
     ChildCommand command;
     command.executable = resolveProgram(launchable->command.front());
@@ -187,7 +193,7 @@ LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
     command.newSession = true;
     try {
         ChildProcess child(std::move(command));
-        LaunchOutcome outcome{awaitWindow(launchable->identity, child, before), {}};
+        LaunchOutcome outcome{awaitWindow(launchable->identity, child, *before), {}};
         child.detach();
         if (!outcome.application) outcome.error = "the application ended before it showed a window";
         if (outcome.application && configuration.activates) {
@@ -213,7 +219,7 @@ RunningApplicationRef AppManager::awaitWindow(const AppIdentity& identity, Child
         auto application = std::make_shared<Application>();
         {
             X11Connection::Session session(connection_);
-            const auto windows = listClientWindows(session);
+            const auto windows = listClientWindows(session).value_or(std::vector<ClientWindow>());
             for (const ClientWindow& window : windows) {
                 const bool isOurs =
                     window.process && !ended && isDescendantOf(*window.process, child.processIdentifier());

@@ -33,14 +33,16 @@ class AppManager {
     explicit AppManager(std::string display = {});
 
     /// The operations of Workspace with the same names.
-    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(const std::string& identifier);
+    std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
+        const std::string& identifier);
     bool activateWithOptions(const RunningApplicationRef& application, ActivationOptions options);
     std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier);
     LaunchOutcome openApplicationAtURL(const std::string& url,
                                        const NSWorkspaceOpenConfiguration& configuration);
 
-    /// The windows of the application with this identifier, the topmost last.
-    std::vector<xcb_window_t> windowsWithBundleIdentifier(const std::string& identifier);
+    /// The windows of the application with this identifier, the topmost last; nothing when the X server did
+    /// not tell.
+    std::optional<std::vector<xcb_window_t>> windowsWithBundleIdentifier(const std::string& identifier);
 
     /// Brings one window to the front. False when it did not become active in time.
     bool activateWindow(xcb_window_t window);
@@ -51,7 +53,7 @@ class AppManager {
   private:
     struct Application;
 
-    std::vector<ClientWindow> windowsOf(const AppIdentity& identity);
+    std::optional<std::vector<ClientWindow>> windowsOf(const AppIdentity& identity);
     RunningApplicationRef awaitWindow(const AppIdentity& identity, class ChildProcess& child,
                                       const std::vector<ClientWindow>& before);
 

@@ -15,7 +15,7 @@ class LinuxWorkspace : public Workspace {
     ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override;
     std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
-    std::vector<RunningApplicationRef> runningApplicationsWithBundleIdentifier(
+    std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
         const std::string& identifier) override {
         return applications_.runningApplicationsWithBundleIdentifier(identifier);
     }

@@ -120,13 +120,14 @@ bool isOneActive(X11Connection::Session& session, const std::vector<xcb_window_t
 
 }  // namespace
 
-std::vector<ClientWindow> listClientWindows(X11Connection::Session& session) {
+std::optional<std::vector<ClientWindow>> listClientWindows(X11Connection::Session& session) {
+    if (!session) return std::nullopt;
     std::vector<ClientWindow> windows;
-    if (!session) return windows;
     for (const xcb_window_t id : windowIds(session)) {
         ClientWindow window = describe(session, id);
         if (introducesItself(session, window)) windows.push_back(std::move(window));
     }
+    if (!session) return std::nullopt;
     return windows;
 }
 

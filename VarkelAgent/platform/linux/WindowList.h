@@ -23,8 +23,8 @@ struct ClientWindow {
     std::string applicationId;
 };
 
-/// The applications' windows, the topmost last. Empty without a server.
-std::vector<ClientWindow> listClientWindows(X11Connection::Session& session);
+/// The applications' windows, the topmost last; nothing when the server did not answer to the end.
+std::optional<std::vector<ClientWindow>> listClientWindows(X11Connection::Session& session);
 
 /// Whether the window is the active one, or has the keyboard focus where there is no window manager to tell.
 bool isActive(X11Connection::Session& session, xcb_window_t window);

@@ -42,7 +42,17 @@ ExecutionError noSuchApplication(const ApplicationName& application) {
     return {"Can't get application \"" + application.text + "\".", ExecutionError::noSuchObject};
 }
 
+ExecutionError noAnswer() {
+    return {"The desktop does not answer.", ExecutionError::userError};
+}
+
 }  // namespace
+
+std::vector<xcb_window_t> LinuxScriptDesktop::windowsOf(const std::string& identifier) {
+    auto windows = applications_.windowsWithBundleIdentifier(identifier);
+    if (!windows) throw noAnswer();
+    return *std::move(windows);
+}
 
 const std::string& LinuxScriptDesktop::identifierOf(const ApplicationName& application) {
     auto& identifier = identifiers_[{application.text, application.isIdentifier}];
@@ -59,8 +69,9 @@ const std::string& LinuxScriptDesktop::terminalIdentifierOf(const ApplicationNam
 
 void LinuxScriptDesktop::activate(const ApplicationName& application) {
     const auto running = applications_.runningApplicationsWithBundleIdentifier(identifierOf(application));
-    if (running.empty()) return launch(application);
-    if (!applications_.activateWithOptions(running.front(), ActivationOptions::activateAllWindows)) {
+    if (!running) throw noAnswer();
+    if (running->empty()) return launch(application);
+    if (!applications_.activateWithOptions(running->front(), ActivationOptions::activateAllWindows)) {
         throw ExecutionError("\"" + application.text + "\" did not come to the front.",
                              ExecutionError::userError);
     }
@@ -81,11 +92,11 @@ bool LinuxScriptDesktop::isRunning(const ApplicationName& application) {
 }
 
 std::size_t LinuxScriptDesktop::countWindows(const ApplicationName& application) {
-    return applications_.windowsWithBundleIdentifier(identifierOf(application)).size();
+    return windowsOf(identifierOf(application)).size();
 }
 
 Window LinuxScriptDesktop::window(const ApplicationName& application, std::size_t number) {
-    const auto windows = applications_.windowsWithBundleIdentifier(identifierOf(application));
+    const auto windows = windowsOf(identifierOf(application));
     if (number == 0 || number > windows.size()) {
         throw ExecutionError(
             "Can't get window " + std::to_string(number) + " of \"" + application.text + "\".",
@@ -96,9 +107,9 @@ Window LinuxScriptDesktop::window(const ApplicationName& application, std::size_
 
 Window LinuxScriptDesktop::openTerminal(const ApplicationName& application) {
     const std::string& identifier = terminalIdentifierOf(application);
-    const auto before = applications_.windowsWithBundleIdentifier(identifier);
+    const auto before = windowsOf(identifier);
     launch(application);
-    auto windows = applications_.windowsWithBundleIdentifier(identifier);
+    auto windows = windowsOf(identifier);
     std::erase_if(windows, [&](auto window) { return std::ranges::find(before, window) != before.end(); });
     if (!windows.empty()) return {application, windows.back()};
     throw ExecutionError("The terminal showed no new window.", ExecutionError::noSuchObject);

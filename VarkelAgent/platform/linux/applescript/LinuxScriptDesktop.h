@@ -29,6 +29,7 @@ class LinuxScriptDesktop : public ScriptDesktop {
   private:
     const std::string& identifierOf(const ApplicationName& application);
     const std::string& terminalIdentifierOf(const ApplicationName& application);
+    std::vector<xcb_window_t> windowsOf(const std::string& identifier);
     void launch(const ApplicationName& application);
     void type(const std::string& text, xcb_window_t window);
 
