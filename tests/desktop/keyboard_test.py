@@ -14,8 +14,8 @@ import unittest.mock
 import support
 from agent import Agent, AgentError
 from private_desktop import PrivateDesktop
-from support import ROOT, wait_for
-from typing_targets import GtkTarget, wait_for_text
+from support import APPS, ROOT, wait_for
+from typing_targets import FileTarget, GtkTarget, wait_for_text
 
 SHIFT, LOCK, CONTROL, ALT, NUM, SUPER = 1, 2, 4, 8, 16, 64
 POST_EVENTS = os.environ.get("VARKEL_POST_EVENTS") or os.path.join(ROOT, "build/release/tests/desktop/post_events")
@@ -188,6 +188,16 @@ class Keyboard(unittest.TestCase):
         self.assert_typed(MIXED)
         wait_for(lambda: not self.note(), 20, "the keyboard to be given back")
         self.assertEqual(self.keyboard_map(), before)
+
+    def test_qt_tells_that_it_has_read_its_keys(self):
+        target = FileTarget(os.path.join(self.desktop.directory, "typed"))
+        form = self.desktop.start(["/usr/bin/python3", str(APPS / "text_form.py"), "qt6", target.path])
+        self.addCleanup(self.desktop.stop, form)
+        self.desktop.activate(self.desktop.wait_for_window(form))
+        self.send(text="漢字仮名")
+        self.assertEqual(wait_for_text(target, "漢字仮名"), "漢字仮名")
+        # From who does not tell, the keyboard is taken back after twenty seconds.
+        wait_for(lambda: not self.note(), 10, "the keyboard to be given back")
 
     def test_a_layout_set_while_keys_are_borrowed_is_left_alone(self):
         self.layout("de")

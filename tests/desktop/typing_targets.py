@@ -47,3 +47,17 @@ class GtkTarget:
     def clear(self):
         self.app.do("clear")
         self.app.events.clear()
+
+
+class FileTarget:
+    """What text_form.py has written into its file."""
+
+    def __init__(self, path):
+        self.path = path
+
+    def text(self):
+        try:
+            with open(self.path, encoding="utf-8") as file:
+                return file.read()
+        except FileNotFoundError:
+            return ""

@@ -145,8 +145,7 @@ bool AppManager::activateWithOptions(const RunningApplicationRef& application, A
     if (known == nullptr || known->windows.empty()) return false;
     std::vector<xcb_window_t> windows = known->windows;
     if (options != ActivationOptions::activateAllWindows) windows = {windows.back()};
-    X11Connection::Session session(connection_);
-    return activateWindows(session, windows, activationPatience);
+    return activateWindows(connection_, windows, activationPatience);
 }
 
 std::optional<std::vector<xcb_window_t>> AppManager::windowsWithBundleIdentifier(
@@ -159,8 +158,7 @@ std::optional<std::vector<xcb_window_t>> AppManager::windowsWithBundleIdentifier
 }
 
 bool AppManager::activateWindow(xcb_window_t window) {
-    X11Connection::Session session(connection_);
-    return activateWindows(session, {window}, activationPatience);
+    return activateWindows(connection_, {window}, activationPatience);
 }
 
 bool AppManager::isActiveWindow(xcb_window_t window) {

@@ -22,6 +22,10 @@ struct PlannedText {
 /// session of one connection; one thread at a time.
 class Keyboard {
   public:
+    /// To be called when events of the connection were read elsewhere: what they could tell of the keyboard
+    /// is found out anew.
+    void forgetMap() { stale_ = true; }
+
     /// Binds what the layout does not have of the text, as far as it fits.
     void prepare(X11Connection::Session& session, PlannedText& text);
 

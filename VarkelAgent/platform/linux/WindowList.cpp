@@ -1,10 +1,9 @@
 #include "platform/linux/WindowList.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <thread>
 
+#include "platform/linux/InputSettle.h"
 #include "platform/linux/WindowProcess.h"
 
 namespace varkel {
@@ -26,13 +25,21 @@ std::vector<xcb_window_t> childrenOfRoot(X11Connection::Session& session) {
     return {children, children + xcb_query_tree_children_length(tree.get())};
 }
 
+/// The hints of a window manager that has gone stay on the root window; its own window does not.
+bool hasManager(X11Connection::Session& session) {
+    static constexpr std::string_view check = "_NET_SUPPORTING_WM_CHECK";
+    const auto manager = session.property<xcb_window_t>(session.root(), check, 1);
+    return !manager.empty() && session.property<xcb_window_t>(manager.front(), check, 1) == manager;
+}
+
 std::vector<xcb_window_t> windowIds(X11Connection::Session& session) {
     for (const char* list : {"_NET_CLIENT_LIST_STACKING", "_NET_CLIENT_LIST"}) {
         auto windows = session.property<xcb_window_t>(session.root(), list, maxWindows);
         if (!windows.empty()) return windows;
     }
-    // Without a window manager, windows are right below the root.
-    return childrenOfRoot(session);
+    // Without a window manager, windows are right below the root. Under one that manages none yet, what is
+    // there are windows that toolkits have made for themselves.
+    return hasManager(session) ? std::vector<xcb_window_t>() : childrenOfRoot(session);
 }
 
 ClientWindow describe(X11Connection::Session& session, xcb_window_t id) {
@@ -105,17 +112,49 @@ void raise(X11Connection::Session& session, xcb_window_t window, bool byManager)
     xcb_configure_window(session.get(), window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
 }
 
-bool isOneActive(X11Connection::Session& session, const std::vector<xcb_window_t>& windows, bool byManager) {
-    xcb_window_t active = XCB_WINDOW_NONE;
+xcb_window_t activeWindow(X11Connection::Session& session, bool byManager) {
+    if (!byManager) return focusedWindow(session);
+    const auto property = session.property<xcb_window_t>(session.root(), "_NET_ACTIVE_WINDOW", 1);
+    return property.empty() ? xcb_window_t{XCB_WINDOW_NONE} : property.front();
+}
+
+bool isAmong(xcb_window_t window, const std::vector<xcb_window_t>& windows) {
+    return window != XCB_WINDOW_NONE && std::find(windows.begin(), windows.end(), window) != windows.end();
+}
+
+/// Windows like a clock's want no keys, and say so.
+bool takesFocus(X11Connection::Session& session, xcb_window_t window) {
+    constexpr std::uint32_t inputHint = 1;
+    const auto hints = session.property<std::uint32_t>(window, "WM_HINTS", 9);
+    if (hints.size() < 2 || (hints[0] & inputHint) == 0 || hints[1] != 0) return true;
+    const auto protocols = session.property<xcb_atom_t>(window, "WM_PROTOCOLS", 64);
+    return std::find(protocols.begin(), protocols.end(), session.atom("WM_TAKE_FOCUS")) != protocols.end();
+}
+
+struct Front {
+    bool active = false;
+    bool focused = false;
+};
+
+/// The property goes first: it may still name a window whose number a new one has got.
+Front lookAtFront(X11Connection::Session& session, const std::vector<xcb_window_t>& windows, bool byManager) {
+    const xcb_window_t window = activeWindow(session, byManager);
+    Front front{isAmong(window, windows), false};
+    if (!front.active || !session) return front;
+    front.focused = haveOneOwner(session, focusedWindow(session), window) || !takesFocus(session, window);
+    return front;
+}
+
+void askForActivation(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
+                      bool byManager) {
+    const bool canRestack = supports(session, "_NET_RESTACK_WINDOW");
+    for (const xcb_window_t window : windows) raise(session, window, canRestack);
+    const xcb_timestamp_t time = serverTime(session);
     if (byManager) {
-        const auto property = session.property<xcb_window_t>(session.root(), "_NET_ACTIVE_WINDOW", 1);
-        if (!property.empty()) active = property.front();
+        askWindowManager(session, windows.back(), "_NET_ACTIVE_WINDOW", time, XCB_NONE);
     } else {
-        const XcbPtr<xcb_get_input_focus_reply_t> focus(
-            xcb_get_input_focus_reply(session.get(), xcb_get_input_focus(session.get()), nullptr));
-        if (focus) active = focus->focus;
+        xcb_set_input_focus(session.get(), XCB_INPUT_FOCUS_PARENT, windows.back(), time);
     }
-    return active != XCB_WINDOW_NONE && std::find(windows.begin(), windows.end(), active) != windows.end();
 }
 
 }  // namespace
@@ -132,28 +171,31 @@ std::optional<std::vector<ClientWindow>> listClientWindows(X11Connection::Sessio
 }
 
 bool isActive(X11Connection::Session& session, xcb_window_t window) {
-    return session && isOneActive(session, {window}, supports(session, "_NET_ACTIVE_WINDOW"));
+    return session && isAmong(activeWindow(session, supports(session, "_NET_ACTIVE_WINDOW")), {window});
 }
 
-bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
+bool activateWindows(X11Connection& connection, const std::vector<xcb_window_t>& windows,
                      std::chrono::milliseconds patience) {
-    if (!session || windows.empty()) return false;
-    const bool canRestack = supports(session, "_NET_RESTACK_WINDOW");
-    const bool canActivate = supports(session, "_NET_ACTIVE_WINDOW");
-    for (const xcb_window_t window : windows) raise(session, window, canRestack);
-    const xcb_timestamp_t time = serverTime(session);
-    if (canActivate) {
-        askWindowManager(session, windows.back(), "_NET_ACTIVE_WINDOW", time, XCB_NONE);
-    } else {
-        xcb_set_input_focus(session.get(), XCB_INPUT_FOCUS_PARENT, windows.back(), time);
+    if (windows.empty()) return false;
+    bool byManager = false;
+    {
+        X11Connection::Session session(connection);
+        if (!session) return false;
+        byManager = supports(session, "_NET_ACTIVE_WINDOW");
+        askForActivation(session, windows, byManager);
     }
     const auto until = Clock::now() + patience;
-    while (session) {
-        if (isOneActive(session, windows, canActivate)) return true;
-        if (Clock::now() >= until) return false;
+    for (;;) {
+        Front front;
+        {
+            X11Connection::Session session(connection);
+            if (!session) return false;
+            front = lookAtFront(session, windows, byManager);
+        }
+        if (front.active && front.focused) return true;
+        if (Clock::now() >= until) return front.active;
         std::this_thread::sleep_for(activePoll);
     }
-    return false;
 }
 
 }  // namespace varkel

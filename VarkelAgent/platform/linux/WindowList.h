@@ -30,8 +30,9 @@ std::optional<std::vector<ClientWindow>> listClientWindows(X11Connection::Sessio
 bool isActive(X11Connection::Session& session, xcb_window_t window);
 
 /// Raises the windows (the topmost last) and makes the last one active, as the window manager's protocol has
-/// it, with a fresh timestamp. Waits until one of them is active, no longer than `patience`; whether one is.
-bool activateWindows(X11Connection::Session& session, const std::vector<xcb_window_t>& windows,
+/// it, with a fresh timestamp. Waits until one of them is active and has the keyboard focus, no longer than
+/// `patience`; whether one is active. The connection is free for others while it waits.
+bool activateWindows(X11Connection& connection, const std::vector<xcb_window_t>& windows,
                      std::chrono::milliseconds patience);
 
 }  // namespace varkel

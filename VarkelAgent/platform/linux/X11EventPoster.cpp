@@ -155,6 +155,15 @@ void X11EventPoster::probe(std::unique_lock<std::mutex>& lock) {
     if (!stalled_) answersAgain_.notify_all();
 }
 
+/// The keys of a text, or of a chord on its own, go to an application that listens. Called with the lock
+/// held: another text at this moment would go to it as well.
+void X11EventPoster::awaitReceiver(X11Connection::Session& session) {
+    const KeyReceiver receiver = keyReceiver(session);
+    if (receiver.process && receiver == receiver_) return;
+    receiver_ = waitUntilKeysAreHeard(session);
+    keyboard_.forgetMap();
+}
+
 void X11EventPoster::post(X11Connection::Session& session, const CGEvent& event) {
     switch (event.type) {
         case CGEventType::mouseMoved:
@@ -200,6 +209,7 @@ void X11EventPoster::postKeyDown(X11Connection::Session& session, const CGEvent&
         holdsShift = !meaning->shiftChoosesCharacter;
     }
     const auto modifiers = heldModifiers(event.flags, holdsShift);
+    if (!keyboard_.inUse()) awaitReceiver(session);
 
     // Of a string of several, all but the last are whole presses; the last one's key comes up with the
     // key-up.
@@ -230,8 +240,10 @@ std::unique_ptr<TextAnnouncement> X11EventPoster::announceText(std::string_view 
         icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())));
     planned.keysyms = keysymsForText({units.getBuffer(), static_cast<std::size_t>(units.length())});
     const auto entry = texts_.insert(texts_.end(), std::move(planned));
-    withServer(lock, textPatience,
-               [&](X11Connection::Session& session) { keyboard_.prepare(session, *entry); });
+    withServer(lock, textPatience, [&](X11Connection::Session& session) {
+        awaitReceiver(session);
+        keyboard_.prepare(session, *entry);
+    });
     return std::make_unique<Announcement>(*this, entry);
 }
 

@@ -13,6 +13,7 @@
 #include <tuple>
 
 #include "platform/EventPoster.h"
+#include "platform/linux/InputSettle.h"
 #include "platform/linux/Keyboard.h"
 #include "platform/linux/X11Connection.h"
 
@@ -36,6 +37,7 @@ class X11EventPoster : public EventPoster {
     template <class Use>
     void withServer(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience, Use use);
     void probe(std::unique_lock<std::mutex>& lock);
+    void awaitReceiver(X11Connection::Session& session);
     void post(X11Connection::Session& session, const CGEvent& event);
     void postMouse(X11Connection::Session& session, const CGEvent& event);
     void postWheel(X11Connection::Session& session, const CGEvent& event);
@@ -57,6 +59,8 @@ class X11EventPoster : public EventPoster {
     std::list<PlannedText> texts_;
     /// What is down, by the event that pressed it: the layout may change before the key comes up.
     std::multimap<PressId, xcb_keycode_t> down_;
+    /// Who was seen to hear keys.
+    KeyReceiver receiver_;
     /// Whether the mouse button went down and has not come up.
     bool buttonDown_ = false;
     /// The connection that the keys were pressed on.
