@@ -1,6 +1,8 @@
 """What tools/run shows of the agent, step by step. Each step is checked in what the application then says of itself."""
 
+import functools
 import os
+import shutil
 import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
@@ -13,6 +15,9 @@ from private_desktop import DesktopError, wait_for
 # Both come with the same package; their names are those of their desktop entries, too.
 APPLICATION = "gtk3-widget-factory"
 OTHER_APPLICATION = "gtk3-icon-browser"
+
+# Programs of other toolkits, the first that is installed of each: none of them has to be.
+OTHER_TOOLKITS = {"GTK 4": ("gnome-text-editor", "gnome-calculator"), "Qt": ("featherpad", "speedcrunch")}
 
 # What a private desktop's person has; tools/run puts it there.
 SHORTCUT = "Shout"
@@ -154,6 +159,30 @@ def send_keys_to_launched(tour):
     return f"{OTHER_APPLICATION} was launched and searches for 'folder'; {APPLICATION} came back to the front"
 
 
+def show_toolkit(tour, program):
+    """Starts a program, reads it, types into it and sees that the text is in it."""
+    text = "12345"
+    process = tour.desktop.start([program])
+    try:
+        tour.desktop.activate(tour.desktop.wait_for_window(process))
+        tour.post("/keystrokes", text=text)
+        element = tour.wait_for_element(lambda e: text in e.get("value", ""), f"{text!r} in {program}")
+        count, _ = size_and_depth(tour.agent.tree(process.pid).json()["tree"])
+    finally:
+        tour.desktop.stop(process)
+    with tour.desktop.x() as display:
+        tour.desktop.activate(display.window_of(tour.application_pid))
+    return f"{program}: {count} elements; its {element['role']} holds {text!r}"
+
+
+def toolkit_steps():
+    """A step for every other toolkit that a program is installed of."""
+    for toolkit, programs in OTHER_TOOLKITS.items():
+        program = next(filter(shutil.which, programs), None)
+        if program:
+            yield toolkit, functools.partial(show_toolkit, program=program)
+
+
 def ask_first(tour):
     """Plays the person, too: nobody sees a private desktop."""
     said = []
@@ -271,7 +300,8 @@ def steps_of(tour):
         return [*LOOKING, *READING]
     if tour.overlay:
         return [*LOOKING, ("consent", ask_first)]
-    return [*LOOKING, *READING, ("visual", find_on_screen), ("code", find_code), *ACTING]
+    return [*LOOKING, *READING, ("visual", find_on_screen), ("code", find_code), *ACTING,
+            *toolkit_steps()]
 
 
 def take_tour(tour):
