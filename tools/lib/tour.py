@@ -161,12 +161,13 @@ def send_keys_to_launched(tour):
 
 def show_toolkit(tour, program):
     """Starts a program, reads it, types into it and sees that the text is in it."""
-    text = "12345"
+    text, holders = "12345", ("AXTextArea", "AXTextField")
     process = tour.desktop.start([program])
     try:
         tour.desktop.activate(tour.desktop.wait_for_window(process))
         tour.post("/keystrokes", text=text)
-        element = tour.wait_for_element(lambda e: text in e.get("value", ""), f"{text!r} in {program}")
+        element = tour.wait_for_element(lambda e: e["role"] in holders and text in e.get("value", ""),
+                                        f"{text!r} in {program}")
         count, _ = size_and_depth(tour.agent.tree(process.pid).json()["tree"])
     finally:
         tour.desktop.stop(process)
