@@ -15,6 +15,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
@@ -95,6 +96,23 @@ class HostileApplication {
         ScriptedReply reply = behave(behaviour, call, draw);
         reply.mayBeMalformed = true;
         return reply;
+    }
+
+    /// What the X server shows of it.
+    std::vector<ScreenWindow> windows() const {
+        ScriptedCall call;
+        call.path = "windows";
+        Draw draw(data_, call);
+        std::vector<ScreenWindow> windows(draw.below(4));
+        for (ScreenWindow& window : windows) {
+            const int scale = draw.byte() % 3 + 1;
+            const auto pixels = [&] { return static_cast<double>(draw.byte() * scale); };
+            window.area = {pixels(), pixels(), pixels(), pixels()};
+            window.title = draw.shortText();
+            window.shadow.left = window.frame.top = draw.byte();
+            window.popup = draw.byte() < 128;
+        }
+        return windows;
     }
 
   private:
@@ -210,7 +228,7 @@ class HostileApplication {
         } else if (isOf("NActions") || isOf("CharacterCount")) {
             body.signature("i").u32(draw.byte() < 32 ? draw.u32() : draw.byte() % 4u);
         } else if (isOf("ToolkitName")) {
-            constexpr std::array toolkits{"gtk", "GTK", "Qt", ""};
+            constexpr std::array toolkits{"gtk", "GTK", "Qt", "Chromium", ""};
             body.signature("s").text(toolkits[draw.below(toolkits.size())]);
         } else {
             body.signature("s").text(draw.shortText());
@@ -345,7 +363,8 @@ void readAndAct(HostileApplication& script) {
     AtspiBus bus;
     Platform platform;
     platform.eventPoster = std::make_unique<NoEvents>();
-    platform.accessibility = std::make_unique<LinuxAccessibility>(bus, *platform.eventPoster);
+    platform.accessibility = std::make_unique<LinuxAccessibility>(
+        bus, *platform.eventPoster, [&script](pid_t) { return script.windows(); });
     Platform::install(std::move(platform));
     const auto application = Platform::current().accessibility->AXUIElementCreateApplication(::getpid());
     const AXElementInfo tree = buildTree(application, "0");

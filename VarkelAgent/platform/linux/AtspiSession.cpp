@@ -50,8 +50,13 @@ bool isInvisible(const AtspiNode& node) {
     return !node.states.has(AtspiState::visible) && !node.states.has(AtspiState::showing);
 }
 
+bool hasNoSize(const AtspiNode& node) {
+    return node.isKnown(AtspiPart::extents) && node.extents.width <= 0 && node.extents.height <= 0;
+}
+
+/// Qt's lists on pages that were never shown say that they are visible, with no size.
 bool isClosed(const AtspiNode& node) {
-    return node.isKnown(AtspiPart::role) && mayBeClosed(node.role) && isInvisible(node);
+    return node.isKnown(AtspiPart::role) && mayBeClosed(node.role) && (isInvisible(node) || hasNoSize(node));
 }
 
 }  // namespace
@@ -197,7 +202,9 @@ void AtspiSession::loadVisibility(std::uint32_t index) {
     load(index, AtspiPart::states);
     std::optional<std::uint32_t> at = index;
     for (std::size_t levels = 0; at && levels < maxMenuDepth; at = nodes_[*at].parent, ++levels) {
-        if (load(*at, AtspiPart::role) && mayBeClosed(nodes_[*at].role)) load(*at, AtspiPart::states);
+        if (!load(*at, AtspiPart::role) || !mayBeClosed(nodes_[*at].role)) continue;
+        // What is known to be closed is not asked for more: there may be hundreds of menus.
+        if (load(*at, AtspiPart::states) && !isInvisible(nodes_[*at])) load(*at, AtspiPart::extents);
     }
 }
 
@@ -234,6 +241,14 @@ bool AtspiSession::load(std::uint32_t index, AtspiPart part) {
     ask(index, part);
     serve();
     return nodes_[index].isKnown(part);
+}
+
+void AtspiSession::load(std::span<const std::uint32_t> nodes, std::span<const AtspiPart> parts) {
+    if (!connect()) return;
+    for (const std::uint32_t index : nodes) {
+        for (const AtspiPart part : parts) ask(index, part);
+    }
+    serve();
 }
 
 void AtspiSession::ask(std::uint32_t index, AtspiPart part) {

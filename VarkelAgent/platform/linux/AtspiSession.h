@@ -38,6 +38,12 @@ class AtspiSession {
     /// Reads one part of a node unless it has been read. Returns whether the node has it.
     bool load(std::uint32_t index, AtspiPart part);
 
+    /// The same for several parts of several nodes, with all calls on their way at once.
+    void load(std::span<const std::uint32_t> nodes, std::span<const AtspiPart> parts);
+
+    /// The application's toolkit by its own account; empty when it does not say.
+    const std::string& toolkitName() const { return toolkit_.name; }
+
     /// Reads the parts that `attributes` need, of a node and everything below it, with as many calls on their
     /// way at once as the application takes.
     void loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,

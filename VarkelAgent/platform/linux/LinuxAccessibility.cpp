@@ -9,13 +9,30 @@ namespace varkel {
 
 namespace {
 
+/// What the elements that stem from one application element share.
+struct Reading {
+    Reading(AtspiBus& bus, const ElementPlaces::ScreenWindows& screenWindows, pid_t pid)
+        : session(bus, pid), places(session, screenWindows) {}
+
+    AtspiSession session;
+    ElementPlaces places;
+};
+
 class AtspiElement : public AXUIElement {
   public:
-    AtspiElement(std::shared_ptr<AtspiSession> ownSession, std::uint32_t ownNode)
-        : session(std::move(ownSession)), node(ownNode) {}
+    AtspiElement(std::shared_ptr<Reading> reading, std::uint32_t ownNode)
+        : session(&reading->session), node(ownNode), reading_(std::move(reading)) {}
 
-    const std::shared_ptr<AtspiSession> session;
+    AtspiElement(const AtspiElement& relative, std::uint32_t ownNode)
+        : AtspiElement(relative.reading_, ownNode) {}
+
+    ElementPlaces& places() const { return reading_->places; }
+
+    AtspiSession* const session;
     const std::uint32_t node;
+
+  private:
+    const std::shared_ptr<Reading> reading_;
 };
 
 const AtspiElement& unwrap(const AXUIElementRef& element) {
@@ -82,10 +99,10 @@ Value readGeometry(const AtspiElement& element, AXAttribute attribute) {
     if (!session.load(element.node, AtspiPart::extents)) return missing(element, AtspiPart::extents);
     const AtspiExtents& extents = session.node(element.node).extents;
     if (!isSane(extents)) return Value::failed(AXError::noValue);
-    if (attribute == AXAttribute::position) {
-        return Value::of(CGPoint{static_cast<double>(extents.x), static_cast<double>(extents.y)});
-    }
-    return Value::of(CGSize{static_cast<double>(extents.width), static_cast<double>(extents.height)});
+    const auto frame = element.places().frame(element.node);
+    if (!frame) return Value::failed(AXError::noValue);
+    if (attribute == AXAttribute::position) return Value::of(CGPoint{frame->x, frame->y});
+    return Value::of(CGSize{frame->width, frame->height});
 }
 
 AXError toError(AtspiSession::Act act) {
@@ -104,7 +121,8 @@ AXError toError(AtspiSession::Act act) {
 }  // namespace
 
 AXUIElementRef LinuxAccessibility::AXUIElementCreateApplication(pid_t pid) {
-    return std::make_shared<AtspiElement>(std::make_shared<AtspiSession>(bus_, pid), AtspiSession::rootNode);
+    return std::make_shared<AtspiElement>(std::make_shared<Reading>(bus_, screenWindows_, pid),
+                                          AtspiSession::rootNode);
 }
 
 AXResult<AXValue> LinuxAccessibility::AXUIElementCopyAttributeValue(const AXUIElementRef& element,
@@ -142,7 +160,7 @@ AXResult<std::vector<AXUIElementRef>> LinuxAccessibility::AXUIElementCopyAttribu
     const auto& children = own.session->node(own.node).children;
     std::vector<AXUIElementRef> elements;
     for (std::size_t i = first; i < children.size() && elements.size() < maxCount; ++i) {
-        elements.push_back(std::make_shared<AtspiElement>(own.session, children[i]));
+        elements.push_back(std::make_shared<AtspiElement>(own, children[i]));
     }
     return Elements::of(std::move(elements));
 }

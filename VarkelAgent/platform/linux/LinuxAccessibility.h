@@ -1,16 +1,20 @@
 #pragma once
 
+#include <utility>
+
 #include "platform/Accessibility.h"
 #include "platform/EventPoster.h"
 #include "platform/linux/AtspiBus.h"
+#include "platform/linux/ElementPlaces.h"
 
 namespace varkel {
 
 /// Accessibility over AT-SPI2. An element's handle shares its request's AtspiSession.
 class LinuxAccessibility : public Accessibility {
   public:
-    /// Both outlive this object.
-    LinuxAccessibility(AtspiBus& bus, EventPoster& events) : bus_(bus), events_(events) {}
+    /// `bus` and `events` outlive this object. `screenWindows` is called from any thread.
+    LinuxAccessibility(AtspiBus& bus, EventPoster& events, ElementPlaces::ScreenWindows screenWindows)
+        : bus_(bus), events_(events), screenWindows_(std::move(screenWindows)) {}
 
     bool AXIsProcessTrusted() override { return bus_.isReachable(); }
     bool isKnownTrusted() override { return bus_.isKnownReachable(); }
@@ -35,6 +39,7 @@ class LinuxAccessibility : public Accessibility {
 
     AtspiBus& bus_;
     EventPoster& events_;
+    const ElementPlaces::ScreenWindows screenWindows_;
 };
 
 }  // namespace varkel

@@ -6,6 +6,7 @@
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxPermissions.h"
 #include "platform/linux/LinuxWorkspace.h"
+#include "platform/linux/ScreenWindows.h"
 #include "platform/linux/VisionLoader.h"
 #include "platform/linux/X11EventPoster.h"
 #include "platform/posix/SystemToolPaths.h"
@@ -45,11 +46,13 @@ void releaseFreeMemory() {
 
 Platform makeSystemPlatform() {
     keepMemorySmall();
-    // Shared by what reads trees and what finds the application in front; lives as long as the process.
+    // Shared by what reads trees and what finds the application in front; both live as long as the process.
     static AtspiBus bus;
+    static X11Connection screen;
     Platform platform;
     platform.eventPoster = std::make_unique<X11EventPoster>();
-    platform.accessibility = std::make_unique<LinuxAccessibility>(bus, *platform.eventPoster);
+    platform.accessibility = std::make_unique<LinuxAccessibility>(
+        bus, *platform.eventPoster, [](pid_t process) { return screenWindowsOf(screen, process); });
     platform.workspace = std::make_unique<LinuxWorkspace>(bus);
     platform.toolPaths = std::make_unique<SystemToolPaths>(executableDirectory());
     platform.clock = std::make_unique<SystemClock>();
