@@ -7,6 +7,7 @@ import gi
 from form import FRUIT, TICK_MS, Form, report
 
 gi.require_version("Gtk", sys.argv[1] + ".0")
+gi.require_version("GLib", "2.0")
 from gi.repository import GLib, Gtk  # noqa: E402
 
 IS_4 = sys.argv[1] == "4"

@@ -10,6 +10,7 @@ import sys
 import gi
 
 gi.require_version("Gtk", "4.0")
+gi.require_version("GLib", "2.0")
 from gi.repository import GLib, Gtk  # noqa: E402
 
 
