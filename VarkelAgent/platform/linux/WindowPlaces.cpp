@@ -55,14 +55,6 @@ bool isAt(const PixelRect& area, const AtspiExtents& extents, double scale) {
     return isAt(area.x, extents.x, scale) && isAt(area.y, extents.y, scale);
 }
 
-/// The logical coordinate that applications give an edge inside of the window manager's frame: cut off from
-/// its pixel, which is more exact than the frame's own coordinate and width, both rounded.
-double insideFrame(double pixel, double outside, double width, double scale) {
-    const double cutOff = std::trunc(pixel / scale);
-    const double added = outside + width / scale;
-    return std::abs(cutOff - added) <= 1 ? cutOff : added;
-}
-
 class Matcher {
   public:
     Matcher(const ExtentsConvention& convention, const AccessibleWindow& accessible,
@@ -95,13 +87,14 @@ class Matcher {
              isAt(area, extents_, scale));
     }
 
-    /// Extents with the window manager's frame.
+    /// Extents with the window manager's frame. What is inside of it counts from the corner of the screen,
+    /// cut off to whole units; the frame's own place is of no use for that, since it is rounded for itself,
+    /// and may be where Java first put a dialog.
     void tryFrame(double scale) {
         const PixelRect outside = grow(window_.area, window_.frame, 1);
         if (convention_.fromWindow || !isSize(outside, extents_, scale)) return;
         const PixelRect& inside = window_.area;
-        take({scale, insideFrame(inside.x, extents_.x, window_.frame.left, scale),
-              insideFrame(inside.y, extents_.y, window_.frame.top, scale), inside.x, inside.y},
+        take({scale, std::trunc(inside.x / scale), std::trunc(inside.y / scale), inside.x, inside.y},
              isAt(outside, extents_, scale));
     }
 
