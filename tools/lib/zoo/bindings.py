@@ -124,6 +124,10 @@ class Bindings:
         """Where the caret is in a text, in characters from its start."""
         return self._or(-1, lambda: self._api.Text.get_caret_offset(record.accessible))
 
+    def selected(self, record):
+        """How many children of a table or list are selected."""
+        return self._or(0, lambda: self._api.Selection.get_n_selected_children(record.accessible)) if record else 0
+
     def has_state(self, record, name):
         return record.accessible.get_state_set().contains(getattr(self._api.StateType, name))
 

@@ -91,6 +91,8 @@ def visit_one(name, output, show):
                     step(result, "census", visit, lambda: census(visit, program.accessible))
                     if program.accessible:
                         step(result, "place", visit, lambda: window_place(visit))
+                    if "place" in result and not result["place"][1]:
+                        result.setdefault("faults", []).append(f"place: {result['place'][0]}")
                     if show:
                         print_tree(visit, name)
                     step(result, "task", visit, lambda: program.task(visit))
