@@ -1,25 +1,29 @@
 #!/usr/bin/env python3
 """Measures text recognition beside the tesseract program, on the same pictures in the same run.
 
-usage: tools/bench ocr [BUILD_DIR] [--rounds N]
+usage: tools/bench ocr [BUILD_DIR] [--rounds N] [--seeds FIRST COUNT]
+       tools/bench ocr [BUILD_DIR] --sizes
 
 BUILD_DIR is where the project was built (default: build/release). For each set of screens (`data/ocr`,
-`data/ocr/more`, which was made later, and `data/ocr/controls`, which draw_screens draws) prints the figures that score.py defines and the seconds per picture:
-of this project with no lines remembered, with the picture seen before, and of the program as users run it (its default
-page mode, psm 3) and in its best mode for screens (page scaled twice, psm 11). Times are the fastest of N rounds; other
-work on the machine adds to them, so compare the ratios. The program's peak memory is its own, measured for its largest
-picture.
+`data/ocr/more`, which was made later, `data/ocr/controls`, which draw_screens draws, and screens that draw.py draws at
+random) prints the figures that score.py defines and the seconds per picture: of this project with no lines remembered,
+with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in its best mode for
+screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds to them, so
+compare the ratios. The program's peak memory is its own, measured for its largest picture.
+
+Seeds 1 to 200 are for work on the recognition; the default is from 1000 up, where single pictures are not looked at.
+
+--sizes prints instead the share of plain lines read exactly for each size of letters, beside the program's (psm 6).
 """
-import argparse, csv, io, json, pathlib, resource, statistics, subprocess, sys, tempfile, time
+import argparse, csv, io, json, os, pathlib, resource, statistics, subprocess, sys, tempfile, time
 
 HERE = pathlib.Path(__file__).resolve().parent
+# Last, since tools/bench starts this without the script's folder.
+sys.path.append(str(HERE))
+import draw, score
+
 DATA = HERE.parent / 'data' / 'ocr'
 STANDARD = 1280 * 900
-
-
-def score(truth, results):
-    return subprocess.run([sys.executable, HERE / 'score.py', truth, results], check=True, capture_output=True,
-                          text=True).stdout.strip()
 
 
 def png_size(path):
@@ -57,8 +61,9 @@ def doubled(build, image, directory):
     return target
 
 
-def program(build, images, out, mode, scale, rounds, directory):
+def program(build, images, out, mode, scale, rounds, directory, threads=None):
     seconds = {}
+    environment = os.environ | ({'OMP_THREAD_LIMIT': str(threads)} if threads else {})
     out.mkdir(parents=True, exist_ok=True)
     for image in images:
         source = image if scale == 1 else doubled(build, image, directory)
@@ -66,7 +71,7 @@ def program(build, images, out, mode, scale, rounds, directory):
         for _ in range(rounds):
             start = time.perf_counter()
             tsv = subprocess.run(['tesseract', source, '-', '--psm', str(mode), 'tsv'], check=True, capture_output=True,
-                                 text=True).stdout
+                                 text=True, env=environment).stdout
             best = min(best, time.perf_counter() - start)
         seconds[image.stem] = best
         (out / f'{image.stem}.json').write_text(json.dumps(lines_of(tsv, scale)))
@@ -80,29 +85,62 @@ def report(name, figures, seconds, images):
           f'of 1280x900 {statistics.mean(standard):.3f}, slowest of those {max(standard):.3f}')
 
 
+def measure(title, data, build, rounds):
+    images = sorted((data / 'images').glob('*.png'))
+    print(f'== {title}: {len(images)} screens')
+    with tempfile.TemporaryDirectory() as directory:
+        base = pathlib.Path(directory)
+        figures = lambda results: score.figures(score.totals(data / 'truth', results))
+        cold = ours(build, images, base / 'ours', 0, rounds)
+        report('ours, nothing remembered', figures(base / 'ours'), cold['seconds'], images)
+        print(f'{"":34} model {cold["load"]:.2f} s, peak memory {cold["peak_mib"]} MiB')
+        warm = ours(build, images, base / 'warm', 4096, max(2, rounds))
+        report('ours, seen before', figures(base / 'warm'), warm['seconds'], images)
+        usual = program(build, images, base / 'psm3', 3, 1, rounds, base)
+        report('program, as users run it', figures(base / 'psm3'), usual, images)
+        best = program(build, images, base / 'psm11', 11, 2, rounds, base)
+        report('program, scaled twice, psm 11', figures(base / 'psm11'), best, images)
+        print(f'{"":34} program peak memory {resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024} MiB '
+              '(largest child of this run)')
+        ratio = statistics.mean(usual.values()) / statistics.mean(cold['seconds'].values())
+        print(f'{"":34} the program as users run it takes {ratio:.2f} times as long', flush=True)
+
+
+def measure_sizes(build):
+    print('size   ours program   seconds per picture')
+    for size in draw.PLAIN_SIZES:
+        with tempfile.TemporaryDirectory() as directory:
+            base = pathlib.Path(directory)
+            draw.draw_sizes(base, [size])
+            images = sorted((base / 'images').glob('*.png'))
+            seconds = ours(build, images, base / 'ours', 0, 1)['seconds']
+            # With threads of its own it is many times slower on such small pictures.
+            theirs = program(build, images, base / 'psm6', 6, 1, 1, base, threads=1)
+            exact = []
+            for results in ('ours', 'psm6'):
+                total = score.totals(base / 'truth', base / results)
+                exact.append(total['exact'] / total['lines'])
+            print(f'{size:4} {exact[0]:6.3f} {exact[1]:7.3f}   {statistics.mean(seconds.values()):.3f} '
+                  f'{statistics.mean(theirs.values()):.3f}', flush=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument('build', nargs='?', type=pathlib.Path, default=HERE.parent.parent / 'build' / 'release')
     parser.add_argument('--rounds', type=int, default=2)
+    parser.add_argument('--seeds', type=int, nargs=2, metavar=('FIRST', 'COUNT'), default=(1000, 40))
+    parser.add_argument('--sizes', action='store_true')
     arguments = parser.parse_args()
+    if arguments.sizes:
+        measure_sizes(arguments.build)
+        return
     for data in (DATA, DATA / 'more', DATA / 'controls'):
-        images = sorted((data / 'images').glob('*.png'))
-        print(f'== {data.relative_to(HERE.parent)}: {len(images)} screens')
-        with tempfile.TemporaryDirectory() as directory:
-            base = pathlib.Path(directory)
-            cold = ours(arguments.build, images, base / 'ours', 0, arguments.rounds)
-            report('ours, nothing remembered', score(data / 'truth', base / 'ours'), cold['seconds'], images)
-            print(f'{"":34} model {cold["load"]:.2f} s, peak memory {cold["peak_mib"]} MiB')
-            warm = ours(arguments.build, images, base / 'warm', 4096, max(2, arguments.rounds))
-            report('ours, seen before', score(data / 'truth', base / 'warm'), warm['seconds'], images)
-            usual = program(arguments.build, images, base / 'psm3', 3, 1, arguments.rounds, base)
-            report('program, as users run it', score(data / 'truth', base / 'psm3'), usual, images)
-            best = program(arguments.build, images, base / 'psm11', 11, 2, arguments.rounds, base)
-            report('program, scaled twice, psm 11', score(data / 'truth', base / 'psm11'), best, images)
-            print(f'{"":34} program peak memory {resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss // 1024} MiB '
-                  '(largest child of this run)')
-            ratio = statistics.mean(usual.values()) / statistics.mean(cold['seconds'].values())
-            print(f'{"":34} the program as users run it takes {ratio:.2f} times as long')
+        measure(data.relative_to(HERE.parent), data, arguments.build, arguments.rounds)
+    with tempfile.TemporaryDirectory() as directory:
+        first, count = arguments.seeds
+        for seed in range(first, first + count):
+            draw.draw_screen(seed, pathlib.Path(directory))
+        measure(f'drawn at random from seeds {first} to {first + count - 1}', pathlib.Path(directory), arguments.build, 1)
 
 
 if __name__ == '__main__':
