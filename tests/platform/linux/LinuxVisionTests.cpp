@@ -207,7 +207,10 @@ TEST_F(LinuxVisionTest, ReadsSingleLinesToTheLetter) {
          {"page 1", "page 2", "page 3", "Page 2", "save", "save as", "Save as", "liam.gallagher@mail1.com"}},
         {"DejaVu Sans 8.5",
          {"page 1", "page 2", "page 3", "Page 2", "save", "save as", "Save as", "jonas.lindqvist@mail4.com",
-          "invoice#4471.pdf"}}};
+          "invoice#4471.pdf"}},
+        // Its letters stand on a grid by chance.
+        {"DejaVu Serif 10.5", {"Save the changes?"}},
+        {"DejaVu Sans Bold 13.5", {"Go to page 36 of 80"}}};
     for (const auto& [font, texts] : cases) {
         for (const std::string& text : texts) {
             Canvas canvas(400, 50, 1, 1, 1);
@@ -215,6 +218,32 @@ TEST_F(LinuxVisionTest, ReadsSingleLinesToTheLetter) {
             EXPECT_EQ(look(canvas).texts(), Texts{text}) << font;
         }
     }
+}
+
+TEST_F(LinuxVisionTest, ReadsLettersOfAnySizeBesideSmallOnes) {
+    const char* title = "Alpha seven";
+    const char* small = "Installation needs about 1.5 GB of disk space.";
+    for (const char* face : {"DejaVu Sans", "DejaVu Sans Bold", "DejaVu Serif"}) {
+        for (const int pixels : {20, 27, 40, 60, 96, 144}) {
+            Canvas canvas(1200, 260, 1, 1, 1);
+            const std::string font = std::string(face) + ' ' + std::to_string(pixels * 72 / 96.0);
+            const Size size = canvas.write(title, font.c_str(), 20, 10, 0.1);
+            canvas.write(small, "DejaVu Sans 10", 20, 15 + size.height, 0.1);
+            const Found found = look(canvas);
+            ASSERT_EQ(found.texts(), (Texts{title, small})) << font;
+            const CGRect& box = found.text[0].boundingBox;
+            EXPECT_NEAR(box.width * 1200, size.width, 0.1 * size.width) << font;
+            EXPECT_NEAR(box.height * 260, 0.94 * pixels, 0.12 * pixels) << font;
+        }
+    }
+}
+
+TEST_F(LinuxVisionTest, PartsCellsAtRulesHoweverPale) {
+    Canvas canvas(300, 60, 1, 1, 1);
+    const int width = canvas.write("1,749.00", "DejaVu Sans 10", 20, 20, 0.1).width;
+    canvas.rectangle(20 + width + 4, 0, 1, 60, 0.94, 0.94, 0.94);
+    canvas.write("72%", "DejaVu Sans 10", 20 + width + 9, 20, 0.1);
+    EXPECT_EQ(look(canvas).texts(), (Texts{"1,749.00", "72%"}));
 }
 
 TEST_F(LinuxVisionTest, LeavesSwitchesOut) {

@@ -7,6 +7,7 @@
 #include <latch>
 #include <thread>
 
+#include "platform/linux/vision/LeadingPicture.h"
 #include "platform/linux/vision/TextRecogniser.h"
 #include "support/Deadline.h"
 
@@ -132,7 +133,7 @@ TEST(TextRecogniser, LeavesOutALineFarWiderThanHigh) {
     page.green = page.red;
     page.blue = page.red;
     addFlatLine(page);
-    ASSERT_EQ(detectLines(page, Patience(20s, {})).size(), 2U);
+    ASSERT_EQ(detectLines(Pyramid(page), Patience(20s, {})).size(), 2U);
 
     Script script;
     TextRecogniser recogniser(script.maker(), 1);
@@ -211,6 +212,54 @@ TEST(TextRecogniser, WithoutAModelItFailsInsteadOfAnsweringNothing) {
     TextRecogniser recogniser([]() -> std::unique_ptr<LineRecogniser> { return nullptr; }, 2);
     EXPECT_FALSE(recogniser.recognise(strokes(3), {}));
     EXPECT_TRUE(recogniser.recognise(strokes(0), {}));
+}
+
+TEST(LeadingPicture, IsAsWideAsHighAndApartFromTheWords) {
+    // Words of three letters, ten pixels high, with blanks of four.
+    const auto lineAfter = [](PixelBox first) {
+        DetectedLine line{first, {first}, 0};
+        for (const int x : {40, 50, 60, 74, 84, 94, 108, 118, 128}) line.parts.push_back({x, 10, x + 9, 20});
+        for (const PixelBox& part : line.parts) line.box = united(line.box, part);
+        return line;
+    };
+    const struct {
+        const char* name;
+        PixelBox first;
+        bool mayBePicture;
+    } cases[] = {
+        {"an icon", {20, 8, 32, 20}, true},
+        {"a letter of a word of its own", {27, 10, 36, 20}, false},
+        {"a dash", {20, 14, 32, 16}, false},
+        {"a bar", {28, 8, 30, 22}, false},
+    };
+    for (const auto& [name, first, mayBePicture] : cases) {
+        const auto rest = withoutLeadingPicture(lineAfter(first));
+        ASSERT_EQ(rest.has_value(), mayBePicture) << name;
+        if (!rest) continue;
+        EXPECT_EQ(rest->parts.size(), 9U) << name;
+        EXPECT_EQ(rest->box, (PixelBox{40, 10, 137, 20})) << name;
+    }
+    EXPECT_FALSE(withoutLeadingPicture({{20, 8, 32, 20}, {{20, 8, 32, 20}}, 0}));
+}
+
+TEST(LeadingPicture, IsToldByItsReading) {
+    const struct {
+        LineReading whole;
+        LineReading rest;
+        bool isPicture;
+    } cases[] = {
+        {{"\u00a9 photo.jpg", 0.9F}, {"photo.jpg", 0.91F}, true},
+        {{"Y 12.2 GB", 0.76F}, {"12.2 GB", 0.95F}, true},
+        {{"@photo.jpg", 0.6F}, {"photo.jpg", 0.95F}, true},
+        {{"\u00a9 photo.jpg", 0.9F}, {"ohoto.jpg", 0.7F}, false},
+        {{"77 kB", 0.8F}, {"kB", 0.96F}, false},
+        {{"A newer version", 0.95F}, {"newer version", 0.96F}, false},
+        {{"$ make test", 0.93F}, {"make test", 0.96F}, false},
+        {{"@", 0.3F}, {"", 0}, false},
+    };
+    for (const auto& [whole, rest, isPicture] : cases) {
+        EXPECT_EQ(beginsWithPicture(whole, rest), isPicture) << whole.text;
+    }
 }
 
 }  // namespace

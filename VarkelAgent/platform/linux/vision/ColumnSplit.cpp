@@ -78,8 +78,7 @@ std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line, con
 void fitBox(DetectedLine& line) {
     line.box = line.parts.front();
     for (const PixelBox& part : line.parts) {
-        line.box = {std::min(line.box.x0, part.x0), std::min(line.box.y0, part.y0),
-                    std::max(line.box.x1, part.x1), std::max(line.box.y1, part.y1)};
+        line.box = united(line.box, part);
     }
 }
 

@@ -1,22 +1,30 @@
 #pragma once
 
+#include <cstddef>
 #include <vector>
 
 #include "platform/linux/vision/Patience.h"
-#include "platform/linux/vision/PixelPlanes.h"
+#include "platform/linux/vision/Pyramid.h"
 
 namespace varkel {
 
 /// Where a line of text seems to be.
 struct DetectedLine {
-    /// The box of the line's ink.
+    /// The box of the line's ink, in pixels of its level.
     PixelBox box;
     /// The boxes of its parts, most of them letters, from left to right.
     std::vector<PixelBox> parts;
+    /// The level of the pyramid to cut it from, where its letters are not higher than a reader needs.
+    std::size_t level = 0;
+
+    /// The box in pixels of the picture.
+    PixelBox boxInPicture() const {
+        return {box.x0 << level, box.y0 << level, box.x1 << level, box.y1 << level};
+    }
 };
 
-/// Finds what looks like lines of text, in reading order: rows from the top, each from the left. Raises
-/// Patience::Over. Any thread.
-std::vector<DetectedLine> detectLines(const PixelPlanes& image, const Patience& patience);
+/// Finds what looks like lines of text, of letters of any size, in reading order: rows from the top, each
+/// from the left. Raises Patience::Over. Any thread.
+std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& patience);
 
 }  // namespace varkel

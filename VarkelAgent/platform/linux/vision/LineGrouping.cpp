@@ -14,12 +14,6 @@ namespace {
 
 /// The widest gap between two words of a line, in heights of the line.
 constexpr double wordGap = 1.3;
-/// The lowest part that can start a line; lower ones are dots and dashes, which join a line that is there.
-constexpr int lowestLetter = 4;
-
-PixelBox united(const PixelBox& a, const PixelBox& b) {
-    return {std::min(a.x0, b.x0), std::min(a.y0, b.y0), std::max(a.x1, b.x1), std::max(a.y1, b.y1)};
-}
 
 int commonHeight(const PixelBox& a, const PixelBox& b) {
     return std::min(a.y1, b.y1) - std::max(a.y0, b.y0);
@@ -113,8 +107,8 @@ void dropIcons(std::vector<Glyph>& parts) {
 /// Lines under construction: groups of parts with their common boxes.
 class Groups {
   public:
-    Groups(const std::vector<Glyph>& glyphs, const Patience& patience)
-        : glyphs_(glyphs), patience_(patience) {}
+    Groups(const std::vector<Glyph>& glyphs, SmallParts small, const Patience& patience)
+        : glyphs_(glyphs), limits_(small), patience_(patience) {}
 
     void build() {
         startFromLetters();
@@ -151,7 +145,7 @@ class Groups {
     void startFromLetters() {
         std::vector<std::size_t> letters;
         for (std::size_t i = 0; i < glyphs_.size(); ++i) {
-            if (glyphs_[i].box.height() >= lowestLetter) {
+            if (glyphs_[i].box.height() >= limits_.lowestLetter) {
                 letters.push_back(i);
             } else {
                 small_.push_back(glyphs_[i]);
@@ -230,14 +224,14 @@ class Groups {
     }
 
     /// How far a small part is from a line that could hold it, or the greatest value.
-    static double distanceTo(const PixelBox& part, const PixelBox& line) {
+    double distanceTo(const PixelBox& part, const PixelBox& line) const {
         constexpr double never = std::numeric_limits<double>::max();
         const int height = line.height();
         const int gap = std::max(0, gapBetween(part, line));
         if (gap > wordGap * height) return never;
         const double middle = (part.y0 + part.y1) / 2.0;
         const double outside = std::max({0.0, line.y0 - middle, middle - line.y1});
-        if (outside > 0.45 * height || part.height() > height) return never;
+        if (outside > limits_.reach * height || part.height() > height) return never;
         return outside * 3 + gap;
     }
 
@@ -287,40 +281,43 @@ class Groups {
     static constexpr int tallestMerge = 120;
 
     const std::vector<Glyph>& glyphs_;
+    const SmallParts limits_;
     const Patience& patience_;
     std::vector<Glyph> small_;
     std::vector<Group> groups_;
 };
 
-/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their
-/// middles lie within it.
-void sortForReading(std::vector<DetectedLine>& lines) {
-    std::stable_sort(lines.begin(), lines.end(), [](const DetectedLine& a, const DetectedLine& b) {
-        return a.box.y0 + a.box.y1 < b.box.y0 + b.box.y1;
-    });
-    for (auto row = lines.begin(); row != lines.end();) {
-        const PixelBox first = row->box;
-        auto end = std::find_if(row, lines.end(), [&](const DetectedLine& line) {
-            return line.box.y0 + line.box.y1 > first.y0 + 2 * first.y1 - first.y0 - first.height() / 2;
-        });
-        if (end == row) ++end;
-        std::stable_sort(row, end,
-                         [](const DetectedLine& a, const DetectedLine& b) { return a.box.x0 < b.box.x0; });
-        row = end;
-    }
-}
-
 }  // namespace
 
-std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, const Patience& patience) {
-    Groups groups(glyphs, patience);
+std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
+                                         const Patience& patience) {
+    Groups groups(glyphs, small, patience);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
     splitAtColumns(lines, patience);
     std::erase_if(lines,
                   [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
-    sortForReading(lines);
     return lines;
+}
+
+void sortForReading(std::vector<DetectedLine>& lines) {
+    const auto middle = [](const DetectedLine& line) {
+        const PixelBox box = line.boxInPicture();
+        return box.y0 + box.y1;
+    };
+    const auto left = [](const DetectedLine& line) { return line.boxInPicture().x0; };
+    std::stable_sort(lines.begin(), lines.end(),
+                     [&](const DetectedLine& a, const DetectedLine& b) { return middle(a) < middle(b); });
+    for (auto row = lines.begin(); row != lines.end();) {
+        const PixelBox first = row->boxInPicture();
+        auto end = std::find_if(row, lines.end(), [&](const DetectedLine& line) {
+            return middle(line) > 2 * first.y1 - first.height() / 2;
+        });
+        if (end == row) ++end;
+        std::stable_sort(row, end,
+                         [&](const DetectedLine& a, const DetectedLine& b) { return left(a) < left(b); });
+        row = end;
+    }
 }
 
 }  // namespace varkel

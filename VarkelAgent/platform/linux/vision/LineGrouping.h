@@ -8,8 +8,21 @@
 
 namespace varkel {
 
+/// What is too small to be a letter and joins lines that are there, as dots and dashes do.
+struct SmallParts {
+    /// What is at least as high may start a line.
+    int lowestLetter = 4;
+    /// How far outside a line they may lie, in heights of the line.
+    double reach = 0.45;
+};
+
 /// Joins glyphs, sorted by their left sides, into lines by overlap and distance, and leaves icons beside the
-/// lines out. The lines come in reading order. Raises Patience::Over. Any thread.
-std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, const Patience& patience);
+/// lines out. The lines come in no order. Raises Patience::Over. Any thread.
+std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
+                                         const Patience& patience);
+
+/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their
+/// middles lie within it. Any thread.
+void sortForReading(std::vector<DetectedLine>& lines);
 
 }  // namespace varkel

@@ -168,6 +168,33 @@ void extractWhiteWord(const PixelPlanes& image, const PixelBox& word, const Pixe
     }
 }
 
+/// Takes a line off that runs through the middle of a whole word, as prices that no longer hold have. What
+/// crosses it stays.
+void eraseStrike(LinePlane& plane, int x0, int x1) {
+    constexpr float ink = 80;
+    const int width = x1 - x0;
+    const auto at = [&](int x, int y) -> float& {
+        return plane.darkness[static_cast<std::size_t>(y) * static_cast<std::size_t>(plane.width) +
+                              static_cast<std::size_t>(x)];
+    };
+    const auto isFull = [&](int y) {
+        int covered = 0;
+        for (int x = x0; x < x1; ++x) covered += at(x, y) >= ink ? 1 : 0;
+        return covered == width;
+    };
+    int top = plane.height / 4;
+    const int end = 3 * plane.height / 4;
+    while (top < end && !isFull(top)) ++top;
+    int bottom = top;
+    while (bottom < end && isFull(bottom)) ++bottom;
+    // Letters are far higher than the line and far narrower than the word.
+    if (bottom == top || 6 * (bottom - top) > plane.height + 6 || width < 3 * plane.height / 2) return;
+    for (int x = x0; x < x1; ++x) {
+        const float rest = std::min(at(x, top - 1), at(x, bottom));
+        for (int y = top; y < bottom; ++y) at(x, y) = std::min(at(x, y), rest);
+    }
+}
+
 /// Takes off the rows without ink above and below: a selection's rectangle is higher than its letters.
 void trimRows(LinePlane& plane) {
     constexpr float ink = 48;
@@ -319,6 +346,8 @@ LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink in
         } else if (extractWord(image, word, line.box, plane.darkness)) {
             plane.ambiguous = true;
         }
+        // Bars of lower letters meet.
+        if (plane.height >= 10) eraseStrike(plane, word.x0 - line.box.x0, word.x1 - line.box.x0);
     }
 
     trimRows(plane);

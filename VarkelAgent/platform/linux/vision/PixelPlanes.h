@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -31,5 +32,9 @@ struct PixelBox {
     int height() const { return y1 - y0; }
     friend bool operator==(const PixelBox&, const PixelBox&) = default;
 };
+
+inline PixelBox united(const PixelBox& a, const PixelBox& b) {
+    return {std::min(a.x0, b.x0), std::min(a.y0, b.y0), std::max(a.x1, b.x1), std::max(a.y1, b.y1)};
+}
 
 }  // namespace varkel

@@ -7,11 +7,22 @@ namespace varkel {
 
 namespace {
 
-/// Three or four characters that are less certain are mostly texture; longer texts are rarely noise at all,
-/// and one odd word, such as an address, takes their confidence down.
-constexpr float leastConfidence = 0.2F;
-/// For one or two characters, which icons are read as.
-constexpr float leastForShort = 0.7F;
+/// What three or four characters need at least, which are mostly texture below; longer texts are rarely noise
+/// at all, and one odd word, such as an address, takes their confidence down.
+constexpr float leastForFew = 0.5F;
+/// For digits and brackets, which textures and icons are hardly read as.
+constexpr float leastForClear = 0.2F;
+/// For one or two characters, which icons are read as: most of all one, and large ones.
+constexpr float leastForTwo = 0.7F;
+constexpr float leastForOne = 0.87F;
+constexpr float leastForOneLarge = 0.92F;
+/// For what was found as large letters, which blots of small ones are at times.
+constexpr float leastForLarge = 0.5F;
+
+bool isLarge(const DetectedLine& line) {
+    constexpr int large = 20;
+    return line.boxInPicture().height() >= large;
+}
 
 std::size_t characterCount(const std::string& text) {
     return static_cast<std::size_t>(std::count_if(
@@ -30,13 +41,17 @@ bool isText(const LineReading& reading, const DetectedLine& line) {
     const std::size_t characters = characterCount(reading.text);
     // A window's maximise button: the strokes of an equals sign are farther apart than they are long nowhere.
     if (reading.text == "=" && line.box.height() >= 0.8 * line.box.width()) return false;
+    if (line.level > 0 && reading.confidence < leastForLarge) return false;
     if (characters <= 2) {
         const bool brackets = reading.text.find_first_of("{}[]()<>;") != std::string::npos;
         if (line.box.height() > 3 * line.box.width() && !hasAlphanumeric(reading.text) && !brackets)
             return false;
-        return reading.confidence >= (brackets ? leastConfidence : leastForShort);
+        if (brackets) return reading.confidence >= leastForClear;
+        if (characters == 2) return reading.confidence >= leastForTwo;
+        return reading.confidence >= (isLarge(line) ? leastForOneLarge : leastForOne);
     }
-    return characters >= 5 || reading.confidence >= leastConfidence;
+    const bool isClear = reading.text.find_first_of("0123456789{}[]()<>;") != std::string::npos;
+    return characters >= 5 || reading.confidence >= (isClear ? leastForClear : leastForFew);
 }
 
 }  // namespace varkel

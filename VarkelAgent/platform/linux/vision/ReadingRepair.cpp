@@ -74,7 +74,8 @@ class Repair {
     /// The corrected text, or nothing when shapes and letters do not match.
     std::optional<std::string> run() {
         if (!match() || !isAligned()) return std::nullopt;
-        const auto cells = fixedPitchCells(shapes_, capHeight_);
+        auto cells = fixedPitchCells(shapes_, capHeight_);
+        if (cells && !agrees(*cells)) cells.reset();
         if (cells) {
             setBlanksByCells(*cells);
         } else {
@@ -124,9 +125,13 @@ class Repair {
             Letter& letter = letters_[i];
             const Letter& before = letters_[i - 1];
             if (!letter.blankBefore || letter.count == 0 || before.count == 0) continue;
-            if (!isPunctuation(before) && !isPunctuation(letter)) continue;
+            if (!isBesidePunctuation(i)) continue;
             if (gapBefore(i) <= 0.25 * capHeight_) letter.blankBefore = false;
         }
+    }
+
+    bool isBesidePunctuation(std::size_t i) const {
+        return isPunctuation(letters_[i - 1]) || isPunctuation(letters_[i]);
     }
 
     static bool isPunctuation(const Letter& one) { return one.isOneOf({".", ":", "_", "-", "/", "#", "@"}); }
@@ -161,6 +166,20 @@ class Repair {
         if (next != shapes_.size()) return false;
         letters_ = std::move(matched);
         return true;
+    }
+
+    /// Whether most of the reading's blanks are free cells, apart from those beside punctuation, which the
+    /// model likes to make up. Proportional text stands on some grid by chance, and would lose all of them.
+    bool agrees(const std::vector<int>& cells) const {
+        std::size_t blanks = 0;
+        std::size_t free = 0;
+        for (std::size_t i = 1; i < letters_.size(); ++i) {
+            const std::size_t first = letters_[i].first;
+            if (!letters_[i].blankBefore || isBesidePunctuation(i)) continue;
+            ++blanks;
+            free += cells[first] - cells[first - 1] > 1 ? 1 : 0;
+        }
+        return 2 * free >= blanks;
     }
 
     void setBlanksByCells(const std::vector<int>& cells) {
@@ -305,10 +324,11 @@ class Repair {
         return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
     }
 
-    /// Letters of one shape in both cases: the small one reaches below the baseline, or is as low as other
-    /// small ones.
+    /// Letters of one shape in both cases: the small one has a dot, reaches below the baseline, or is as low
+    /// as other small ones.
     void repairCase(Letter& letter) const {
         const PixelBox& box = shapes_[letter.first].box;
+        if (letter.is("J") && stemTraits(line_, shapes_[letter.first]).gap) makeSmall(letter);
         if (letter.isOneOf({"P", "Y"}) && box.y1 >= line_.baseline + 0.2 * capHeight_) makeSmall(letter);
         if (isLoose_ || !xHeight_ || !letter.isOneOf({"C", "O", "S", "V", "W", "X", "Z"})) return;
         if (box.height() <= 1.06 * *xHeight_ && box.y1 <= line_.baseline + 1) makeSmall(letter);
@@ -338,13 +358,14 @@ class Repair {
         if (!digitSized) return;
         const double slimness = static_cast<double>(box.width()) / box.height();
         if (isBesideLetter(i)) return;
-        if (letter.isOneOf({"@", "®", "©", "Q", "Ø"}) && slimness < 0.78) {
+        const bool isStruck = hasInkInMiddle(line_, shapes_[letter.first]);
+        if (slimness < 0.78 && (letter.isOneOf({"@", "®", "©", "Ø"}) || (letter.is("Q") && isStruck))) {
             letter.text.assign(1, '0');
-        } else if (letter.isOneOf({"O", "0"}) && hasInkInMiddle(line_, shapes_[letter.first])) {
+        } else if (letter.isOneOf({"O", "0"}) && isStruck) {
             letter.text.assign(1, '0');
         } else if (letter.is("O") && !fixedPitch && slimness < 0.7) {
             letter.text.assign(1, '0');
-        } else if (letter.is("0") && !fixedPitch && slimness > 0.9) {
+        } else if (letter.is("0") && !fixedPitch && slimness > 0.9 && !hasDigitBeside(i)) {
             letter.text.assign(1, 'O');
         }
     }

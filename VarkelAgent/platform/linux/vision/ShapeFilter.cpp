@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 namespace varkel {
 
@@ -119,13 +120,82 @@ bool isInside(const PixelBox& inner, const PixelBox& outer) {
     return inner.x0 > outer.x0 && inner.y0 > outer.y0 && inner.x1 < outer.x1 && inner.y1 < outer.y1;
 }
 
-/// Marks shapes that surround others: frames, buttons, round pictures with initials in them.
-std::vector<char> findFrames(const std::vector<Component>& shapes, const Patience& patience) {
+bool isAlike(const PixelPlanes& image, std::size_t a, std::size_t b) {
+    constexpr int tolerance = 40;
+    return std::abs(image.red[a] - image.red[b]) <= tolerance &&
+           std::abs(image.green[a] - image.green[b]) <= tolerance &&
+           std::abs(image.blue[a] - image.blue[b]) <= tolerance;
+}
+
+/// The columns that a shape reaches from and to in each of its rows, top to bottom.
+std::vector<std::pair<int, int>> outlineOf(const Component& shape, const ComponentSet& all) {
+    std::vector<std::pair<int, int>> rows(static_cast<std::size_t>(shape.box.height()),
+                                          {shape.box.x1, shape.box.x0});
+    for (std::uint32_t i = 0; i < shape.runCount; ++i) {
+        const Run& run = all.runs[shape.firstRun + i];
+        auto& [left, right] = rows[static_cast<std::size_t>(run.y - shape.box.y0)];
+        left = std::min(left, run.x0);
+        right = std::max(right, run.x1);
+    }
+    return rows;
+}
+
+/// Whether a shape has the outline of a disc or a button: sides that are straight or round, top and bottom in
+/// the middle.
+bool isBlock(const Component& shape, const ComponentSet& all) {
+    const PixelBox& box = shape.box;
+    const auto rows = outlineOf(shape, all);
+    const int margin = std::max(2, box.width() / 10);
+    for (std::size_t y = rows.size() / 4; y < rows.size() - rows.size() / 4; ++y) {
+        if (rows[y].first > box.x0 + margin || rows[y].second < box.x1 - margin) return false;
+    }
+    const auto isBalanced = [&](const std::pair<int, int>& row) {
+        return std::abs((row.first - box.x0) - (box.x1 - row.second)) <= margin;
+    };
+    return isBalanced(rows.front()) && isBalanced(rows.back());
+}
+
+/// Whether a shape is the inner outline of a letter, as o has one: beyond it lies ink, and within it the
+/// colour that lies around the letter.
+bool isCounter(const PixelPlanes& image, const ComponentSet& all, const Component& inner,
+               const PixelBox& outer) {
+    const int y = (inner.box.y0 + inner.box.y1) / 2;
+    int end = inner.box.x0;
+    int widest = -1;
+    int within = (inner.box.x0 + inner.box.x1) / 2;
+    for (std::uint32_t i = 0; i < inner.runCount; ++i) {
+        const Run& run = all.runs[inner.firstRun + i];
+        if (run.y != y) continue;
+        if (end > inner.box.x0 && run.x0 - end > widest) {
+            widest = run.x0 - end;
+            within = (end + run.x0) / 2;
+        }
+        end = run.x1;
+    }
+    const auto at = [&](int x, int row) {
+        return image.offset(std::clamp(x, 0, image.width - 1), std::clamp(row, 0, image.height - 1));
+    };
+    const std::size_t hole = at(within, y);
+    const int middleX = (outer.x0 + outer.x1) / 2;
+    const int middleY = (outer.y0 + outer.y1) / 2;
+    for (const std::size_t outside : {at(outer.x0 - 1, middleY), at(outer.x1 + 1, middleY),
+                                      at(middleX, outer.y0 - 1), at(middleX, outer.y1 + 1)}) {
+        if (isAlike(image, hole, outside) && !isAlike(image, at(inner.box.x0, y), outside)) return true;
+    }
+    return false;
+}
+
+/// Marks shapes that surround others: frames, buttons, round pictures with initials in them. Those too large
+/// to be letters are left out anyway.
+std::vector<char> findFrames(const PixelPlanes& image, const ComponentSet& all,
+                             const std::vector<Component>& shapes, const Patience& patience) {
     std::vector<char> frames(shapes.size());
     for (std::size_t i = 0; i < shapes.size(); ++i) {
         patience.check();
         const PixelBox& outer = shapes[i].box;
         if (outer.width() < 14 || outer.height() < 14) continue;
+        if (outer.width() > widestShape || outer.height() > tallestLetter) continue;
+        const bool block = isBlock(shapes[i], all);
         int inside = 0;
         int tallest = 0;
         int widest = 0;
@@ -133,6 +203,11 @@ std::vector<char> findFrames(const std::vector<Component>& shapes, const Patienc
                                   [](const Component& shape, int x) { return shape.box.x0 < x; });
         for (; k != shapes.end() && k->box.x0 < outer.x1; ++k) {
             if (!isInside(k->box, outer) || k->box.height() < 4) continue;
+            // White initials on a coloured disc on white are as much an outline within an outline, but
+            // farther within.
+            const int depth = std::min(k->box.y0 - outer.y0, outer.y1 - k->box.y1);
+            const bool deep = block && 100 * depth > 28 * outer.height();
+            if (!deep && isCounter(image, all, *k, outer)) continue;
             ++inside;
             tallest = std::max(tallest, k->box.height());
             widest = std::max(widest, k->box.width());
@@ -172,8 +247,8 @@ void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& f
 
 }  // namespace
 
-std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks& edges,
-                                    const Patience& patience) {
+std::vector<Glyph> letterLikeShapes(const PixelPlanes& image, const ComponentSet& shapes,
+                                    const EdgeMasks& edges, const Patience& patience) {
     std::vector<Component> candidates;
     for (const Component& shape : shapes.components) {
         patience.check();
@@ -183,7 +258,7 @@ std::vector<Glyph> letterLikeShapes(const ComponentSet& shapes, const EdgeMasks&
     }
     std::sort(candidates.begin(), candidates.end(),
               [](const Component& a, const Component& b) { return a.box.x0 < b.box.x0; });
-    std::vector<char> frames = findFrames(candidates, patience);
+    std::vector<char> frames = findFrames(image, shapes, candidates, patience);
     markBrokenFrames(candidates, frames, patience);
 
     std::vector<Glyph> letters;

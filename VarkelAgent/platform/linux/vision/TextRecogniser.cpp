@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/linux/vision/LeadingPicture.h"
 #include "platform/linux/vision/LineDetector.h"
 #include "platform/linux/vision/LineMemory.h"
 #include "platform/linux/vision/Patience.h"
@@ -29,14 +30,14 @@ unsigned usualWorkers() {
 }  // namespace
 
 /// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
-/// and each reading, which belongs to the worker that took its line.
+/// and each line and its reading, which belong to the worker that took it.
 struct TextRecogniser::Page {
     Page(const PixelPlanes& ofImage, const Patience& ofCaller)
-        : image(ofImage), patience(ofCaller), lines(detectLines(ofImage, patience)), readings(lines.size()) {}
+        : image(ofImage), patience(ofCaller), lines(detectLines(image, patience)), readings(lines.size()) {}
 
-    const PixelPlanes& image;
+    const Pyramid image;
     const Patience patience;
-    const std::vector<DetectedLine> lines;
+    std::vector<DetectedLine> lines;
     std::vector<LineReading> readings;
     std::size_t next = 0;
     std::size_t busy = 0;
@@ -83,7 +84,7 @@ std::optional<std::vector<RecognisedLine>> TextRecogniser::recognise(const Pixel
     for (std::size_t i = 0; i < page->lines.size(); ++i) {
         LineReading& reading = page->readings[i];
         if (!isText(reading, page->lines[i])) continue;
-        found.push_back({page->lines[i].box, std::move(reading.text), reading.confidence});
+        found.push_back({page->lines[i].boxInPicture(), std::move(reading.text), reading.confidence});
     }
     return found;
 }
@@ -125,8 +126,18 @@ std::unique_ptr<LineRecogniser> TextRecogniser::makeOrNull() const {
     }
 }
 
-LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const PixelPlanes& image,
-                                     const DetectedLine& line) {
+LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const Pyramid& picture, DetectedLine& line) {
+    LineReading whole = readCut(recogniser, picture.at(line.level), line);
+    auto rest = withoutLeadingPicture(line);
+    if (!rest) return whole;
+    LineReading other = readCut(recogniser, picture.at(line.level), *rest);
+    if (!beginsWithPicture(whole, other)) return whole;
+    line = *std::move(rest);
+    return other;
+}
+
+LineReading TextRecogniser::readCut(LineRecogniser& recogniser, const PixelPlanes& image,
+                                    const DetectedLine& line) {
     const LinePlane plane = extractLine(image, line);
     LineReading reading = readPlane(recogniser, plane);
     if (!plane.ambiguous || reading.confidence >= doubtful) return reading;

@@ -52,7 +52,9 @@ class TextRecogniser {
     /// Called with the lock held; false when no thread can be had.
     bool startWorkers();
     std::unique_ptr<LineRecogniser> makeOrNull() const;
-    LineReading readLine(LineRecogniser& recogniser, const PixelPlanes& image, const DetectedLine& line);
+    /// Takes off the line what turns out to be none of it.
+    LineReading readLine(LineRecogniser& recogniser, const Pyramid& picture, DetectedLine& line);
+    LineReading readCut(LineRecogniser& recogniser, const PixelPlanes& image, const DetectedLine& line);
     LineReading readPlane(LineRecogniser& recogniser, const LinePlane& plane);
     void serve(const std::stop_token& ending);
     /// Takes one line of the page that waits longest for its turn; null when the workers end.
