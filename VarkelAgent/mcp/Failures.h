@@ -1,0 +1,10 @@
+#pragma once
+
+#include "mcp/Agent.h"
+
+namespace varkel::mcp {
+
+/// Raises ToolError with a sentence that helps to go on, unless the agent did what was asked.
+void throwIfFailed(const AgentAnswer& answer);
+
+}  // namespace varkel::mcp

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/Screen.h"
+
+namespace varkel::mcp {
+
+/// The picture with at most this many pixels in a row, each the mean of those that it stands for. Any thread,
+/// like all of these.
+ScreenPicture scaledDown(ScreenPicture picture, int maxWidth);
+
+/// A PNG file, compressed for speed. Raises std::runtime_error.
+std::string encodePNG(const ScreenPicture& picture);
+
+std::string encodeBase64(std::string_view bytes);
+
+}  // namespace varkel::mcp
