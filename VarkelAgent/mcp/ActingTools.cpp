@@ -45,6 +45,15 @@ Task<View> view(const Desktop& desktop, const Arguments& arguments, Call& call) 
     co_return view;
 }
 
+/// An application that does not answer is one element without a role of its own.
+bool answers(const View& view) {
+    return view.root() != nullptr && (view.root()->role != "Unknown" || !view.root()->children.empty());
+}
+
+std::string whyUnread(const View& view) {
+    return view.failure.empty() ? "the application does not answer at the moment." : view.failure;
+}
+
 /// How an act changed what is in front.
 struct Effect {
     Changes changes;
@@ -52,13 +61,14 @@ struct Effect {
     bool elsewhere = false;
     std::string failure;
 
+    /// More may come.
     bool isNothing() const { return changes.empty() && !elsewhere; }
 };
 
 Effect compareViews(const View& before, const View& after) {
     Effect effect;
-    if (!before.root() || !after.root()) {
-        effect.failure = before.root() ? after.failure : before.failure;
+    if (!answers(before) || !answers(after)) {
+        effect.failure = whyUnread(answers(before) ? after : before);
         return effect;
     }
     effect.elsewhere = before.root()->id != after.root()->id;
@@ -112,7 +122,7 @@ Task<void> addChanges(ToolResult& result, const View& before, Clock::duration li
     co_await call.pause(std::min<Clock::duration>(firstLook, limit));
     View after = co_await view(desktop, arguments, call);
     Effect effect = compareViews(before, after);
-    while (effect.isNothing() && effect.failure.empty() && Clock::now() < deadline) {
+    while (effect.isNothing() && answers(before) && Clock::now() < deadline) {
         co_await call.pause(std::min<Clock::duration>(nextLook, deadline - Clock::now()));
         after = co_await view(desktop, arguments, call);
         effect = compareViews(before, after);

@@ -80,7 +80,7 @@ class ScriptedAgent:
     bytes that are sent as they are. A context manager."""
 
     def __init__(self, **answers):
-        self.answers = {path: answer for path, answer in answers.items()}
+        self.answers = answers
         self.requests = []
         agent = self
 
@@ -108,8 +108,11 @@ class ScriptedAgent:
             def log_message(self, *_):
                 pass
 
-        self._server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-        self._server.daemon_threads = True
+        class Server(ThreadingHTTPServer):
+            daemon_threads = True
+            request_queue_size = 128
+
+        self._server = Server(("127.0.0.1", 0), Handler)
         self._server.handle_error = lambda *_: None  # a bridge that hangs up in the middle
         self.port = self._server.server_address[1]
         self._thread = threading.Thread(target=self._server.serve_forever, args=(0.02,), daemon=True)

@@ -1,0 +1,100 @@
+"""An assistant's tour over varkel-mcp: find a field, type, press, wait, read. Each outcome is read in the application."""
+
+import base64
+import os
+import struct
+import sys
+import unittest
+
+import support
+from support import ROOT, DesktopTest
+
+sys.path.insert(0, str(ROOT / "tests/mcp"))
+from pipes import Bridge, text_of  # noqa: E402
+
+
+class Tour(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        self.app = self.start_acts()
+        self.find_one(identifier="button")
+
+    def start(self, agent=None):
+        agent = agent or self.agent
+        return self.enterContext(Bridge(arguments=["--port", str(agent.port), "--token-file", agent.token_file],
+                                        env=self.desktop.environment))
+
+    def one(self, bridge, **query):
+        matches = bridge.call("find", **query)["structuredContent"]["matches"]
+        self.assertEqual(len(matches), 1, query)
+        return matches[0]
+
+    def test_find_type_press_wait_read(self):
+        bridge = self.start()
+        snapshot = text_of(bridge.call("snapshot"))
+        self.assertIn('AXButton "Count me"', snapshot)
+        self.assertIn("[200 AX", snapshot)
+        entry, button = self.one(bridge, identifier="entry"), self.one(bridge, label="Count me")
+        self.assertEqual(entry["value"], "before")
+
+        typed = bridge.call("type_text", elementId=entry["id"], text="Größe 5 €")
+        self.app.wait_for("changed", widget="entry", text="Größe 5 €")
+        self.assertIn('"Größe 5 €"', "".join(typed["structuredContent"]["changes"]))
+
+        self.assertEqual(bridge.call("click", elementId=button["id"], timeoutMs=0)["structuredContent"]["method"],
+                         "ax_press")
+        self.app.wait_for("clicked", widget="button")
+
+        pressed = bridge.call("press_keys", keys=["space", "tab"], timeoutMs=10_000)
+        self.app.wait_for("clicked", widget="button")
+        self.assertTrue([line for line in pressed["structuredContent"]["changes"] if "focused" in line], pressed)
+
+        # What appears after a click, and goes again, is told without another look.
+        asked = bridge.call("click", elementId=self.one(bridge, label="Ask me")["id"], timeoutMs=5000)
+        self.app.wait_for("dialog", shown=True)
+        self.assertTrue([line for line in asked["structuredContent"]["changes"] if "Question" in line], asked)
+        self.assertTrue(bridge.call("wait_for", role="AXButton", label="Close")["structuredContent"]["met"])
+        self.app.do("close")
+        self.assertTrue(bridge.call("wait_for", label="Close", gone=True)["structuredContent"]["met"])
+
+        rows = self.one(bridge, role="AXScrollArea")
+        bridge.call("scroll", elementId=rows["id"], direction="down", amount=150, timeoutMs=0)
+        self.app.wait_for("scrolled")
+
+    def test_ids_live_longer_than_a_connection_and_stand_for_one_element(self):
+        button = self.one(self.start(), label="Count me")
+        bridge = self.start()
+        self.assertNotIn("isError", bridge.call("click", elementId=button["id"], timeoutMs=0))
+        self.app.wait_for("clicked", widget="button")
+        self.app.do("insert")
+        refused = bridge.call("click", elementId=button["id"])
+        self.assertTrue(refused["isError"])
+        self.assertIn("new snapshot", text_of(refused))
+        self.assertEqual(len(self.app.all("clicked")), 1)
+
+    def test_pictures(self):
+        bridge = self.start()
+        button = self.one(bridge, label="Count me")
+        frame = button["frame"]
+        shot = bridge.call("screenshot", elementId=button["id"])
+        png = base64.b64decode(next(each["data"] for each in shot["content"] if each["type"] == "image"))
+        self.assertEqual(struct.unpack(">II", png[16:24]), (frame["width"], frame["height"]))
+        self.assertEqual({key: shot["structuredContent"][key] for key in frame}, frame)
+        small = bridge.call("screenshot", maxWidth=64)
+        png = base64.b64decode(small["content"][0]["data"])
+        self.assertEqual(struct.unpack(">II", png[16:24]), (64, 45))
+        self.assertEqual(small["structuredContent"]["scale"], 20)
+
+        # The places of a part of the screen are those of the desktop.
+        for result in (bridge.call("read_screen"), bridge.call("read_screen", elementId=button["id"]),
+                       bridge.call("find_on_screen", query="count me", maxResults=1, root_pid=self.app.process.pid)):
+            line = next((line for line in result["structuredContent"]["lines"] if "Count me" in line["text"]), None)
+            self.assertIsNotNone(line, text_of(result))
+            x = line["frame"]["x"] + line["frame"]["width"] / 2
+            y = line["frame"]["y"] + line["frame"]["height"] / 2
+            self.assertTrue(0 < x - frame["x"] < frame["width"] and 0 < y - frame["y"] < frame["height"], (line, frame))
+
+
+if __name__ == "__main__":
+    os.environ.pop("WAYLAND_DISPLAY", None)
+    support.main()
