@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <boost/json/array.hpp>
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
 #include <cmath>
@@ -78,7 +79,8 @@ Element readElement(const json::value& value) {
 
 void appendState(std::string& line, const Element& element) {
     if (element.focused) line += " focused";
-    if (element.disabled) line += " disabled";
+    // No toolkit says of its application that it is enabled.
+    if (element.disabled && element.role != "AXApplication") line += " disabled";
 }
 
 }  // namespace
@@ -122,24 +124,30 @@ const Element* findById(const Element& root, std::string_view id) {
 
 bool saysNothing(const Element& element) {
     using namespace std::string_view_literals;
-    constexpr std::array passive{"AXGroup"sv,      "AXImage"sv,      "AXUnknown"sv, "Unknown"sv,
-                                 "AXStaticText"sv, "AXSplitGroup"sv, "AXRuler"sv,   "AXHeading"sv,
-                                 "AXHelpTag"sv,    "AXToolbar"sv,    ""sv};
+    constexpr std::array passive{
+        "AXGroup"sv,      "AXImage"sv,    "AXUnknown"sv, "Unknown"sv,   "AXStaticText"sv,
+        "AXSplitGroup"sv, "AXRuler"sv,    "AXHeading"sv, "AXHelpTag"sv, "AXToolbar"sv,
+        "AXScrollBar"sv,  "AXSplitter"sv, ""sv};
     return element.label.empty() && element.value.empty() && !element.focused &&
            std::ranges::find(passive, element.role) != passive.end();
 }
 
 std::string describe(const Element& element, Place place, std::size_t longestValue) {
-    std::string line = element.role.empty() ? "Unknown" : shortened(element.role, longestLabel);
+    std::string line = element.role.empty() ? "Unknown" : plainWord(element.role);
     if (!element.label.empty()) line += concat(" ", quoted(element.label, longestLabel));
-    if (!element.value.empty()) line += concat(" = ", quoted(element.value, longestValue));
+    if (element.label.empty() && !element.identifier.empty()) {
+        line += concat(" identifier ", quoted(element.identifier, longestLabel));
+    }
+    // What only shows a text has it as its label, too.
+    const bool hasOwnValue = !element.value.empty() && element.value != element.label;
+    if (hasOwnValue) line += concat(" = ", quoted(element.value, longestValue));
     appendState(line, element);
     if (place == Place::shown && element.frame) {
         const Frame& frame = *element.frame;
         line += concat(" at ", frame.x, ",", frame.y, " ", frame.width, "x", frame.height);
     }
     line += " #";
-    line += shortened(element.id, 16);
+    line += plainWord(element.id);
     return line;
 }
 

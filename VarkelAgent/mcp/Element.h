@@ -51,8 +51,8 @@ bool saysNothing(const Element& element);
 
 enum class Place { hidden, shown };
 
-/// One line for an element: role, label, value, state, place, id. Values of more than `longestValue`
-/// characters are shortened.
+/// One line for an element: role, label or else identifier, value, state, place, id. Values of more than
+/// `longestValue` characters are shortened.
 std::string describe(const Element& element, Place place = Place::hidden, std::size_t longestValue = 200);
 
 boost::json::object toJSON(const Frame& frame);

@@ -181,7 +181,7 @@ Task<ToolResult> findElements(const Desktop& desktop, const Arguments& arguments
     ToolResult result;
     json::array matches;
     for (const Element& element : found.roots) {
-        result.text += describe(element, Place::shown) + "\n";
+        result.text += concat(result.text.empty() ? "" : "\n", describe(element, Place::shown));
         matches.push_back(toJSON(element));
     }
     if (found.roots.empty()) {
@@ -189,7 +189,7 @@ Task<ToolResult> findElements(const Desktop& desktop, const Arguments& arguments
             "No element passes. Labels are compared with their letter case; a snapshot shows what there is.";
     } else if (std::cmp_equal(found.roots.size(), most)) {
         result.text +=
-            concat("(There may be more: these are the first ", withCommas(found.roots.size()), ".)");
+            concat("\n(There may be more: these are the first ", withCommas(found.roots.size()), ".)");
     }
     result.structured = {{"matches", std::move(matches)}};
     co_return result;

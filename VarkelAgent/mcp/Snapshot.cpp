@@ -79,7 +79,7 @@ std::string markLists(Node& node) {
         const std::string_view role = children[begin].element->role;
         while (end < children.size() && children[end].element->role == role) ++end;
         if (end - begin >= listLength) {
-            counts += concat(" [", withCommas(end - begin), " ", role, "]");
+            counts += concat(" [", withCommas(end - begin), " ", plainWord(role), "]");
             for (std::size_t i = begin + firstOfList; i < end; ++i) children[i].isLateInList = true;
         }
         begin = end;
@@ -121,20 +121,18 @@ std::size_t dealOut(Node& root, std::size_t room) {
     return shown;
 }
 
-/// Appends the shown nodes' lines. Gives how many there were.
-std::size_t write(const Node& node, std::string& out) {
-    const std::size_t at = out.size();
-    std::string below;
-    std::size_t shown = 1;
-    for (const Node& child : node.children) {
-        if (child.shown) shown += write(child, below);
-    }
-    out.insert(at, node.level, ' ');
+/// Appends the shown nodes' lines.
+void write(const Node& node, std::string& out) {
+    std::size_t missing = 0;
+    for (const Node& child : node.children) missing += child.shown ? 0 : child.size;
+    out.append(node.level, ' ');
     out += node.line;
-    if (shown < node.size) out += concat(" +", withCommas(node.size - shown), " inside");
+    // What is missing further down is told by the lines there.
+    if (missing > 0) out += concat(" +", withCommas(missing), " inside");
     out += '\n';
-    out += below;
-    return shown;
+    for (const Node& child : node.children) {
+        if (child.shown) write(child, out);
+    }
 }
 
 }  // namespace

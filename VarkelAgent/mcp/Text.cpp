@@ -61,6 +61,14 @@ std::string quoted(std::string_view text, std::size_t longest) {
     return out;
 }
 
+std::string plainWord(std::string_view text) {
+    constexpr std::size_t longestWord = 40;
+    std::string word(text.substr(0, longestWord));
+    std::ranges::replace_if(
+        word, [](char c) { return c <= ' ' || c > '~'; }, '?');
+    return word;
+}
+
 std::string shortened(std::string_view text, std::size_t longest) {
     const std::string_view shown = firstCharacters(text, longest);
     if (shown.size() == text.size()) return std::string(text);
@@ -80,7 +88,8 @@ std::string withCommas(std::size_t number) {
 
 bool containsIgnoringCase(std::string_view text, std::string_view part) {
     const auto same = [](char a, char b) { return lowerCased(a) == lowerCased(b); };
-    return std::ranges::search(text, part, same).begin() != text.end() || part.empty();
+    return part.empty() ||
+           std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
 
 }  // namespace varkel::mcp

@@ -15,6 +15,10 @@ std::size_t countCharacters(std::string_view text);
 /// and how many there are.
 std::string quoted(std::string_view text, std::size_t longest);
 
+/// A role or an id, which are plain words: of anything else the first characters, with question marks for
+/// what is no printable ASCII.
+std::string plainWord(std::string_view text);
+
 /// The first `longest` characters of a text, and how many were left out.
 std::string shortened(std::string_view text, std::size_t longest);
 

@@ -86,8 +86,8 @@ class Tools(unittest.TestCase):
         def grow(level):
             text = "".join(chance.choice('ab"\\\n\r\0\x1b é𝄞#+') for _ in range(chance.randrange(12)))
             children = [grow(level + 1) for _ in range(chance.randrange(6))] if level < 5 else []
-            return element(chance.choice(["AXGroup", "AXRow", "AXButton", "Unknown"]), text or None,
-                           chance.choice([None, text]), *children, id=f"{chance.randrange(16**16):016x}")
+            return element(chance.choice(["AXGroup", "AXRow", "AXButton", "Unknown", "AX\n#1"]), text or None,
+                           chance.choice([None, text]), *children, id=chance.choice([f"{chance.randrange(16**16):016x}", "\n"]))
         for budget in (200, 2000, 100_000):
             tree = grow(0)
             counts = self.snapshot(tree, maxCharacters=budget)["structuredContent"]

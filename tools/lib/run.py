@@ -1,6 +1,7 @@
 """Starts the agent on a desktop, shows what it does, and serves until it is interrupted."""
 
 import argparse
+import json
 import os
 import shlex
 import shutil
@@ -9,7 +10,7 @@ import sys
 import tempfile
 
 import x11
-from agent import Agent, AgentError
+from agent import Agent, AgentError, binary_path
 from overlay import start_overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
 from tour import APPLICATION, SHORTCUT, Tour, take_tour
@@ -58,6 +59,17 @@ Try it:
 """)
 
 
+def print_host_configuration(agent, desktop):
+    """What a host's configuration needs, to start varkel-mcp for this agent on this desktop."""
+    environment = getattr(desktop, "environment", None) or os.environ
+    names = ("DISPLAY", "XAUTHORITY", "WAYLAND_DISPLAY")
+    server = {"command": os.path.join(os.path.dirname(binary_path()), "varkel-mcp"),
+              "args": ["--port", str(agent.port), "--token-file", agent.token_file],
+              "env": {name: environment[name] for name in names if environment.get(name)}}
+    print("For the configuration of a host that speaks the Model Context Protocol:\n")
+    print(json.dumps({"mcpServers": {"desktop": server}}, indent=2) + "\n")
+
+
 def wait_for_end(agent):
     """Serves until a signal unwinds this, or the agent ends by itself, which is a failure."""
     print("Ctrl-C ends it.")
@@ -70,6 +82,9 @@ def run(options, desktop, application_pid, home):
     # The agent looks for the service once, when it starts.
     overlay = start_overlay(desktop, home) if options.consent else None
     agent = Agent(desktop.start, desktop.directory, options.port)
+    if options.mcp:
+        print_host_configuration(agent, desktop)
+        return wait_for_end(agent)
     print_invitation(agent, application_pid)
     if overlay:
         print("Before the agent does anything, it asks on the screen.\n")
@@ -100,6 +115,8 @@ def main():
     parser = argparse.ArgumentParser(prog="tools/run", description=__doc__)
     parser.add_argument("--consent", action="store_true",
                         help="start the example overlay service, which asks before anything is done")
+    parser.add_argument("--mcp", action="store_true",
+                        help="instead of the tour, print the configuration for an assistant's host")
     parser.add_argument("--once", action="store_true", help="end after the tour; status 0 when all of it went well")
     parser.add_argument("--port", type=int, help="the port to serve on (default: 47824 if free, else another)")
     parser.add_argument("--private", action="store_true", help="use a private desktop even when DISPLAY is set")
