@@ -114,13 +114,14 @@ json::object schemaOf(const Argument& argument) {
 
 }  // namespace
 
-Arguments::Arguments(std::span<const Argument> known, json::object given) {
-    for (auto& [name, value] : given) {
-        if (value.is_null()) continue;
+Arguments::Arguments(std::span<const Argument> known, const json::object& given) {
+    for (const auto& [name, asGiven] : given) {
+        if (asGiven.is_null()) continue;
         const std::string_view givenName = name;
         const auto found =
             std::ranges::find_if(known, [&](const Argument& each) { return givenName == each.name; });
         if (found == known.end()) failUnknown(givenName, known);
+        json::value value = asGiven;
         check(value, *found);
         given_.emplace(name, std::move(value));
     }

@@ -32,7 +32,7 @@ class Arguments {
   public:
     /// Raises ToolError with a sentence about the first faulty one. null is the same as leaving an argument
     /// out.
-    Arguments(std::span<const Argument> known, boost::json::object given);
+    Arguments(std::span<const Argument> known, const boost::json::object& given);
 
     bool has(std::string_view name) const { return given_.contains(name); }
     std::optional<std::string> text(std::string_view name) const;

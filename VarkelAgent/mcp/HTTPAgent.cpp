@@ -42,6 +42,17 @@ http::request<http::string_body> messageOf(AgentRequest& request, std::uint16_t 
     return message;
 }
 
+Task<http::response<http::string_body>> readResponse(beast::tcp_stream& stream) {
+    beast::flat_buffer buffer;
+    while (true) {
+        http::response_parser<http::string_body> parser;
+        parser.body_limit(largestAnswer);
+        co_await http::async_read(stream, buffer, parser, asio::use_awaitable);
+        // Interim replies announce another one.
+        if (parser.get().result_int() >= 200) co_return parser.release();
+    }
+}
+
 std::string describeFailure(const boost::system::system_error& error, std::uint16_t port) {
     const std::string agent = concat("The agent on 127.0.0.1:", port);
     const auto code = error.code();
@@ -107,13 +118,8 @@ Task<AgentAnswer> HTTPAgent::exchange(AgentRequest request, Call& call) {
     co_await stream.async_connect(endpoint, asio::use_awaitable);
     co_await http::async_write(stream, message, asio::use_awaitable);
 
-    beast::flat_buffer buffer;
-    http::response_parser<http::string_body> parser;
-    parser.body_limit(largestAnswer);
-    co_await http::async_read(stream, buffer, parser, asio::use_awaitable);
+    auto response = co_await readResponse(stream);
     call.throwIfCancelled();
-
-    auto response = parser.release();
     co_return AgentAnswer{response.result_int(), std::move(response.body()),
                           response["X-Varkel-Cache"] != "HIT"};
 }

@@ -204,7 +204,7 @@ const Tool* findTool(std::string_view name) {
 }
 
 Task<ToolResult> callTool(const Tool& tool, const Desktop& desktop, json::object given, Call& call) {
-    const Arguments arguments(tool.arguments, std::move(given));
+    const Arguments arguments(tool.arguments, given);
     // The agent may have to ask the person first; it cannot be seen from here.
     call.activity = tool.nature.readOnly ? "waiting for the desktop"
                                          : "waiting for the desktop, or for the person to allow this";

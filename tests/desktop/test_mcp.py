@@ -10,7 +10,9 @@ import support
 from support import ROOT, DesktopTest
 
 sys.path.insert(0, str(ROOT / "tests/mcp"))
-from pipes import Bridge, text_of  # noqa: E402
+from agent import Agent  # noqa: E402
+from overlay import press, start_overlay  # noqa: E402
+from pipes import META, Bridge, text_of  # noqa: E402
 
 
 class Tour(DesktopTest):
@@ -71,6 +73,27 @@ class Tour(DesktopTest):
         self.assertTrue(refused["isError"])
         self.assertIn("new snapshot", text_of(refused))
         self.assertEqual(len(self.app.all("clicked")), 1)
+
+    def test_the_person_is_asked_by_the_agent_alone(self):
+        overlay = start_overlay(self.desktop, self.desktop.environment["HOME"])
+        agent = Agent(self.desktop.start, self.desktop.directory)  # one that finds the service
+        bridge = self.start(agent)
+        self.desktop.activate(self.app.window)
+        button = self.one(bridge, label="Count me")
+        for label, clicks in (("Deny", 0), ("Allow", 1)):
+            bridge.send(id=label, method="tools/call", params={
+                "_meta": {**META, "progressToken": 7}, "name": "click", "arguments": {"elementId": button["id"]}})
+            progress = bridge.read()
+            self.assertIn("the person", progress["params"]["message"])
+            self.assertEqual(self.app.all("clicked"), [], "nothing happens before the decision")
+            with self.desktop.x() as display:
+                press(display, agent, overlay, label)
+            answer = bridge.read()
+            while "id" not in answer:
+                answer = bridge.read()
+            self.assertEqual(answer["result"].get("isError", False), label == "Deny", answer)
+            self.assertEqual("did not allow" in text_of(answer["result"]), label == "Deny")
+            self.assertEqual(len(self.app.all("clicked")), clicks)
 
     def test_pictures(self):
         bridge = self.start()

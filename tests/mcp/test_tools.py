@@ -247,7 +247,11 @@ class Tools(unittest.TestCase):
                 self.assertNotIn("structuredContent", result)
                 sentences.add(text_of(result))
         self.assertEqual(len(sentences), 16)
-        for bytes_sent in (b"", b"hello\r\n\r\n", b"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n{}",
+        interim = b"HTTP/1.1 100 Continue\r\n\r\n" * 3
+        whole = json.dumps({"tree": form()}).encode()
+        self.agent.answers["/ax/tree"] = interim + b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n" % len(whole) + whole
+        self.assertIn("Letter", text_of(self.bridge.call("snapshot")))
+        for bytes_sent in (b"", interim, b"hello\r\n\r\n", b"HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\n{}",
                            b"HTTP/1.1 200 OK\r\nContent-Length: 99999999999\r\n\r\n"):
             self.agent.answers["/ax/tree"] = bytes_sent
             self.assertTrue(self.bridge.call("snapshot")["isError"], bytes_sent)
