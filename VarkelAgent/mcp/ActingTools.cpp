@@ -166,7 +166,8 @@ Task<ToolResult> typeText(const Desktop& desktop, const Arguments& arguments, Ca
 
 Task<ToolResult> scrollElement(const Desktop& desktop, const Arguments& arguments, Call& call) {
     constexpr std::array names{"elementId"sv, "direction"sv, "amount"sv, "batch_id"sv};
-    AgentRequest request{"/ax/scroll", arguments.pick(names), actLimit};
+    // The agent goes on for as many turns as were asked for, until the connection is closed.
+    AgentRequest request{"/ax/scroll", arguments.pick(names), std::nullopt};
     co_return co_await act("Scrolled", std::move(request), desktop, arguments, call);
 }
 
