@@ -29,21 +29,25 @@ class Comparison {
   public:
     void compare(const Element& before, const Element& after) {
         const bool changed = compareSelf(before, after);
-        if (!changed && before.id != after.id) ++changes.renumbered;
-        if (!changed && before.id == after.id && !sameFrame(before, after)) ++changes.moved;
+        if (!changed && before.id != after.id) ++changes_.renumbered;
+        if (!changed && before.id == after.id && !sameFrame(before, after)) ++changes_.moved;
         compareChildren(before.children, after.children);
     }
 
-    Changes changes;
+    /// What is there now is of more use than what is not there any more, and comes first.
+    Changes take() && {
+        for (std::string& line : gone_) add(changes_.lines, std::move(line));
+        return std::move(changes_);
+    }
 
   private:
     using Pairs = std::vector<const Element*>;
 
-    void add(std::string line) {
-        if (changes.lines.size() < mostChanges) {
-            changes.lines.push_back(std::move(line));
+    void add(std::vector<std::string>& lines, std::string line) {
+        if (lines.size() < mostChanges) {
+            lines.push_back(std::move(line));
         } else {
-            ++changes.more;
+            ++changes_.more;
         }
     }
 
@@ -55,8 +59,8 @@ class Comparison {
         // Who loses the focus is told by who gets it.
         const bool gotFocus = after.focused && !before.focused;
         if (was.empty() && !gotFocus) return false;
-        add(concat("changed ", describe(after, Place::hidden, longestValue),
-                   was.empty() ? std::string() : concat(" (", was.substr(1), ")")));
+        add(changes_.lines, concat("changed ", describe(after, Place::hidden, longestValue),
+                                   was.empty() ? std::string() : concat(" (", was.substr(1), ")")));
         return true;
     }
 
@@ -113,16 +117,21 @@ class Comparison {
 
     void addGone(const Element& element) {
         const std::size_t inside = countElements(element) - 1;
-        add(concat("gone ", describe(element, Place::hidden, longestValue),
-                   inside > 0 ? concat(" and ", withCommas(inside), " inside") : std::string()));
+        if (inside == 0 && saysNothing(element)) return;
+        add(gone_, concat("gone ", describe(element, Place::hidden, longestValue),
+                          inside > 0 ? concat(" and ", withCommas(inside), " inside") : std::string()));
     }
 
     void addNew(const Element& element, std::size_t level) {
         const bool counts = !saysNothing(element);
         if (counts)
-            add(concat("new ", std::string(level, ' '), describe(element, Place::hidden, longestValue)));
+            add(changes_.lines,
+                concat("new ", std::string(level, ' '), describe(element, Place::hidden, longestValue)));
         for (const Element& child : element.children) addNew(child, level + (counts ? 1 : 0));
     }
+
+    Changes changes_;
+    std::vector<std::string> gone_;
 };
 
 }  // namespace
@@ -130,7 +139,7 @@ class Comparison {
 Changes compareTrees(const Element& before, const Element& after) {
     Comparison comparison;
     comparison.compare(before, after);
-    return std::move(comparison.changes);
+    return std::move(comparison).take();
 }
 
 }  // namespace varkel::mcp

@@ -13,7 +13,7 @@ inline constexpr std::size_t mostChanges = 30;
 
 /// How a tree differs from the tree of the same application a moment before.
 struct Changes {
-    /// Elements that came, went or changed, at most `mostChanges`.
+    /// Elements that changed or came, then those that went, at most `mostChanges`.
     std::vector<std::string> lines;
     /// Such elements beyond those.
     std::size_t more = 0;

@@ -134,6 +134,8 @@ class Tools(unittest.TestCase):
         for before, after, expected in (
                 (form(), form(dialog), ['new AXWindow "Sure?"', 'new  AXButton "Yes"']),
                 (form(dialog), form(), ['gone AXWindow "Sure?"']),
+                (form(element("AXSplitter"), dialog), form(element("AXButton", "Late", id="c" * 16)),
+                 ['new AXButton "Late"', 'gone AXWindow "Sure?"']),
                 (form(element("AXButton", "Play", id="a" * 16)), renamed, ['changed AXButton "Pause"']),
                 (form(element("AXCheckBox", "On", "0")), form(element("AXCheckBox", "On", "1")),
                  ['changed AXCheckBox "On" = "1"']),
