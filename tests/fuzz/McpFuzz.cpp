@@ -79,7 +79,7 @@ void serve(std::string_view input, std::string_view answer) {
         ++sent;
     });
     std::size_t received = 0;
-    const auto receive = [&](std::vector<Line> lines) {
+    const auto receive = [&](const std::vector<Line>& lines) {
         for (const Line& line : lines) {
             ++received;
             line.tooLong ? server.refuseLongLine() : server.receive(line.text);
