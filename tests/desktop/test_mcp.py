@@ -1,11 +1,13 @@
 """An assistant's tour over varkel-mcp: find a field, type, press, wait, read. Each outcome is read in the application."""
 
 import base64
+import io
 import os
 import struct
+import subprocess
 import sys
-import unittest
 
+import cairo
 import support
 from support import ROOT, DesktopTest
 
@@ -13,6 +15,15 @@ sys.path.insert(0, str(ROOT / "tests/mcp"))
 from agent import Agent  # noqa: E402
 from overlay import press, start_overlay  # noqa: E402
 from pipes import META, Bridge, text_of  # noqa: E402
+
+
+def decode(png):
+    """Width, height and pixels of a PNG."""
+    surface = cairo.ImageSurface.create_from_png(io.BytesIO(png))
+    width, height, stride, data = (surface.get_width(), surface.get_height(), surface.get_stride(),
+                                   bytes(surface.get_data()))
+    return width, height, [tuple(data[y * stride + x * 4 + k] for k in (2, 1, 0))
+                           for y in range(height) for x in range(width)]
 
 
 class Tour(DesktopTest):
@@ -116,6 +127,28 @@ class Tour(DesktopTest):
             x = line["frame"]["x"] + line["frame"]["width"] / 2
             y = line["frame"]["y"] + line["frame"]["height"] / 2
             self.assertTrue(0 < x - frame["x"] < frame["width"] and 0 < y - frame["y"] < frame["height"], (line, frame))
+
+    def test_screens_of_other_kinds(self):
+        """With few colours, and with a server that shares no memory."""
+        for depth, options in ((24, []), (24, ["-extension", "MIT-SHM"]), (16, []), (16, ["-extension", "MIT-SHM"])):
+            with self.subTest(depth=depth, options=options):
+                reader, writer = os.pipe()
+                server = self.desktop.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", f"203x101x{depth}", *options],
+                                            pass_fds=[writer], stderr=subprocess.DEVNULL)
+                os.close(writer)
+                with open(reader, encoding="ascii") as file:
+                    display = {**self.desktop.environment, "DISPLAY": ":" + file.readline().strip()}
+                # Held open, since the server clears its screen when the last client goes.
+                with Bridge(self.agent.port, env=display) as bridge:
+                    bridge.call("screenshot")
+                    subprocess.run(["xsetroot", "-solid", "#ff8000"], env=display, check=True, timeout=20)
+                    shot = bridge.call("screenshot")
+                self.desktop.stop(server)
+                self.assertNotIn("isError", shot, text_of(shot))
+                width, height, pixels = decode(base64.b64decode(shot["content"][0]["data"]))
+                self.assertEqual((width, height, len(set(pixels))), (203, 101, 1))
+                red, green, blue = pixels[0]
+                self.assertTrue(red == 255 and abs(green - 128) < 5 and blue == 0, pixels[0])
 
 
 if __name__ == "__main__":
