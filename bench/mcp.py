@@ -126,7 +126,7 @@ def measure(page, agent, rounds):
         elements = result["structuredContent"]["elements"]
         clicks = {"bridge": lambda: bridge.call("click", elementId=button, timeoutMs=0)[1],
                   "agent": lambda: direct.seconds("/ax/click", elementId=button)}
-        # Whoever comes second finds the page still busy with the first click.
+        # The second click finds the page still busy with the first.
         order = ["bridge", "agent"] if turn % 2 else ["agent", "bridge"]
         click = {name: clicks[name]() for name in order}
         took["click"] = (click["bridge"], click["agent"])

@@ -11,7 +11,7 @@ namespace varkel::mcp {
 /// How many lines an answer to an act has at the most.
 inline constexpr std::size_t mostChanges = 30;
 
-/// How a tree differs from the tree of the same application a moment before.
+/// How the tree of an application differs from what it was a moment before.
 struct Changes {
     /// Elements that changed or came, then those that went, at most `mostChanges`.
     std::vector<std::string> lines;

@@ -40,7 +40,7 @@ void waitUntilReady(int descriptor, short events) {
     ::poll(&waiting, 1, -1);
 }
 
-/// Whoever made the pipes may have made them non-blocking.
+/// The pipes may have been made non-blocking at their other end.
 bool mayGoOn(int descriptor, short events) {
     if (errno == EINTR) return true;
     if (errno != EAGAIN && errno != EWOULDBLOCK) return false;
@@ -48,7 +48,7 @@ bool mayGoOn(int descriptor, short events) {
     return true;
 }
 
-/// Ends the process when there is nobody left to write to.
+/// Ends the process when the other end of the output has gone.
 void writeLine(const std::string& line) {
     const std::string text = line + '\n';
     std::size_t written = 0;

@@ -87,7 +87,8 @@ class Tools(unittest.TestCase):
             text = "".join(chance.choice('ab"\\\n\r\0\x1b é𝄞#+') for _ in range(chance.randrange(12)))
             children = [grow(level + 1) for _ in range(chance.randrange(6))] if level < 5 else []
             return element(chance.choice(["AXGroup", "AXRow", "AXButton", "Unknown", "AX\n#1"]), text or None,
-                           chance.choice([None, text]), *children, id=chance.choice([f"{chance.randrange(16**16):016x}", "\n"]))
+                           chance.choice([None, text]), *children,
+                           id=chance.choice([f"{chance.randrange(16**16):016x}", "\n"]))
         for budget in (200, 2000, 100_000):
             tree = grow(0)
             counts = self.snapshot(tree, maxCharacters=budget)["structuredContent"]
@@ -197,7 +198,8 @@ class Tools(unittest.TestCase):
             return 200, {"matches": [element("AXButton", "Done")] if len(looks) > 2 else []}
         self.agent.answers["/ax/find"] = third_time
         met = self.bridge.call("wait_for", label="Done")
-        self.assertEqual((met["structuredContent"]["met"], met["structuredContent"]["element"]["label"]), (True, "Done"))
+        self.assertTrue(met["structuredContent"]["met"])
+        self.assertEqual(met["structuredContent"]["element"]["label"], "Done")
         self.assertFalse(self.bridge.call("wait_for", label="Done", gone=True, timeoutMs=0)["structuredContent"]["met"])
         self.agent.answers["/ax/tree"] = (200, {"tree": form()})
         for arguments, there in (({"text": "BERTA"}, True), ({"text": "berta", "role": "AXButton"}, False),

@@ -25,7 +25,7 @@ class SharedMemory {
     explicit SharedMemory(std::size_t size)
         : file_(memfd_create("varkel-screen", MFD_CLOEXEC | MFD_ALLOW_SEALING)), size_(size) {
         if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0) return;
-        // Whoever else has it cannot take memory away that is being read here.
+        // So the server cannot take memory away that is being read here.
         fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK);
         void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
         if (mapped != MAP_FAILED) bytes_ = static_cast<std::uint8_t*>(mapped);
