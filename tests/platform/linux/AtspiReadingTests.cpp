@@ -19,10 +19,7 @@ namespace varkel {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsSupersetOf;
 using testing::Not;
-
-constexpr std::string_view registryRoot = "/org/a11y/atspi/accessible/root";
 
 ScriptedReply text(std::string_view value) {
     return ScriptedReply::answer("s", WireWriter().text(value));
