@@ -15,6 +15,7 @@ namespace {
 /// So many neighbours of one role make a list, of which the first few are as good as all.
 constexpr std::size_t listLength = 20;
 constexpr std::size_t firstOfList = 10;
+constexpr std::size_t usualValue = 200;
 /// The room that "+12,345 inside" takes.
 constexpr std::size_t markRoom = 16;
 
@@ -24,6 +25,9 @@ struct Node {
     std::size_t level = 0;
     /// Nodes in here, this one too.
     std::size_t size = 1;
+    /// The lists among its children.
+    std::string lists;
+    /// Made when its turn comes: of most nodes of a large tree it never does.
     std::string line;
     bool isLateInList = false;
     bool shown = false;
@@ -87,11 +91,11 @@ std::string markLists(Node& node) {
     return counts;
 }
 
-void prepare(Node& node, std::size_t level, std::size_t longestValue) {
+void prepare(Node& node, std::size_t level) {
     node.level = level;
-    node.line = describe(*node.element, Place::hidden, longestValue) + markLists(node);
+    node.lists = markLists(node);
     for (Node& child : node.children) {
-        prepare(child, level + 1, 200);
+        prepare(child, level + 1);
         node.size += child.size;
     }
 }
@@ -103,6 +107,8 @@ std::size_t roomFor(const Node& node) {
 /// Marks what fits as shown, level by level; what comes late in a list waits until the rest has been dealt
 /// out.
 std::size_t dealOut(Node& root, std::size_t room) {
+    // A value is shown with as much of it as fits when its element is asked for by itself.
+    const std::size_t longestOfRoot = root.element->children.empty() ? room : usualValue;
     std::deque<Node*> now{&root};
     std::deque<Node*> later;
     std::size_t shown = 0;
@@ -110,6 +116,8 @@ std::size_t dealOut(Node& root, std::size_t room) {
         if (now.empty()) now.swap(later);
         Node& node = *now.front();
         now.pop_front();
+        const std::size_t longest = &node == &root ? longestOfRoot : usualValue;
+        node.line = describe(*node.element, Place::hidden, longest) + node.lists;
         const std::size_t needed = roomFor(node);
         // The first one always has room, so that no answer is empty.
         if (needed > room && shown > 0) return shown;
@@ -140,8 +148,7 @@ void write(const Node& node, std::string& out) {
 Snapshot makeSnapshot(const Element& root, const SnapshotOptions& options) {
     Pruning pruning(options);
     Node tree = *pruning.prune(root, 0);
-    // Whose value is asked for by its id is shown with as much of it as fits.
-    prepare(tree, 0, root.children.empty() ? options.maxCharacters : 200);
+    prepare(tree, 0);
 
     Snapshot snapshot;
     snapshot.elements = countElements(root);
