@@ -39,7 +39,7 @@ BOOST_DESCRIBE_STRUCT(AXScrollRequest, (), (elementId, direction, amount, batch_
 Task<HTTPResponse> axClick(AXClickRequest request, std::optional<std::string> batchId);
 Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batchId);
 
-/// The same. A scroll of many steps ends early when `client`, which may be null, has gone.
+/// As axClick() and axType(). A scroll of many steps ends early when `client`, which may be null, has gone.
 Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId,
                             RequestClient* client = nullptr);
 
