@@ -81,11 +81,12 @@ Value readState(const AtspiElement& element, AXAttribute attribute) {
     return Value::of(states.has(AtspiState::enabled) || states.has(AtspiState::sensitive));
 }
 
-/// Toolkits report INT_MIN and the like, or nothing but zeros, for what is not on the screen.
+/// Toolkits report INT_MIN and the like, or nothing but zeros, for what is not on the screen, and GTK 3 a
+/// single pixel somewhere for what it has not laid out yet, as on a page that is just being shown.
 bool isSane(const AtspiExtents& extents) {
     constexpr std::int32_t farthest = 1'000'000;
     const auto near = [](std::int32_t coordinate) { return coordinate > -farthest && coordinate < farthest; };
-    if (extents.width == 0 && extents.height == 0) return false;
+    if (extents.width <= 1 && extents.height <= 1) return false;
     return near(extents.x) && near(extents.y) && extents.width >= 0 && extents.height >= 0 &&
            near(extents.width) && near(extents.height);
 }
