@@ -97,12 +97,12 @@ bool AtspiSession::awaitText(std::uint32_t index, const std::optional<std::strin
                              const std::string& text) {
     return await(earlier(deadline_, Deadline::in(textLimit)), [&] {
         const auto now = currentText(index);
-        return now && (*now == text || now != before);
+        return now && (*now == text || (before && now != before));
     });
 }
 
 AtspiSession::Act AtspiSession::setText(std::uint32_t index, const std::string& text) {
-    // It answers that it has done it, and every field of a page and of its own stays as it was.
+    // Gecko answers that it has set the text, and leaves every field of a page and of its own as it was.
     if (connect() && toolkit_.name == "Gecko") return Act::unsupported;
     // Toolkits report success for a read-only field that they left as it was.
     if (!load(index, AtspiPart::states)) return Act::refused;

@@ -247,12 +247,14 @@ std::optional<AtspiToolkit> AtspiBus::toolkit(BusConnection& bus, const AtspiApp
         answers &= outcome != CallOutcome::unanswered && outcome != CallOutcome::unsent;
         if (reply != nullptr && sd_bus_message_read(reply, "v", "s", &name) > 0) toolkit.name = name;
     });
-    bus.call(rootCall(bus, root, AtspiCall::getAccessibleId),
-             [&](CallOutcome, sd_bus_message* reply) { toolkit.hasIdentifiers = reply != nullptr; });
+    bus.call(rootCall(bus, root, AtspiCall::getAccessibleId), [&](CallOutcome outcome, sd_bus_message*) {
+        toolkit.hasIdentifiers = outcome != CallOutcome::unsupported;
+    });
     BusConnection* const connection = &bus;
     serveAll({&connection, 1}, callLimit, deadline);
     if (!answers) return std::nullopt;
-    learn(root.busName, before, [&](Peer& peer) { peer.toolkit = toolkit; });
+    // One that has just been started may not tell yet.
+    if (!toolkit.name.empty()) learn(root.busName, before, [&](Peer& peer) { peer.toolkit = toolkit; });
     return toolkit;
 }
 

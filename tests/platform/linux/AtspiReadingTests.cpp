@@ -193,6 +193,26 @@ TEST_F(Reading, HasABrowserBuildItsTreeAndWaitsForTheDocument) {
     EXPECT_FALSE(calls.contains("/window GetAttributes")) << "it is awake";
 }
 
+TEST_F(Reading, AsksAnApplicationAgainThatDidNotTellItsToolkitYet) {
+    int asked = 0;
+    ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
+        if (auto own = ScriptedBus::ownAnswer(call, false)) return *own;
+        const bool isToolkit = call.body.find("ToolkitName") != std::string::npos;
+        if (isToolkit && ++asked > 1) return textProperty("Chromium");
+        return unknownProperty();
+    });
+    AtspiBus atspi;
+    const auto lease = atspi.lease(Deadline::in(callLimit));
+    ASSERT_TRUE(lease);
+    const AtspiApplication application{{":1.7", "/application"}, ::getpid()};
+    for (const char* expected : {"", "Chromium", "Chromium"}) {
+        const auto toolkit = atspi.toolkit(**lease, application, Deadline::in(callLimit));
+        ASSERT_TRUE(toolkit);
+        EXPECT_EQ(toolkit->name, expected);
+    }
+    EXPECT_EQ(asked, 2);
+}
+
 TEST_F(Reading, KnowsNoApplicationByTheNumberOfNoProcess) {
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (call.member == "GetConnectionUnixProcessID") return {};
