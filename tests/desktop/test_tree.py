@@ -95,7 +95,12 @@ class KnownWidgets(DesktopTest):
         """What a toolkit keeps of every connection that ends makes the application slower for good."""
         def sockets():
             folder = f"/proc/{self.agent.process.pid}/fd"
-            links = (os.readlink(os.path.join(folder, name)) for name in os.listdir(folder))
+            links = set()
+            for name in os.listdir(folder):
+                try:
+                    links.add(os.readlink(os.path.join(folder, name)))
+                except FileNotFoundError:
+                    pass  # closed meanwhile
             return {link for link in links if link.startswith("socket:")}
 
         def walk_all():
