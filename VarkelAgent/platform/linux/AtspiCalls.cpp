@@ -80,7 +80,7 @@ Wire wire(AtspiCall call) {
         // All.
         case AtspiCall::grabFocus:
             return {component, "GrabFocus"};
-        // GTK 3, Chromium, Gecko; unknown to the others.
+        // All are asked; who does not know it answers with an error.
         case AtspiCall::scrollTo:
             return {component, "ScrollTo"};
         // All but Gecko.
