@@ -1,6 +1,6 @@
 #include "ax/AX+Shared.h"
-#include "platform/Digest.h"
-#include "platform/MainThread.h"
+#include "base/Digest.h"
+#include "base/MainThread.h"
 #include "platform/Platform.h"
 
 namespace varkel {

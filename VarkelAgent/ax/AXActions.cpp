@@ -12,10 +12,10 @@
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
 #include "ax/ElementSearch.h"
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/Graphemes.h"
+#include "base/UnicodeText.h"
 #include "http/JSONResponse.h"
-#include "http/UnicodeText.h"
-#include "keys/Graphemes.h"
 #include "keys/KeyEvents.h"
 #include "platform/Platform.h"
 

@@ -4,7 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 
 namespace varkel {
 

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "ax/AXTree.h"
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
 
 namespace varkel {

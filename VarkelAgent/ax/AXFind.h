@@ -8,7 +8,8 @@
 
 #include "ax/AXElementInfo.h"
 #include "ax/ElementFilter.h"
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 
 namespace varkel {
 

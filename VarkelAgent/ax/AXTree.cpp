@@ -10,7 +10,7 @@
 #include "ax/ChangeCounter.h"
 #include "ax/PathMemory.h"
 #include "ax/TreeBuilds.h"
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
 

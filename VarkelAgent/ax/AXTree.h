@@ -5,7 +5,8 @@
 #include <string>
 
 #include "ax/TreeSnapshot.h"
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 
 namespace varkel {
 

@@ -8,7 +8,7 @@
 #include <memory>
 #include <system_error>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 
 namespace varkel {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "ax/TreeSnapshot.h"
-#include "http/Task.h"
+#include "base/Task.h"
 
 namespace varkel {
 

@@ -2,8 +2,8 @@
 
 #include <system_error>
 
-#include "http/BlockingPool.h"
-#include "http/JSONEncoder.h"
+#include "base/BlockingPool.h"
+#include "json/JSONEncoder.h"
 
 namespace varkel {
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

@@ -9,11 +9,11 @@
 #include <span>
 #include <string_view>
 
+#include "base/FileDescriptor.h"
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
 #include "http/HTTPParser.h"
 #include "http/Strangers.h"
-#include "http/Task.h"
-#include "platform/FileDescriptor.h"
 
 namespace varkel {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

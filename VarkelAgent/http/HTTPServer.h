@@ -3,6 +3,7 @@
 #include <atomic>
 #include <boost/asio/steady_timer.hpp>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -11,12 +12,17 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Task.h"
 #include "http/Connection.h"
+#include "http/HTTPMessage.h"
 #include "http/IOThread.h"
 #include "http/Listener.h"
-#include "http/Task.h"
 
 namespace varkel {
+
+/// What a route does with a request. Entered on an I/O thread, for several connections at once; whatever
+/// blocks goes through runBlocking() (BlockingPool.h).
+using RouteHandler = std::function<Task<HTTPResponse>(HTTPRequest)>;
 
 /// The answer to the health check.
 HTTPResponse healthResponse();

@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
-#include "http/JSONDecoder.h"
-#include "http/Task.h"
+#include "json/JSONDecoder.h"
 
 namespace varkel {
 

@@ -3,7 +3,7 @@
 #include <boost/json/object.hpp>
 
 #include "http/HTTPMessage.h"
-#include "http/JSONEncoder.h"
+#include "json/JSONEncoder.h"
 
 namespace varkel {
 

@@ -12,7 +12,7 @@
 #include <new>
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 
 namespace varkel {
 

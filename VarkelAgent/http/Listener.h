@@ -6,8 +6,8 @@
 #include <functional>
 #include <system_error>
 
-#include "http/Task.h"
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
+#include "base/Task.h"
 
 namespace varkel {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "http/Task.h"
+#include "base/Task.h"
 
 namespace varkel {
 

@@ -1,6 +1,6 @@
 #include "keys/KeyEvents.h"
 
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
 
 namespace varkel {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "http/UnicodeText.h"
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/Graphemes.h"
+#include "base/UnicodeText.h"
 #include "http/JSONBody.h"
 #include "http/JSONResponse.h"
-#include "http/UnicodeText.h"
-#include "keys/Graphemes.h"
 #include "keys/KeyEvents.h"
 #include "keys/TerminalScript.h"
 #include "platform/Platform.h"

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
-#include "http/Task.h"
 #include "keys/AppActivation.h"
 
 namespace varkel {

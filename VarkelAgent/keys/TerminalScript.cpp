@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 

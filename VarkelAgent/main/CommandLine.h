@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Environment.h"
+#include "base/Environment.h"
 
 namespace varkel {
 

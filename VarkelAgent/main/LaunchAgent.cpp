@@ -5,9 +5,9 @@
 #include <filesystem>
 
 #include "ax/AX+Shared.h"
+#include "base/AtomicFile.h"
 #include "main/Console.h"
 #include "main/PermissionCheck.h"
-#include "platform/AtomicFile.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 #include "platform/PropertyList.h"

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include "http/UnicodeText.h"
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/Environment.h"
+#include "base/MainThread.h"
 #include "http/HTTPServer.h"
 #include "main/CommandLine.h"
 #include "main/Console.h"
 #include "main/LaunchAgent.h"
 #include "main/PermissionCheck.h"
 #include "main/Token.h"
-#include "platform/Environment.h"
-#include "platform/MainThread.h"
 #include "platform/Platform.h"
 #include "routes/Routes.h"
 

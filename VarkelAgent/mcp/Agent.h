@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "http/Task.h"
+#include "base/Task.h"
 #include "mcp/Call.h"
 
 namespace varkel::mcp {

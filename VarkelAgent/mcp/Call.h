@@ -5,7 +5,7 @@
 #include <functional>
 #include <stdexcept>
 
-#include "http/Task.h"
+#include "base/Task.h"
 
 namespace varkel::mcp {
 

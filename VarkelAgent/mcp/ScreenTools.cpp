@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "mcp/Failures.h"
 #include "mcp/Picture.h"
 #include "mcp/Text.h"

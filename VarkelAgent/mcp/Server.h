@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "http/Task.h"
+#include "base/Task.h"
 #include "mcp/Call.h"
 #include "mcp/Message.h"
 

@@ -17,13 +17,13 @@
 #include <thread>
 #include <vector>
 
+#include "base/Environment.h"
 #include "main/CommandLine.h"
 #include "main/Token.h"
 #include "mcp/Agent.h"
 #include "mcp/LineReader.h"
 #include "mcp/Server.h"
 #include "mcp/Tools.h"
-#include "platform/Environment.h"
 #include "platform/Screen.h"
 
 namespace varkel::mcp {

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
+#include "base/RegularFile.h"
 #include "http/HTTPMessage.h"
 #include "ocr/Base64.h"
-#include "platform/RegularFile.h"
 
 namespace varkel {
 

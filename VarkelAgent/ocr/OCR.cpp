@@ -5,9 +5,9 @@
 #include <limits>
 #include <utility>
 
-#include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
+#include "json/JSONDecoder.h"
 #include "ocr/ImageInput.h"
 #include "ocr/OCRCache.h"
 #include "platform/Platform.h"

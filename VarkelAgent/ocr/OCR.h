@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 #include "ocr/OCRResult.h"
 
 namespace varkel {

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "ax/AX+Shared.h"
-#include "platform/Digest.h"
-#include "platform/Environment.h"
+#include "base/Digest.h"
+#include "base/Environment.h"
 
 namespace varkel {
 

@@ -2,7 +2,8 @@
 
 #include <optional>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 #include "routes/OverlayClient.h"
 
 namespace varkel {

@@ -6,7 +6,7 @@
 
 #include "ax/AX+Shared.h"
 #include "ax/BatchManager.h"
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 
 namespace varkel {
 

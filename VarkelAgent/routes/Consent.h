@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 #include "routes/OverlayClient.h"
 
 namespace varkel {

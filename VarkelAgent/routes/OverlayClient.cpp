@@ -11,10 +11,10 @@
 #include <system_error>
 #include <utility>
 
-#include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
-#include "http/JSONEncoder.h"
-#include "platform/RegularFile.h"
+#include "base/BlockingPool.h"
+#include "base/RegularFile.h"
+#include "json/JSONDecoder.h"
+#include "json/JSONEncoder.h"
 
 namespace varkel {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "http/Task.h"
-#include "platform/Environment.h"
+#include "base/Environment.h"
+#include "base/Task.h"
 #include "routes/URLSession.h"
 
 namespace varkel {

@@ -17,9 +17,9 @@
 
 #include "ax/AX+Shared.h"
 #include "ax/AXTree.h"
-#include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
+#include "json/JSONDecoder.h"
 #include "ocr/OCR.h"
 
 namespace varkel {

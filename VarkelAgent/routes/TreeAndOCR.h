@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 
 namespace varkel {
 

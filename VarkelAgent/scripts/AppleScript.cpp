@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/UnicodeText.h"
 #include "http/JSONBody.h"
 #include "http/JSONResponse.h"
-#include "http/UnicodeText.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 

@@ -3,8 +3,8 @@
 #include <boost/describe/class.hpp>
 #include <string>
 
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
-#include "http/Task.h"
 
 namespace varkel {
 

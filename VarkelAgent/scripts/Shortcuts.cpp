@@ -8,10 +8,10 @@
 #include <string_view>
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
+#include "base/UnicodeText.h"
 #include "http/JSONBody.h"
 #include "http/JSONResponse.h"
-#include "http/UnicodeText.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 

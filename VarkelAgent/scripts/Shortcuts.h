@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
-#include "http/Task.h"
 
 namespace varkel {
 

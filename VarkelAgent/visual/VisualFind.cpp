@@ -4,9 +4,9 @@
 #include <exception>
 #include <utility>
 
-#include "http/BlockingPool.h"
-#include "http/JSONDecoder.h"
+#include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
+#include "json/JSONDecoder.h"
 #include "ocr/ImageInput.h"
 #include "platform/Platform.h"
 

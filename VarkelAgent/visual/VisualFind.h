@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "http/Task.h"
+#include "base/Task.h"
+#include "http/HTTPMessage.h"
 #include "visual/VisualScoring.h"
 
 namespace varkel {

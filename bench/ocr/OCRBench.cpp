@@ -19,7 +19,7 @@
 #include <iterator>
 #include <string>
 
-#include "http/JSONEncoder.h"
+#include "json/JSONEncoder.h"
 #include "ocr/OCR.h"
 #include "platform/linux/vision/LinuxVision.h"
 

@@ -11,7 +11,7 @@
 
 #include "ax/AXActions.h"
 #include "ax/AXFind.h"
-#include "http/JSONDecoder.h"
+#include "json/JSONDecoder.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
 #include "routes/TreeAndOCR.h"

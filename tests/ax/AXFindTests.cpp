@@ -4,7 +4,7 @@
 
 #include "ax/AXFind.h"
 #include "ax/BatchManager.h"
-#include "http/JSONDecoder.h"
+#include "json/JSONDecoder.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 

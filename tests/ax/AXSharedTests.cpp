@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "ax/AX+Shared.h"
-#include "http/JSONEncoder.h"
-#include "platform/MainThread.h"
+#include "base/MainThread.h"
+#include "json/JSONEncoder.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel {

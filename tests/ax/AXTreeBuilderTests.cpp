@@ -4,7 +4,7 @@
 #include "ax/AXTreeBuilder.h"
 #include "ax/ElementSearch.h"
 #include "ax/PathMemory.h"
-#include "http/JSONEncoder.h"
+#include "json/JSONEncoder.h"
 #include "support/FakeDesktop.h"
 
 namespace varkel {

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/UnicodeText.h"
 #include "fuzz/Property.h"
-#include "http/UnicodeText.h"
 #include "platform/linux/applescript/Interpreter.h"
 #include "platform/linux/applescript/Parser.h"
 #include "platform/linux/applescript/ScriptError.h"

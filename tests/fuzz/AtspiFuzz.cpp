@@ -20,7 +20,7 @@
 #include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
 #include "fuzz/Property.h"
-#include "http/JSONEncoder.h"
+#include "json/JSONEncoder.h"
 #include "platform/Platform.h"
 #include "platform/linux/LinuxAccessibility.h"
 #include "support/Processes.h"

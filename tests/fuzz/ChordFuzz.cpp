@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/UnicodeText.h"
 #include "fuzz/Property.h"
-#include "http/UnicodeText.h"
 #include "keys/KeyMap.h"
 
 namespace varkel::fuzzing {

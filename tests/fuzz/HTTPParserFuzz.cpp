@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/UnicodeText.h"
 #include "fuzz/Property.h"
 #include "http/HTTPParser.h"
-#include "http/UnicodeText.h"
 
 namespace varkel::fuzzing {
 namespace {

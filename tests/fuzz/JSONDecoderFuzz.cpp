@@ -11,10 +11,10 @@
 
 #include "ax/AXActions.h"
 #include "ax/ElementFilter.h"
+#include "base/UnicodeText.h"
 #include "fuzz/Property.h"
-#include "http/JSONDecoder.h"
-#include "http/JSONEncoder.h"
-#include "http/UnicodeText.h"
+#include "json/JSONDecoder.h"
+#include "json/JSONEncoder.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
 #include "routes/TreeAndOCR.h"

@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "base/UnicodeText.h"
 #include "fuzz/Property.h"
-#include "http/UnicodeText.h"
 #include "platform/PropertyList.h"
 #include "platform/linux/launchctl/LoginFiles.h"
 

@@ -3,7 +3,7 @@
 #include <future>
 #include <latch>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "support/Deadline.h"
 #include "support/NoNewThreads.h"
 #include "support/RunTask.h"

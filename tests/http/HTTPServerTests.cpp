@@ -8,7 +8,7 @@
 #include <future>
 #include <thread>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "http/HTTPServer.h"
 #include "http/JSONResponse.h"
 #include "support/Deadline.h"

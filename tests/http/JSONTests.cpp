@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "http/JSONBody.h"
-#include "http/JSONDecoder.h"
 #include "http/JSONResponse.h"
+#include "json/JSONDecoder.h"
 #include "support/RunTask.h"
 
 namespace varkel {

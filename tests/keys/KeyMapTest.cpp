@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
 #include "keys/KeyMap.h"
 
 namespace varkel {

@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/MainThread.h"
+#include "base/MainThread.h"
 
 namespace varkel {
 namespace {

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <thread>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
 #include "scripts/AppleScript.h"

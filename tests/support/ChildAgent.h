@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace varkel::test {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace varkel::test {
 

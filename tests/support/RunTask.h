@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "base/Task.h"
 #include "http/HTTPMessage.h"
-#include "http/Task.h"
 
 namespace varkel::test {
 

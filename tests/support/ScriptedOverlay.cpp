@@ -8,7 +8,7 @@
 #include <boost/asio/write.hpp>
 #include <utility>
 
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 #include "support/Deadline.h"
 
 namespace varkel::test {

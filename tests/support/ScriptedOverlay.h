@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "http/Task.h"
+#include "base/Task.h"
 
 namespace varkel::test {
 

@@ -11,7 +11,7 @@
 #include <thread>
 #include <utility>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 #include "platform/ChildProcess.h"
 #include "platform/linux/ProcessTree.h"
 #include "platform/posix/ProgramPath.h"

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "platform/Environment.h"
+#include "base/Environment.h"
 #include "platform/linux/AtspiCalls.h"
 
 namespace varkel {

@@ -10,7 +10,7 @@
 #include <map>
 #include <sstream>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

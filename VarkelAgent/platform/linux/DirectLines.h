@@ -11,7 +11,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "platform/linux/SdBus.h"
 
 namespace varkel {

@@ -11,7 +11,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/linux/Deadline.h"
+#include "base/Deadline.h"
 
 namespace varkel {
 

@@ -15,7 +15,7 @@
 #include <optional>
 #include <system_error>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace varkel {
 

@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/DeadlineMutex.h"
+#include "base/DeadlineMutex.h"
 
 namespace varkel {
 

@@ -20,7 +20,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "platform/posix/ChildReaper.h"
 
 extern char** environ;

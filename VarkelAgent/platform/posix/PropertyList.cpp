@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <type_traits>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

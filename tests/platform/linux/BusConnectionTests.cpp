@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "platform/linux/SdBus.h"
 #include "support/ScriptedBus.h"
 

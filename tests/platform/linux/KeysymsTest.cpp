@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
 #include "keys/KeyMap.h"
 #include "platform/linux/Keysyms.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Connection.h"
 #include "support/NoNewThreads.h"

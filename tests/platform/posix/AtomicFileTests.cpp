@@ -5,7 +5,7 @@
 #include <csignal>
 #include <system_error>
 
-#include "platform/AtomicFile.h"
+#include "base/AtomicFile.h"
 #include "support/TemporaryFolder.h"
 
 namespace varkel {

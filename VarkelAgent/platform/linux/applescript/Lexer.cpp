@@ -4,7 +4,7 @@
 #include <array>
 #include <utility>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 #include "platform/linux/applescript/ScriptError.h"
 
 namespace varkel::applescript {

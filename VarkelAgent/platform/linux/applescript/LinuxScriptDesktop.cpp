@@ -8,8 +8,8 @@
 #include <thread>
 #include <utility>
 
-#include "http/UnicodeText.h"
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
+#include "base/UnicodeText.h"
 #include "keys/KeyEvents.h"
 #include "keys/KeyMap.h"
 #include "keys/TerminalScript.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 #include "platform/linux/applescript/ScriptError.h"
 
 namespace varkel::applescript {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 #include "platform/PropertyList.h"
 
 namespace varkel {

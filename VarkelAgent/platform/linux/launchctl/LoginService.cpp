@@ -11,9 +11,9 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/AtomicFile.h"
-#include "platform/Environment.h"
-#include "platform/FileDescriptor.h"
+#include "base/AtomicFile.h"
+#include "base/Environment.h"
+#include "base/FileDescriptor.h"
 #include "platform/Platform.h"
 #include "platform/PropertyList.h"
 #include "platform/linux/launchctl/LoginFiles.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Environment.h"
+#include "base/Environment.h"
 #include "platform/linux/launchctl/LoginService.h"
 
 namespace varkel {

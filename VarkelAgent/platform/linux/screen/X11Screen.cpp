@@ -7,8 +7,8 @@
 #include <bit>
 #include <span>
 
-#include "platform/Environment.h"
-#include "platform/FileDescriptor.h"
+#include "base/Environment.h"
+#include "base/FileDescriptor.h"
 #include "platform/Screen.h"
 #include "platform/linux/X11Connection.h"
 

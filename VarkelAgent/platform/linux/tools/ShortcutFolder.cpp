@@ -8,8 +8,8 @@
 #include <tuple>
 #include <utility>
 
-#include "http/UnicodeText.h"
-#include "platform/Environment.h"
+#include "base/Environment.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

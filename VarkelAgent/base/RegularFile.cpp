@@ -1,4 +1,4 @@
-#include "platform/RegularFile.h"
+#include "base/RegularFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace varkel {
 

@@ -1,4 +1,4 @@
-#include "keys/Graphemes.h"
+#include "base/Graphemes.h"
 
 #include <unicode/brkiter.h>
 #include <unicode/unistr.h>

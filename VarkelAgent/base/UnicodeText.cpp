@@ -1,4 +1,4 @@
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>

@@ -1,4 +1,4 @@
-#include "http/BlockingPool.h"
+#include "base/BlockingPool.h"
 
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/executor_work_guard.hpp>

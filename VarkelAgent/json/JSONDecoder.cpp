@@ -1,4 +1,4 @@
-#include "http/JSONDecoder.h"
+#include "json/JSONDecoder.h"
 
 #include <charconv>
 #include <cmath>

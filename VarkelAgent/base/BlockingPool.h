@@ -19,7 +19,7 @@
 #include <utility>
 #include <vector>
 
-#include "http/Task.h"
+#include "base/Task.h"
 
 namespace varkel {
 

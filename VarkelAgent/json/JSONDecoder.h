@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "http/JSONText.h"
+#include "json/JSONText.h"
 
 namespace varkel {
 

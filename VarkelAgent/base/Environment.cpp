@@ -1,4 +1,4 @@
-#include "platform/Environment.h"
+#include "base/Environment.h"
 
 #include <pwd.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "platform/MainThread.h"
+#include "base/MainThread.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>

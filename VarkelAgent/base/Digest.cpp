@@ -1,4 +1,4 @@
-#include "platform/Digest.h"
+#include "base/Digest.h"
 
 #include <openssl/evp.h>
 

@@ -1,9 +1,9 @@
-#include "http/JSONText.h"
+#include "json/JSONText.h"
 
 #include <cstdint>
 #include <vector>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 

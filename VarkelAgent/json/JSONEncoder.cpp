@@ -1,10 +1,10 @@
-#include "http/JSONEncoder.h"
+#include "json/JSONEncoder.h"
 
 #include <array>
 #include <charconv>
 #include <cmath>
 
-#include "http/UnicodeText.h"
+#include "base/UnicodeText.h"
 
 namespace varkel {
 
