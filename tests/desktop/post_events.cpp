@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "platform/linux/X11EventPoster.h"
+#include "platform/linux/input/X11EventPoster.h"
 
 using namespace varkel;
 

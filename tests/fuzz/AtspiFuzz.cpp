@@ -22,7 +22,7 @@
 #include "fuzz/Property.h"
 #include "json/JSONEncoder.h"
 #include "platform/Platform.h"
-#include "platform/linux/LinuxAccessibility.h"
+#include "platform/linux/atspi/LinuxAccessibility.h"
 #include "support/Processes.h"
 #include "support/ScriptedBus.h"
 

@@ -10,7 +10,7 @@
 #include "base/UnicodeText.h"
 #include "fuzz/Property.h"
 #include "platform/PropertyList.h"
-#include "platform/linux/launchctl/LoginFiles.h"
+#include "platform/linux/login/LoginFiles.h"
 
 namespace varkel::fuzzing {
 namespace {

@@ -6,8 +6,8 @@
 #include <span>
 
 #include "platform/ChildProcess.h"
-#include "platform/linux/DesktopEntry.h"
-#include "platform/linux/X11Connection.h"
+#include "platform/linux/apps/DesktopEntry.h"
+#include "platform/linux/x11/X11Connection.h"
 #include "platform/posix/ProgramPath.h"
 
 namespace varkel {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Permissions.h"
-#include "platform/linux/AtspiBus.h"
+#include "platform/linux/atspi/AtspiBus.h"
 
 namespace varkel {
 

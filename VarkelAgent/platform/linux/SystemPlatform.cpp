@@ -3,12 +3,12 @@
 #include <chrono>
 
 #include "platform/Platform.h"
-#include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxPermissions.h"
-#include "platform/linux/LinuxWorkspace.h"
-#include "platform/linux/ScreenWindows.h"
-#include "platform/linux/VisionLoader.h"
-#include "platform/linux/X11EventPoster.h"
+#include "platform/linux/apps/LinuxWorkspace.h"
+#include "platform/linux/atspi/LinuxAccessibility.h"
+#include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/vision/VisionLoader.h"
+#include "platform/linux/x11/ScreenWindows.h"
 #include "platform/posix/SystemToolPaths.h"
 
 namespace varkel {

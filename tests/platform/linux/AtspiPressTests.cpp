@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/AtspiPress.h"
+#include "platform/linux/atspi/AtspiPress.h"
 
 namespace varkel {
 namespace {

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/AtspiSession.h"
+#include "platform/linux/atspi/AtspiSession.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel {

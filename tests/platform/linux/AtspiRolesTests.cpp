@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/linux/AtspiRoles.h"
+#include "platform/linux/atspi/AtspiRoles.h"
 
 namespace varkel {
 namespace {

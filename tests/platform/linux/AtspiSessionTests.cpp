@@ -6,7 +6,7 @@
 #include <set>
 #include <string>
 
-#include "platform/linux/AtspiSession.h"
+#include "platform/linux/atspi/AtspiSession.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel {

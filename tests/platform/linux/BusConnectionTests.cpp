@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "base/FileDescriptor.h"
-#include "platform/linux/SdBus.h"
+#include "platform/linux/atspi/SdBus.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel {

@@ -2,8 +2,8 @@
 
 #include <cstdlib>
 
-#include "platform/linux/AppManager.h"
-#include "platform/linux/DesktopEntry.h"
+#include "platform/linux/apps/AppManager.h"
+#include "platform/linux/apps/DesktopEntry.h"
 #include "support/TemporaryFolder.h"
 
 namespace varkel {

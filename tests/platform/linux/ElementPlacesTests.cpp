@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/ElementPlaces.h"
+#include "platform/linux/atspi/ElementPlaces.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel {

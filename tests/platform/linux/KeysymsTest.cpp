@@ -5,7 +5,7 @@
 
 #include "base/Graphemes.h"
 #include "keys/KeyMap.h"
-#include "platform/linux/Keysyms.h"
+#include "platform/linux/input/Keysyms.h"
 
 namespace varkel {
 namespace {

@@ -3,8 +3,8 @@
 #include <boost/json/parse.hpp>
 
 #include "platform/PropertyList.h"
-#include "platform/linux/DesktopEntry.h"
-#include "platform/linux/launchctl/LoginFiles.h"
+#include "platform/linux/apps/DesktopEntry.h"
+#include "platform/linux/login/LoginFiles.h"
 
 namespace varkel {
 namespace {

@@ -3,7 +3,7 @@
 #include <csignal>
 
 #include "platform/ChildProcess.h"
-#include "platform/linux/tools/ShortcutFolder.h"
+#include "platform/linux/applescript/ShortcutFolder.h"
 #include "platform/posix/SystemToolPaths.h"
 #include "support/Deadline.h"
 #include "support/Processes.h"

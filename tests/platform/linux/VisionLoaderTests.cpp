@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "ocr/OCR.h"
-#include "platform/linux/VisionLoader.h"
+#include "platform/linux/vision/VisionLoader.h"
 #include "routes/TreeAndOCR.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/WindowPlaces.h"
+#include "platform/linux/atspi/WindowPlaces.h"
 
 namespace varkel {
 

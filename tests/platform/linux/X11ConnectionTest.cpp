@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "base/FileDescriptor.h"
-#include "platform/linux/LinuxWorkspace.h"
-#include "platform/linux/X11Connection.h"
+#include "platform/linux/apps/LinuxWorkspace.h"
+#include "platform/linux/x11/X11Connection.h"
 #include "support/NoNewThreads.h"
 
 namespace varkel {

@@ -10,14 +10,11 @@
 
 #include "base/Graphemes.h"
 #include "base/UnicodeText.h"
-#include "keys/KeyEvents.h"
-#include "keys/KeyMap.h"
-#include "keys/TerminalScript.h"
 #include "platform/ChildProcess.h"
-#include "platform/linux/DesktopEntry.h"
-#include "platform/linux/InputSettle.h"
 #include "platform/linux/applescript/NotificationService.h"
 #include "platform/linux/applescript/ScriptError.h"
+#include "platform/linux/apps/DesktopEntry.h"
+#include "platform/linux/x11/InputSettle.h"
 
 namespace varkel::applescript {
 
@@ -42,6 +39,16 @@ ExecutionError noSuchApplication(const ApplicationName& application) {
     return {"Can't get application \"" + application.text + "\".", ExecutionError::noSuchObject};
 }
 
+void pressKeyTyping(EventPoster& poster, std::string_view character) {
+    const auto units = utf16(character);
+    for (const bool down : {true, false}) {
+        auto event = poster.CGEventCreateKeyboardEvent(0, down);
+        if (!event) continue;
+        poster.CGEventKeyboardSetUnicodeString(*event, units);
+        poster.CGEventPost(*event);
+    }
+}
+
 ExecutionError noAnswer() {
     return {"The desktop does not answer.", ExecutionError::userError};
 }
@@ -62,7 +69,7 @@ const std::string& LinuxScriptDesktop::identifierOf(const ApplicationName& appli
 
 const std::string& LinuxScriptDesktop::terminalIdentifierOf(const ApplicationName& application) {
     const std::string& identifier = identifierOf(application);
-    if (isTerminalBundleId(identifier)) return identifier;
+    if (isTerminalId(identifier)) return identifier;
     throw ExecutionError("\"" + application.text + "\" is not a terminal that takes commands.",
                          ExecutionError::notUnderstood);
 }
@@ -137,9 +144,7 @@ void LinuxScriptDesktop::type(const std::string& text, xcb_window_t window) {
                                      ExecutionError::userError);
             }
         }
-        const KeyEvents events = eventsForCharacter(poster_, character);
-        if (events.down) poster_.CGEventPost(*events.down);
-        if (events.up) poster_.CGEventPost(*events.up);
+        pressKeyTyping(poster_, character);
     }
     announcement.reset();
     // What the terminal has not read yet would change its meaning with the keyboard that it was typed on.

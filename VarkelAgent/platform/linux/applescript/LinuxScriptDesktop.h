@@ -3,10 +3,10 @@
 #include <map>
 #include <vector>
 
-#include "platform/linux/AppManager.h"
-#include "platform/linux/X11Connection.h"
-#include "platform/linux/X11EventPoster.h"
 #include "platform/linux/applescript/ScriptDesktop.h"
+#include "platform/linux/apps/AppManager.h"
+#include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/x11/X11Connection.h"
 
 namespace varkel::applescript {
 

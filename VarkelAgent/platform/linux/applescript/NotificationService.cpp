@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/linux/SdBus.h"
 #include "platform/linux/applescript/ScriptError.h"
+#include "platform/linux/atspi/SdBus.h"
 
 namespace varkel::applescript {
 

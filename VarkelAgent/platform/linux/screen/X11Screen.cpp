@@ -10,7 +10,7 @@
 #include "base/Environment.h"
 #include "base/FileDescriptor.h"
 #include "platform/Screen.h"
-#include "platform/linux/X11Connection.h"
+#include "platform/linux/x11/X11Connection.h"
 
 namespace varkel {
 

@@ -1,5 +1,5 @@
 // The one symbol by which the agent finds this module.
-#include "platform/linux/VisionModule.h"
+#include "platform/linux/vision/VisionModule.h"
 
 #include "platform/linux/vision/LinuxVision.h"
 

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/Workspace.h"
+#include "platform/linux/apps/AppManager.h"
+#include "platform/linux/atspi/AtspiBus.h"
+#include "platform/linux/x11/FrontmostWatcher.h"
+
+namespace varkel {
+
+/// The window manager's view of the desktop, with the accessibility bus where there is no window manager.
+class LinuxWorkspace : public Workspace {
+  public:
+    explicit LinuxWorkspace(AtspiBus& bus) : bus_(bus) {}
+
+    ThreadRule threadRule() const override { return ThreadRule::any; }
+    std::optional<pid_t> frontmostApplication() override;
+    std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
+    std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
+        const std::string& identifier) override {
+        return applications_.runningApplicationsWithBundleIdentifier(identifier);
+    }
+    bool activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) override {
+        return applications_.activateWithOptions(application, options);
+    }
+    std::optional<std::string> URLForApplicationWithBundleIdentifier(const std::string& identifier) override {
+        return applications_.URLForApplicationWithBundleIdentifier(identifier);
+    }
+    LaunchOutcome openApplicationAtURL(const std::string& url,
+                                       const NSWorkspaceOpenConfiguration& configuration) override {
+        return applications_.openApplicationAtURL(url, configuration);
+    }
+
+  private:
+    AtspiBus& bus_;
+    FrontmostWatcher watcher_;
+    AppManager applications_;
+};
+
+}  // namespace varkel

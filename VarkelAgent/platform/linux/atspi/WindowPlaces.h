@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/linux/atspi/AtspiNode.h"
+
+namespace varkel {
+
+/// A rectangle on the screen, in pixels.
+struct PixelRect {
+    double x = 0;
+    double y = 0;
+    double width = 0;
+    double height = 0;
+    friend bool operator==(const PixelRect&, const PixelRect&) = default;
+};
+
+/// Widths along the four sides of a window, in pixels.
+struct Edges {
+    std::int32_t left = 0;
+    std::int32_t right = 0;
+    std::int32_t top = 0;
+    std::int32_t bottom = 0;
+    friend bool operator==(const Edges&, const Edges&) = default;
+};
+
+/// One window of an application as the X server knows it.
+struct ScreenWindow {
+    /// All that the application draws, its shadows too; not what the window manager adds.
+    PixelRect area;
+    std::string title;
+    /// The shadows that the application draws around itself (_GTK_FRAME_EXTENTS).
+    Edges shadow;
+    /// What the window manager adds (_NET_FRAME_EXTENTS).
+    Edges frame;
+    /// Not managed, and on the screen: a menu, a popover, a tool tip.
+    bool popup = false;
+    /// The one that the window manager calls active.
+    bool active = false;
+};
+
+/// One window of an application as its accessibility hierarchy has it.
+struct AccessibleWindow {
+    AtspiExtents extents;
+    std::string name;
+    bool active = false;
+};
+
+/// What a toolkit's extents mean.
+struct ExtentsConvention {
+    /// They count from the window's contents, not from the corner of the screen.
+    bool fromWindow = false;
+    /// A logical unit is a whole number of pixels.
+    bool wholeScale = false;
+    /// Web pages answer in pixels, also where the rest of the window does not.
+    bool pagesInPixels = false;
+    /// What is drawn inside of a root pane counts from the window, as if nothing were above the pane. Parts
+    /// of the toolkit's own in there count as they do elsewhere. (LibreOffice with GTK.)
+    bool rootPanesFromWindow = false;
+
+    /// By the toolkit's own name for itself (the property ToolkitName of an application).
+    static ExtentsConvention of(const std::string& toolkitName);
+};
+
+/// Extents -> pixels, for what lies in one window.
+struct Placement {
+    double scale = 1;
+    /// A point of the application's extents, and the pixel that it is.
+    double fromX = 0;
+    double fromY = 0;
+    double toX = 0;
+    double toY = 0;
+    friend bool operator==(const Placement&, const Placement&) = default;
+
+    /// Whole pixels: both edges rounded to the nearest.
+    PixelRect place(const AtspiExtents& extents) const;
+};
+
+/// Finds out where an application's elements are on the screen, by holding its accessible windows against the
+/// X server's. Pure arithmetic; no thread, no server.
+class WindowPlaces {
+  public:
+    /// `windows` are the application's; those that the X server does not show to be its own are left out.
+    WindowPlaces(const ExtentsConvention& convention, std::span<const AccessibleWindow> accessible,
+                 std::vector<ScreenWindow> windows);
+
+    /// How the extents of what is in an accessible window (by its place in the constructor's list) become
+    /// pixels; nothing when its place cannot be told.
+    std::optional<Placement> inWindow(std::size_t accessible) const { return placements_[accessible]; }
+
+    /// Whether extents may be taken for pixels in a window that inWindow() does not know: they are pixels in
+    /// all the others, or there is no other to hold against them.
+    bool arePixelsElsewhere() const;
+
+    /// How the extents of what is in a popover may become pixels, when the element that has these extents,
+    /// below a parent with those that is placed as `around` says, is the popover itself. Only where extents
+    /// count from the window: there, a popover's count from its parent, wherever it is on the screen. None
+    /// when it is no popover; more than one when it cannot be told which of the open ones it is.
+    std::vector<Placement> inPopover(const AtspiExtents& extents, const AtspiExtents& parent,
+                                     const Placement& around) const;
+
+    /// Whether popovers may be open: without, inPopover() need not be asked.
+    bool hasPopovers() const;
+
+  private:
+    ExtentsConvention convention_;
+    std::vector<ScreenWindow> windows_;
+    std::vector<std::optional<Placement>> placements_;
+};
+
+}  // namespace varkel
