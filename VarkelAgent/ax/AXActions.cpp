@@ -8,7 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "ax/AX+Shared.h"
+#include "ax/AXError.h"
+#include "ax/Attributes.h"
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
 #include "ax/ElementSearch.h"

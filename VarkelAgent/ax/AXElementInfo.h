@@ -6,17 +6,9 @@
 #include <string>
 #include <vector>
 
-namespace varkel {
+#include "base/AXFrame.h"
 
-/// A rectangle, origin top left: an element's place on the screen, or a box in an image, in pixels.
-struct AXFrame {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
-    friend bool operator==(const AXFrame&, const AXFrame&) = default;
-};
-BOOST_DESCRIBE_STRUCT(AXFrame, (), (x, y, width, height))
+namespace varkel {
 
 /// One element of a tree that was read at one moment. A value: a copy owns its whole subtree.
 struct AXElementInfo {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <limits>
 
-#include "ax/AX+Shared.h"
+#include "ax/AXError.h"
 #include "ax/AXTreeBuilder.h"
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"

@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "ax/AX+Shared.h"
+#include "ax/Attributes.h"
+#include "ax/ElementId.h"
 #include "platform/Platform.h"
 
 namespace varkel {

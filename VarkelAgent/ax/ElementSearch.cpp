@@ -4,8 +4,9 @@
 #include <charconv>
 #include <optional>
 
-#include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
+#include "ax/Attributes.h"
+#include "ax/ElementId.h"
 #include "ax/PathMemory.h"
 #include "platform/Platform.h"
 

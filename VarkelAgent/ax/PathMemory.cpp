@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "ax/AX+Shared.h"
+#include "ax/ElementId.h"
 
 namespace varkel {
 

@@ -4,7 +4,6 @@
 #include <boost/json/object.hpp>
 #include <filesystem>
 
-#include "ax/AX+Shared.h"
 #include "base/AtomicFile.h"
 #include "main/Console.h"
 #include "main/PermissionCheck.h"
@@ -27,7 +26,7 @@ void waitForAccessibility() {
     openAccessibilitySettings();
     const auto deadline = platform.clock->now() + accessibilityPatience;
     do {
-        if (platform.clock->now() >= deadline) throw AXErrorException(AXErrorCode::permissionMissing);
+        if (platform.clock->now() >= deadline) throw PermissionMissing();
         platform.clock->sleep(accessibilityRecheck);
     } while (!platform.accessibility->AXIsProcessTrusted());
     print("Accessibility permission granted.\n");

@@ -1,10 +1,16 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 #include "platform/Permissions.h"
 
 namespace varkel {
+
+/// The person has not granted the accessibility permission.
+struct PermissionMissing : std::runtime_error {
+    PermissionMissing() : std::runtime_error("ax_permission_missing") {}
+};
 
 /// Prints which permissions the agent has, a name=value pair per line, and where the missing ones are
 /// granted. With a prompt, the desktop is asked for what is missing and its settings are opened. Gives true

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -12,7 +13,6 @@
 
 #include "base/BlockingPool.h"
 #include "base/Environment.h"
-#include "base/MainThread.h"
 #include "http/HTTPServer.h"
 #include "main/CommandLine.h"
 #include "main/Console.h"
@@ -116,16 +116,17 @@ std::string describe(const std::exception_ptr& error) {
 
 int run(std::string program, std::vector<std::string> arguments) {
     int status = EXIT_SUCCESS;
-    boost::asio::co_spawn(MainThread::executor(), runServer(std::move(program), std::move(arguments)),
-                          [&status](const std::exception_ptr& error, int result) {
+    boost::asio::io_context mainThread(1);
+    boost::asio::co_spawn(mainThread, runServer(std::move(program), std::move(arguments)),
+                          [&](const std::exception_ptr& error, int result) {
                               status = result;
                               if (error) {
                                   print("Fatal error: " + describe(error) + "\n");
                                   status = EXIT_FAILURE;
                               }
-                              MainThread::stop();
+                              mainThread.stop();
                           });
-    MainThread::run();
+    mainThread.run();
     return status;
 }
 

@@ -4,9 +4,9 @@
 #include <charconv>
 #include <utility>
 
-#include "ax/AX+Shared.h"
 #include "base/Digest.h"
 #include "base/Environment.h"
+#include "platform/Platform.h"
 
 namespace varkel {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "ax/AXElementInfo.h"
+#include "base/AXFrame.h"
 #include "platform/Vision.h"
 
 namespace varkel {

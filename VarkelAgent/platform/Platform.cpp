@@ -21,4 +21,8 @@ void Platform::install(Platform platform) {
     installed() = std::move(platform);
 }
 
+std::optional<pid_t> frontmostApplicationPid() {
+    return Platform::current().workspace->frontmostApplication();
+}
+
 }  // namespace varkel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -34,6 +36,10 @@ struct Platform {
 
 /// The backend of the system that this binary was built for. Cheap: connections are made on first use.
 Platform makeSystemPlatform();
+
+/// The process of the application that receives key events, or nothing. Never cached. Blocks within the
+/// backend's deadline; any thread.
+std::optional<pid_t> frontmostApplicationPid();
 
 /// Gives memory that was freed back to the system where the allocator keeps it. Takes milliseconds. Any
 /// thread.

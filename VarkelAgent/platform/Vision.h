@@ -67,12 +67,8 @@ struct VNBarcodeObservation {
     float confidence = 0;
 };
 
-enum class VNRequestTextRecognitionLevel { accurate = 0, fast = 1 };
-
 /// Asks for the text in an image. `results` is filled by a run, in reading order.
 struct VNRecognizeTextRequest {
-    VNRequestTextRecognitionLevel recognitionLevel = VNRequestTextRecognitionLevel::accurate;
-    int revision = 2;
     std::optional<std::vector<VNRecognizedTextObservation>> results;
 };
 

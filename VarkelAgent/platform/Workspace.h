@@ -10,9 +10,6 @@
 
 namespace varkel {
 
-/// The thread that a backend's Workspace may be called from.
-enum class ThreadRule { any, mainOnly };
-
 /// One running instance of an application. Only the backend that made it looks inside.
 class NSRunningApplication {
   public:
@@ -45,11 +42,9 @@ class Workspace {
   public:
     virtual ~Workspace() = default;
 
-    /// From which thread frontmostApplication() may be called. Constant for the life of the backend.
-    virtual ThreadRule threadRule() const = 0;
-
     /// The process of the application that receives key events now, or nothing. Asked anew on every call;
-    /// returns within the backend's deadline.
+    /// returns within the backend's deadline. Any thread: a backend of a desktop that only the main thread
+    /// may ask hands the question over to that thread itself.
     virtual std::optional<pid_t> frontmostApplication() = 0;
 
     /// What frontmostApplication() would answer, when the backend can tell without waiting for another

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "ax/AX+Shared.h"
+#include "ax/AXError.h"
 #include "ax/BatchManager.h"
 #include "base/BlockingPool.h"
 #include "http/JSONBody.h"

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "ax/AX+Shared.h"
+#include "ax/AXError.h"
 #include "ax/AXTree.h"
 #include "base/BlockingPool.h"
 #include "http/JSONResponse.h"

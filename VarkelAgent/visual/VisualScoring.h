@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "ax/AXElementInfo.h"
+#include "base/AXFrame.h"
 #include "platform/Vision.h"
 
 namespace varkel {

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 
-#include "ax/AX+Shared.h"
 #include "ax/AXActions.h"
 #include "ax/AXTree.h"
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
+#include "ax/ElementId.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 

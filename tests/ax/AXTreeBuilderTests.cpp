@@ -1,7 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
+#include "ax/Attributes.h"
+#include "ax/ElementId.h"
 #include "ax/ElementSearch.h"
 #include "ax/PathMemory.h"
 #include "json/JSONEncoder.h"

@@ -14,10 +14,10 @@
 #include <set>
 #include <thread>
 
-#include "ax/AX+Shared.h"
 #include "ax/AXTree.h"
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
+#include "ax/ElementId.h"
 #include "support/Deadline.h"
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"

@@ -17,8 +17,9 @@
 #include <string_view>
 #include <vector>
 
-#include "ax/AX+Shared.h"
 #include "ax/AXTreeBuilder.h"
+#include "ax/Attributes.h"
+#include "ax/ElementId.h"
 #include "fuzz/Property.h"
 #include "json/JSONEncoder.h"
 #include "platform/Platform.h"

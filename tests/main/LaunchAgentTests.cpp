@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "ax/AX+Shared.h"
 #include "main/LaunchAgent.h"
+#include "main/PermissionCheck.h"
 #include "platform/ChildProcess.h"
 #include "platform/PropertyList.h"
 #include "support/FakeDesktop.h"
@@ -132,7 +132,7 @@ TEST_F(LaunchAgent, WaitsForThePermission) {
 
 TEST_F(LaunchAgent, GivesUpWhenThePermissionHasNotComeInTime) {
     desktop.trusted = false;
-    EXPECT_THROW(install(), AXErrorException);
+    EXPECT_THROW(install(), PermissionMissing);
     EXPECT_EQ(printed, waiting);
     EXPECT_EQ(clock->slept(), 300);
     EXPECT_FALSE(std::filesystem::exists(home()));

@@ -123,8 +123,6 @@ class FakeDesktop::FakeWorkspace : public Workspace {
   public:
     explicit FakeWorkspace(FakeDesktop& desktop) : desktop_(desktop) {}
 
-    ThreadRule threadRule() const override { return desktop_.threadRule; }
-
     std::optional<pid_t> frontmostApplication() override {
         ++desktop_.frontmostQueries;
         return desktop_.frontmost;

@@ -79,7 +79,6 @@ class FakeDesktop {
     bool activates = true, launches = true;
     /// The key codes of which no event can be made, of the way down or of the way up.
     std::set<std::pair<CGKeyCode, bool>> broken;
-    ThreadRule threadRule = ThreadRule::any;
     std::atomic<double> time = 1'700'000'000.0;
     /// Called when the reading of an application begins, on the thread that reads it.
     std::function<void(pid_t)> whenRead = {};

@@ -12,7 +12,6 @@ class LinuxWorkspace : public Workspace {
   public:
     explicit LinuxWorkspace(AtspiBus& bus) : bus_(bus) {}
 
-    ThreadRule threadRule() const override { return ThreadRule::any; }
     std::optional<pid_t> frontmostApplication() override;
     std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
     std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(

@@ -1,6 +1,8 @@
-#include "ax/AX+Shared.h"
-#include "base/Digest.h"
-#include "base/MainThread.h"
+#include "ax/Attributes.h"
+
+#include <utility>
+#include <variant>
+
 #include "platform/Platform.h"
 
 namespace varkel {
@@ -12,34 +14,6 @@ Accessibility& accessibility() {
 }
 
 }  // namespace
-
-const char* wireName(AXErrorCode code) {
-    switch (code) {
-        case AXErrorCode::permissionMissing:
-            return "ax_permission_missing";
-        case AXErrorCode::elementNotFound:
-            return "element_not_found";
-        case AXErrorCode::actionFailed:
-            return "action_failed";
-        case AXErrorCode::invalidInput:
-            return "invalid_input";
-    }
-    return "";
-}
-
-boost::json::object axErrorResponse(AXErrorCode code, std::string_view hint) {
-    boost::json::object body{{"error", wireName(code)}};
-    if (!hint.empty()) body["hint"] = hint;
-    return body;
-}
-
-std::optional<pid_t> frontmostApplicationPid() {
-    Workspace& workspace = *Platform::current().workspace;
-    if (workspace.threadRule() == ThreadRule::any) return workspace.frontmostApplication();
-    std::optional<pid_t> pid;
-    MainThread::sync([&] { pid = workspace.frontmostApplication(); });
-    return pid;
-}
 
 template <class T>
 std::optional<T> getAttribute(const AXUIElementRef& element, AXAttribute attribute) {
@@ -79,43 +53,6 @@ std::optional<AXFrame> getFrame(const AXUIElementRef& element) {
     const CGPoint origin = point != nullptr ? *point : CGPoint{};
     const CGSize area = extent != nullptr ? *extent : CGSize{};
     return AXFrame{origin.x, origin.y, area.width, area.height};
-}
-
-std::string sha256Hash(std::string_view text) {
-    constexpr std::size_t hashedBytes = 8;
-    return hexDigest(text, hashedBytes);
-}
-
-ElementIdentity readIdentity(const AXUIElementRef& element) {
-    const auto pid = accessibility().AXUIElementGetPid(element);
-    ElementIdentity identity;
-    identity.pid = pid ? pid.value : 0;
-    identity.role = getAttribute<std::string>(element, AXAttribute::role).value_or("Unknown");
-    identity.title = getAttribute<std::string>(element, AXAttribute::title);
-    identity.identifier = getAttribute<std::string>(element, AXAttribute::identifier);
-    return identity;
-}
-
-std::string elementId(const ElementIdentity& identity, std::string_view ordinalPath) {
-    std::string parts = std::to_string(identity.pid);
-    parts += '|';
-    parts += identity.role;
-    parts += '|';
-    parts += identity.identifier.value_or("");
-    parts += '|';
-    parts += identity.title.value_or("");
-    parts += '|';
-    parts += ordinalPath;
-    return sha256Hash(parts);
-}
-
-std::string childPath(std::string_view parentPath, std::size_t position) {
-    std::string path;
-    path.reserve(parentPath.size() + 5);
-    path += parentPath;
-    path += '/';
-    path += std::to_string(position);
-    return path;
 }
 
 }  // namespace varkel

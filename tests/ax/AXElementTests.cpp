@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
 
-#include <thread>
-
-#include "ax/AX+Shared.h"
-#include "base/MainThread.h"
+#include "ax/AXError.h"
+#include "ax/Attributes.h"
+#include "ax/ElementId.h"
 #include "json/JSONEncoder.h"
 #include "support/FakeDesktop.h"
 
@@ -62,22 +61,6 @@ TEST(AXErrorResponse, LeavesAnEmptyHintOut) {
               R"({"error":"element_not_found"})");
     EXPECT_EQ(encodeJSON(axErrorResponse(AXErrorCode::invalidInput, "h")),
               R"({"error":"invalid_input","hint":"h"})");
-}
-
-TEST(FrontmostApplicationPid, HopsToTheMainThreadOnlyWhereTheDesktopAsksForIt) {
-    FakeDesktop desktop;
-    desktop.frontmost = 77;
-    EXPECT_EQ(frontmostApplicationPid(), 77) << "no main thread is needed where any thread may ask";
-
-    desktop.threadRule = ThreadRule::mainOnly;
-    std::optional<pid_t> pid;
-    std::thread caller([&] {
-        pid = frontmostApplicationPid();
-        MainThread::stop();
-    });
-    MainThread::run();
-    caller.join();
-    EXPECT_EQ(pid, 77);
 }
 
 }  // namespace
