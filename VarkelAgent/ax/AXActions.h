@@ -37,11 +37,10 @@ BOOST_DESCRIBE_STRUCT(AXScrollRequest, (), (elementId, direction, amount, batch_
 
 /// Each finds the element again in the live hierarchy, acts on it, and answers, whatever happens. Started on
 /// an I/O thread; blocks none.
-Task<HTTPResponse> axClick(AXClickRequest request, std::optional<std::string> batchId);
-Task<HTTPResponse> axType(AXTypeRequest request, std::optional<std::string> batchId);
+Task<HTTPResponse> axClick(AXClickRequest request);
+Task<HTTPResponse> axType(AXTypeRequest request);
 
 /// As axClick() and axType(). A scroll of many steps ends early when `client`, which may be null, has gone.
-Task<HTTPResponse> axScroll(AXScrollRequest request, std::optional<std::string> batchId,
-                            RequestClient* client = nullptr);
+Task<HTTPResponse> axScroll(AXScrollRequest request, RequestClient* client);
 
 }  // namespace varkel

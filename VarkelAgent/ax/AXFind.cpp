@@ -1,6 +1,5 @@
 #include "ax/AXFind.h"
 
-#include <exception>
 #include <utility>
 
 #include "ax/AXTree.h"
@@ -35,18 +34,13 @@ bool collectMatches(const AXElementInfo& from, ElementFilter& filter, std::int64
     return false;
 }
 
-Task<HTTPResponse> axFind(AXQuery query, std::optional<std::string> batchId) {
-    std::exception_ptr failure;
-    try {
-        const AXTreeData data = co_await axTreeData(std::nullopt, std::move(batchId));
-        // Off the I/O threads: a pattern may take its time on many values, and a broad query answers at
-        // length.
-        const auto work = [&] { return search(data.snapshot->tree(), query); };
-        co_return co_await runBlocking(work);
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    co_return axTreeFailure(failure);
+Task<HTTPResponse> axFind(AXQuery query) {
+    TreeTarget target;
+    if (query.batch_id) target = BatchId{*query.batch_id};
+    const AXTreeData data = co_await axTreeData(std::move(target));
+    // Off the I/O threads: a pattern may take its time on many values, and a broad query answers at length.
+    const auto work = [&] { return search(data.snapshot->tree(), query); };
+    co_return co_await runBlocking(work);
 }
 
 }  // namespace varkel

@@ -2,8 +2,6 @@
 
 #include <boost/describe/class.hpp>
 #include <cstdint>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "ax/AXElementInfo.h"
@@ -26,7 +24,7 @@ BOOST_DESCRIBE_STRUCT(FindResponse, (), (matches))
 bool collectMatches(const AXElementInfo& from, ElementFilter& filter, std::int64_t maxResults,
                     std::vector<AXElementInfo>& matches);
 
-/// Answers a search, whatever happens.
-Task<HTTPResponse> axFind(AXQuery query, std::optional<std::string> batchId);
+/// Answers a search of the batch's application, or of the frontmost one. Throws as axTreeData() does.
+Task<HTTPResponse> axFind(AXQuery query);
 
 }  // namespace varkel

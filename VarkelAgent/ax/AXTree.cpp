@@ -1,9 +1,9 @@
 #include "ax/AXTree.h"
 
 #include <functional>
-#include <limits>
+#include <optional>
+#include <utility>
 
-#include "ax/AXError.h"
 #include "ax/AXTreeBuilder.h"
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"
@@ -18,20 +18,19 @@ namespace varkel {
 
 namespace {
 
-std::optional<pid_t> toPid(std::optional<std::int64_t> rootPid) {
-    if (!rootPid) return std::nullopt;
-    using Limits = std::numeric_limits<pid_t>;
-    if (*rootPid < Limits::min() || *rootPid > Limits::max()) throw HTTPError(HTTPError::Case::badRequest);
-    return static_cast<pid_t>(*rootPid);
+std::optional<pid_t> rootPidOf(const TreeTarget& target) {
+    const auto* root = std::get_if<RootPid>(&target);
+    if (root == nullptr) return std::nullopt;
+    if (!std::in_range<pid_t>(root->value)) throw HTTPError(HTTPError::Case::badRequest);
+    return static_cast<pid_t>(root->value);
 }
 
 /// The process whose tree a request is for when the cache does not answer it.
-pid_t choosePid(std::optional<pid_t> rootPid, const std::optional<std::string>& batchId,
-                std::optional<pid_t> frontmost) {
-    if (batchId) {
-        if (const auto pinned = BatchManager::shared().lookup(*batchId)) return *pinned;
+pid_t choosePid(const TreeTarget& target, std::optional<pid_t> frontmost) {
+    if (const auto* batch = std::get_if<BatchId>(&target)) {
+        if (const auto pinned = BatchManager::shared().lookup(batch->value)) return *pinned;
     }
-    if (rootPid) return *rootPid;
+    if (const auto root = rootPidOf(target)) return *root;
     if (!frontmost) throw HTTPError(HTTPError::Case::invalidRequest);
     return *frontmost;
 }
@@ -59,13 +58,12 @@ TreeSnapshotRef readTree(pid_t pid) {
 
 }  // namespace
 
-Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+Task<AXTreeData> axTreeData(TreeTarget target) {
     const std::optional<pid_t> frontmost = co_await frontmostIfTrusted();
-    const std::optional<pid_t> root = toPid(rootPid);
-    const pid_t key = AXTreeCache::keyFor(root, frontmost);
+    const pid_t key = AXTreeCache::keyFor(rootPidOf(target), frontmost);
     AXTreeCache& cache = AXTreeCache::shared();
     if (TreeSnapshotRef cached = cache.get(key, frontmost)) co_return AXTreeData{std::move(cached), true};
-    const pid_t pid = choosePid(root, batchId, frontmost);
+    const pid_t pid = choosePid(target, frontmost);
     const std::uint64_t changes = globalChangeCounter().value();
     std::function<TreeSnapshotRef()> read = [&cache, pid, key, changes] {
         TreeSnapshotRef tree = readTree(pid);
@@ -76,42 +74,15 @@ Task<AXTreeData> axTreeData(std::optional<std::int64_t> rootPid, std::optional<s
     co_return AXTreeData{std::move(tree), false};
 }
 
-HTTPResponse axTreeFailure(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const HTTPError& error) {
-        switch (error.errorCase()) {
-            case HTTPError::Case::unauthorized:
-                return jsonResponse(403, axErrorResponse(AXErrorCode::permissionMissing, accessibilityHint));
-            case HTTPError::Case::invalidRequest:
-                return jsonResponse(500, {{"error", "could_not_get_frontmost_app"}});
-            case HTTPError::Case::badRequest:
-                return jsonResponse(400, {{"error", "bad_request"}});
-            case HTTPError::Case::notFound:
-            case HTTPError::Case::methodNotAllowed:
-                break;
-        }
-        return jsonResponse(500, {{"error", "internal_error"}});
-    } catch (const std::exception& error) {
-        return jsonResponse(500, {{"error", "internal_error"}, {"message", error.what()}});
-    }
-}
-
-Task<HTTPResponse> axTree(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
-    std::exception_ptr failure;
-    try {
-        const AXTreeData data = co_await axTreeData(rootPid, std::move(batchId));
-        // Large trees take a while to write; that is work for the pool, and done only once per tree.
-        const auto write = [&] { data.snapshot->json(); };
-        if (!data.snapshot->isWritten()) co_await runBlocking(write);
-        const SharedBody& json = data.snapshot->json();
-        HTTPResponse response = json ? jsonTextResponse(200, json) : jsonTextResponse(200, std::nullopt);
-        response.setHeader("X-Varkel-Cache", data.cacheHit ? "HIT" : "MISS");
-        co_return response;
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    co_return axTreeFailure(failure);
+Task<HTTPResponse> axTree(TreeTarget target) {
+    const AXTreeData data = co_await axTreeData(std::move(target));
+    // Large trees take a while to write; that is work for the pool, and done only once per tree.
+    const auto write = [&] { data.snapshot->json(); };
+    if (!data.snapshot->isWritten()) co_await runBlocking(write);
+    const SharedBody& json = data.snapshot->json();
+    HTTPResponse response = json ? jsonTextResponse(200, json) : jsonTextResponse(200, std::nullopt);
+    response.setHeader("X-Varkel-Cache", data.cacheHit ? "HIT" : "MISS");
+    co_return response;
 }
 
 }  // namespace varkel

@@ -14,6 +14,7 @@
 #include <exception>
 #include <utility>
 
+#include "http/FailureTable.h"
 #include "http/JSONResponse.h"
 
 namespace varkel {
@@ -38,43 +39,6 @@ std::size_t strangersAllowed() {
 void print(const std::string& line) {
     std::puts(line.c_str());
     std::fflush(stdout);
-}
-
-HTTPResponse failure(int status, std::string_view code) {
-    return jsonResponse(status, boost::json::object{{"error", code}});
-}
-
-HTTPResponse failure(HTTPError::Case errorCase) {
-    switch (errorCase) {
-        case HTTPError::Case::invalidRequest:
-            return failure(500, "internal_error");
-        case HTTPError::Case::notFound:
-            return failure(404, "not_found");
-        case HTTPError::Case::methodNotAllowed:
-            return failure(405, "method_not_allowed");
-        case HTTPError::Case::badRequest:
-            return failure(400, "bad_request");
-        case HTTPError::Case::unauthorized:
-            return failure(401, "unauthorized");
-    }
-    return failure(500, "internal_error");
-}
-
-HTTPResponse internalError(std::string_view description) {
-    return jsonResponse(500, boost::json::object{{"error", "internal_error"}, {"message", description}});
-}
-
-/// The answer to whatever a handler raised. Called while it is being handled.
-HTTPResponse currentFailure() {
-    try {
-        throw;
-    } catch (const HTTPError& error) {
-        return failure(error.errorCase());
-    } catch (const std::exception& error) {
-        return internalError(error.what());
-    } catch (...) {
-        return internalError("unknown error");
-    }
 }
 
 }  // namespace
@@ -200,14 +164,14 @@ const HTTPServer::Route* HTTPServer::findRoute(const HTTPRequest& request) const
 Task<HTTPResponse> HTTPServer::dispatch(HTTPRequest request) {
     if (!verifyToken(request)) {
         incrementRejection();
-        co_return failure(401, "unauthorized");
+        co_return failureResponse(HTTPError::Case::unauthorized);
     }
     const Route* route = findRoute(request);
-    if (route == nullptr) co_return failure(404, "not_found");
+    if (route == nullptr) co_return failureResponse(HTTPError::Case::notFound);
     try {
         co_return co_await route->handler(std::move(request));
     } catch (...) {
-        co_return currentFailure();
+        co_return failureResponse(std::current_exception());
     }
 }
 

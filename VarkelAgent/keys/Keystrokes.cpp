@@ -10,7 +10,7 @@
 #include "base/BlockingPool.h"
 #include "base/Graphemes.h"
 #include "base/UnicodeText.h"
-#include "http/JSONBody.h"
+#include "http/FailureTable.h"
 #include "http/JSONResponse.h"
 #include "keys/KeyEvents.h"
 #include "keys/TerminalScript.h"
@@ -38,10 +38,6 @@ Method chooseMethod(const SendKeystrokesRequest& request, const std::string& tar
     if (mode == "cgevent") return Method::cgevent;
     const bool hasText = request.text && !request.text->empty();
     return hasText && isTerminalBundleId(target) ? Method::applescript : Method::cgevent;
-}
-
-HTTPResponse badRequest(const std::string& message) {
-    return jsonResponse(400, boost::json::object{{"error", "bad_request"}, {"message", message}});
 }
 
 // Here and below, what a co_await takes has a name: the compiler (g++ 12) copies unnamed closures into the
@@ -132,13 +128,15 @@ Task<std::optional<HTTPResponse>> deliverByEvents(SendKeystrokesRequest request,
     co_return jsonResponse(400, boost::json::object{{"error", "unknown_key"}, {"token", *unknown}});
 }
 
-Task<HTTPResponse> carryOut(SendKeystrokesRequest request, Sleeper sleep) {
+}  // namespace
+
+Task<HTTPResponse> sendKeystrokes(SendKeystrokesRequest request, Sleeper sleep) {
     const milliseconds delay(
         std::clamp(request.delay_ms.value_or(defaultDelay), shortestDelay, longestDelay));
     const auto count = [&] { return graphemeClusters(request.text.value_or("")).size(); };
     const std::size_t characters = co_await runBlocking(count);
     const std::size_t keys = request.keys ? request.keys->size() : 0;
-    if (characters == 0 && keys == 0) co_return badRequest("text or keys required");
+    if (characters == 0 && keys == 0) co_return badRequestResponse("text or keys required");
 
     const auto activation = co_await activateApp(request.app_bundle_id, request.app_name, sleep);
     if (request.app_bundle_id && !activation.ok) {
@@ -161,25 +159,6 @@ Task<HTTPResponse> carryOut(SendKeystrokesRequest request, Sleeper sleep) {
                                                     {"app", target},
                                                     {"chars", characters},
                                                     {"keys", keys}});
-}
-
-}  // namespace
-
-Task<HTTPResponse> sendKeystrokes(HTTPRequest request) {
-    Sleeper sleep = sleepFor;
-    co_return co_await sendKeystrokes(std::move(request), std::move(sleep));
-}
-
-Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep) {
-    SendKeystrokesRequest decoded;
-    std::optional<std::string> failure;
-    try {
-        decoded = co_await decodeBody<SendKeystrokesRequest>(request);
-    } catch (const DecodingError& error) {
-        failure = error.what();
-    }
-    if (failure) co_return badRequest(*failure);
-    co_return co_await carryOut(std::move(decoded), std::move(sleep));
 }
 
 }  // namespace varkel

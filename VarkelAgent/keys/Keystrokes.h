@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "base/BlockingPool.h"
 #include "base/Task.h"
 #include "http/HTTPMessage.h"
 #include "keys/AppActivation.h"
@@ -23,10 +24,7 @@ struct SendKeystrokesRequest {
 BOOST_DESCRIBE_STRUCT(SendKeystrokesRequest, (), (text, keys, app_bundle_id, app_name, mode, delay_ms))
 
 /// Brings an application to the front, types a text into it and presses key chords, paced by the request's
-/// delay. Answers every failure itself.
-Task<HTTPResponse> sendKeystrokes(HTTPRequest request);
-
-/// The same with another way of waiting between events.
-Task<HTTPResponse> sendKeystrokes(HTTPRequest request, Sleeper sleep);
+/// delay. Answers every failure itself. `sleep` waits between events.
+Task<HTTPResponse> sendKeystrokes(SendKeystrokesRequest request, Sleeper sleep = sleepFor);
 
 }  // namespace varkel

@@ -1,13 +1,10 @@
 #include "ocr/OCR.h"
 
 #include <array>
-#include <exception>
-#include <limits>
 #include <utility>
 
 #include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
-#include "json/JSONDecoder.h"
 #include "ocr/ImageInput.h"
 #include "ocr/OCRCache.h"
 #include "platform/Platform.h"
@@ -50,30 +47,11 @@ std::vector<OCRResult> recognise(std::string bytes, const std::stop_token& cance
     return results;
 }
 
-HTTPResponse ocrFailure(const std::exception& error) {
-    const auto* known = dynamic_cast<const HTTPError*>(&error);
-    if (known != nullptr && known->errorCase() == HTTPError::Case::badRequest) {
-        return jsonResponse(400, {{"error", "bad_request"},
-                                  {"message", "No valid image provided or could not decode image"}});
-    }
-    return jsonResponse(500, {{"error", "ocr_failed"}, {"message", error.what()}});
-}
-
-HTTPResponse answerBlocking(const HTTPRequest& request) {
-    OCROptions options;
-    try {
-        options = decodeJSON<OCROptions>(request.body);
-    } catch (const DecodingError&) {
-        return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
-    }
-    try {
-        OCROutcome outcome = performOCRBlocking(options, {});
-        HTTPResponse response = jsonResponse(200, OCRResponse{std::move(outcome.results)});
-        response.setHeader("X-Varkel-Cache", outcome.cacheHit ? "HIT" : "MISS");
-        return response;
-    } catch (const std::exception& error) {
-        return ocrFailure(error);
-    }
+HTTPResponse answerBlocking(const OCROptions& options) {
+    OCROutcome outcome = performOCRBlocking(options, {});
+    HTTPResponse response = jsonResponse(200, OCRResponse{std::move(outcome.results)});
+    response.setHeader("X-Varkel-Cache", outcome.cacheHit ? "HIT" : "MISS");
+    return response;
 }
 
 }  // namespace
@@ -98,8 +76,8 @@ Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled) {
     co_return co_await runBlocking(work);
 }
 
-Task<HTTPResponse> performOCR(HTTPRequest request) {
-    const auto work = [&] { return answerBlocking(request); };
+Task<HTTPResponse> performOCR(OCROptions options) {
+    const auto work = [&] { return answerBlocking(options); };
     co_return co_await runBlocking(work);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <boost/describe/class.hpp>
 #include <cstdint>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "base/Task.h"
+#include "http/FailureTable.h"
 #include "http/HTTPMessage.h"
 #include "ocr/OCRResult.h"
 
@@ -34,14 +36,22 @@ struct OCROutcome {
     bool cacheHit = false;
 };
 
-/// Reads the text of an image, or remembers it. Raises HTTPError: badRequest when there is no usable image or
+/// Reads the text of an image, or remembers it. Throws HTTPError: badRequest when there is no usable image or
 /// the pid is none, invalidRequest when the recognition fails or was cancelled. Any thread that may block.
 OCROutcome performOCRBlocking(const OCROptions& options, const std::stop_token& cancelled);
 
 /// The same for a caller that may not block. Started on an I/O thread.
 Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled);
 
-/// Answers an OCR request, whatever happens; where the lines came from is told in "X-Varkel-Cache".
-Task<HTTPResponse> performOCR(HTTPRequest request);
+/// Answers an OCR request; where the lines came from is told in "X-Varkel-Cache". Throws as
+/// performOCRBlocking() does.
+Task<HTTPResponse> performOCR(OCROptions options);
+
+/// How what performOCR() throws is answered.
+inline constexpr std::array<FailureRule, 2> ocrFailures{{
+    {Failure::badRequest, 400, badRequestCode, FailureRule::Detail::message,
+     "No valid image provided or could not decode image"},
+    {Failure::other, 500, "ocr_failed", FailureRule::Detail::what},
+}};
 
 }  // namespace varkel

@@ -1,17 +1,17 @@
 #include "routes/Routes.h"
 
-#include <optional>
+#include <cstdint>
+#include <map>
 #include <string>
 #include <utility>
 
-#include "http/HTTPServer.h"
-#include "http/JSONBody.h"
-#include "http/JSONResponse.h"
+#include "ax/AXActions.h"
+#include "ax/AXFind.h"
+#include "ax/AXTree.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
-#include "routes/AXRoutes.h"
 #include "routes/BatchRoutes.h"
-#include "routes/Consent.h"
+#include "routes/JSONRoute.h"
 #include "routes/TreeAndOCR.h"
 #include "scripts/AppleScript.h"
 #include "scripts/Shortcuts.h"
@@ -21,65 +21,67 @@ namespace varkel {
 
 namespace {
 
+/// The body of a tree request: a map of numbers and nulls.
+using TreeRequest = std::map<std::string, std::optional<std::int64_t>>;
+
 Task<HTTPResponse> health(HTTPRequest) {
     co_return healthResponse();
 }
 
-Task<HTTPResponse> keystrokes(HTTPRequest request, std::optional<OverlayClient> overlay) {
-    auto refusal = co_await checkDestructiveConsent(request, overlay, "send_keystrokes", std::nullopt);
-    if (refusal) co_return std::move(*refusal);
-    co_return co_await sendKeystrokes(std::move(request));
+Task<HTTPResponse> tree(TreeRequest request) {
+    const auto found = request.find("root_pid");
+    TreeTarget target;
+    if (found != request.end() && found->second) target = RootPid{*found->second};
+    return axTree(std::move(target));
 }
 
-Task<HTTPResponse> ocr(HTTPRequest request) {
-    return performOCR(std::move(request));
+Task<HTTPResponse> keystrokes(SendKeystrokesRequest request) {
+    return sendKeystrokes(std::move(request));
 }
 
-/// The body is only looked at for whom to ask about; the operation decodes it for itself.
-Task<HTTPResponse> shortcut(HTTPRequest request, std::optional<OverlayClient> overlay) {
-    ShortcutRequest decoded;
-    try {
-        decoded = co_await decodeBody<ShortcutRequest>(request);
-    } catch (const DecodingError&) {
-        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
-    }
-    auto refusal =
-        co_await checkDestructiveConsent(request, overlay, "run_shortcut", std::move(decoded.name));
-    if (refusal) co_return std::move(*refusal);
-    co_return co_await runShortcut(std::move(request));
-}
-
-Task<HTTPResponse> appleScript(HTTPRequest request, std::optional<OverlayClient> overlay) {
-    auto refusal = co_await checkDestructiveConsent(request, overlay, "run_applescript", "System");
-    if (refusal) co_return std::move(*refusal);
-    co_return co_await runAppleScript(std::move(request));
-}
-
-Task<HTTPResponse> visualFind(HTTPRequest request) {
-    return performVisualFind(std::move(request));
+Task<HTTPResponse> ocr(OCROptions options) {
+    return performOCR(std::move(options));
 }
 
 }  // namespace
 
-void registerRoutes(HTTPServer& server, const std::optional<OverlayClient>& overlay) {
-    const auto consenting = [&](auto route) -> RouteHandler {
-        return [route, overlay](HTTPRequest request) { return route(std::move(request), overlay); };
+std::vector<Endpoint> endpoints(const std::optional<OverlayClient>& overlay) {
+    // What an element's action or a Shortcut acts on is told by its body, so that is read first; keystrokes
+    // and scripts are asked about before anything of theirs is looked at.
+    const auto onElement = [&]<class Record>(std::string_view action, auto handler, std::string Record::*id) {
+        return jsonRoute<Record>(BadBody::nothing, {}, handler, ConsentQuestion<Record>{overlay, action, id});
     };
-    server.registerRoute("GET", "/health", health);
-    server.registerRoute("POST", "/ax/tree", treeRoute);
-    server.registerRoute("POST", "/ax/find", findRoute);
-    server.registerRoute("POST", "/ax/click", consenting(clickRoute));
-    server.registerRoute("POST", "/ax/type", consenting(typeRoute));
-    server.registerRoute("POST", "/ax/scroll", consenting(scrollRoute));
-    server.registerRoute("POST", "/keystrokes", consenting(keystrokes));
-    server.registerRoute("POST", "/ax/tree_and_ocr", treeAndOCR);
-    server.registerRoute("POST", "/batch/begin", batchBegin);
-    server.registerRoute("POST", "/batch/end", batchEnd);
-    server.registerRoute("POST", "/ocr", ocr);
-    server.registerRoute("GET", "/shortcut/list", listShortcuts);
-    server.registerRoute("POST", "/shortcut", consenting(shortcut));
-    server.registerRoute("POST", "/applescript/run", consenting(appleScript));
-    server.registerRoute("POST", "/visual/find", visualFind);
+    const ConsentQuestion<ShortcutRequest> aboutShortcut{overlay, "run_shortcut", &ShortcutRequest::name};
+    return {
+        {"GET", "/health", health},
+        {"POST", "/ax/tree", jsonRoute<TreeRequest>(BadBody::nothing, axTreeFailures, tree)},
+        {"POST", "/ax/find", jsonRoute<AXQuery>(BadBody::reason, axTreeFailures, axFind)},
+        {"POST", "/ax/click", onElement("click", axClick, &AXClickRequest::elementId)},
+        {"POST", "/ax/type", onElement("type", axType, &AXTypeRequest::elementId)},
+        {"POST", "/ax/scroll", onElement("scroll", axScroll, &AXScrollRequest::elementId)},
+        {"POST", "/keystrokes",
+         askingFirst(overlay, "send_keystrokes", std::nullopt,
+                     jsonRoute<SendKeystrokesRequest>(BadBody::reason, {}, keystrokes))},
+        {"POST", "/ax/tree_and_ocr",
+         jsonRoute<TreeAndOCRRequest>(BadBody::reason, treeAndOCRFailures, treeAndOCR)},
+        {"POST", "/batch/begin", jsonRoute<BatchRequest>(BadBody::accepted, {}, batchBegin)},
+        {"POST", "/batch/end", jsonRoute<BatchRequest>(BadBody::accepted, {}, batchEnd)},
+        {"POST", "/ocr", jsonRoute<OCROptions>(BadBody::invalidJSON, ocrFailures, ocr)},
+        {"GET", "/shortcut/list", listShortcuts},
+        {"POST", "/shortcut",
+         jsonRoute<ShortcutRequest>(BadBody::invalidJSON, {}, runShortcut, aboutShortcut)},
+        {"POST", "/applescript/run",
+         askingFirst(overlay, "run_applescript", "System",
+                     jsonRoute<AppleScriptRequest>(BadBody::invalidJSON, {}, runAppleScript))},
+        {"POST", "/visual/find",
+         jsonRoute<VisualFindOptions>(BadBody::invalidJSON, visualFindFailures, performVisualFind)},
+    };
+}
+
+void registerRoutes(HTTPServer& server, const std::optional<OverlayClient>& overlay) {
+    for (Endpoint& endpoint : endpoints(overlay)) {
+        server.registerRoute(endpoint.method, endpoint.path, std::move(endpoint.handler));
+    }
 }
 
 }  // namespace varkel

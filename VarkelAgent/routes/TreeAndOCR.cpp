@@ -15,11 +15,9 @@
 #include <utility>
 #include <vector>
 
-#include "ax/AXError.h"
 #include "ax/AXTree.h"
 #include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
-#include "json/JSONDecoder.h"
 #include "ocr/OCR.h"
 
 namespace varkel {
@@ -66,12 +64,12 @@ Task<void> waitFor(RunningOCR& running) {
 
 /// Runs both tasks side by side. A tree that fails cancels the recognition, and its error is the one raised,
 /// once the recognition has ended.
-Task<Both> readBoth(std::optional<std::int64_t> rootPid, OCROptions options) {
+Task<Both> readBoth(TreeTarget target, OCROptions options) {
     const std::shared_ptr<RunningOCR> running = co_await startOCR(std::move(options));
     std::exception_ptr treeFailure;
     Both both;
     try {
-        both.tree = co_await axTreeData(rootPid, std::nullopt);
+        both.tree = co_await axTreeData(std::move(target));
     } catch (...) {
         treeFailure = std::current_exception();
         running->cancel.request_stop();
@@ -101,44 +99,20 @@ const char* hitOrMiss(bool hit) {
     return hit ? "HIT" : "MISS";
 }
 
-HTTPResponse failureResponse(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const HTTPError& error) {
-        if (error.errorCase() == HTTPError::Case::unauthorized) {
-            return jsonResponse(403, axErrorResponse(AXErrorCode::permissionMissing, accessibilityHint));
-        }
-        return jsonResponse(500, {{"error", "internal_error"}, {"message", error.what()}});
-    } catch (const std::exception& error) {
-        return jsonResponse(500, {{"error", "internal_error"}, {"message", error.what()}});
-    }
-}
-
 }  // namespace
 
-Task<HTTPResponse> treeAndOCR(HTTPRequest request) {
-    TreeAndOCRRequest wanted;
-    try {
-        const auto decode = [&] { return decodeJSON<TreeAndOCRRequest>(request.body); };
-        wanted = co_await runBlocking(decode);
-    } catch (const DecodingError& error) {
-        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", error.what()}});
-    }
-    std::exception_ptr failure;
-    try {
-        OCROptions options{std::move(wanted.imageBase64), std::move(wanted.imagePath), wanted.pid,
-                           wanted.windowId};
-        const Both both = co_await readBoth(wanted.root_pid, std::move(options));
-        const auto write = [&] { return bodyOf(both); };
-        HTTPResponse response = jsonTextResponse(200, co_await runBlocking(write));
-        response.setHeader("X-Varkel-Cache", hitOrMiss(both.tree.cacheHit && both.ocr.cacheHit));
-        response.setHeader("X-Varkel-AX-Cache", hitOrMiss(both.tree.cacheHit));
-        response.setHeader("X-Varkel-OCR-Cache", hitOrMiss(both.ocr.cacheHit));
-        co_return response;
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    co_return failureResponse(failure);
+Task<HTTPResponse> treeAndOCR(TreeAndOCRRequest request) {
+    OCROptions options{std::move(request.imageBase64), std::move(request.imagePath), request.pid,
+                       request.windowId};
+    TreeTarget target;
+    if (request.root_pid) target = RootPid{*request.root_pid};
+    const Both both = co_await readBoth(std::move(target), std::move(options));
+    const auto write = [&] { return bodyOf(both); };
+    HTTPResponse response = jsonTextResponse(200, co_await runBlocking(write));
+    response.setHeader("X-Varkel-Cache", hitOrMiss(both.tree.cacheHit && both.ocr.cacheHit));
+    response.setHeader("X-Varkel-AX-Cache", hitOrMiss(both.tree.cacheHit));
+    response.setHeader("X-Varkel-OCR-Cache", hitOrMiss(both.ocr.cacheHit));
+    co_return response;
 }
 
 }  // namespace varkel

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <array>
 #include <boost/describe/class.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "ax/AXError.h"
 #include "base/Task.h"
+#include "http/FailureTable.h"
 #include "http/HTTPMessage.h"
 
 namespace varkel {
@@ -20,7 +23,14 @@ struct TreeAndOCRRequest {
 };
 BOOST_DESCRIBE_STRUCT(TreeAndOCRRequest, (), (root_pid, imageBase64, imagePath, pid, windowId))
 
-/// Reads an application's tree and an image's text at the same time. Answers whatever happens.
-Task<HTTPResponse> treeAndOCR(HTTPRequest request);
+/// Reads an application's tree and an image's text at the same time. Throws what either throws.
+Task<HTTPResponse> treeAndOCR(TreeAndOCRRequest request);
+
+/// How what treeAndOCR() throws is answered.
+inline constexpr std::array<FailureRule, 2> treeAndOCRFailures{{
+    {Failure::unauthorized, 403, wireName(AXErrorCode::permissionMissing), FailureRule::Detail::hint,
+     accessibilityHint},
+    {Failure::other, 500, "internal_error", FailureRule::Detail::what},
+}};
 
 }  // namespace varkel

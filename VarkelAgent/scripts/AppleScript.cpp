@@ -1,13 +1,11 @@
 #include "scripts/AppleScript.h"
 
 #include <boost/json/object.hpp>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
 #include "base/BlockingPool.h"
 #include "base/UnicodeText.h"
-#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
@@ -15,14 +13,6 @@
 namespace varkel {
 
 namespace {
-
-Task<std::optional<AppleScriptRequest>> decode(const HTTPRequest& request) {
-    try {
-        co_return co_await decodeBody<AppleScriptRequest>(request);
-    } catch (const DecodingError&) {
-        co_return std::nullopt;
-    }
-}
 
 HTTPResponse answerFor(ChildResult result) {
     std::string output = validUTF8OrEmpty(std::move(result.standardOutput));
@@ -49,12 +39,8 @@ HTTPResponse runBlockingly(std::string script) {
 
 }  // namespace
 
-Task<HTTPResponse> runAppleScript(HTTPRequest request) {
-    auto decoded = co_await decode(request);
-    if (!decoded) {
-        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
-    }
-    const auto work = [&] { return runBlockingly(std::move(decoded->script)); };
+Task<HTTPResponse> runAppleScript(AppleScriptRequest request) {
+    const auto work = [&] { return runBlockingly(std::move(request.script)); };
     co_return co_await runBlocking(work, BlockingPool::forChildren());
 }
 

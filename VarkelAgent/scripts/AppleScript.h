@@ -16,6 +16,6 @@ BOOST_DESCRIBE_STRUCT(AppleScriptRequest, (), (script))
 
 /// Runs a script's source with the system's script interpreter and answers with what it printed, whatever
 /// happens. There is no time limit. Started on an I/O thread; blocks none.
-Task<HTTPResponse> runAppleScript(HTTPRequest request);
+Task<HTTPResponse> runAppleScript(AppleScriptRequest request);
 
 }  // namespace varkel

@@ -10,7 +10,6 @@
 
 #include "base/BlockingPool.h"
 #include "base/UnicodeText.h"
-#include "http/JSONBody.h"
 #include "http/JSONResponse.h"
 #include "platform/ChildProcess.h"
 #include "platform/Platform.h"
@@ -29,14 +28,6 @@ constexpr milliseconds grace{200};
 
 /// Longer than any computer runs; the clock cannot count to what a request may ask for.
 constexpr std::int64_t forever = std::int64_t{1000} * 60 * 60 * 24 * 365 * 100;
-
-Task<std::optional<ShortcutRequest>> decode(const HTTPRequest& request) {
-    try {
-        co_return co_await decodeBody<ShortcutRequest>(request);
-    } catch (const DecodingError&) {
-        co_return std::nullopt;
-    }
-}
 
 HTTPResponse couldNotRun(const std::runtime_error& error) {
     return jsonResponse(500, {{"error", "shortcut_failed"}, {"message", error.what()}});
@@ -108,12 +99,8 @@ bool waitForProcessExit(ChildProcess& process, std::int64_t timeoutMs) {
         .has_value();
 }
 
-Task<HTTPResponse> runShortcut(HTTPRequest request) {
-    auto decoded = co_await decode(request);
-    if (!decoded) {
-        co_return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
-    }
-    const auto work = [&] { return runBlockingly(std::move(*decoded)); };
+Task<HTTPResponse> runShortcut(ShortcutRequest request) {
+    const auto work = [&] { return runBlockingly(std::move(request)); };
     co_return co_await runBlocking(work, BlockingPool::forChildren());
 }
 

@@ -24,7 +24,7 @@ BOOST_DESCRIBE_STRUCT(ShortcutRequest, (), (name, input, timeoutMs))
 
 /// Runs a Shortcut by its name and answers with what it printed, whatever happens. One that outlasts its
 /// time limit is stopped together with what it has started. Started on an I/O thread; blocks none.
-Task<HTTPResponse> runShortcut(HTTPRequest request);
+Task<HTTPResponse> runShortcut(ShortcutRequest request);
 
 /// Answers with the names of the Shortcuts. The request does not matter; there is no time limit. Started on
 /// an I/O thread; blocks none.

@@ -1,42 +1,14 @@
 #include "visual/VisualFind.h"
 
 #include <array>
-#include <exception>
 #include <utility>
 
 #include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
-#include "json/JSONDecoder.h"
 #include "ocr/ImageInput.h"
 #include "platform/Platform.h"
 
 namespace varkel {
-
-namespace {
-
-HTTPResponse findFailure(const std::exception& error) {
-    const auto* known = dynamic_cast<const HTTPError*>(&error);
-    if (known != nullptr && known->errorCase() == HTTPError::Case::badRequest) {
-        return jsonResponse(400, {{"error", "bad_request"}, {"message", "No valid image provided"}});
-    }
-    return jsonResponse(500, {{"error", "visual_find_failed"}, {"message", error.what()}});
-}
-
-HTTPResponse answerBlocking(const HTTPRequest& request) {
-    VisualFindOptions options;
-    try {
-        options = decodeJSON<VisualFindOptions>(request.body);
-    } catch (const DecodingError&) {
-        return jsonResponse(400, {{"error", "bad_request"}, {"message", "Invalid JSON body"}});
-    }
-    try {
-        return jsonResponse(200, VFResponse{performVisualFindBlocking(options)});
-    } catch (const std::exception& error) {
-        return findFailure(error);
-    }
-}
-
-}  // namespace
 
 std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions& options) {
     Vision& vision = *Platform::current().vision;
@@ -60,13 +32,8 @@ std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions&
     return results;
 }
 
-Task<std::vector<VisualFindResult>> performVisualFind(VisualFindOptions options) {
-    const auto work = [&] { return performVisualFindBlocking(options); };
-    co_return co_await runBlocking(work);
-}
-
-Task<HTTPResponse> performVisualFind(HTTPRequest request) {
-    const auto work = [&] { return answerBlocking(request); };
+Task<HTTPResponse> performVisualFind(VisualFindOptions options) {
+    const auto work = [&] { return jsonResponse(200, VFResponse{performVisualFindBlocking(options)}); };
     co_return co_await runBlocking(work);
 }
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <boost/describe/class.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/Task.h"
+#include "http/FailureTable.h"
 #include "http/HTTPMessage.h"
 #include "visual/VisualScoring.h"
 
@@ -25,14 +27,17 @@ struct VFResponse {
 };
 BOOST_DESCRIBE_STRUCT(VFResponse, (), (results))
 
-/// Finds the query among an image's text lines and barcodes. Raises HTTPError: badRequest when there is no
+/// Finds the query among an image's text lines and barcodes. Throws HTTPError: badRequest when there is no
 /// usable image, invalidRequest when the recognition fails. Any thread that may block.
 std::vector<VisualFindResult> performVisualFindBlocking(const VisualFindOptions& options);
 
-/// The same for a caller that may not block. Started on an I/O thread.
-Task<std::vector<VisualFindResult>> performVisualFind(VisualFindOptions options);
+/// Answers a visual find request. Started on an I/O thread; throws as performVisualFindBlocking() does.
+Task<HTTPResponse> performVisualFind(VisualFindOptions options);
 
-/// Answers a visual find request, whatever happens.
-Task<HTTPResponse> performVisualFind(HTTPRequest request);
+/// How what performVisualFind() throws is answered.
+inline constexpr std::array<FailureRule, 2> visualFindFailures{{
+    {Failure::badRequest, 400, badRequestCode, FailureRule::Detail::message, "No valid image provided"},
+    {Failure::other, 500, "visual_find_failed", FailureRule::Detail::what},
+}};
 
 }  // namespace varkel

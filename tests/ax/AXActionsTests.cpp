@@ -29,14 +29,14 @@ class AXActionsTest : public testing::Test {
     }
 
     static HTTPResponse click(const std::string& id, std::optional<std::string> batch = std::nullopt) {
-        return runTask(axClick({id, std::nullopt}, std::move(batch)));
+        return runTask(axClick({id, std::move(batch)}));
     }
     static HTTPResponse type(const std::string& id, const std::string& text) {
-        return runTask(axType({id, text, std::nullopt}, std::nullopt));
+        return runTask(axType({id, text, std::nullopt}));
     }
     static HTTPResponse scroll(const std::string& id, const std::string& direction,
                                std::optional<double> amount = std::nullopt) {
-        return runTask(axScroll({id, direction, amount, std::nullopt}, std::nullopt));
+        return runTask(axScroll({id, direction, amount, std::nullopt}, nullptr));
     }
 
     FakeDesktop desktop;
@@ -117,7 +117,7 @@ TEST_F(AXActionsTest, ScrollEndsSoonWhenItsClientHasGone) {
     const auto steps = [&](double amount) {
         desktop.forgetDone();
         const AXScrollRequest request{windowId, "down", amount, std::nullopt};
-        EXPECT_EQ(runTask(axScroll(request, std::nullopt, &client)).status, 200);
+        EXPECT_EQ(runTask(axScroll(request, &client)).status, 200);
         return desktop.done().size();
     };
     EXPECT_EQ(steps(5'000), 100U) << "it may wait all the same, and what it asks for is soon done";
@@ -169,13 +169,13 @@ TEST_F(AXActionsTest, GoStraightToAnElementWhoseIdWasIssued) {
         return desktop.reads(AXAttribute::title) - before;
     };
     EXPECT_GT(titlesRead(), 100) << "never issued: everything before it is looked at";
-    runTask(axTree(editor, std::nullopt));
+    runTask(axTree(RootPid{editor}));
     EXPECT_EQ(titlesRead(), 1);
 }
 
 TEST_F(AXActionsTest, NeverActOnAnotherElementAtTheSamePlace) {
     button->actions = {AXAction::press};
-    runTask(axTree(editor, std::nullopt));
+    runTask(axTree(RootPid{editor}));
     button->set(AXAttribute::title, std::string("Delete everything"));
     EXPECT_EQ(click(buttonId).status, 404);
     window->children->insert(window->children->begin(), window->add("AXGroup"));

@@ -102,8 +102,8 @@ TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
     desktop.addApplication(2, "Pinned")->add("AXWindow", "Inside")->add("AXButton", "Inside too");
     desktop.frontmost = 1;
     BatchManager::shared().begin("find", 2);
-    const auto query = decodeJSON<AXQuery>(R"({"label": "Inside"})");
-    const HTTPResponse found = runTask(axFind(query, "find"));
+    const auto query = decodeJSON<AXQuery>(R"({"label": "Inside", "batch_id": "find"})");
+    const HTTPResponse found = runTask(axFind(query));
     BatchManager::shared().end("find");
     EXPECT_EQ(found.status, 200);
     EXPECT_THAT(*found.body, testing::StartsWith(R"({"matches":[{"id":)"));
@@ -112,7 +112,7 @@ TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
     const auto front = desktop.addApplication(1);
     for (int i = 0; i < 20; ++i) front->add("AXGroup");
     desktop.time += 2;
-    const auto answer = boost::json::parse(*runTask(axFind({}, std::nullopt)).body);
+    const auto answer = boost::json::parse(*runTask(axFind({})).body);
     EXPECT_EQ(answer.at("matches").as_array().size(), 10u) << "when the query says nothing";
 }
 

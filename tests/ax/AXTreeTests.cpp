@@ -39,9 +39,8 @@ class AXTreeTest : public testing::Test {
         desktop.frontmost = editor;
     }
 
-    static HTTPResponse request(std::optional<std::int64_t> rootPid,
-                                std::optional<std::string> batchId = std::nullopt) {
-        return runTask(axTree(rootPid, std::move(batchId)));
+    static HTTPResponse request(std::optional<std::int64_t> rootPid) {
+        return test::answerOf("/ax/tree", rootPid ? "{\"root_pid\":" + std::to_string(*rootPid) + "}" : "{}");
     }
 
     static std::string cacheHeader(const HTTPResponse& response) {
@@ -93,10 +92,9 @@ class AXTreeAtOnceTest : public AXTreeTest {
     }
 
     /// Returns when the request has got as far as it can.
-    std::future<AXTreeData> ask(std::optional<std::int64_t> rootPid, std::optional<std::string> batchId) {
+    std::future<AXTreeData> ask(TreeTarget target) {
         auto& context = contexts_[next_++ % contexts_.size()];
-        auto answer =
-            boost::asio::co_spawn(context, axTreeData(rootPid, std::move(batchId)), boost::asio::use_future);
+        auto answer = boost::asio::co_spawn(context, axTreeData(std::move(target)), boost::asio::use_future);
         boost::asio::post(context, std::packaged_task<void()>([] {})).get();
         return answer;
     }
@@ -136,8 +134,8 @@ class AXTreeAtOnceTest : public AXTreeTest {
 
 TEST_F(AXTreeAtOnceTest, IsReadOnceForAllWhoAskWhileItIsRead) {
     std::vector<std::future<AXTreeData>> answers;
-    for (int i = 0; i < 20; ++i) answers.push_back(ask(editor, std::nullopt));
-    answers.push_back(ask(std::nullopt, "x"));
+    for (int i = 0; i < 20; ++i) answers.push_back(ask(RootPid{editor}));
+    answers.push_back(ask(BatchId{"x"}));
     letGoOn(0);
     TreeSnapshotRef first;
     for (auto& answer : answers) {
@@ -147,22 +145,21 @@ TEST_F(AXTreeAtOnceTest, IsReadOnceForAllWhoAskWhileItIsRead) {
         EXPECT_FALSE(data.cacheHit) << "it was read for this request, too";
     }
     EXPECT_EQ(begun(1).size(), 1U);
-    EXPECT_TRUE(ask(editor, std::nullopt).get().cacheHit);
+    EXPECT_TRUE(ask(RootPid{editor}).get().cacheHit);
 }
 
 TEST_F(AXTreeAtOnceTest, IsOfTheApplicationThatEachOneWouldReadAlone) {
     struct Case {
-        std::optional<std::int64_t> rootPid;
-        std::optional<std::string> batchId;
+        TreeTarget target;
         const char* label;
     };
-    std::vector<Case> cases{{std::nullopt, "x", "Editor"},
-                            {std::nullopt, std::nullopt, "Browser"},
-                            {browser, "x", "Editor"},
-                            {editor, std::nullopt, "Editor"}};
+    std::vector<Case> cases{{BatchId{"x"}, "Editor"},
+                            {{}, "Browser"},
+                            {BatchId{"unknown"}, "Browser"},
+                            {RootPid{editor}, "Editor"}};
     for (std::size_t round = 0; round < cases.size(); ++round) {
         std::vector<std::future<AXTreeData>> answers;
-        for (const Case& c : cases) answers.push_back(ask(c.rootPid, c.batchId));
+        for (const Case& c : cases) answers.push_back(ask(c.target));
         EXPECT_EQ(begun(2 * round + 2).size(), 2 * round + 2);
         // In turn the first one to begin ends last.
         letGoOn(2 * round + round % 2);
@@ -178,16 +175,16 @@ TEST_F(AXTreeAtOnceTest, IsOfTheApplicationThatEachOneWouldReadAlone) {
 }
 
 TEST_F(AXTreeAtOnceTest, IsNotTheOneWhoseReadingBeganBeforeAnAct) {
-    auto before = ask(editor, std::nullopt);
+    auto before = ask(RootPid{editor});
     ASSERT_EQ(begun(1).size(), 1U);
     axBumpChangeCounter();
-    auto after = ask(editor, std::nullopt);
+    auto after = ask(RootPid{editor});
     ASSERT_EQ(begun(2).size(), 2U);
     letGoOn(1);
     const AXTreeData fresh = after.get();
     letGoOn(0);
     EXPECT_NE(before.get().snapshot, fresh.snapshot);
-    const AXTreeData later = ask(editor, std::nullopt).get();
+    const AXTreeData later = ask(RootPid{editor}).get();
     EXPECT_TRUE(later.cacheHit);
     EXPECT_EQ(later.snapshot, fresh.snapshot) << "the older one came later and is not kept";
 }
@@ -197,34 +194,30 @@ TEST_F(AXTreeAtOnceTest, FailsForAllWhoShareItAndForNobodyElse) {
         hold(pid);
         throw std::runtime_error("broken");
     };
-    auto first = ask(editor, std::nullopt);
-    auto second = ask(editor, std::nullopt);
+    auto first = ask(RootPid{editor});
+    auto second = ask(RootPid{editor});
     ASSERT_EQ(begun(1).size(), 1U);
     letGoOn(0);
     EXPECT_THROW(first.get(), std::runtime_error);
     EXPECT_THROW(second.get(), std::runtime_error);
     desktop.whenRead = nullptr;
-    EXPECT_EQ(ask(editor, std::nullopt).get().snapshot->tree().label, "Editor");
+    EXPECT_EQ(ask(RootPid{editor}).get().snapshot->tree().label, "Editor");
 }
 
 TEST_F(AXTreeTest, OfABatchIsItsApplicationsUnderTheFrontmostOnesKey) {
     BatchManager::shared().begin("pinned", editor);
     desktop.frontmost = browser;
-    const AXTreeData pinned = runTask(axTreeData(std::nullopt, "pinned"));
+    const AXTreeData pinned = runTask(axTreeData(BatchId{"pinned"}));
     EXPECT_EQ(pinned.snapshot->tree().label, "Editor");
     EXPECT_FALSE(pinned.cacheHit);
-    const AXTreeData again = runTask(axTreeData(std::nullopt, std::nullopt));
+    const AXTreeData again = runTask(axTreeData({}));
     EXPECT_EQ(again.snapshot, pinned.snapshot) << "kept under the frontmost application's pid";
     EXPECT_TRUE(again.cacheHit);
-
-    axBumpChangeCounter();
-    const AXTreeData both = runTask(axTreeData(browser, "pinned"));
-    EXPECT_EQ(both.snapshot->tree().label, "Editor") << "the root pid is only the key";
 
     BatchManager::shared().end("pinned");
     BatchManager::shared().end("never begun");
     axBumpChangeCounter();
-    EXPECT_EQ(runTask(axTreeData(std::nullopt, "pinned")).snapshot->tree().label, "Browser");
+    EXPECT_EQ(runTask(axTreeData(BatchId{"pinned"})).snapshot->tree().label, "Browser");
 }
 
 TEST_F(AXTreeTest, FailsWithTheAnswerOfEachFailure) {

@@ -5,6 +5,7 @@
 
 #include "keys/Keystrokes.h"
 #include "platform/Platform.h"
+#include "routes/JSONRoute.h"
 #include "support/FakeDesktop.h"
 #include "support/FakeToolPaths.h"
 #include "support/RunTask.h"
@@ -30,13 +31,16 @@ class Keystrokes : public testing::Test {
     }
 
     HTTPResponse send(const std::string& body) {
-        HTTPRequest request;
-        request.body = body;
         const Sleeper sleep = [this](std::chrono::nanoseconds duration) -> Task<void> {
             desktop.log("sleep " + std::to_string(duration.count() / 1000) + " us");
             co_return;
         };
-        return test::runTask(sendKeystrokes(std::move(request), sleep));
+        const auto route = jsonRoute<SendKeystrokesRequest>(
+            BadBody::reason, {},
+            [&](SendKeystrokesRequest request) { return sendKeystrokes(std::move(request), sleep); });
+        HTTPRequest request;
+        request.body = body;
+        return test::runTask(route(std::move(request)));
     }
 
     std::string answer(const std::string& body) { return test::statusAndBody(send(body)); }

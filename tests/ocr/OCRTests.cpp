@@ -15,7 +15,7 @@ using test::line;
 using test::ScriptedDesktop;
 
 HTTPResponse post(const std::string& body) {
-    return test::answerOf(performOCR, body);
+    return test::answerOf("/ocr", body);
 }
 
 std::string cacheHeader(const HTTPResponse& response) {

@@ -16,7 +16,7 @@ using test::line;
 using test::ScriptedDesktop;
 
 HTTPResponse post(const std::string& body) {
-    return test::answerOf(treeAndOCR, body);
+    return test::answerOf("/ax/tree_and_ocr", body);
 }
 
 /// Where the whole answer, the tree and the lines came from.

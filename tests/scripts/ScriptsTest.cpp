@@ -20,8 +20,6 @@
 namespace varkel {
 namespace {
 
-using Handler = Task<HTTPResponse> (*)(HTTPRequest);
-
 /// The handlers, on a system whose tools are shell scripts that the test writes. They leave nothing behind.
 class Scripts : public testing::Test {
   protected:
@@ -39,11 +37,11 @@ class Scripts : public testing::Test {
         folder_.write("tool", "#!/bin/sh\ncd '" + folder_.path().string() + "'\n" + script + "\n", 0700);
     }
 
-    static HTTPResponse call(Handler handler, const std::string& body) {
-        return test::answerOf(handler, body);
+    static HTTPResponse call(std::string_view path, const std::string& body) {
+        return test::answerOf(path, body);
     }
-    static std::string answer(Handler handler, const std::string& body) {
-        return test::statusAndBody(call(handler, body));
+    static std::string answer(std::string_view path, const std::string& body) {
+        return test::statusAndBody(call(path, body));
     }
 
     std::string file(const std::string& name) const { return test::contents(folder_ / name); }
@@ -58,51 +56,51 @@ constexpr const char* shortcut = R"({"name":"Tidy up"})";
 TEST_F(Scripts, AnswerWithWhatTheToolPrintedAndHowItEnded) {
     const struct {
         std::string tool;
-        Handler handler;
+        std::string path;
         std::string body;
         std::string answer;
     } cases[] = {
-        {"cat >/dev/null; printf ' \\n hello\\302\\240\\n'", runAppleScript, script,
+        {"cat >/dev/null; printf ' \\n hello\\302\\240\\n'", "/applescript/run", script,
          R"(200 {"ok":true,"output":"hello"})"},
-        {"cat >/dev/null", runAppleScript, script, R"(200 {"ok":true,"output":""})"},
-        {"cat >/dev/null; printf '\\377'", runAppleScript, script, R"(200 {"ok":true,"output":""})"},
-        {"echo out; echo 'no  such' >&2; exit 3", runAppleScript, script,
+        {"cat >/dev/null", "/applescript/run", script, R"(200 {"ok":true,"output":""})"},
+        {"cat >/dev/null; printf '\\377'", "/applescript/run", script, R"(200 {"ok":true,"output":""})"},
+        {"echo out; echo 'no  such' >&2; exit 3", "/applescript/run", script,
          R"(500 {"error":"applescript_failed","exitCode":3,"stderr":"no  such\n","stdout":"out\n"})"},
-        {"echo out; printf 'a\\377' >&2; exit 255", runAppleScript, script,
+        {"echo out; printf 'a\\377' >&2; exit 255", "/applescript/run", script,
          R"(500 {"error":"applescript_failed","exitCode":255,"stderr":"","stdout":"out\n"})"},
-        {"kill -SEGV $$", runAppleScript, script,
+        {"kill -SEGV $$", "/applescript/run", script,
          R"(500 {"error":"applescript_failed","exitCode":11,"stderr":"","stdout":""})"},
-        {"echo \"$@\"; cat", runAppleScript, R"({"script":"some text"})",
+        {"echo \"$@\"; cat", "/applescript/run", R"({"script":"some text"})",
          R"(200 {"ok":true,"output":"-\nsome text"})"},
-        {"echo \"$#,$1,$2\"; cat", runShortcut, R"({"name":" Tidy up ","input":"é\n"})",
+        {"echo \"$#,$1,$2\"; cat", "/shortcut", R"({"name":" Tidy up ","input":"é\n"})",
          R"(200 {"ok":true,"output":"2,run, Tidy up \né\n"})"},
-        {"echo $#,$1,$2; cat", runShortcut, R"({"name":"","input":null,"timeoutMs":null})",
+        {"echo $#,$1,$2; cat", "/shortcut", R"({"name":"","input":null,"timeoutMs":null})",
          R"(200 {"ok":true,"output":"2,run,\n"})"},
-        {"cat; echo end", runShortcut, R"({"name":"x","input":""})", R"(200 {"ok":true,"output":"end\n"})"},
-        {"printf '\\377'", runShortcut, shortcut, R"(200 {"ok":true,"output":""})"},
-        {"echo out; echo bad >&2; exit 7", runShortcut, shortcut,
+        {"cat; echo end", "/shortcut", R"({"name":"x","input":""})", R"(200 {"ok":true,"output":"end\n"})"},
+        {"printf '\\377'", "/shortcut", shortcut, R"(200 {"ok":true,"output":""})"},
+        {"echo out; echo bad >&2; exit 7", "/shortcut", shortcut,
          R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n","stdout":"out\n"})"},
-        {"echo \"$@\"; printf '\\n  One\\t\\n\\n \\nTwo words\\r\\nThree'", listShortcuts, "not read",
+        {"echo \"$@\"; printf '\\n  One\\t\\n\\n \\nTwo words\\r\\nThree'", "/shortcut/list", "not read",
          R"(200 {"ok":true,"shortcuts":["list","One","Two words","Three"]})"},
-        {"true", listShortcuts, "", R"(200 {"ok":true,"shortcuts":[]})"},
-        {"true", runShortcut, "{}", R"(400 {"error":"bad_request","message":"Invalid JSON body"})"},
-        {"echo out; echo bad >&2; exit 7", listShortcuts, "",
+        {"true", "/shortcut/list", "", R"(200 {"ok":true,"shortcuts":[]})"},
+        {"true", "/shortcut", "{}", R"(400 {"error":"bad_request","message":"Invalid JSON body"})"},
+        {"echo out; echo bad >&2; exit 7", "/shortcut/list", "",
          R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n"})"},
     };
     for (const auto& each : cases) {
         installTool(each.tool);
-        EXPECT_EQ(answer(each.handler, each.body), each.answer) << each.tool;
+        EXPECT_EQ(answer(each.path, each.body), each.answer) << each.tool;
     }
 }
 
 TEST_F(Scripts, SayWhyTheToolCannotBeStarted) {
     const std::string missing = R"(","message":"No such file or directory"})";
-    EXPECT_EQ(answer(runAppleScript, script), R"(500 {"error":"applescript_failed)" + missing);
-    EXPECT_EQ(answer(runShortcut, shortcut), R"(500 {"error":"shortcut_failed)" + missing);
-    EXPECT_EQ(answer(listShortcuts, ""), R"(500 {"error":"shortcut_failed)" + missing);
+    EXPECT_EQ(answer("/applescript/run", script), R"(500 {"error":"applescript_failed)" + missing);
+    EXPECT_EQ(answer("/shortcut", shortcut), R"(500 {"error":"shortcut_failed)" + missing);
+    EXPECT_EQ(answer("/shortcut/list", ""), R"(500 {"error":"shortcut_failed)" + missing);
     // What was consented to is the whole name; up to the zero byte it may be another Shortcut's.
     installTool("touch ran");
-    EXPECT_EQ(call(runShortcut, R"({"name":"Tidy\u0000 up"})").status, 500);
+    EXPECT_EQ(call("/shortcut", R"({"name":"Tidy\u0000 up"})").status, 500);
     EXPECT_FALSE(exists("ran"));
 }
 
@@ -113,7 +111,7 @@ TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
           note + "kill -STOP $$", note + "exec 0<&- 1>&- 2>&-; sleep 1000"}) {
         installTool(tool);
         const auto began = std::chrono::steady_clock::now();
-        EXPECT_EQ(answer(runShortcut, R"({"name":"Slow é","timeoutMs":10})"),
+        EXPECT_EQ(answer("/shortcut", R"({"name":"Slow é","timeoutMs":10})"),
                   R"(504 {"error":"shortcut_timeout","name":"Slow é","elapsed_ms":1000})");
         EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(1000));
         std::istringstream pids(file("started"));
@@ -127,12 +125,13 @@ TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
 
 TEST_F(Scripts, AreStoppedWhenTheyWriteWithoutEnd) {
     constexpr const char* patient = R"({"name":"x","timeoutMs":60000})";
-    const std::tuple<const char*, Handler, const char*> cases[] = {{"exec yes", runShortcut, patient},
-                                                                   {"exec yes >&2", runShortcut, patient},
-                                                                   {"exec yes", runAppleScript, script}};
-    for (const auto& [tool, handler, body] : cases) {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"exec yes", "/shortcut", patient},
+        {"exec yes >&2", "/shortcut", patient},
+        {"exec yes", "/applescript/run", script}};
+    for (const auto& [tool, path, body] : cases) {
         installTool(tool);
-        EXPECT_THAT(answer(handler, body),
+        EXPECT_THAT(answer(path, body),
                     testing::ContainsRegex("500 .*_failed\",\"message\":\"the output is larger than"));
     }
 }
@@ -140,7 +139,7 @@ TEST_F(Scripts, AreStoppedWhenTheyWriteWithoutEnd) {
 TEST_F(Scripts, AcceptAnyLimitThatARequestCanName) {
     installTool("cat; echo done");
     for (const char* limit : {"60000", "9223372036854775807", "-9223372036854775808", "0", "1e6"}) {
-        EXPECT_EQ(answer(runShortcut, std::string(R"({"name":"x","timeoutMs":)") + limit + "}"),
+        EXPECT_EQ(answer("/shortcut", std::string(R"({"name":"x","timeoutMs":)") + limit + "}"),
                   R"(200 {"ok":true,"output":"done\n"})")
             << limit;
     }
@@ -154,9 +153,7 @@ TEST_F(Scripts, ThatNeverEndHoldNoThreadOfTheSharedPool) {
     boost::asio::io_context context;
     int answered = 0;
     for (int number = 0; number < count; ++number) {
-        HTTPRequest request;
-        request.body = R"({"script":")" + std::to_string(number) + R"(\n"})";
-        boost::asio::co_spawn(context, runAppleScript(std::move(request)),
+        boost::asio::co_spawn(context, runAppleScript({std::to_string(number) + "\n"}),
                               [&](const std::exception_ptr&, const HTTPResponse& response) {
                                   answered += response.status == 200 ? 1 : 0;
                               });

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <future>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "base/Task.h"
 #include "http/HTTPMessage.h"
+#include "routes/Routes.h"
 
 namespace varkel::test {
 
@@ -24,11 +27,12 @@ T runTask(Task<T> task) {
     return result.get_future().get();
 }
 
-/// What a handler answers a request with this body.
-inline HTTPResponse answerOf(Task<HTTPResponse> (*handler)(HTTPRequest), const std::string& body) {
+/// What the agent's endpoint at `path` answers a request with this body, where nobody is asked for consent.
+inline HTTPResponse answerOf(std::string_view path, const std::string& body) {
+    const auto all = endpoints(std::nullopt);
     HTTPRequest request;
     request.body = body;
-    return runTask(handler(std::move(request)));
+    return runTask(std::ranges::find(all, path, &Endpoint::path)->handler(std::move(request)));
 }
 
 /// A header of a response; empty when it has none.

@@ -144,7 +144,7 @@ TEST(VisualFind, ScoresBarcodesByTheirPayloads) {
 }
 
 HTTPResponse post(const std::string& body) {
-    return test::answerOf(performVisualFind, body);
+    return test::answerOf("/visual/find", body);
 }
 
 TEST(VisualFind, RanksTheBestFirstAndKeepsTheOrderOfEquals) {

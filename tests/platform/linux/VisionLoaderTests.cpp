@@ -18,11 +18,10 @@ TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadPicture) {
     const auto why = [](const std::string& error) {
         return R"(500 {"error":")" + error + R"(","message":"the recognition module could not be loaded"})";
     };
-    HTTPRequest request;
-    request.body = R"({"imageBase64":"aW1n","query":"x"})";
-    EXPECT_EQ(test::statusAndBody(test::runTask(performOCR(request))), why("ocr_failed"));
-    EXPECT_EQ(test::statusAndBody(test::runTask(performVisualFind(request))), why("visual_find_failed"));
-    EXPECT_EQ(test::statusAndBody(test::runTask(treeAndOCR(request))), why("internal_error"));
+    const std::string body = R"({"imageBase64":"aW1n","query":"x"})";
+    EXPECT_EQ(test::statusAndBody(test::answerOf("/ocr", body)), why("ocr_failed"));
+    EXPECT_EQ(test::statusAndBody(test::answerOf("/visual/find", body)), why("visual_find_failed"));
+    EXPECT_EQ(test::statusAndBody(test::answerOf("/ax/tree_and_ocr", body)), why("internal_error"));
 }
 
 }  // namespace
