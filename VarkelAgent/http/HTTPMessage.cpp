@@ -9,6 +9,11 @@ const std::string* HTTPRequest::header(std::string_view name) const {
     return found == headers.end() ? nullptr : &found->second;
 }
 
+const std::string* HTTPResponse::header(std::string_view name) const {
+    const auto found = std::ranges::find(headers, name, &HTTPHeaders::value_type::first);
+    return found == headers.end() ? nullptr : &found->second;
+}
+
 void HTTPResponse::setHeader(std::string_view name, std::string_view value) {
     const auto found = std::ranges::find(headers, name, &HTTPHeaders::value_type::first);
     if (found != headers.end()) {

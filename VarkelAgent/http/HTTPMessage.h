@@ -47,6 +47,9 @@ struct HTTPResponse {
     HTTPHeaders headers;
     SharedBody body;
 
+    /// The value of the header of this exact name, or null.
+    const std::string* header(std::string_view name) const;
+
     /// Replaces the header of this exact name, or adds it at the end.
     void setHeader(std::string_view name, std::string_view value);
 };

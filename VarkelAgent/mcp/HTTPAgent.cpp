@@ -1,76 +1,48 @@
 #include <algorithm>
-#include <boost/asio/ip/address_v4.hpp>
-#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/core/tcp_stream.hpp>
-#include <boost/beast/http/read.hpp>
-#include <boost/beast/http/string_body.hpp>
-#include <boost/beast/http/write.hpp>
 #include <boost/json/serialize.hpp>
+#include <boost/system/system_error.hpp>
 #include <utility>
 
+#include "client/HTTPClient.h"
 #include "mcp/Agent.h"
 #include "mcp/Text.h"
 
 namespace varkel::mcp {
 
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = boost::beast::http;
-
 namespace {
 
-constexpr std::uint64_t largestAnswer = 64 * 1024 * 1024;
-
-http::request<http::string_body> messageOf(AgentRequest& request, std::uint16_t port,
-                                           const std::string& token) {
-    http::request<http::string_body> message;
-    message.version(11);
-    message.method(request.body ? http::verb::post : http::verb::get);
-    message.target(request.path);
-    message.set(http::field::host, concat("127.0.0.1:", port));
-    message.set(http::field::connection, "close");
-    message.set("x-varkel-token", token);
+HTTPRequest messageOf(AgentRequest& request, const std::string& token) {
+    HTTPRequest message;
+    message.method = request.body ? "POST" : "GET";
+    message.path = std::move(request.path);
+    message.headers.emplace("x-varkel-token", token);
     if (request.body) {
-        message.set(http::field::content_type, "application/json");
-        message.body() = boost::json::serialize(*request.body);
+        message.headers.emplace("content-type", "application/json");
+        message.body = boost::json::serialize(*request.body);
         request.body.reset();
     }
-    message.prepare_payload();
     return message;
-}
-
-Task<http::response<http::string_body>> readResponse(beast::tcp_stream& stream) {
-    beast::flat_buffer buffer;
-    while (true) {
-        http::response_parser<http::string_body> parser;
-        parser.body_limit(largestAnswer);
-        co_await http::async_read(stream, buffer, parser, asio::use_awaitable);
-        // Interim replies announce another one.
-        if (parser.get().result_int() >= 200) co_return parser.release();
-    }
 }
 
 std::string describeFailure(const boost::system::system_error& error, std::uint16_t port) {
     const std::string agent = concat("The agent on 127.0.0.1:", port);
-    const auto code = error.code();
-    if (code == asio::error::connection_refused) {
+    const auto reason = classify(error.code());
+    if (reason == ExchangeFailure::refused) {
         return agent +
                " is not running. It is started with `varkel-agent install`, which also makes it start at "
                "every login; then call this tool again.";
     }
-    if (code == beast::error::timeout) {
+    if (reason == ExchangeFailure::timedOut) {
         return agent +
                " did not answer in time. It may be waiting for an application that hangs: what was asked "
                "may or may not have been done, so look first.";
     }
-    if (code == http::error::body_limit) {
+    if (reason == ExchangeFailure::tooLong) {
         return agent +
                " answered with more than can be taken: ask for less, with find and a narrower filter.";
     }
-    return agent + " did not answer properly (" + code.message() +
+    return agent + " did not answer properly (" + error.code().message() +
            "): look whether what was asked has been done before trying again.";
 }
 
@@ -109,19 +81,14 @@ Task<AgentAnswer> HTTPAgent::request(AgentRequest request, Call& call) {
 
 Task<AgentAnswer> HTTPAgent::exchange(AgentRequest request, Call& call) {
     const auto limit = request.limit;
-    const auto message = messageOf(request, port_, token());
-    beast::tcp_stream stream(co_await asio::this_coro::executor);
-    const Call::Interruptible interruptible(call, [&stream] { stream.close(); });
-    // Holds for all that follows: an answer that trickles in does not move it.
-    if (limit) stream.expires_after(*limit);
-    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port_);
-    co_await stream.async_connect(endpoint, asio::use_awaitable);
-    co_await http::async_write(stream, message, asio::use_awaitable);
-
-    auto response = co_await readResponse(stream);
+    const auto message = messageOf(request, token());
+    HTTPClient client(co_await boost::asio::this_coro::executor, port_);
+    const Call::Interruptible interruptible(call, [&client] { client.close(); });
+    const HTTPResponse response = co_await client.send(message, limit);
     call.throwIfCancelled();
-    co_return AgentAnswer{response.result_int(), std::move(response.body()),
-                          response["X-Varkel-Cache"] != "HIT"};
+    const std::string* cache = response.header("x-varkel-cache");
+    const bool cached = cache != nullptr && *cache == "HIT";
+    co_return AgentAnswer{static_cast<unsigned>(response.status), *response.body, !cached};
 }
 
 }  // namespace varkel::mcp

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "base/BlockingPool.h"
+#include "client/Picture.h"
 #include "mcp/Failures.h"
-#include "mcp/Picture.h"
 #include "mcp/Text.h"
 #include "mcp/Tools.h"
 

@@ -6,7 +6,7 @@
 
 #include "platform/Screen.h"
 
-namespace varkel::mcp {
+namespace varkel {
 
 /// The picture with at most this many pixels in a row, each the mean of those that it stands for. Any thread,
 /// like all of these.
@@ -17,4 +17,4 @@ std::string encodePNG(const ScreenPicture& picture);
 
 std::string encodeBase64(std::string_view bytes);
 
-}  // namespace varkel::mcp
+}  // namespace varkel

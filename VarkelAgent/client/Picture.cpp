@@ -1,4 +1,4 @@
-#include "mcp/Picture.h"
+#include "client/Picture.h"
 
 #include <png.h>
 
@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <stdexcept>
 
-namespace varkel::mcp {
+namespace varkel {
 
 ScreenPicture scaledDown(ScreenPicture picture, int maxWidth) {
     const auto width = static_cast<std::size_t>(picture.area.width);
@@ -69,4 +69,4 @@ std::string encodeBase64(std::string_view bytes) {
     return text;
 }
 
-}  // namespace varkel::mcp
+}  // namespace varkel
