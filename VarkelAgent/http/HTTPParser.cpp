@@ -80,6 +80,9 @@ std::optional<HTTPRequest> readStrangersHead(std::string_view head, const Caller
         for (const char* name : {"connection", "content-length"}) {
             if (equalsIgnoringCase(line->name, name)) request.headers[name] = line->value;
         }
+        for (const std::string& name : check.keptHeaders) {
+            if (equalsIgnoringCase(line->name, name)) request.headers[name] = line->value;
+        }
     }
     if (shown && check.isTrusted(*shown)) return std::nullopt;
     return request;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "http/HTTPMessage.h"
 
@@ -15,13 +16,17 @@ struct CallerCheck {
     /// In lower case.
     std::string header;
     std::function<bool(std::string_view value)> isTrusted;
+    /// In lower case: further headers that are kept of requests whose callers have not passed, because their
+    /// answers need them.
+    std::vector<std::string> keptHeaders = {};
 };
 
 /// The bytes of one connection that are not yet part of a returned request, and what is known about them:
 /// how far the end of a head was searched for, and the request whose body is on its way. A body is received
 /// into the request that it belongs to, so it is held once; memory grows with what has arrived, not with what
 /// was announced. Until the caller has passed the check, nothing is kept of a request but what an answer
-/// needs: the start of the request line and the connection header. Not for use from several threads at once.
+/// needs: the start of the request line, the connection header and those that the check names. Not for use
+/// from several threads at once.
 class ReceiveBuffer {
   public:
     /// Without a check every caller is known. The check must outlive the buffer.

@@ -203,9 +203,10 @@ TEST(HTTPParser, HoldsALargeBodyOnce) {
 }
 
 TEST(HTTPParser, KeepsLittleOfAStrangersRequests) {
-    const CallerCheck check{"keep", [](std::string_view value) { return value == "1"; }};
+    const CallerCheck check{"keep", [](std::string_view value) { return value == "1"; }, {"wanted"}};
     ReceiveBuffer buffer(&check);
-    buffer.append("P /1\r\nConnection: close\r\nother: x\r\nContent-Length: 5\r\n\r\nab");
+    buffer.append("P /1\r\nConnection: close\r\nother: x\r\nWanted: " + std::string(1000, 'w') +
+                  "\r\nContent-Length: 5\r\n\r\nab");
     EXPECT_FALSE(parseRequest(buffer));
     buffer.append("cde");
     const auto stranger = parseRequest(buffer);
@@ -214,6 +215,8 @@ TEST(HTTPParser, KeepsLittleOfAStrangersRequests) {
     EXPECT_EQ(stranger->body, "");
     EXPECT_EQ(*stranger->header("connection"), "close");
     EXPECT_FALSE(stranger->header("other"));
+    EXPECT_EQ(stranger->header("wanted")->substr(0, 9), "wwwwwwwww");
+    EXPECT_LT(stranger->header("wanted")->size(), 1000U);
 
     const std::string longPath(1000, 'p');
     buffer.append("GET /" + longPath + " x\r\nkeep: 1\r\nkeep: 2\r\n\r\n");
