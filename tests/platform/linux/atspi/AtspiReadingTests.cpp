@@ -47,8 +47,6 @@ struct Objects {
 
 class Reading : public testing::Test {
   protected:
-    static void SetUpTestSuite() { ScriptedBus::enterEnvironment(); }
-
     /// Reads the whole tree of `objects`, and gives the paths in order.
     std::vector<std::string> read(const Objects& objects) {
         ScriptedBus bus([&](const ScriptedCall& call) { return answer(objects, call); });
@@ -269,7 +267,6 @@ TEST(SettingAText, CountsOnlyWhenItHasBeenSeenThere) {
     using enum AtspiSession::Act;
     const ScriptedReply no = ScriptedReply::answer("b", WireWriter().u32(0));
     const ScriptedReply hangUp{ScriptedReply::Kind::hangUp, "", "", false};
-    ScriptedBus::enterEnvironment();
     const FieldCase cases[] = {
         {.name = "taken"},
         {.name = "taken after a while", .readsUntilShown = 5},

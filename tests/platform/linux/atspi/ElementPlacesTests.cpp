@@ -62,7 +62,6 @@ ScriptedReply answer(const Scene& scene, const ScriptedCall& call) {
 
 /// The top left corners of the elements below the window that have a place, as "PATH X,Y", in order.
 std::vector<std::string> corners(const Scene& scene) {
-    ScriptedBus::enterEnvironment();
     ScriptedBus bus([&](const ScriptedCall& call) { return answer(scene, call); });
     AtspiBus atspi;
     AtspiSession session(atspi, ::getpid());

@@ -12,11 +12,6 @@
 namespace varkel {
 namespace {
 
-const bool entered = [] {
-    ScriptedBus::enterEnvironment();
-    return true;
-}();
-
 using List = std::vector<std::pair<std::string, std::string>>;
 
 ScriptedReply children(const List& list) {

@@ -290,10 +290,12 @@ TEST(ChildProcess, InheritsNoDescriptorAndNoSignalState) {
 TEST(ChildProcess, RaisesNoSIGPIPEInThisProcessAndLeavesTheMaskAsItWas) {
     sigset_t before;
     sigset_t after;
+    auto* const disposition = std::signal(SIGPIPE, SIG_DFL);
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
     auto command = shell("exec <&-; sleep 0.05");
     command.input = std::string(1'000'000, 'x');
     runChild(std::move(command));
+    std::signal(SIGPIPE, disposition);
     pthread_sigmask(SIG_SETMASK, nullptr, &after);
     EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
     sigset_t pending;
