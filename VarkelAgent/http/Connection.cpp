@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/UnicodeText.h"
+#include "http/HTTPSerializer.h"
 
 namespace varkel {
 
@@ -17,13 +18,14 @@ namespace asio = boost::asio;
 namespace {
 
 // How often a connection that always has more to read does so before the thread's other connections get
-// their turn: about a megabyte. What strangers send is read off in smaller turns.
+// their turn: about a megabyte. Unauthenticated connections
+// have smaller turns.
 constexpr int maxReadsInTurn = 16;
-constexpr int maxReadsOfStranger = 1;
+constexpr int maxReadsUnauthenticated = 1;
 
-// The same for the requests that one read has brought.
+// How many of the requests that one read has brought are answered before that.
 constexpr int maxAnswersInTurn = 64;
-constexpr int maxAnswersToStranger = 8;
+constexpr int maxAnswersUnauthenticated = 8;
 
 bool asksForClose(const HTTPRequest& request) {
     const std::string* connection = request.header("connection");
@@ -43,17 +45,17 @@ void Connection::Outgoing::advance(std::size_t count) {
 }
 
 Connection::Connection(asio::io_context& context, Peer peer, RequestServer& server, std::span<char> scratch,
-                       Strangers* strangers)
+                       UnauthenticatedConnections* unauthenticated)
     : socket_(context),
       server_(server),
       scratch_(scratch),
-      buffer_(std::move(peer.received)),
+      parser_(std::move(peer.parser)),
       firstRequest_(std::move(peer.request)) {
     socket_.assign(asio::ip::tcp::v4(), peer.socket.get());
     peer.socket.release();
     socket_.non_blocking(true);
     socket_.set_option(asio::ip::tcp::no_delay(true));
-    if (strangers != nullptr) stranger_.emplace(*strangers, [this] { makeRoom(); });
+    if (unauthenticated != nullptr) slot_.emplace(*unauthenticated, [this] { makeRoom(); });
 }
 
 void Connection::close() {
@@ -62,11 +64,11 @@ void Connection::close() {
     socket_.close(ignored);
 }
 
-/// Ends the connection of a stranger. Its task may have to wait for its turn behind others, who need the
+/// Ends an unauthenticated connection. Its task may have to wait for its turn behind others, which need the
 /// memory now.
 void Connection::makeRoom() {
     close();
-    buffer_.forget();
+    parser_.clear();
 }
 
 bool Connection::hasGone() {
@@ -78,15 +80,15 @@ bool Connection::hasGone() {
 }
 
 Task<void> Connection::serve() {
-    const int maxReads = stranger_ ? maxReadsOfStranger : maxReadsInTurn;
-    const int maxAnswers = stranger_ ? maxAnswersToStranger : maxAnswersInTurn;
+    const int maxReads = slot_ ? maxReadsUnauthenticated : maxReadsInTurn;
+    const int maxAnswers = slot_ ? maxAnswersUnauthenticated : maxAnswersInTurn;
     int reads = 0;
     int answers = 0;
     bool mayHaveMore = false;
     while (true) {
         while (auto request = takeRequest()) {
-            if (isIntroduced()) {
-                passOn(std::move(request));
+            if (mustBeHandedOff()) {
+                handOff(std::move(request));
                 co_return;
             }
             const bool isLast = asksForClose(*request);
@@ -103,8 +105,8 @@ Task<void> Connection::serve() {
             }
         }
         // Also by the head of a request whose body is on its way.
-        if (isIntroduced()) {
-            passOn(std::nullopt);
+        if (mustBeHandedOff()) {
+            handOff(std::nullopt);
             co_return;
         }
         mayHoldWhatItHas();
@@ -129,37 +131,40 @@ Task<void> Connection::serve() {
             mayHaveMore = count == small_.size();
             reads = answers = 0;
         }
-        buffer_.append(received);
+        parser_.append(received);
         // Before the answers: a caller that does not take them makes this hold the rest.
         if (!mayHoldWhatItHas()) co_return;
     }
 }
 
-/// Whether a stranger has shown the token.
-bool Connection::isIntroduced() const {
-    return stranger_ && buffer_.knowsCaller();
-}
-
-/// Tells the other strangers what this connection holds. False when that is too much.
+/// Tells the other unauthenticated connections what this one holds. False when that is too much.
 bool Connection::mayHoldWhatItHas() {
-    return !stranger_ || stranger_->hold(buffer_.capacity());
+    return !slot_ || slot_->hold(parser_.capacity());
 }
 
 std::optional<HTTPRequest> Connection::takeRequest() {
     if (firstRequest_) return std::exchange(firstRequest_, std::nullopt);
-    return parseRequest(buffer_);
+    if (const auto head = parser_.head()) {
+        const bool authenticated = server_.isAuthenticated(*head);
+        authenticated_ = authenticated_ || authenticated;
+        const bool isLimited = slot_ && !authenticated_;
+        HTTPRequest& request =
+            parser_.beginRequest(isLimited ? server_.unauthenticatedLimits() : RequestLimits());
+        request.authenticated = authenticated;
+    }
+    return parser_.takeRequest();
 }
 
 /// Whether a client that has the right to waits to be told to go on with its body.
 bool Connection::mustInviteBody() {
-    const HTTPRequest* waiting = buffer_.takeExpectation();
-    return waiting != nullptr && server_.wantsBody(*waiting);
+    const HTTPRequest* waiting = parser_.takeExpectation();
+    return waiting != nullptr && waiting->authenticated;
 }
 
 /// Hands the peer over to the server, with the `request` that is not answered yet, if it is complete, and all
 /// that follows it.
-void Connection::passOn(std::optional<HTTPRequest> request) {
-    server_.welcome({FileDescriptor(socket_.release()), std::move(buffer_), std::move(request)});
+void Connection::handOff(std::optional<HTTPRequest> request) {
+    server_.handOff({FileDescriptor(socket_.release()), std::move(parser_), std::move(request)});
 }
 
 /// What has already arrived, or nothing. The bytes are good until the next suspension: the space is shared.

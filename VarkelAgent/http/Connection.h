@@ -13,15 +13,15 @@
 #include "base/Task.h"
 #include "http/HTTPMessage.h"
 #include "http/HTTPParser.h"
-#include "http/Strangers.h"
+#include "http/UnauthenticatedConnections.h"
 
 namespace varkel {
 
 /// A connected program: its socket, and what was received from it and has not been answered.
 struct Peer {
     FileDescriptor socket;
-    ReceiveBuffer received;
-    /// Complete; it came before what is in the buffer.
+    HTTPParser parser;
+    /// Complete; it came before what is in the parser.
     std::optional<HTTPRequest> request;
 };
 
@@ -34,11 +34,14 @@ class RequestServer {
     /// connection.
     virtual std::string_view preparedAnswer(const HTTPRequest& request) const = 0;
 
-    /// Whether the body of a request with this head is worth sending.
-    virtual bool wantsBody(const HTTPRequest& head) const = 0;
+    /// Whether a request with this head carries the credentials. Asked once for each request.
+    virtual bool isAuthenticated(std::string_view head) const = 0;
 
-    /// Takes over a peer whose caller has shown the token. For the thread that serves the strangers.
-    virtual void welcome(Peer peer) = 0;
+    /// What is kept of the requests of a connection that has not authenticated.
+    virtual RequestLimits unauthenticatedLimits() const = 0;
+
+    /// Takes over a peer that has authenticated. Called on the thread of the unauthenticated connections.
+    virtual void handOff(Peer peer) = 0;
 
     /// The answer to a request.
     virtual Task<HTTPResponse> dispatch(HTTPRequest request) = 0;
@@ -48,13 +51,13 @@ class RequestServer {
 /// request it owns a few KiB and no timer.
 class Connection : private RequestClient {
   public:
-    /// `scratch` is the thread's receive space, shared by its connections. With `strangers` the caller is one
-    /// of them. Raises when the socket is of no use.
+    /// `scratch` is the thread's receive space, shared by its connections. With `unauthenticated` the
+    /// connection is one of them until it has authenticated. Throws when the socket is of no use.
     Connection(boost::asio::io_context& context, Peer peer, RequestServer& server, std::span<char> scratch,
-               Strangers* strangers);
+               UnauthenticatedConnections* unauthenticated);
 
-    /// Serves until the peer finishes, an error occurs or a request asks for it, or until a stranger has
-    /// shown the token and the server has taken the peer over; raises on an invalid head. The connection must
+    /// Serves until the peer finishes, an error occurs or a request asks for it, or until the connection has
+    /// authenticated and the server has taken the peer over; throws on an invalid head. The connection must
     /// outlive the returned task.
     Task<void> serve();
 
@@ -75,11 +78,11 @@ class Connection : private RequestClient {
     bool hasGone() override;
     void makeRoom();
     std::string_view receiveNow();
-    bool isIntroduced() const;
+    bool mustBeHandedOff() const { return slot_ && authenticated_; }
     bool mayHoldWhatItHas();
     std::optional<HTTPRequest> takeRequest();
     bool mustInviteBody();
-    void passOn(std::optional<HTTPRequest> request);
+    void handOff(std::optional<HTTPRequest> request);
     Task<void> answer(HTTPRequest request);
     void sendNow(Outgoing& outgoing);
     Task<void> sendRest(Outgoing outgoing);
@@ -89,9 +92,11 @@ class Connection : private RequestClient {
     boost::asio::ip::tcp::socket socket_;
     RequestServer& server_;
     std::span<char> scratch_;
-    std::optional<Strangers::Place> stranger_;
-    ReceiveBuffer buffer_;
+    std::optional<UnauthenticatedConnections::Slot> slot_;
+    HTTPParser parser_;
     std::optional<HTTPRequest> firstRequest_;
+    /// Whether a request of this connection was authenticated.
+    bool authenticated_ = false;
     boost::system::error_code sendError_;
     /// Holds any usual request, so that no more than one call is needed to receive it.
     std::array<char, 2'048> small_;

@@ -28,6 +28,8 @@ struct HTTPRequest {
     /// Names lower-cased and trimmed, values trimmed; one value per name.
     std::map<std::string, std::string, std::less<>> headers;
     std::string body;
+    /// Whether it came with the credentials that the server asks for.
+    bool authenticated = false;
     /// Null, or there until the request has been answered.
     RequestClient* client = nullptr;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 #include "base/UnicodeText.h"
 
@@ -58,52 +59,32 @@ std::optional<HeaderLine> takeHeader(std::string_view& rest) {
     return std::nullopt;
 }
 
-/// All of a head.
-HTTPRequest readWholeHead(std::string_view head) {
-    HTTPRequest request;
-    readRequestLine(request, takePiece(head, lineEnd));
-    while (const auto line = takeHeader(head)) {
-        request.headers.insert_or_assign(lowerCased(line->name), std::string(line->value));
-    }
-    return request;
+bool isKept(std::string_view name, const RequestLimits& limits) {
+    if (limits.headers == nullptr) return true;
+    const auto isName = [&](std::string_view wanted) { return equalsIgnoringCase(name, wanted); };
+    constexpr std::array<std::string_view, 2> framing{"connection", "content-length"};
+    return std::ranges::any_of(framing, isName) || std::ranges::any_of(*limits.headers, isName);
 }
 
-/// What is kept of a stranger's head: it may be a mebibyte long, take many times that in memory, and wait for
-/// a body that never comes. Nothing when the caller is no stranger.
-std::optional<HTTPRequest> readStrangersHead(std::string_view head, const CallerCheck& check) {
+HTTPRequest readHead(std::string_view head, const RequestLimits& limits) {
     HTTPRequest request;
     readRequestLine(request, takePiece(head, lineEnd));
-    std::optional<std::string_view> shown;
+    // Assigned anew, so that what is cut off holds no memory.
+    request.method = request.method.substr(0, limits.textLength);
+    request.path = request.path.substr(0, limits.textLength);
     while (const auto line = takeHeader(head)) {
-        // Of several the last one counts, as in a request that is read whole.
-        if (equalsIgnoringCase(line->name, check.header)) shown = line->value;
-        for (const char* name : {"connection", "content-length"}) {
-            if (equalsIgnoringCase(line->name, name)) request.headers[name] = line->value;
-        }
-        for (const std::string& name : check.keptHeaders) {
-            if (equalsIgnoringCase(line->name, name)) request.headers[name] = line->value;
-        }
+        if (!isKept(line->name, limits)) continue;
+        request.headers.insert_or_assign(lowerCased(line->name),
+                                         std::string(line->value.substr(0, limits.textLength)));
     }
-    if (shown && check.isTrusted(*shown)) return std::nullopt;
     return request;
-}
-
-/// Cuts what a stranger has written longer than anything that is of use.
-void shorten(HTTPRequest& request) {
-    constexpr std::size_t longestOfUse = 256;
-    for (std::string* text : {&request.method, &request.path}) {
-        if (text->size() > longestOfUse) *text = text->substr(0, longestOfUse);
-    }
-    for (auto& [name, value] : request.headers) {
-        if (value.size() > longestOfUse) value = value.substr(0, longestOfUse);
-    }
 }
 
 /// A value that is no integer counts as no body. A length that cannot be meant ends the connection: taking it
 /// for 0 would have the body read as requests.
-std::uint64_t bodyLength(const HTTPRequest& request) {
-    const std::string* value = request.header("content-length");
-    if (value == nullptr) return 0;
+std::uint64_t bodyLength(std::string_view head) {
+    const auto value = headerValue(head, "content-length");
+    if (!value) return 0;
     std::string_view digits = *value;
     const bool negative = digits.starts_with('-');
     if (negative || digits.starts_with('+')) digits.remove_prefix(1);
@@ -118,7 +99,16 @@ std::uint64_t bodyLength(const HTTPRequest& request) {
 
 }  // namespace
 
-void ReceiveBuffer::append(std::string_view received) {
+std::optional<std::string_view> headerValue(std::string_view head, std::string_view name) {
+    takePiece(head, lineEnd);
+    std::optional<std::string_view> value;
+    while (const auto line = takeHeader(head)) {
+        if (equalsIgnoringCase(line->name, name)) value = line->value;
+    }
+    return value;
+}
+
+void HTTPParser::append(std::string_view received) {
     received.remove_prefix(receiveBody(received));
     if (received.empty()) return;
     if (start_ > 0) {
@@ -131,7 +121,7 @@ void ReceiveBuffer::append(std::string_view received) {
 
 /// Doubles the capacity as a string does by itself, but not to twice the longest head: many of them may be
 /// held at once.
-void ReceiveBuffer::makeRoom(std::size_t size) {
+void HTTPParser::makeRoom(std::size_t size) {
     constexpr std::size_t longestHeadAndMore = largestHead + 65'536;
     if (size <= bytes_.capacity() || size > longestHeadAndMore) return;
     // A string that has none yet takes the capacity that it is told.
@@ -141,60 +131,69 @@ void ReceiveBuffer::makeRoom(std::size_t size) {
     bytes_.swap(grown);
 }
 
-void ReceiveBuffer::forget() {
+void HTTPParser::clear() {
     std::string().swap(bytes_);
     start_ = 0;
     searched_ = 0;
+    headLength_.reset();
 }
 
-std::optional<std::string_view> ReceiveBuffer::findHead() {
+std::optional<std::string_view> HTTPParser::head() {
+    if (request_) return std::nullopt;
     const std::string_view all = bytes();
+    if (headLength_) return all.substr(0, *headLength_);
     const std::size_t end = all.find(headEnd, searched_);
-    const bool found = end != std::string_view::npos;
-    examined_ += (found ? end + headEnd.size() : all.size()) - std::min(searched_, all.size());
-    if (found) return all.substr(0, end);
+    if (end != std::string_view::npos) {
+        if (!isValidUTF8(all.substr(0, end))) failInvalid();
+        headLength_ = end;
+        return all.substr(0, end);
+    }
     // The last three bytes may be the start of an end.
     searched_ = std::max(searched_, all.size() - std::min(all.size(), headEnd.size() - 1));
     if (all.size() > largestHead) failInvalid();
     return std::nullopt;
 }
 
-HTTPRequest ReceiveBuffer::readHead(std::string_view head) {
-    if (!knowsCaller()) {
-        if (auto strangers = readStrangersHead(head, *check_)) return *std::move(strangers);
-        check_ = nullptr;
-    }
-    return readWholeHead(head);
+HTTPRequest& HTTPParser::beginRequest(const RequestLimits& limits) {
+    const std::string_view head = bytes().substr(0, headLength_.value());
+    HTTPRequest request = readHead(head, limits);
+    missing_ = bodyLength(head);
+    keepsBody_ = limits.keepsBody;
+    const std::string* expectation = request.header("expect");
+    expectsContinue_ =
+        missing_ > 0 && expectation != nullptr && equalsIgnoringCase(*expectation, "100-continue");
+    consume(head.size() + headEnd.size());
+    request_ = std::move(request);
+    consume(receiveBody(bytes()));
+    return *request_;
 }
 
-void ReceiveBuffer::consume(std::size_t count) {
+std::optional<HTTPRequest> HTTPParser::takeRequest() {
+    if (missing_ > 0) return std::nullopt;
+    return std::exchange(request_, std::nullopt);
+}
+
+const HTTPRequest* HTTPParser::takeExpectation() {
+    return std::exchange(expectsContinue_, false) ? &*request_ : nullptr;
+}
+
+void HTTPParser::consume(std::size_t count) {
     start_ += count;
     searched_ = 0;
+    headLength_.reset();
     if (start_ < bytes_.size()) return;
     start_ = 0;
     bytes_.clear();
     if (bytes_.capacity() > keptCapacity) std::string().swap(bytes_);
 }
 
-void ReceiveBuffer::expectBody(HTTPRequest head, std::uint64_t length) {
-    partial_ = std::move(head);
-    missing_ = length;
-    const std::string* expectation = partial_->header("expect");
-    expectsContinue_ = expectation != nullptr && equalsIgnoringCase(*expectation, "100-continue");
-    consume(receiveBody(bytes()));
-}
-
-const HTTPRequest* ReceiveBuffer::takeExpectation() {
-    return std::exchange(expectsContinue_, false) ? &*partial_ : nullptr;
-}
-
 /// Gives the awaited body what belongs to it and returns how much that was.
-std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
+std::size_t HTTPParser::receiveBody(std::string_view received) {
     const auto count = static_cast<std::size_t>(std::min<std::uint64_t>(missing_, received.size()));
     if (count == 0) return 0;
     expectsContinue_ = false;
-    if (knowsCaller()) {
-        std::string& body = partial_->body;
+    if (keepsBody_) {
+        std::string& body = request_->body;
         if (body.capacity() - body.size() < count) {
             const std::uint64_t ahead = std::max((body.size() + count) * bodyGrowth, smallestBodyReserve);
             body.reserve(static_cast<std::size_t>(std::min(ahead, body.size() + missing_)));
@@ -205,66 +204,9 @@ std::size_t ReceiveBuffer::receiveBody(std::string_view received) {
     return count;
 }
 
-std::optional<HTTPRequest> parseRequest(ReceiveBuffer& buffer) {
-    if (!buffer.partial_) {
-        const auto head = buffer.findHead();
-        if (!head) return std::nullopt;
-        if (!isValidUTF8(*head)) failInvalid();
-        HTTPRequest request = buffer.readHead(*head);
-        const std::uint64_t length = bodyLength(request);
-        if (!buffer.knowsCaller()) shorten(request);
-        buffer.consume(head->size() + headEnd.size());
-        if (length == 0) return request;
-        buffer.expectBody(std::move(request), length);
-    }
-    if (buffer.missing_ > 0) return std::nullopt;
-    return std::exchange(buffer.partial_, std::nullopt);
-}
-
-std::string serializeHead(const HTTPResponse& response) {
-    std::string head = "HTTP/1.1 " + std::to_string(response.status) + ' ' + statusText(response.status);
-    head += lineEnd;
-    bool hasConnection = false;
-    bool hasLength = false;
-    for (const auto& [name, value] : response.headers) {
-        head.append(name).append(": ").append(value).append(lineEnd);
-        hasConnection = hasConnection || equalsIgnoringCase(name, "connection");
-        hasLength = hasLength || equalsIgnoringCase(name, "content-length");
-    }
-    if (!hasConnection) head.append("Connection: keep-alive").append(lineEnd);
-    if (!hasLength) {
-        const std::size_t length = response.body ? response.body->size() : 0;
-        head.append("Content-Length: ").append(std::to_string(length)).append(lineEnd);
-    }
-    head += lineEnd;
-    return head;
-}
-
-std::string serializeResponse(const HTTPResponse& response) {
-    std::string bytes = serializeHead(response);
-    if (response.body) bytes += *response.body;
-    return bytes;
-}
-
-const char* statusText(int status) {
-    switch (status) {
-        case 200:
-            return "OK";
-        case 201:
-            return "Created";
-        case 400:
-            return "Bad Request";
-        case 401:
-            return "Unauthorized";
-        case 404:
-            return "Not Found";
-        case 405:
-            return "Method Not Allowed";
-        case 500:
-            return "Internal Server Error";
-        default:
-            return "Unknown";
-    }
+std::optional<HTTPRequest> parseRequest(HTTPParser& parser, const RequestLimits& limits) {
+    if (parser.head()) parser.beginRequest(limits);
+    return parser.takeRequest();
 }
 
 }  // namespace varkel

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "http/FailureTable.h"
+#include "http/HTTPSerializer.h"
 #include "http/JSONResponse.h"
 
 namespace varkel {
@@ -26,14 +27,14 @@ namespace {
 constexpr unsigned maxIOThreads = 2;
 constexpr const char* tokenHeader = "x-varkel-token";
 
-// Connections whose callers have not shown the token: far more than honest callers have open at a time.
-constexpr std::size_t maxStrangers = 4'096;
+// Far more than honest callers have open at a time.
+constexpr std::size_t maxUnauthenticated = 4'096;
 
-/// The same where there are fewer descriptors. Three quarters of them are for callers with the token.
-std::size_t strangersAllowed() {
+/// How many unauthenticated connections there may be. Three quarters of the descriptors are for the others.
+std::size_t unauthenticatedAllowed() {
     rlimit limit{};
-    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return maxStrangers;
-    return std::clamp<std::size_t>(limit.rlim_cur / 4, 1, maxStrangers);
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return maxUnauthenticated;
+    return std::clamp<std::size_t>(limit.rlim_cur / 4, 1, maxUnauthenticated);
 }
 
 void print(const std::string& line) {
@@ -51,15 +52,13 @@ HTTPServer::HTTPServer(std::uint16_t port, std::string token)
     : port_(port),
       token_(std::move(token)),
       healthAnswer_(serializeResponse(healthResponse())),
-      // Callers without the token cannot make the agent hold more than a head.
-      callerCheck_{tokenHeader, [this](std::string_view value) { return isToken(value); }},
-      strangers_(strangersAllowed()) {}
+      unauthenticated_(unauthenticatedAllowed()) {}
 
 // Raises only without memory, and then the process may as well end.
 HTTPServer::~HTTPServer() {  // NOLINT(bugprone-exception-escape)
     endListener();
     // First, for it hands over to the others.
-    if (reception_) reception_->finish();
+    if (acceptThread_) acceptThread_->finish();
     for (IOThread& thread : threads_) thread.finish();
 }
 
@@ -73,13 +72,21 @@ std::vector<std::string> HTTPServer::registeredRoutes() const {
     return names;
 }
 
-bool HTTPServer::verifyToken(const HTTPRequest& request) const {
-    const std::string* given = request.header(tokenHeader);
-    return given != nullptr && isToken(*given);
+bool HTTPServer::verifyToken(std::string_view value) const {
+    return value.size() == token_.size() && CRYPTO_memcmp(value.data(), token_.data(), token_.size()) == 0;
 }
 
-bool HTTPServer::isToken(std::string_view text) const {
-    return text.size() == token_.size() && CRYPTO_memcmp(text.data(), token_.data(), token_.size()) == 0;
+bool HTTPServer::isAuthenticated(std::string_view head) const {
+    const auto value = headerValue(head, tokenHeader);
+    return value && verifyToken(*value);
+}
+
+/// A head may be a mebibyte long, take many times that in memory, and wait for a body that never comes: no
+/// more is kept of one without the token than its answer needs.
+RequestLimits HTTPServer::unauthenticatedLimits() const {
+    static const std::vector<std::string> none;
+    constexpr std::size_t longestOfUse = 256;
+    return {&none, longestOfUse, false};
 }
 
 Task<void> HTTPServer::start() {
@@ -90,7 +97,7 @@ Task<void> HTTPServer::start() {
         stateChange_ = stateChange;
     }
     startThreads();
-    listener_.emplace(reception_->context());
+    listener_.emplace(acceptThread_->context());
     listen();
     // cancel() acts on this executor, so it cannot fall between the test and the wait.
     const auto isCancelled = [this] {
@@ -112,7 +119,7 @@ void HTTPServer::startThreads() {
     nextThread_ = threads_.begin();
     // It has little to do, so it gets a processor soon when all are taken: a health check does not wait
     // for what others have asked for.
-    reception_.emplace(static_cast<RequestServer&>(*this), &strangers_);
+    acceptThread_.emplace(static_cast<RequestServer&>(*this), &unauthenticated_);
 }
 
 void HTTPServer::listen() {
@@ -127,12 +134,12 @@ void HTTPServer::listen() {
 
 void HTTPServer::serveConnections() {
     auto adopt = [this](FileDescriptor socket) {
-        reception_->adopt({std::move(socket), ReceiveBuffer(&callerCheck_), std::nullopt});
+        acceptThread_->adopt({std::move(socket), HTTPParser(), std::nullopt});
     };
-    asio::co_spawn(reception_->context(), listener_->serve(std::move(adopt)), asio::detached);
+    asio::co_spawn(acceptThread_->context(), listener_->serve(std::move(adopt)), asio::detached);
 }
 
-void HTTPServer::welcome(Peer peer) {
+void HTTPServer::handOff(Peer peer) {
     nextThread_->adopt(std::move(peer));
     if (++nextThread_ == threads_.end()) nextThread_ = threads_.begin();
 }
@@ -146,7 +153,7 @@ void HTTPServer::cancel() {
 
 void HTTPServer::endListener() {
     if (!listener_) return;
-    asio::post(reception_->context(), [this] { listener_->close(); });
+    asio::post(acceptThread_->context(), [this] { listener_->close(); });
 }
 
 std::string_view HTTPServer::preparedAnswer(const HTTPRequest& request) const {
@@ -162,7 +169,7 @@ const HTTPServer::Route* HTTPServer::findRoute(const HTTPRequest& request) const
 }
 
 Task<HTTPResponse> HTTPServer::dispatch(HTTPRequest request) {
-    if (!verifyToken(request)) {
+    if (!request.authenticated) {
         incrementRejection();
         co_return failureResponse(HTTPError::Case::unauthorized);
     }

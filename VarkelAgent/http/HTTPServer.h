@@ -62,12 +62,10 @@ class HTTPServer : private RequestServer {
     std::int64_t getRejectionCount() const { return rejectionCount_; }
     void incrementRejection() { ++rejectionCount_; }
 
-    /// Whether the request carries the token. Takes as long for every value of the right length. Any thread.
-    bool verifyToken(const HTTPRequest& request) const;
+    /// Whether this is the token. Takes as long for every value of the right length. Any thread.
+    bool verifyToken(std::string_view value) const;
 
   private:
-    bool isToken(std::string_view text) const;
-
     struct Route {
         std::string method;
         std::string path;
@@ -75,8 +73,9 @@ class HTTPServer : private RequestServer {
     };
 
     std::string_view preparedAnswer(const HTTPRequest& request) const override;
-    bool wantsBody(const HTTPRequest& head) const override { return verifyToken(head); }
-    void welcome(Peer peer) override;
+    bool isAuthenticated(std::string_view head) const override;
+    RequestLimits unauthenticatedLimits() const override;
+    void handOff(Peer peer) override;
     Task<HTTPResponse> dispatch(HTTPRequest request) override;
 
     const Route* findRoute(const HTTPRequest& request) const;
@@ -92,15 +91,14 @@ class HTTPServer : private RequestServer {
     std::atomic<std::uint16_t> listeningPort_ = 0;
 
     const std::string healthAnswer_;
-    const CallerCheck callerCheck_;
 
-    /// The callers with the token are dealt to them in turn. A list: they do not move.
+    /// Authenticated connections are dealt to them in turn. A list: they do not move.
     std::list<IOThread> threads_;
     std::list<IOThread>::iterator nextThread_;
 
-    /// Where all connections are accepted, and served until they have shown the token.
-    Strangers strangers_;
-    std::optional<IOThread> reception_;
+    /// Where all connections are accepted, and served until they have authenticated.
+    UnauthenticatedConnections unauthenticated_;
+    std::optional<IOThread> acceptThread_;
     std::optional<Listener> listener_;
 
     std::mutex stateMutex_;

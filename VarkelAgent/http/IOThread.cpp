@@ -10,12 +10,12 @@ namespace varkel {
 
 namespace asio = boost::asio;
 
-IOThread::IOThread(RequestServer& server, Strangers* strangers)
+IOThread::IOThread(RequestServer& server, UnauthenticatedConnections* unauthenticated)
     : server_(server),
       work_(asio::make_work_guard(context_)),
       // Not filled with zeros: pages that nothing was received into stay unused.
       scratch_(std::make_unique_for_overwrite<char[]>(scratchSize)),
-      strangers_(strangers),
+      unauthenticated_(unauthenticated),
       thread_([this] { context_.run(); }) {}
 
 // Raises only without memory, and then the process may as well end.
@@ -44,7 +44,7 @@ void IOThread::serve(Peer peer) {
     try {
         const std::span scratch(scratch_.get(), scratchSize);
         connection =
-            connections_.emplace(connection, context_, std::move(peer), server_, scratch, strangers_);
+            connections_.emplace(connection, context_, std::move(peer), server_, scratch, unauthenticated_);
         // An invalid head or a lack of memory ends the connection, without an answer.
         asio::co_spawn(context_, connection->serve(),
                        [this, connection](const std::exception_ptr&) { connections_.erase(connection); });

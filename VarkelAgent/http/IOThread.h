@@ -14,8 +14,8 @@ namespace varkel {
 /// nothing about them is locked.
 class IOThread {
   public:
-    /// With `strangers` its callers count among them, and the server takes over those that show the token.
-    explicit IOThread(RequestServer& server, Strangers* strangers = nullptr);
+    /// With `unauthenticated` its connections count among them until the server takes them over.
+    explicit IOThread(RequestServer& server, UnauthenticatedConnections* unauthenticated = nullptr);
     IOThread(const IOThread&) = delete;
     IOThread& operator=(const IOThread&) = delete;
     ~IOThread();  // NOLINT(bugprone-exception-escape)
@@ -37,7 +37,7 @@ class IOThread {
     boost::asio::io_context context_{1};
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     std::unique_ptr<char[]> scratch_;
-    Strangers* const strangers_;
+    UnauthenticatedConnections* const unauthenticated_;
     std::list<Connection> connections_;
     /// Whether connections that still come are dropped. Used on the thread only.
     bool finishing_ = false;

@@ -233,7 +233,7 @@ def time_tokens(desktop, tries):
 
 
 def main():
-    parser = argparse.ArgumentParser(prog="tools/bench strangers", description=__doc__)
+    parser = argparse.ArgumentParser(prog="tools/bench unauthenticated", description=__doc__)
     parser.add_argument("--only", default="", help="one attack by its name, or tokens")
     parser.add_argument("--seconds", type=float, default=5, help="how long an attack is kept up")
     parser.add_argument("--tries", type=int, default=100_000)

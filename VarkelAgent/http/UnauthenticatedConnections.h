@@ -6,10 +6,10 @@
 
 namespace varkel {
 
-/// The connections of one I/O thread whose callers have not shown the token, in the order in which they came.
-/// Anybody on the machine can open such connections, so their number and what they make the agent hold are
+/// The connections of one I/O thread that have not authenticated yet, in the order in which they came. Every
+/// program on the machine can open such connections, so their number and what they make the agent hold are
 /// bounded. Used on that thread only.
-class Strangers {
+class UnauthenticatedConnections {
   public:
     /// What each may hold whatever the others do: any usual head.
     static constexpr std::size_t freeBytes = 8'192;
@@ -19,20 +19,20 @@ class Strangers {
     static constexpr std::size_t sharedBytes = std::size_t{16} << 20;
 
     /// With more than `maxCount` connections the one that came first is closed.
-    explicit Strangers(std::size_t maxCount) : maxCount_(maxCount) {}
-    Strangers(const Strangers&) = delete;
-    Strangers& operator=(const Strangers&) = delete;
+    explicit UnauthenticatedConnections(std::size_t maxCount) : maxCount_(maxCount) {}
+    UnauthenticatedConnections(const UnauthenticatedConnections&) = delete;
+    UnauthenticatedConnections& operator=(const UnauthenticatedConnections&) = delete;
 
     std::size_t count() const { return closers_.size(); }
 
-    /// A connection's place among them, from its beginning until its caller has shown the token or it ends.
-    class Place {
+    /// A connection's slot among them, from its beginning until it has authenticated or ends.
+    class Slot {
       public:
-        /// `close` is called when the connection has to make room. It must not destroy the place at once.
-        Place(Strangers& all, std::function<void()> close);
-        Place(const Place&) = delete;
-        Place& operator=(const Place&) = delete;
-        ~Place() { leave(); }
+        /// `close` is called when the connection has to make room. It must not destroy the slot at once.
+        Slot(UnauthenticatedConnections& all, std::function<void()> close);
+        Slot(const Slot&) = delete;
+        Slot& operator=(const Slot&) = delete;
+        ~Slot() { leave(); }
 
         /// Says how much the connection holds now. When all together hold too much, those that hold more than
         /// a usual head are closed, the one first that has done so for longest. False when this is one of
@@ -40,31 +40,31 @@ class Strangers {
         bool hold(std::size_t bytes);
 
       private:
-        friend class Strangers;
+        friend class UnauthenticatedConnections;
 
         void share(std::size_t bytes);
         void leave();
 
         struct Entry {
-            Place* place;
+            Slot* slot;
             std::function<void()> close;
         };
 
-        Strangers& all_;
+        UnauthenticatedConnections& all_;
         bool taken_ = true;
         std::size_t shared_ = 0;
         std::list<Entry>::iterator entry_;
         /// Among the holders, while it holds anything of what is shared.
-        std::list<Place*>::iterator holder_;
+        std::list<Slot*>::iterator holder_;
     };
 
   private:
-    static void close(Place& place);
+    static void close(Slot& slot);
 
     const std::size_t maxCount_;
     std::size_t shared_ = 0;
-    std::list<Place::Entry> closers_;
-    std::list<Place*> holders_;
+    std::list<Slot::Entry> closers_;
+    std::list<Slot*> holders_;
 };
 
 }  // namespace varkel

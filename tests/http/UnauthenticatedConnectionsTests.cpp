@@ -4,42 +4,44 @@
 #include <string>
 #include <vector>
 
-#include "http/Strangers.h"
+#include "http/UnauthenticatedConnections.h"
 
 namespace varkel {
 namespace {
 
-TEST(Strangers, CloseTheFirstWhenThereAreTooMany) {
-    Strangers all(2);
+TEST(UnauthenticatedConnections, CloseTheFirstWhenThereAreTooMany) {
+    UnauthenticatedConnections all(2);
     std::string closed;
-    std::vector<std::unique_ptr<Strangers::Place>> places;
+    std::vector<std::unique_ptr<UnauthenticatedConnections::Slot>> slots;
     const auto come = [&](char name) {
-        places.push_back(std::make_unique<Strangers::Place>(all, [&closed, name] { closed += name; }));
+        slots.push_back(
+            std::make_unique<UnauthenticatedConnections::Slot>(all, [&closed, name] { closed += name; }));
     };
     come('a');
     come('b');
-    places[0].reset();
+    slots[0].reset();
     come('c');
     EXPECT_EQ(closed, "") << "who has shown the token does not count";
     come('d');
     come('e');
     EXPECT_EQ(closed, "bc");
     EXPECT_EQ(all.count(), 2U);
-    EXPECT_TRUE(places[1]->hold(Strangers::sharedBytes * 2)) << "one that is being closed holds nothing";
-    places.clear();
+    EXPECT_TRUE(slots[1]->hold(UnauthenticatedConnections::sharedBytes * 2))
+        << "one that is being closed holds nothing";
+    slots.clear();
     EXPECT_EQ(all.count(), 0U);
 }
 
-TEST(Strangers, CloseTheOneThatHasHeldALongHeadForLongest) {
-    Strangers all(10);
+TEST(UnauthenticatedConnections, CloseTheOneThatHasHeldALongHeadForLongest) {
+    UnauthenticatedConnections all(10);
     std::string closed;
     const auto closing = [&](char name) { return [&closed, name] { closed += name; }; };
-    constexpr std::size_t half = Strangers::sharedBytes / 2;
-    constexpr std::size_t usual = Strangers::freeBytes;
-    Strangers::Place small(all, closing('s'));
-    Strangers::Place first(all, closing('1'));
-    Strangers::Place second(all, closing('2'));
-    Strangers::Place third(all, closing('3'));
+    constexpr std::size_t half = UnauthenticatedConnections::sharedBytes / 2;
+    constexpr std::size_t usual = UnauthenticatedConnections::freeBytes;
+    UnauthenticatedConnections::Slot small(all, closing('s'));
+    UnauthenticatedConnections::Slot first(all, closing('1'));
+    UnauthenticatedConnections::Slot second(all, closing('2'));
+    UnauthenticatedConnections::Slot third(all, closing('3'));
     EXPECT_TRUE(second.hold(usual + half));
     EXPECT_TRUE(first.hold(usual + half));
     EXPECT_TRUE(small.hold(usual)) << "a usual head always fits";
