@@ -87,7 +87,7 @@ bool leadsTo(const BusConnection& connection, pid_t pid) {
 }  // namespace
 
 AtspiBus::Lease::~Lease() {
-    if (connection_) owner_->giveBack(std::move(connection_), generation_);
+    if (connection_) owner_->release(std::move(connection_), generation_);
 }
 
 bool AtspiBus::isKnownReachable() {
@@ -166,7 +166,7 @@ std::optional<AtspiBus::Lease> AtspiBus::lease(Deadline deadline) {
     return Lease(*this, std::move(connection), generation);
 }
 
-void AtspiBus::giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation) {
+void AtspiBus::release(std::unique_ptr<BusConnection> connection, std::uint64_t generation) {
     if (connection->outstanding() != 0 || !connection->isAlive()) return;
     const std::scoped_lock lock(mutex_);
     if (generation == generation_ && idle_.size() < maxIdleConnections)
@@ -273,22 +273,23 @@ void AtspiBus::stayKnownTo(const AtspiApplication& application) {
         sentinel_->tell(rootCall(*sentinel_, application.root, AtspiCall::getApplicationBusAddress));
 }
 
-AtspiBus::DirectLine AtspiBus::connectDirectly(BusConnection& bus, const AtspiApplication& application,
-                                               Deadline deadline) {
-    const DirectLines::Application end{application.pid, application.root.busName};
-    if (auto kept = lines_.take(end, DirectLines::Need::first)) return {lines_.address(end), std::move(kept)};
-    if (!lines_.reserve(end, DirectLines::Need::first)) return {};
-    DirectLine line = openDirectly(bus, application, deadline);
-    if (line.connection) {
-        lines_.learnAddress(end, line.address);
+AtspiBus::PeerConnection AtspiBus::connectToPeer(BusConnection& bus, const AtspiApplication& application,
+                                                 Deadline deadline) {
+    const PeerConnectionPool::Application end{application.pid, application.root.busName};
+    if (auto idle = peerConnections_.acquire(end, PeerConnectionPool::Need::first))
+        return {peerConnections_.address(end), std::move(idle)};
+    if (!peerConnections_.reserve(end, PeerConnectionPool::Need::first)) return {};
+    PeerConnection opened = openPeerConnection(bus, application, deadline);
+    if (opened.connection) {
+        peerConnections_.rememberAddress(end, opened.address);
     } else {
-        lines_.giveBack(end, nullptr);
+        peerConnections_.release(end, nullptr);
     }
-    return line;
+    return opened;
 }
 
-AtspiBus::DirectLine AtspiBus::openDirectly(BusConnection& bus, const AtspiApplication& application,
-                                            Deadline deadline) {
+AtspiBus::PeerConnection AtspiBus::openPeerConnection(BusConnection& bus, const AtspiApplication& application,
+                                                      Deadline deadline) {
     stayKnownTo(application);
     const Deadline limit = earlier(deadline, Deadline::in(callLimit));
     const SdBusMessage reply =
@@ -302,7 +303,7 @@ AtspiBus::DirectLine AtspiBus::openDirectly(BusConnection& bus, const AtspiAppli
     return {address, std::move(connection)};
 }
 
-std::unique_ptr<BusConnection> AtspiBus::beginDirectly(const std::string& address, pid_t pid) {
+std::unique_ptr<BusConnection> AtspiBus::beginPeerConnection(const std::string& address, pid_t pid) {
     auto connection = BusConnection::begin(address, BusKind::peer);
     return connection && leadsTo(*connection, pid) ? std::move(connection) : nullptr;
 }

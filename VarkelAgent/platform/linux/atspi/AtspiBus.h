@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/atspi/DirectLines.h"
+#include "platform/linux/atspi/PeerConnectionPool.h"
 #include "platform/linux/atspi/SdBus.h"
 
 namespace varkel {
@@ -91,26 +91,26 @@ class AtspiBus {
     /// Remembers that an application did not build its tree when it was asked to, and when to ask again.
     void learnThatItStaysDormant(const std::string& busName, Deadline until);
 
-    /// Where an application can be reached past the bus, and a connection there, from lines() or for it. Null
-    /// when there are enough, or the application offers none that leads to its own process; `frozen` when it
-    /// did not answer at all.
-    struct DirectLine {
+    /// Where an application can be reached past the bus, and a connection there, from peerConnections() or
+    /// for it. Null when there are enough, or the application offers none that leads to its own process;
+    /// `frozen` when it did not answer at all.
+    struct PeerConnection {
         std::string address;
         std::unique_ptr<BusConnection> connection;
         bool frozen = false;
     };
-    DirectLine connectDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
+    PeerConnection connectToPeer(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
 
-    /// The connections past the bus that are kept.
-    DirectLines& lines() { return lines_; }
+    /// The pool of connections past the bus.
+    PeerConnectionPool& peerConnections() { return peerConnections_; }
 
-    /// Begins to open one more connection to an address that connectDirectly() gave. Null when it leads
+    /// Begins to open one more connection to an address that connectToPeer() gave. Null when it leads
     /// elsewhere by now.
-    static std::unique_ptr<BusConnection> beginDirectly(const std::string& address, pid_t pid);
+    static std::unique_ptr<BusConnection> beginPeerConnection(const std::string& address, pid_t pid);
 
   private:
     bool connect();
-    void giveBack(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
+    void release(std::unique_ptr<BusConnection> connection, std::uint64_t generation);
     /// What has been learnt of the owner of a bus name.
     struct Peer {
         std::optional<pid_t> pid;
@@ -121,7 +121,8 @@ class AtspiBus {
     std::uint64_t generation();
     void learn(const std::string& busName, std::uint64_t generation, const std::function<void(Peer&)>& what);
     void stayKnownTo(const AtspiApplication& application);
-    DirectLine openDirectly(BusConnection& bus, const AtspiApplication& application, Deadline deadline);
+    PeerConnection openPeerConnection(BusConnection& bus, const AtspiApplication& application,
+                                      Deadline deadline);
 
     // Held while connecting, so that one thread does it and the others wait for it.
     std::mutex connecting_;
@@ -136,7 +137,7 @@ class AtspiBus {
     std::unique_ptr<BusConnection> sentinel_;
     std::vector<std::unique_ptr<BusConnection>> idle_;
     std::map<std::string, Peer> peers_;
-    DirectLines lines_;
+    PeerConnectionPool peerConnections_;
 };
 
 }  // namespace varkel

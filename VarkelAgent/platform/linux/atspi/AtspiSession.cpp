@@ -30,7 +30,7 @@ constexpr std::size_t maxNodes = 500'000;
 constexpr std::size_t maxPeers = 256;
 
 /// Connections straight to an application in a bulk load.
-constexpr std::size_t maxLanes = DirectLines::perRequest;
+constexpr std::size_t maxPeerConnections = PeerConnectionPool::perRequest;
 
 constexpr const char* nullPath = "/org/a11y/atspi/null";
 
@@ -80,12 +80,12 @@ bool AtspiSession::connect() {
     auto toolkit = bus_.toolkit(**lease_, *found, deadline_);
     if (!toolkit) return false;
     toolkit_ = std::move(*toolkit);
-    auto line = bus_.connectDirectly(**lease_, *found, deadline_);
-    if (line.frozen) return false;
-    const bool direct = line.connection != nullptr;
-    peers_.push_back({found->root.busName, pid_, direct ? line.connection.get() : &**lease_, direct, {}});
-    if (direct) lanes_.push_back(std::move(line.connection));
-    directAddress_ = std::move(line.address);
+    auto opened = bus_.connectToPeer(**lease_, *found, deadline_);
+    if (opened.frozen) return false;
+    const bool direct = opened.connection != nullptr;
+    peers_.push_back({found->root.busName, pid_, direct ? opened.connection.get() : &**lease_, direct, {}});
+    if (direct) peerConnections_.push_back(std::move(opened.connection));
+    directAddress_ = std::move(opened.address);
     peers_[0].nodes.emplace(found->root.path, rootNode);
     nodes_[rootNode].path = found->root.path;
     reachable_ = true;
@@ -93,37 +93,39 @@ bool AtspiSession::connect() {
 }
 
 AtspiSession::~AtspiSession() {
-    for (auto& lane : lanes_) bus_.lines().giveBack(application(), std::move(lane));
+    for (auto& connection : peerConnections_)
+        bus_.peerConnections().release(application(), std::move(connection));
 }
 
 /// Takes the connections for a bulk load, or begins to open them. Calls go over each as soon as it is ready.
-void AtspiSession::openLanes() {
-    DirectLines& lines = bus_.lines();
-    while (!lanes_.empty() && lanes_.size() < maxLanes) {
-        auto lane = lines.take(application(), DirectLines::Need::more);
-        if (!lane) {
-            if (!lines.reserve(application(), DirectLines::Need::more)) return;
-            lane = AtspiBus::beginDirectly(directAddress_, pid_);
+void AtspiSession::openPeerConnections() {
+    PeerConnectionPool& pool = bus_.peerConnections();
+    while (!peerConnections_.empty() && peerConnections_.size() < maxPeerConnections) {
+        auto connection = pool.acquire(application(), PeerConnectionPool::Need::more);
+        if (!connection) {
+            if (!pool.reserve(application(), PeerConnectionPool::Need::more)) return;
+            connection = AtspiBus::beginPeerConnection(directAddress_, pid_);
         }
-        if (!lane) return lines.giveBack(application(), nullptr);
-        lanes_.push_back(std::move(lane));
+        if (!connection) return pool.release(application(), nullptr);
+        peerConnections_.push_back(std::move(connection));
     }
 }
 
-/// Takes the lanes that are ready in turn, within a bulk load.
-BusConnection& AtspiSession::nextLane(const Peer& peer) {
+/// Takes the connections that are ready in turn, within a bulk load.
+BusConnection& AtspiSession::nextConnection(const Peer& peer) {
     if (!peer.direct || !sweep_) return *peer.connection;
-    for (std::size_t tries = 0; tries < lanes_.size(); ++tries) {
-        turn_ = (turn_ + 1) % lanes_.size();
-        if (lanes_[turn_]->isReady()) return *lanes_[turn_];
+    for (std::size_t tries = 0; tries < peerConnections_.size(); ++tries) {
+        turn_ = (turn_ + 1) % peerConnections_.size();
+        if (peerConnections_[turn_]->isReady()) return *peerConnections_[turn_];
     }
     return *peer.connection;
 }
 
 void AtspiSession::serve() {
-    std::array<BusConnection*, maxLanes + 1> connections{&**lease_};
-    std::ranges::transform(lanes_, connections.begin() + 1, [](const auto& lane) { return lane.get(); });
-    serveAll(std::span(connections).first(lanes_.size() + 1), callLimit, deadline_);
+    std::array<BusConnection*, maxPeerConnections + 1> connections{&**lease_};
+    std::ranges::transform(peerConnections_, connections.begin() + 1,
+                           [](const auto& connection) { return connection.get(); });
+    serveAll(std::span(connections).first(peerConnections_.size() + 1), callLimit, deadline_);
 }
 
 std::optional<std::uint32_t> AtspiSession::peerNamed(const std::string& busName) {
@@ -169,12 +171,14 @@ SdBusMessage AtspiSession::newCall(std::uint32_t index, AtspiCall call) {
     const AtspiNode& node = nodes_[index];
     const Peer& peer = peers_[node.peer];
     const char* destination = peer.direct ? nullptr : peer.busName.c_str();
-    return newAtspiCall(nextLane(peer), destination, node.path.c_str(), call);
+    return newAtspiCall(nextConnection(peer), destination, node.path.c_str(), call);
 }
 
 void AtspiSession::send(std::uint32_t index, SdBusMessage message, ReplyHandler handler) {
-    const auto lane = std::ranges::find_if(lanes_, [&](const auto& each) { return each->made(message); });
-    BusConnection& connection = lane != lanes_.end() ? **lane : *peers_[nodes_[index].peer].connection;
+    const auto made =
+        std::ranges::find_if(peerConnections_, [&](const auto& each) { return each->made(message); });
+    BusConnection& connection =
+        made != peerConnections_.end() ? **made : *peers_[nodes_[index].peer].connection;
     connection.call(std::move(message), std::move(handler));
 }
 

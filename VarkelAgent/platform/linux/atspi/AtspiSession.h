@@ -112,9 +112,9 @@ class AtspiSession {
     };
 
     bool connect();
-    DirectLines::Application application() const { return {pid_, peers_[0].busName}; }
-    void openLanes();
-    BusConnection& nextLane(const Peer& peer);
+    PeerConnectionPool::Application application() const { return {pid_, peers_[0].busName}; }
+    void openPeerConnections();
+    BusConnection& nextConnection(const Peer& peer);
     void serve();
     Act act(std::uint32_t index, SdBusMessage call);
     std::vector<std::string> actionNames(std::uint32_t index);
@@ -172,7 +172,7 @@ class AtspiSession {
     // Connections past the bus, all to the application itself; the first is there from the beginning. An
     // application takes one message of each connection in a turn of its main loop, so that bulk loads are
     // faster over several.
-    std::vector<std::unique_ptr<BusConnection>> lanes_;
+    std::vector<std::unique_ptr<BusConnection>> peerConnections_;
     std::size_t turn_ = 0;
     std::vector<Peer> peers_;
     // A deque, so that a node stays where it is while others are added.

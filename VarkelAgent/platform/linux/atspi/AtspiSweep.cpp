@@ -42,7 +42,7 @@ struct AtspiSession::CacheShape {
 void AtspiSession::loadSubtree(std::uint32_t index, std::span<const AXAttribute> attributes,
                                const PrefetchScope& scope) {
     if (!connect()) return;
-    openLanes();
+    openPeerConnections();
     Sweep plan;
     plan.scope = scope;
     plan.values = lists(attributes, AXAttribute::value);

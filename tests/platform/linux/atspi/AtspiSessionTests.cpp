@@ -113,9 +113,9 @@ TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {
     const auto ask = [&] {
         const auto lease = atspi.lease(Deadline::in(callLimit));
         ASSERT_TRUE(lease);
-        const auto line =
-            atspi.connectDirectly(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit));
-        EXPECT_TRUE(line.connection);
+        const auto opened =
+            atspi.connectToPeer(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit));
+        EXPECT_TRUE(opened.connection);
         // The connection that has asked ends.
         (*lease)->callAndWait((*lease)->newCall({":1.7", "/application", "a.b", "End"}),
                               Deadline::in(callLimit));
@@ -139,13 +139,13 @@ TEST(AtspiSession, IsOneOfSoManyWithAConnectionOfTheirOwn) {
     const auto lease = atspi.lease(Deadline::in(callLimit));
     ASSERT_TRUE(lease);
     const auto connect = [&] {
-        return atspi.connectDirectly(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit))
+        return atspi.connectToPeer(**lease, {{":1.7", "/application"}, ::getpid()}, Deadline::in(callLimit))
             .connection;
     };
-    for (std::size_t i = 0; i < 2 * DirectLines::perApplication; ++i) ASSERT_FALSE(connect());
+    for (std::size_t i = 0; i < 2 * PeerConnectionPool::perApplication; ++i) ASSERT_FALSE(connect());
     isReachable = true;
     std::vector<std::unique_ptr<BusConnection>> connections;
-    for (std::size_t i = 0; i < DirectLines::perApplication; ++i) {
+    for (std::size_t i = 0; i < PeerConnectionPool::perApplication; ++i) {
         connections.push_back(connect());
         ASSERT_TRUE(connections.back()) << i;
     }
@@ -153,7 +153,7 @@ TEST(AtspiSession, IsOneOfSoManyWithAConnectionOfTheirOwn) {
     EXPECT_TRUE(AtspiSession(atspi, ::getpid()).load(AtspiSession::rootNode, AtspiPart::role))
         << "by the bus";
     // One that has failed makes room for another.
-    atspi.lines().giveBack({::getpid(), ":1.7"}, nullptr);
+    atspi.peerConnections().release({::getpid(), ":1.7"}, nullptr);
     EXPECT_TRUE(connect());
     EXPECT_FALSE(connect());
 }

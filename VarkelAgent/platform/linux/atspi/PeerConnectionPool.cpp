@@ -1,4 +1,4 @@
-#include "platform/linux/atspi/DirectLines.h"
+#include "platform/linux/atspi/PeerConnectionPool.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -13,7 +13,7 @@ namespace varkel {
 
 namespace {
 
-/// Connections that nobody uses, to all applications together.
+/// Idle connections to all applications together.
 constexpr std::size_t maxIdle = 256;
 
 /// Applications whose address is remembered.
@@ -21,70 +21,71 @@ constexpr std::size_t maxApplications = 1024;
 
 }  // namespace
 
-DirectLines::~DirectLines() {
+PeerConnectionPool::~PeerConnectionPool() {
     {
         const std::lock_guard lock(mutex_);
         stopping_ = true;
-        wakeKeeper();
+        wakeReader();
     }
-    if (keeper_.joinable()) keeper_.join();
+    if (reader_.joinable()) reader_.join();
 }
 
-std::unique_ptr<BusConnection> DirectLines::take(const Application& application, Need need) {
+std::unique_ptr<BusConnection> PeerConnectionPool::acquire(const Application& application, Need need) {
     const std::lock_guard lock(mutex_);
     const auto found = applications_.find(application);
     if (found == applications_.end()) return nullptr;
     if (need == Need::more && found->second.used >= perRequest) return nullptr;
     auto& idle = found->second.idle;
     while (!idle.empty()) {
-        auto line = std::move(idle.back());
+        auto connection = std::move(idle.back());
         idle.pop_back();
         --idle_;
-        if (!line->isAlive()) continue;
+        if (!connection->isAlive()) continue;
         ++found->second.used;
-        return line;
+        return connection;
     }
     return nullptr;
 }
 
-bool DirectLines::reserve(const Application& application, Need need) {
+bool PeerConnectionPool::reserve(const Application& application, Need need) {
     const std::lock_guard lock(mutex_);
-    Lines& lines = applications_[application];
+    Connections& connections = applications_[application];
     const std::size_t most = need == Need::first ? perApplication : perRequest;
-    if (lines.idle.size() + lines.used >= most) return false;
-    ++lines.used;
+    if (connections.idle.size() + connections.used >= most) return false;
+    ++connections.used;
     return true;
 }
 
-void DirectLines::learnAddress(const Application& application, const std::string& address) {
+void PeerConnectionPool::rememberAddress(const Application& application, const std::string& address) {
     const std::lock_guard lock(mutex_);
     applications_[application].address = address;
 }
 
-void DirectLines::giveBack(const Application& application, std::unique_ptr<BusConnection> line) {
+void PeerConnectionPool::release(const Application& application, std::unique_ptr<BusConnection> connection) {
     const std::lock_guard lock(mutex_);
     const auto found = applications_.find(application);
     if (found == applications_.end()) return;
-    Lines& lines = found->second;
-    --lines.used;
-    const bool isGood = line && line->outstanding() == 0 && line->isReady() && line->isAlive();
-    // What nobody reads off must not be kept.
-    if (isGood && wakeKeeper()) {
-        lines.idle.push_back(std::move(line));
+    Connections& connections = found->second;
+    --connections.used;
+    const bool isGood =
+        connection && connection->outstanding() == 0 && connection->isReady() && connection->isAlive();
+    // Without the thread that reads them, events would pile up on an idle connection.
+    if (isGood && wakeReader()) {
+        connections.idle.push_back(std::move(connection));
         ++idle_;
     }
-    if (lines.isUnused()) applications_.erase(found);
-    forgetSome();
+    if (connections.isUnused()) applications_.erase(found);
+    evict();
 }
 
-std::string DirectLines::address(const Application& application) {
+std::string PeerConnectionPool::address(const Application& application) {
     const std::lock_guard lock(mutex_);
     const auto found = applications_.find(application);
     return found == applications_.end() ? "" : found->second.address;
 }
 
-/// Called with the lock held. Makes room for what is used now.
-void DirectLines::forgetSome() {
+/// Called with the lock held. Drops idle connections and unused addresses beyond the limits.
+void PeerConnectionPool::evict() {
     for (auto at = applications_.begin(); at != applications_.end();) {
         const bool tooMany = idle_ > maxIdle || applications_.size() > maxApplications;
         if (!tooMany) return;
@@ -97,14 +98,14 @@ void DirectLines::forgetSome() {
     }
 }
 
-/// Called with the lock held. False when there is no keeper and none can be had.
-bool DirectLines::wakeKeeper() {
-    if (!keeper_.joinable()) {
+/// Called with the lock held. False when there is no reader and none can be had.
+bool PeerConnectionPool::wakeReader() {
+    if (!reader_.joinable()) {
         if (stopping_) return false;
         wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
         if (!wake_) return false;
         try {
-            keeper_ = std::thread([this] { keep(); });
+            reader_ = std::thread([this] { readIdleConnections(); });
         } catch (const std::system_error&) {
             return false;
         }
@@ -115,31 +116,32 @@ bool DirectLines::wakeKeeper() {
     return true;
 }
 
-void DirectLines::keep() {
+void PeerConnectionPool::readIdleConnections() {
     std::vector<pollfd> watched;
     std::unique_lock lock(mutex_);
     while (!stopping_) {
         watched.assign(1, {wake_.get(), POLLIN, 0});
-        for (const auto& [application, lines] : applications_) {
-            for (const auto& line : lines.idle) watched.push_back({line->fd(), POLLIN, 0});
+        for (const auto& [application, connections] : applications_) {
+            for (const auto& connection : connections.idle) watched.push_back({connection->fd(), POLLIN, 0});
         }
         lock.unlock();
-        // A connection that is taken meanwhile wakes this for nothing, once.
+        // A connection that is acquired meanwhile causes one wake-up with nothing to do.
         ::poll(watched.data(), watched.size(), -1);
         std::uint64_t count = 0;
         [[maybe_unused]] const auto read = ::read(wake_.get(), &count, sizeof count);
         lock.lock();
-        readOff();
+        discardReceived();
     }
 }
 
-/// Called with the lock held. Throws away what has come, and the connections that have ended.
-void DirectLines::readOff() {
+/// Called with the lock held. Discards what idle connections have received, and those that have ended.
+void PeerConnectionPool::discardReceived() {
     for (auto at = applications_.begin(); at != applications_.end();) {
-        Lines& lines = at->second;
-        for (auto& line : lines.idle) line->serve();
-        idle_ -= std::erase_if(lines.idle, [](const auto& line) { return !line->isAlive(); });
-        at = lines.isUnused() ? applications_.erase(at) : std::next(at);
+        Connections& connections = at->second;
+        for (auto& connection : connections.idle) connection->serve();
+        idle_ -=
+            std::erase_if(connections.idle, [](const auto& connection) { return !connection->isAlive(); });
+        at = connections.isUnused() ? applications_.erase(at) : std::next(at);
     }
 }
 
