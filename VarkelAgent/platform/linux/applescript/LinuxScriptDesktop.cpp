@@ -14,7 +14,7 @@
 #include "platform/linux/applescript/NotificationService.h"
 #include "platform/linux/applescript/ScriptError.h"
 #include "platform/linux/apps/DesktopEntry.h"
-#include "platform/linux/x11/InputSettle.h"
+#include "platform/linux/x11/InputSync.h"
 
 namespace varkel::applescript {
 

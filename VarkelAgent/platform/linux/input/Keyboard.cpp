@@ -15,7 +15,7 @@
 
 #include "platform/linux/input/KeyRepeat.h"
 #include "platform/linux/input/Keysyms.h"
-#include "platform/linux/x11/InputSettle.h"
+#include "platform/linux/x11/InputSync.h"
 
 namespace varkel {
 

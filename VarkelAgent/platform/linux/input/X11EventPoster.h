@@ -14,7 +14,7 @@
 
 #include "platform/EventPoster.h"
 #include "platform/linux/input/Keyboard.h"
-#include "platform/linux/x11/InputSettle.h"
+#include "platform/linux/x11/InputSync.h"
 #include "platform/linux/x11/X11Connection.h"
 
 namespace varkel {

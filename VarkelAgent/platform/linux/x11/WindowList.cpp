@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <thread>
 
-#include "platform/linux/x11/InputSettle.h"
+#include "platform/linux/x11/InputSync.h"
 #include "platform/linux/x11/WindowProcess.h"
 
 namespace varkel {

@@ -1,4 +1,4 @@
-#include "platform/linux/x11/InputSettle.h"
+#include "platform/linux/x11/InputSync.h"
 
 #include <poll.h>
 
@@ -16,8 +16,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// For applications that answer no ping.
-constexpr std::chrono::milliseconds settleTime{250};
+/// How long an application that answers no ping gets to read its events.
+constexpr std::chrono::milliseconds syncDelay{250};
 
 /// The window manager says who is in front as soon as it has given the focus away; it arrives later.
 constexpr std::chrono::milliseconds focusPatience{300};
@@ -154,7 +154,7 @@ KeyReceiver waitUntilKeysAreHeard(X11Connection::Session& session) {
 bool waitUntilEventsAreRead(X11Connection::Session& session, std::chrono::milliseconds patience) {
     const auto window = focusedWindowThatAnswers(session);
     if (window) return ping(session, *window, patience);
-    std::this_thread::sleep_for(std::min(settleTime, patience));
+    std::this_thread::sleep_for(std::min(syncDelay, patience));
     return true;
 }
 
