@@ -1,6 +1,6 @@
 find_package(Threads REQUIRED)
 find_package(PkgConfig REQUIRED)
-find_package(Boost 1.81.0 EXACT CONFIG REQUIRED COMPONENTS headers json url)
+find_package(Boost 1.81.0 EXACT CONFIG REQUIRED COMPONENTS headers json)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(ICU REQUIRED COMPONENTS uc i18n)
 pkg_check_modules(PLIST REQUIRED IMPORTED_TARGET libplist-2.0)

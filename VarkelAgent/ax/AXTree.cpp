@@ -8,8 +8,8 @@
 #include "ax/AXTreeCache.h"
 #include "ax/BatchManager.h"
 #include "ax/ChangeCounter.h"
-#include "ax/PathMemory.h"
-#include "ax/TreeBuilds.h"
+#include "ax/PathCache.h"
+#include "ax/SingleFlight.h"
 #include "base/BlockingPool.h"
 #include "http/JSONResponse.h"
 #include "platform/Platform.h"
@@ -52,7 +52,7 @@ Task<std::optional<pid_t>> frontmostIfTrusted() {
 TreeSnapshotRef readTree(pid_t pid) {
     const AXUIElementRef application = Platform::current().accessibility->AXUIElementCreateApplication(pid);
     TreeSnapshotRef tree = makeTreeSnapshot(buildTree(application, "0"));
-    PathMemory::shared().learn(tree->tree());
+    PathCache::shared().insert(tree->tree());
     return tree;
 }
 
@@ -70,7 +70,7 @@ Task<AXTreeData> axTreeData(TreeTarget target) {
         cache.set(key, tree, changes);
         return tree;
     };
-    TreeSnapshotRef tree = co_await TreeBuilds::shared().share(pid, changes, std::move(read));
+    TreeSnapshotRef tree = co_await SingleFlight::shared().run(pid, changes, std::move(read));
     co_return AXTreeData{std::move(tree), false};
 }
 

@@ -36,11 +36,9 @@ TreeSnapshotRef AXTreeCache::get(pid_t key, std::optional<pid_t> frontmostPid) {
     lastFrontmostPid_ = frontmostPid;
     const auto found = cache_.find(key);
     if (found != cache_.end() && time - found->second.timestamp <= ttl) {
-        ++hitCount_;
         return found->second.tree;
     }
     if (found != cache_.end()) dropped.insert(cache_.extract(found));
-    ++missCount_;
     return nullptr;
 }
 
@@ -55,16 +53,6 @@ void AXTreeCache::invalidateAll() {
     decltype(cache_) dropped;
     const std::scoped_lock lock(mutex_);
     dropped.swap(cache_);
-}
-
-std::uint64_t AXTreeCache::hitCount() const {
-    const std::scoped_lock lock(mutex_);
-    return hitCount_;
-}
-
-std::uint64_t AXTreeCache::missCount() const {
-    const std::scoped_lock lock(mutex_);
-    return missCount_;
 }
 
 }  // namespace varkel

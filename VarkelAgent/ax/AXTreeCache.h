@@ -32,9 +32,6 @@ class AXTreeCache {
     /// Drops all trees. After the change counter has been incremented.
     void invalidateAll();
 
-    std::uint64_t hitCount() const;
-    std::uint64_t missCount() const;
-
   private:
     struct Entry {
         TreeSnapshotRef tree;
@@ -46,8 +43,6 @@ class AXTreeCache {
 
     mutable std::mutex mutex_;
     std::unordered_map<pid_t, Entry> cache_;
-    std::uint64_t hitCount_ = 0;
-    std::uint64_t missCount_ = 0;
     std::optional<pid_t> lastFrontmostPid_;
 };
 

@@ -7,7 +7,7 @@
 #include "ax/AXTreeBuilder.h"
 #include "ax/Attributes.h"
 #include "ax/ElementId.h"
-#include "ax/PathMemory.h"
+#include "ax/PathCache.h"
 #include "platform/Platform.h"
 
 namespace varkel {
@@ -78,7 +78,7 @@ AXUIElementRef findElementById(const AXUIElementRef& element, std::string_view t
 }
 
 AXUIElementRef findElementInApplication(const AXUIElementRef& application, const std::string& targetId) {
-    if (const auto path = PathMemory::shared().pathOf(targetId)) {
+    if (const auto path = PathCache::shared().pathOf(targetId)) {
         AXUIElementRef candidate = followPath(application, *path);
         if (candidate && elementId(readIdentity(candidate), *path) == targetId) return candidate;
     }

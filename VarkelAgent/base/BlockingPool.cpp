@@ -41,12 +41,6 @@ void BlockingPool::submit(std::function<void()> work) {
     wake_.notify_one();
 }
 
-void BlockingPool::whenIdle(std::function<void()> task, std::chrono::milliseconds after) {
-    const std::lock_guard lock(mutex_);
-    idleTask_ = std::move(task);
-    idleTime_ = after;
-}
-
 std::size_t BlockingPool::threadCount() const {
     const std::lock_guard lock(mutex_);
     return threads_.size();
@@ -56,7 +50,7 @@ void BlockingPool::serve() {
     std::unique_lock lock(mutex_);
     while (true) {
         ++idle_;
-        waitForWork(lock);
+        wake_.wait(lock, [this] { return ending_ || !queue_.empty(); });
         --idle_;
         if (queue_.empty()) return;
         std::function<void()> work = std::move(queue_.front());
@@ -66,26 +60,7 @@ void BlockingPool::serve() {
         // What it captured goes before the lock is taken again.
         work = nullptr;
         lock.lock();
-        ++done_;
     }
-}
-
-/// Returns when there is work or the pool ends.
-void BlockingPool::waitForWork(std::unique_lock<std::mutex>& lock) {
-    const auto isOver = [this] { return ending_ || !queue_.empty(); };
-    const auto allIdle = [this] { return idle_ == threads_.size(); };
-    const std::uint64_t done = done_;
-    // Whoever has done the last work looks whether more comes; the others sleep.
-    const bool isLast = idleTask_ && allIdle() && done != doneAtIdleTask_;
-    if (isLast && !wake_.wait_for(lock, idleTime_, isOver) && allIdle() && done == done_) {
-        doneAtIdleTask_ = done;
-        --idle_;
-        lock.unlock();
-        idleTask_();
-        lock.lock();
-        ++idle_;
-    }
-    wake_.wait(lock, isOver);
 }
 
 namespace blocking {

@@ -48,27 +48,17 @@ class BlockingPool {
     /// std::system_error when no thread can be had at all.
     void submit(std::function<void()> work);
 
-    /// Runs `task` on a thread of the pool each time that work has been done and none has come for `after`.
-    /// `task` must not raise. Before the first submit().
-    void whenIdle(std::function<void()> task, std::chrono::milliseconds after);
-
     std::size_t threadCount() const;
 
   private:
     void serve();
-    void waitForWork(std::unique_lock<std::mutex>& lock);
 
     const std::size_t maxThreads_;
-    std::function<void()> idleTask_;
-    std::chrono::milliseconds idleTime_{};
     mutable std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<std::function<void()>> queue_;
     std::vector<std::thread> threads_;
     std::size_t idle_ = 0;
-    /// Works done, and how many of them when the idle task last ran.
-    std::uint64_t done_ = 0;
-    std::uint64_t doneAtIdleTask_ = 0;
     bool ending_ = false;
 };
 

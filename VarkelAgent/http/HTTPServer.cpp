@@ -42,6 +42,14 @@ void print(const std::string& line) {
     std::fflush(stdout);
 }
 
+Task<HTTPResponse> call(const RouteHandler& handler, HTTPRequest request) {
+    try {
+        co_return co_await handler(std::move(request));
+    } catch (...) {
+        co_return failureResponse(std::current_exception());
+    }
+}
+
 }  // namespace
 
 HTTPResponse healthResponse() {
@@ -175,11 +183,9 @@ Task<HTTPResponse> HTTPServer::dispatch(HTTPRequest request) {
     }
     const Route* route = findRoute(request);
     if (route == nullptr) co_return failureResponse(HTTPError::Case::notFound);
-    try {
-        co_return co_await route->handler(std::move(request));
-    } catch (...) {
-        co_return failureResponse(std::current_exception());
-    }
+    HTTPResponse response = co_await call(route->handler, std::move(request));
+    observe_();
+    co_return response;
 }
 
 }  // namespace varkel

@@ -42,6 +42,9 @@ class HTTPServer : private RequestServer {
     /// Adds a route; the first one that matches a request is called. Before start().
     void registerRoute(std::string method, std::string path, RouteHandler handler);
 
+    /// Has `observe` called on an I/O thread whenever a route has an answer. Before start().
+    void whenAnswered(std::function<void()> observe) { observe_ = std::move(observe); }
+
     std::size_t registeredRouteCount() const { return routes_.size(); }
 
     /// The routes as "METHOD /path", in order.
@@ -87,6 +90,7 @@ class HTTPServer : private RequestServer {
     const std::uint16_t port_;
     const std::string token_;
     std::vector<Route> routes_;
+    std::function<void()> observe_ = [] {};
     std::atomic<std::int64_t> rejectionCount_ = 0;
     std::atomic<std::uint16_t> listeningPort_ = 0;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 
 #include "base/BlockingPool.h"
 #include "base/Environment.h"
+#include "base/IdleTimer.h"
 #include "http/HTTPServer.h"
 #include "main/CommandLine.h"
 #include "main/Console.h"
@@ -82,7 +84,9 @@ Task<int> serve(CommandLine line, Defaults defaults) {
     const auto overlay = OverlayClient::init(URLSession::shared());
     HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
     registerRoutes(server, overlay);
-    BlockingPool::shared().whenIdle(releaseFreeMemory, idleBeforeRelease);
+    IdleTimer memoryRelease(co_await boost::asio::this_coro::executor, idleBeforeRelease,
+                            [] { BlockingPool::shared().submit(releaseFreeMemory); });
+    server.whenAnswered([&] { memoryRelease.touch(); });
     BlockingPool::shared().submit([] { Platform::current().accessibility->announce(); });
     co_await server.start();
     co_return EXIT_SUCCESS;

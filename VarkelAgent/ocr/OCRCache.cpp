@@ -63,10 +63,8 @@ std::optional<std::vector<OCRResult>> OCRCache::get(std::int32_t pid, std::uint6
     const std::scoped_lock lock(mutex_);
     const auto found = cache_.find(key);
     if (found == cache_.end()) {
-        ++missCount_;
         return std::nullopt;
     }
-    ++hitCount_;
     order_.splice(order_.end(), order_, found->second.place);
     return found->second.results;
 }
@@ -86,16 +84,6 @@ void OCRCache::set(std::int32_t pid, std::uint64_t windowId, std::string_view fr
     }
     order_.push_back(key);
     cache_.emplace(std::move(key), Entry{std::move(results), std::prev(order_.end())});
-}
-
-std::uint64_t OCRCache::hitCount() const {
-    const std::scoped_lock lock(mutex_);
-    return hitCount_;
-}
-
-std::uint64_t OCRCache::missCount() const {
-    const std::scoped_lock lock(mutex_);
-    return missCount_;
 }
 
 std::size_t OCRCache::size() const {

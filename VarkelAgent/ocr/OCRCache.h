@@ -59,8 +59,6 @@ class OCRCache {
              std::vector<OCRResult> results);
 
     std::int64_t capacity() const { return capacity_; }
-    std::uint64_t hitCount() const;
-    std::uint64_t missCount() const;
     std::size_t size() const;
 
   private:
@@ -77,8 +75,6 @@ class OCRCache {
     std::unordered_map<Key, Entry, KeyHash> cache_;
     /// Least recently used first.
     std::list<Key> order_;
-    std::uint64_t hitCount_ = 0;
-    std::uint64_t missCount_ = 0;
     std::optional<pid_t> lastFrontmostPid_;
 };
 

@@ -1,7 +1,6 @@
 #include "routes/OverlayClient.h"
 
 #include <boost/describe.hpp>
-#include <boost/url/parse.hpp>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -37,13 +36,6 @@ struct Discovery {
 };
 BOOST_DESCRIBE_STRUCT(Discovery, (), (port, token))
 
-/// Boost 1.81 takes a host or a port that is none, such as 127.0.0.1.example, for one that ends where it can,
-/// with a path after it that starts with the rest. No path may start so behind a host.
-bool isWhole(const boost::urls::url_view& url) {
-    const auto path = url.encoded_path();
-    return !url.has_authority() || path.empty() || path.starts_with('/');
-}
-
 /// What a discovery file says. Raises std::runtime_error when it cannot be used.
 Discovery readDiscovery(const std::string& path) {
     const auto text = readRegularFile(path, largestDiscoveryFile);
@@ -61,8 +53,7 @@ std::optional<OverlayClient> OverlayClient::init(URLSession urlSession, const st
     if (!std::filesystem::exists(std::filesystem::symlink_status(path, error))) return std::nullopt;
     try {
         Discovery found = readDiscovery(path);
-        return OverlayClient("http://127.0.0.1:" + std::to_string(found.port), std::move(found.token),
-                             urlSession);
+        return OverlayClient(found.port, std::move(found.token), urlSession);
     } catch (const std::runtime_error& failure) {
         // The person counts on being asked.
         std::fprintf(stderr, "No consent will be asked for: %s is of no use, %s\n", path.c_str(),
@@ -71,25 +62,14 @@ std::optional<OverlayClient> OverlayClient::init(URLSession urlSession, const st
     }
 }
 
-OverlayClient::OverlayClient(std::string baseURL, std::string token, URLSession urlSession)
-    : baseURL_(std::move(baseURL)), token_(std::move(token)), urlSession_(urlSession) {}
-
-/// The address of `path` at the service; nothing when there is none, or when it would lead off this machine,
-/// where the secret must not go.
-std::optional<boost::urls::url> OverlayClient::makeURL(const std::string& path) const {
-    const auto base = boost::urls::parse_uri(baseURL_);
-    const auto reference = boost::urls::parse_uri_reference(path);
-    if (!base || !isWhole(*base) || !reference || !isWhole(*reference)) return std::nullopt;
-    boost::urls::url resolved;
-    if (!boost::urls::resolve(*base, *reference, resolved)) return std::nullopt;
-    if (resolved.encoded_host() != "127.0.0.1") return std::nullopt;
-    return resolved;
-}
-
-std::optional<URLRequest> OverlayClient::makeRequest(std::string_view method, const std::string& path) const {
-    auto url = makeURL(path);
-    if (!url) return std::nullopt;
-    return URLRequest{std::move(*url), std::string(method), {{"X-Overlay-Token", token_}}, std::nullopt};
+/// Nothing when the service has named a port that cannot be.
+std::optional<URLRequest> OverlayClient::makeRequest(std::string method, std::string path) const {
+    if (!std::in_range<std::uint16_t>(port_)) return std::nullopt;
+    return URLRequest{static_cast<std::uint16_t>(port_),
+                      std::move(method),
+                      std::move(path),
+                      {{"X-Overlay-Token", token_}},
+                      std::nullopt};
 }
 
 Task<void> OverlayClient::emitEvent(std::string_view type, boost::json::object payload) const {

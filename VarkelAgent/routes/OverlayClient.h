@@ -1,10 +1,11 @@
 #pragma once
 
 #include <boost/json/object.hpp>
-#include <boost/url/url.hpp>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "base/Environment.h"
 #include "base/Task.h"
@@ -35,14 +36,13 @@ class OverlayClient {
     const std::string& token() const { return token_; }
 
   private:
-    friend struct OverlayClientTesting;
+    OverlayClient(std::int64_t port, std::string token, URLSession urlSession)
+        : port_(port), token_(std::move(token)), urlSession_(urlSession) {}
 
-    OverlayClient(std::string baseURL, std::string token, URLSession urlSession);
+    std::optional<URLRequest> makeRequest(std::string method, std::string path) const;
 
-    std::optional<boost::urls::url> makeURL(const std::string& path) const;
-    std::optional<URLRequest> makeRequest(std::string_view method, const std::string& path) const;
-
-    std::string baseURL_;
+    /// As the file has it; there may be no such port.
+    std::int64_t port_;
     std::string token_;
     URLSession urlSession_;
 };

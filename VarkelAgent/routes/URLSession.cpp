@@ -30,8 +30,6 @@ namespace {
 /// reply has an error to report.
 constexpr std::chrono::seconds courtesy(1);
 
-constexpr std::uint16_t defaultHTTPPort = 80;
-
 /// A line break would let a value add headers of its own.
 bool fitsInAHeader(const std::string& value) {
     return std::ranges::none_of(value, [](char c) { return c == '\r' || c == '\n' || c == '\0'; });
@@ -41,9 +39,8 @@ http::request<http::string_body> messageOf(URLRequest request) {
     http::request<http::string_body> message;
     message.version(11);
     message.method_string(request.method);
-    const std::string target(request.url.encoded_target());
-    message.target(target.empty() ? "/" : target);
-    message.set(http::field::host, std::string(request.url.encoded_host_and_port()));
+    message.target(request.target);
+    message.set(http::field::host, "127.0.0.1:" + std::to_string(request.port));
     message.set(http::field::connection, "close");
     for (const auto& [name, value] : request.headers) {
         if (!fitsInAHeader(value)) throw std::invalid_argument("no header can hold this value");
@@ -52,13 +49,6 @@ http::request<http::string_body> messageOf(URLRequest request) {
     if (request.body) message.body() = std::move(*request.body);
     message.prepare_payload();
     return message;
-}
-
-asio::ip::tcp::endpoint endpointOf(const boost::urls::url& url) {
-    const auto address = asio::ip::make_address_v4(std::string(url.encoded_host()));
-    if (!url.has_port()) return {address, defaultHTTPPort};
-    // A number beyond the ports there are reads as 0, where nothing listens.
-    return {address, url.port_number()};
 }
 
 /// Finds the status in a reply that comes in pieces. Nothing else of it is needed or kept.
@@ -130,7 +120,7 @@ Task<void> throwAwayRest(beast::tcp_stream stream) {
 }
 
 Task<unsigned> exchange(URLRequest request, std::chrono::steady_clock::duration limit) {
-    const auto endpoint = endpointOf(request.url);
+    const asio::ip::tcp::endpoint endpoint(asio::ip::address_v4::loopback(), request.port);
     const auto message = messageOf(std::move(request));
     const auto executor = co_await asio::this_coro::executor;
     beast::tcp_stream stream(executor);

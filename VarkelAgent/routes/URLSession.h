@@ -1,7 +1,7 @@
 #pragma once
 
-#include <boost/url/url.hpp>
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -13,9 +13,11 @@ namespace varkel {
 
 /// A request to a service on this machine.
 struct URLRequest {
-    /// Scheme http; the host an IPv4 address in decimal.
-    boost::urls::url url;
+    /// On 127.0.0.1.
+    std::uint16_t port = 0;
     std::string method;
+    /// The path, with a slash at its beginning.
+    std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
     std::optional<std::string> body;
 };

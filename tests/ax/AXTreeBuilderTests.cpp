@@ -4,7 +4,7 @@
 #include "ax/Attributes.h"
 #include "ax/ElementId.h"
 #include "ax/ElementSearch.h"
-#include "ax/PathMemory.h"
+#include "ax/PathCache.h"
 #include "json/JSONEncoder.h"
 #include "support/FakeDesktop.h"
 
@@ -87,9 +87,9 @@ TEST(BuildTree, LeavesAnElementOutBelowItself) {
 
     // Elements after the loop are found again, on the way that is remembered and on the long one.
     EXPECT_EQ(findElementById(application, inside[1].id, "0"), group->children->back());
-    PathMemory memory;
-    memory.learn(tree);
-    EXPECT_EQ(memory.pathOf(inside[1].id), "0/0/3");
+    PathCache cache;
+    cache.insert(tree);
+    EXPECT_EQ(cache.pathOf(inside[1].id), "0/0/3");
     // The scene refers to itself; taken apart, or it would never be freed.
     group->children.reset();
 }

@@ -27,40 +27,6 @@ TEST(BlockingPool, RunsElsewhereAndResumesAtHome) {
     EXPECT_TRUE(runTask(task()));
 }
 
-TEST(BlockingPool, RunsItsIdleTaskOnceAfterWork) {
-    using namespace std::chrono_literals;
-    std::atomic<int> runs = 0;
-    std::atomic<bool> isAtWork = false;
-    std::atomic<bool> ranAtWork = false;
-    BlockingPool pool;
-    constexpr auto idleTime = 20ms;
-    const auto task = [&] {
-        ranAtWork = ranAtWork || isAtWork;
-        ++runs;
-    };
-    pool.whenIdle(task, idleTime);
-    for (int round = 1; round <= 2; ++round) {
-        std::promise<void> release;
-        isAtWork = true;
-        pool.submit([&, released = release.get_future().share()] {
-            released.wait();
-            isAtWork = false;
-        });
-        // Meanwhile another thread comes to rest, for longer than it takes.
-        const auto began = std::chrono::steady_clock::now();
-        const auto isLate = [&] { return std::chrono::steady_clock::now() > began + 4 * idleTime; };
-        pool.submit([] {});
-        EXPECT_TRUE(test::eventually(isLate));
-        EXPECT_EQ(runs, round - 1);
-        release.set_value();
-        EXPECT_TRUE(test::eventually([&] { return runs == round; }));
-    }
-    const auto end = std::chrono::steady_clock::now() + 4 * idleTime;
-    EXPECT_TRUE(test::eventually([&] { return std::chrono::steady_clock::now() > end; }));
-    EXPECT_EQ(runs, 2) << "without work in between";
-    EXPECT_FALSE(ranAtWork);
-}
-
 TEST(BlockingPool, PassesExceptionsOn) {
     const auto task = []() -> Task<void> {
         auto raise = [] { throw std::domain_error("from the pool"); };

@@ -56,9 +56,7 @@ TEST(OCRCache, EveryPartOfTheKeyCounts) {
     EXPECT_FALSE(cache.get(1, 0, "a", 3));
     EXPECT_FALSE(cache.get(1, 2, "b", 3));
     EXPECT_FALSE(cache.get(1, 2, "a", 4));
-    EXPECT_EQ(cache.missCount(), 4U);
     EXPECT_TRUE(cache.get(1, 2, "a", 3));
-    EXPECT_EQ(cache.hitCount(), 1U);
 }
 
 TEST(OCRCache, EmptiesItselfWhenAnotherApplicationOrNoneComesToTheFront) {

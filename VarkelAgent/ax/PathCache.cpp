@@ -1,4 +1,4 @@
-#include "ax/PathMemory.h"
+#include "ax/PathCache.h"
 
 #include <utility>
 
@@ -21,20 +21,20 @@ void collect(const AXElementInfo& info, const std::string& path, std::size_t roo
 
 }  // namespace
 
-PathMemory& PathMemory::shared() {
-    static PathMemory memory;
-    return memory;
+PathCache& PathCache::shared() {
+    static PathCache cache;
+    return cache;
 }
 
-void PathMemory::learn(const AXElementInfo& tree) {
-    Paths learnt;
-    collect(tree, "0", capacity_ / 2, learnt);
+void PathCache::insert(const AXElementInfo& tree) {
+    Paths inserted;
+    collect(tree, "0", capacity_ / 2, inserted);
     const std::scoped_lock lock(mutex_);
-    if (young_.size() + learnt.size() > capacity_ / 2) old_ = std::exchange(young_, {});
-    young_.merge(learnt);
+    if (young_.size() + inserted.size() > capacity_ / 2) old_ = std::exchange(young_, {});
+    young_.merge(inserted);
 }
 
-std::optional<std::string> PathMemory::pathOf(const std::string& elementId) const {
+std::optional<std::string> PathCache::pathOf(const std::string& elementId) const {
     const std::scoped_lock lock(mutex_);
     for (const Paths* paths : {&young_, &old_}) {
         const auto found = paths->find(elementId);

@@ -12,16 +12,16 @@
 namespace varkel {
 
 /// Remembers at which ordinal path each recently issued element id belongs, so that an element can be gone
-/// straight to. The path is part of what the id is computed from: whoever follows it recomputes the id there,
-/// and a memory that is wrong or empty costs time, never the right answer. Bounded. Any thread.
-class PathMemory {
+/// straight to. The path is part of what the id is computed from: the id is recomputed there, so an
+/// entry that is wrong or missing costs time, never the right answer. Bounded. Any thread.
+class PathCache {
   public:
-    static PathMemory& shared();
+    static PathCache& shared();
 
-    explicit PathMemory(std::size_t capacity = 65'536) : capacity_(capacity) {}
+    explicit PathCache(std::size_t capacity = 65'536) : capacity_(capacity) {}
 
     /// Remembers the ids of a tree whose root has the ordinal path "0".
-    void learn(const AXElementInfo& tree);
+    void insert(const AXElementInfo& tree);
 
     std::optional<std::string> pathOf(const std::string& elementId) const;
 

@@ -1,4 +1,4 @@
-#include "ax/TreeBuilds.h"
+#include "ax/SingleFlight.h"
 
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/async_result.hpp>
@@ -14,12 +14,12 @@ namespace varkel {
 
 namespace asio = boost::asio;
 
-TreeBuilds& TreeBuilds::shared() {
-    static TreeBuilds builds;
-    return builds;
+SingleFlight& SingleFlight::shared() {
+    static SingleFlight flights;
+    return flights;
 }
 
-Task<TreeSnapshotRef> TreeBuilds::share(pid_t pid, std::uint64_t changeCount,
+Task<TreeSnapshotRef> SingleFlight::run(pid_t pid, std::uint64_t changeCount,
                                         std::function<TreeSnapshotRef()> read) {
     const Key key{pid, changeCount};
     auto start = [&](auto handler) {
@@ -35,7 +35,7 @@ Task<TreeSnapshotRef> TreeBuilds::share(pid_t pid, std::uint64_t changeCount,
         };
         if (!join(key, std::move(waiter))) return;
         try {
-            BlockingPool::shared().submit([this, key, read = std::move(read)] { run(key, read); });
+            BlockingPool::shared().submit([this, key, read = std::move(read)] { readAndEnd(key, read); });
         } catch (const std::system_error&) {
             end(key, std::current_exception(), nullptr);
         }
@@ -45,15 +45,15 @@ Task<TreeSnapshotRef> TreeBuilds::share(pid_t pid, std::uint64_t changeCount,
                                                                                        asio::use_awaitable);
 }
 
-/// Whether this is the first one, who has to have the tree read.
-bool TreeBuilds::join(const Key& key, Waiter waiter) {
+/// Whether this is the first one, which has to have the tree read.
+bool SingleFlight::join(const Key& key, Waiter waiter) {
     const std::scoped_lock lock(mutex_);
     const auto [waiters, isFirst] = underWay_.try_emplace(key);
     waiters->second.push_back(std::move(waiter));
     return isFirst;
 }
 
-void TreeBuilds::run(const Key& key, const std::function<TreeSnapshotRef()>& read) {
+void SingleFlight::readAndEnd(const Key& key, const std::function<TreeSnapshotRef()>& read) {
     std::exception_ptr failure;
     TreeSnapshotRef tree;
     try {
@@ -64,7 +64,7 @@ void TreeBuilds::run(const Key& key, const std::function<TreeSnapshotRef()>& rea
     end(key, failure, tree);
 }
 
-void TreeBuilds::end(const Key& key, const std::exception_ptr& failure, const TreeSnapshotRef& tree) {
+void SingleFlight::end(const Key& key, const std::exception_ptr& failure, const TreeSnapshotRef& tree) {
     std::vector<Waiter> waiters;
     {
         const std::scoped_lock lock(mutex_);
