@@ -3,19 +3,16 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
-// The header names a parameter with a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 
 #include <algorithm>
 #include <chrono>
 #include <set>
 #include <thread>
 
-#include "platform/linux/input/KeyRepeat.h"
+#include "platform/linux/input/Autorepeat.h"
 #include "platform/linux/input/Keysyms.h"
 #include "platform/linux/x11/InputSync.h"
+#include "platform/linux/x11/XkbProtocol.h"
 
 namespace varkel {
 
@@ -23,8 +20,8 @@ namespace {
 
 /// How long an application that does not read its events holds up the next binding.
 constexpr std::chrono::milliseconds readPatience{4000};
-/// The same when there is time to ask again later.
-constexpr std::chrono::milliseconds giveBackPatience{300};
+/// How long it holds up restoring the keyboard, which can be tried again later.
+constexpr std::chrono::milliseconds restorePatience{300};
 
 /// How long a person gets to let go of a modifier key that would spoil a character.
 constexpr std::chrono::milliseconds modifierPatience{200};
@@ -50,7 +47,7 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     generation_ = session.generation();
     map_.reset();
     stale_ = true;
-    binder_.forget();
+    remapper_.forget();
     if (xkb_x11_setup_xkb_extension(session.get(), XKB_X11_MIN_MAJOR_XKB_VERSION,
                                     XKB_X11_MIN_MINOR_XKB_VERSION, XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS,
                                     nullptr, nullptr, &firstEvent_, nullptr) == 0) {
@@ -59,9 +56,9 @@ bool Keyboard::startOver(X11Connection::Session& session) {
     constexpr std::uint16_t events = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     xcb_xkb_select_events(session.get(), XCB_XKB_ID_USE_CORE_KBD, events, 0, events, mapParts, mapParts,
                           nullptr);
-    silenced_.clear();
+    autorepeatOff_.clear();
     down_.clear();
-    binder_.start(session);
+    remapper_.start(session);
     return static_cast<bool>(session);
 }
 
@@ -77,11 +74,11 @@ bool Keyboard::refresh(X11Connection::Session& session) {
     if (generation_ != session.generation() && !startOver(session)) return false;
     drainEvents(session);
     if (!stale_ && map_) return true;
-    // What changes from here on raises another event.
+    // What changes from here on brings another event.
     stale_ = false;
     map_ = KeyboardMap::fetch(session);
     if (!map_) return false;
-    binder_.adopt(session, *map_);
+    remapper_.adopt(session, *map_);
     return true;
 }
 
@@ -111,17 +108,17 @@ bool Keyboard::bindFrom(X11Connection::Session& session, xkb_keysym_t first, con
                         PlannedText* text) {
     std::vector<xkb_keysym_t> wanted{first};
     std::set<xkb_keysym_t> seen{first};
-    const std::size_t capacity = binder_.capacity(*map_);
+    const std::size_t capacity = remapper_.capacity(*map_);
     if (capacity == 0) return false;
     for (std::size_t at = text == nullptr ? 0 : text->next; text != nullptr && at < text->keysyms.size();
          ++at) {
         if (wanted.size() >= capacity) break;
         const xkb_keysym_t keysym = text->keysyms[at];
         if (!seen.insert(keysym).second) continue;
-        if (binder_.isBound(keysym) || find(keysym, state) == nullptr) wanted.push_back(keysym);
+        if (remapper_.isBound(keysym) || find(keysym, state) == nullptr) wanted.push_back(keysym);
     }
-    if (binder_.wouldReplace(*map_, wanted)) waitUntilEventsAreRead(session, readPatience);
-    if (!binder_.bind(session, *map_, wanted)) return false;
+    if (remapper_.wouldReplace(*map_, wanted)) waitUntilEventsAreRead(session, readPatience);
+    if (!remapper_.bind(session, *map_, wanted)) return false;
     stale_ = true;
     return refresh(session);
 }
@@ -155,7 +152,7 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     const State state = readStateWhenModifiersAreFree(session);
     if (!refresh(session)) return std::nullopt;
 
-    binder_.begin(session);
+    remapper_.begin(session);
     PlannedText* text = advanceTo(keysym, texts);
     const KeyStroke* stroke = find(keysym, state);
     if (stroke == nullptr && bindFrom(session, keysym, state, text)) stroke = find(keysym, state);
@@ -172,7 +169,7 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     for (const xcb_keycode_t key : modifiers) fakeKey(session.get(), XCB_KEY_PRESS, key);
     // Another request may hold the same key at this moment; a key that is down already would type nothing.
     if (!down_.insert(stroke->key).second) fakeKey(session.get(), XCB_KEY_RELEASE, stroke->key);
-    silence(session, stroke->key);
+    turnAutorepeatOff(session, stroke->key);
     fakeKey(session.get(), XCB_KEY_PRESS, stroke->key);
     std::for_each(modifiers.rbegin(), modifiers.rend(),
                   [&](xcb_keycode_t key) { fakeKey(session.get(), XCB_KEY_RELEASE, key); });
@@ -180,27 +177,27 @@ std::optional<xcb_keycode_t> Keyboard::press(X11Connection::Session& session, xk
     return stroke->key;
 }
 
-/// Keeps a key that is held from repeating: were this process held up before it lets go, the character would
-/// arrive many times.
-void Keyboard::silence(X11Connection::Session& session, xcb_keycode_t key) {
-    if (setKeyRepeat(session, {&key, 1}, false)) silenced_.insert(key);
+/// Turns autorepeat off for a key that is held: were this process held up before the release, the character
+/// would arrive many times.
+void Keyboard::turnAutorepeatOff(X11Connection::Session& session, xcb_keycode_t key) {
+    if (setAutorepeat(session, {&key, 1}, false)) autorepeatOff_.insert(key);
 }
 
 void Keyboard::release(X11Connection::Session& session, xcb_keycode_t key) {
     down_.erase(key);
     if (!session) return;
     fakeKey(session.get(), XCB_KEY_RELEASE, key);
-    if (silenced_.erase(key) != 0) setKeyRepeat(session, {&key, 1}, true);
+    if (autorepeatOff_.erase(key) != 0) setAutorepeat(session, {&key, 1}, true);
 }
 
-bool Keyboard::giveBack(X11Connection::Session& session, Reading reading) {
+bool Keyboard::restore(X11Connection::Session& session, Reading reading) {
     if (!session) return false;
-    // On a new connection the old bindings are a dead owner's, and cleared as such.
+    // On a new connection the old bindings are recovered as a dead owner's.
     if (generation_ != session.generation()) return startOver(session);
     stale_ = true;
-    const bool mayWait = reading == Reading::required && !binder_.isEmpty();
-    if (mayWait && !waitUntilEventsAreRead(session, giveBackPatience)) return false;
-    binder_.release(session);
+    const bool mayWait = reading == Reading::required && !remapper_.isEmpty();
+    if (mayWait && !waitUntilEventsAreRead(session, restorePatience)) return false;
+    remapper_.restore(session);
     return true;
 }
 

@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-#include "platform/linux/input/KeyBinder.h"
+#include "platform/linux/input/KeyRemapper.h"
 #include "platform/linux/input/KeyboardMap.h"
 #include "platform/linux/x11/X11Connection.h"
 
@@ -39,13 +39,13 @@ class Keyboard {
 
     void release(X11Connection::Session& session, xcb_keycode_t key);
 
-    /// Whether anything was done to the keyboard that giveBack() has to end.
-    bool inUse() const { return binder_.isNoted(); }
+    /// Whether anything was done to the keyboard that restore() has to undo.
+    bool inUse() const { return remapper_.isInUse(); }
 
-    /// Gives the borrowed key codes back when the application has read what was typed with them; with
+    /// Restores the remapped key codes once the application has read what was typed with them; with
     /// Reading::ignored, in any case. Whether it was done.
     enum class Reading { required, ignored };
-    bool giveBack(X11Connection::Session& session, Reading reading);
+    bool restore(X11Connection::Session& session, Reading reading);
 
   private:
     struct State {
@@ -57,7 +57,7 @@ class Keyboard {
 
     bool refresh(X11Connection::Session& session);
     bool startOver(X11Connection::Session& session);
-    void silence(X11Connection::Session& session, xcb_keycode_t key);
+    void turnAutorepeatOff(X11Connection::Session& session, xcb_keycode_t key);
     void drainEvents(X11Connection::Session& session);
     std::optional<State> readState(X11Connection::Session& session);
     State readStateWhenModifiersAreFree(X11Connection::Session& session);
@@ -70,10 +70,10 @@ class Keyboard {
     std::uint8_t firstEvent_ = 0;
     bool stale_ = true;
     std::optional<KeyboardMap> map_;
-    KeyBinder binder_;
+    KeyRemapper remapper_;
     std::set<xcb_keycode_t> down_;
-    /// The keys that are down and repeated before we pressed them.
-    std::set<xcb_keycode_t> silenced_;
+    /// The keys that are down and whose autorepeat was on before they were pressed.
+    std::set<xcb_keycode_t> autorepeatOff_;
 };
 
 }  // namespace varkel

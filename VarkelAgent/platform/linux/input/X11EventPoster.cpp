@@ -19,14 +19,14 @@ namespace {
 /// A post may have to wait for an application to catch up before a key code gets a new meaning.
 constexpr std::chrono::milliseconds postDeadline{6000};
 
-/// Borrowed key codes stay bound this long after the last use: the next text finds them in place, and
+/// Remapped key codes stay bound this long after the last use: the next text finds them in place, and
 /// applications that read late still find what they need.
-constexpr std::chrono::milliseconds idleBeforeGivingBack{400};
+constexpr std::chrono::milliseconds idleBeforeRestoring{400};
 
 /// A key or button that has been down for longer was forgotten by a request that ended in the middle.
 constexpr std::chrono::milliseconds longestHold{2000};
 
-/// Between two attempts to give the keyboard back.
+/// Between two attempts to restore the keyboard.
 constexpr std::chrono::milliseconds retryAfter{1000};
 
 /// A session that takes this long and fails had a server that does not answer; one that is not there fails at
@@ -39,7 +39,7 @@ constexpr std::chrono::milliseconds textPatience{1000};
 constexpr std::chrono::milliseconds eventPatience{50};
 
 /// An application that has not read its events by then is taken for dead.
-constexpr std::chrono::seconds longestLoan{20};
+constexpr std::chrono::seconds longestRemapping{20};
 
 /// More steps than anyone turns a wheel at once; each is two events.
 constexpr std::int32_t maxWheelSteps = 1000;
@@ -115,7 +115,7 @@ X11EventPoster::~X11EventPoster() {
         stopping_ = true;
     }
     changed_.notify_one();
-    if (lookingAfter_.joinable()) lookingAfter_.join();
+    if (backgroundThread_.joinable()) backgroundThread_.join();
 }
 
 void X11EventPoster::postTogether(std::span<const CGEvent> events) {
@@ -133,15 +133,15 @@ void X11EventPoster::withServer(std::unique_lock<std::mutex>& lock, std::chrono:
     if (stalled_ && !answersAgain_.wait_for(lock, patience, [this] { return !stalled_; })) return;
     const auto began = std::chrono::steady_clock::now();
     X11Connection::Session session(connection_, postDeadline);
-    // Keys that were down on an earlier connection are let go of with the rest of what it left behind.
+    // Keys that were down on an earlier connection are released when the keyboard is recovered from it.
     if (generation_ != session.generation()) down_.clear();
     generation_ = session.generation();
     if (session) use(session);
     const bool tooLong = !session && std::chrono::steady_clock::now() >= began + probeLimit;
-    stalled_ = tooLong && lookAfterServer();
+    stalled_ = tooLong && wakeBackgroundThread();
 }
 
-/// Called with the lock held by the thread that looks after the server.
+/// Called with the lock held, by the background thread.
 void X11EventPoster::probe(std::unique_lock<std::mutex>& lock) {
     lock.unlock();
     const auto began = std::chrono::steady_clock::now();
@@ -190,7 +190,7 @@ void X11EventPoster::postMouse(X11Connection::Session& session, const CGEvent& e
     const bool down = event.type == CGEventType::leftMouseDown;
     button(session, down ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, deviceButton(session, leftButton));
     buttonDown_ = down || !session;
-    giveBackSoon();
+    restoreSoon();
 }
 
 void X11EventPoster::postWheel(X11Connection::Session& session, const CGEvent& event) {
@@ -222,7 +222,7 @@ void X11EventPoster::postKeyDown(X11Connection::Session& session, const CGEvent&
             down_.emplace(PressId{event.keyCode, event.flags, event.unicodeString}, *key);
         }
     }
-    giveBackSoon();
+    restoreSoon();
 }
 
 void X11EventPoster::postKeyUp(X11Connection::Session& session, const CGEvent& event) {
@@ -230,7 +230,7 @@ void X11EventPoster::postKeyUp(X11Connection::Session& session, const CGEvent& e
     if (pressed == down_.end()) return;
     keyboard_.release(session, pressed->second);
     down_.erase(pressed);
-    giveBackSoon();
+    restoreSoon();
 }
 
 std::unique_ptr<TextAnnouncement> X11EventPoster::announceText(std::string_view text) {
@@ -250,19 +250,19 @@ std::unique_ptr<TextAnnouncement> X11EventPoster::announceText(std::string_view 
 void X11EventPoster::endAnnouncement(std::list<PlannedText>::iterator text) {
     const std::lock_guard lock(mutex_);
     texts_.erase(text);
-    giveBackSoon();
+    restoreSoon();
 }
 
 /// Called with the lock held.
-void X11EventPoster::giveBackSoon() {
+void X11EventPoster::restoreSoon() {
     lastUse_ = std::chrono::steady_clock::now();
-    if (inUse()) lookAfterServer();
+    if (inUse()) wakeBackgroundThread();
 }
 
 /// Called with the lock held. False when no thread can be had: the next event brings another attempt.
-bool X11EventPoster::lookAfterServer() {
+bool X11EventPoster::wakeBackgroundThread() {
     try {
-        if (!lookingAfter_.joinable()) lookingAfter_ = std::thread([this] { runInBackground(); });
+        if (!backgroundThread_.joinable()) backgroundThread_ = std::thread([this] { runInBackground(); });
     } catch (const std::system_error&) {
         return false;
     }
@@ -270,18 +270,18 @@ bool X11EventPoster::lookAfterServer() {
     return true;
 }
 
-/// Called with the lock held. Whether there is anything to let go of.
+/// Called with the lock held. Whether there is anything to release or restore.
 bool X11EventPoster::inUse() const {
     return keyboard_.inUse() || buttonDown_;
 }
 
-/// Called with the lock held. Whether nobody is typing and nothing was typed for a moment.
+/// Called with the lock held. Whether no text is being typed and nothing was typed for a moment.
 bool X11EventPoster::isIdle() const {
     const auto quiet = std::chrono::steady_clock::now() - lastUse_;
-    return texts_.empty() && quiet >= (down_.empty() && !buttonDown_ ? idleBeforeGivingBack : longestHold);
+    return texts_.empty() && quiet >= (down_.empty() && !buttonDown_ ? idleBeforeRestoring : longestHold);
 }
 
-/// Gives the keyboard back and asks a server that does not answer off the callers' threads, so that nobody
+/// Restores the keyboard and asks a server that does not answer, off the callers' threads, so that no request
 /// waits for it.
 void X11EventPoster::runInBackground() {
     std::unique_lock lock(mutex_);
@@ -291,26 +291,26 @@ void X11EventPoster::runInBackground() {
         } else if (!inUse()) {
             changed_.wait(lock);
         } else if (!isIdle()) {
-            changed_.wait_for(lock, idleBeforeGivingBack);
-        } else if (!giveBack(lock)) {
+            changed_.wait_for(lock, idleBeforeRestoring);
+        } else if (!restoreKeyboard(lock)) {
             changed_.wait_for(lock, retryAfter);
         }
     }
-    if (inUse()) giveBack(lock);
+    if (inUse()) restoreKeyboard(lock);
 }
 
 /// Called with the lock held. Whether it was done.
-bool X11EventPoster::giveBack(std::unique_lock<std::mutex>& lock) {
+bool X11EventPoster::restoreKeyboard(std::unique_lock<std::mutex>& lock) {
     bool done = false;
     withServer(lock, std::chrono::milliseconds(0), [&](X11Connection::Session& session) {
-        // Whoever pressed these is gone and will not let go of them.
+        // The requests that pressed these have ended without releasing them.
         for (const auto& pressed : down_) keyboard_.release(session, pressed.second);
         down_.clear();
         if (buttonDown_) button(session, XCB_BUTTON_RELEASE, deviceButton(session, leftButton));
         buttonDown_ = !session;
-        const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestLoan;
+        const bool overdue = std::chrono::steady_clock::now() > lastUse_ + longestRemapping;
         const auto reading = overdue || stopping_ ? Keyboard::Reading::ignored : Keyboard::Reading::required;
-        done = !keyboard_.inUse() || keyboard_.giveBack(session, reading);
+        done = !keyboard_.inUse() || keyboard_.restore(session, reading);
     });
     return done;
 }

@@ -44,12 +44,12 @@ class X11EventPoster : public EventPoster {
     void postKeyDown(X11Connection::Session& session, const CGEvent& event);
     void postKeyUp(X11Connection::Session& session, const CGEvent& event);
     void endAnnouncement(std::list<PlannedText>::iterator text);
-    void giveBackSoon();
-    bool lookAfterServer();
+    void restoreSoon();
+    bool wakeBackgroundThread();
     void runInBackground();
     bool inUse() const;
     bool isIdle() const;
-    bool giveBack(std::unique_lock<std::mutex>& lock);
+    bool restoreKeyboard(std::unique_lock<std::mutex>& lock);
 
     X11Connection connection_;
 
@@ -59,7 +59,7 @@ class X11EventPoster : public EventPoster {
     std::list<PlannedText> texts_;
     /// What is down, by the event that pressed it: the layout may change before the key comes up.
     std::multimap<PressId, xcb_keycode_t> down_;
-    /// Who was seen to hear keys.
+    /// The application that was seen to read its events.
     KeyReceiver receiver_;
     /// Whether the mouse button went down and has not come up.
     bool buttonDown_ = false;
@@ -72,7 +72,7 @@ class X11EventPoster : public EventPoster {
     std::condition_variable changed_;
     std::chrono::steady_clock::time_point lastUse_;
     bool stopping_ = false;
-    std::thread lookingAfter_;
+    std::thread backgroundThread_;
 };
 
 }  // namespace varkel

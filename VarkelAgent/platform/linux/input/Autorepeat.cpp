@@ -1,16 +1,14 @@
-#include "platform/linux/input/KeyRepeat.h"
+#include "platform/linux/input/Autorepeat.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-// The header names a parameter with a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
+
+#include "platform/linux/x11/XkbProtocol.h"
 
 namespace varkel {
 
-bool setKeyRepeat(X11Connection::Session& session, std::span<const xcb_keycode_t> keys, bool repeats) {
+bool setAutorepeat(X11Connection::Session& session, std::span<const xcb_keycode_t> keys, bool repeats) {
     const XcbPtr<xcb_xkb_get_controls_reply_t> controls(xcb_xkb_get_controls_reply(
         session.get(), xcb_xkb_get_controls(session.get(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
     if (!controls) return false;

@@ -1,11 +1,7 @@
-#include "platform/linux/input/KeyBinder.h"
+#include "platform/linux/input/KeyRemapper.h"
 
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
-// The header names a parameter with a C++ keyword.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 
 #include <algorithm>
 #include <array>
@@ -14,49 +10,51 @@
 #include <set>
 #include <span>
 
-#include "platform/linux/input/KeyRepeat.h"
+#include "platform/linux/input/Autorepeat.h"
+#include "platform/linux/x11/XkbProtocol.h"
 
 namespace varkel {
 
 namespace {
 
-constexpr std::string_view noteName = "_VARKEL_AGENT_BOUND_KEYS";
+constexpr std::string_view recoveryProperty = "_VARKEL_AGENT_BOUND_KEYS";
 
 /// Types that every keyboard map has, by their fixed numbers.
 constexpr std::uint8_t oneLevelType = 0;
 constexpr std::uint8_t twoLevelType = 1;
 
-/// One line of the note on the root window.
-struct Borrowed {
+/// One record of the property on the root window from which remapped keys are recovered.
+struct RecoveryRecord {
     std::uint32_t owner;
-    /// The mark on the owner's window.
+    /// The random number on the owner's window.
     std::uint32_t mark;
     /// The key code, or 0: the owner presses keys but has bound none.
     std::uint32_t key;
     /// What was bound to the key without modifiers: it tells whether the key is still as its owner left it.
     std::uint32_t keysym;
 };
-static_assert(sizeof(Borrowed) == 16);
+static_assert(sizeof(RecoveryRecord) == 16);
 
-std::vector<Borrowed> readNote(X11Connection::Session& session) {
-    const auto units = session.property<std::uint32_t>(session.root(), noteName);
-    std::vector<Borrowed> lines;
+std::vector<RecoveryRecord> readRecords(X11Connection::Session& session) {
+    const auto units = session.property<std::uint32_t>(session.root(), recoveryProperty);
+    std::vector<RecoveryRecord> records;
     for (std::size_t at = 0; at + 3 < units.size(); at += 4) {
-        lines.push_back({units[at], units[at + 1], units[at + 2], units[at + 3]});
+        records.push_back({units[at], units[at + 1], units[at + 2], units[at + 3]});
     }
-    return lines;
+    return records;
 }
 
-void replaceNote(X11Connection::Session& session, const std::vector<Borrowed>& lines) {
-    if (lines.empty()) {
-        xcb_delete_property(session.get(), session.root(), session.atom(noteName));
+void replaceRecords(X11Connection::Session& session, const std::vector<RecoveryRecord>& records) {
+    if (records.empty()) {
+        xcb_delete_property(session.get(), session.root(), session.atom(recoveryProperty));
         return;
     }
-    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, session.root(), session.atom(noteName),
-                        XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(lines.size() * 4), lines.data());
+    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, session.root(), session.atom(recoveryProperty),
+                        XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(records.size() * 4),
+                        records.data());
 }
 
-/// Lets go of every key that is down: the keys that a dead owner held are among them, and nobody can tell
+/// Releases every key that is down: those that a dead owner held are among them, and the server does not tell
 /// which. A key that a person holds at that very moment comes up too, and goes down again with the next
 /// touch.
 void releaseHeldKeys(X11Connection::Session& session) {
@@ -70,17 +68,17 @@ void releaseHeldKeys(X11Connection::Session& session) {
     for (const xcb_keycode_t key : keys) {
         xcb_test_fake_input(session.get(), XCB_KEY_RELEASE, key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
     }
-    setKeyRepeat(session, keys, true);
+    setAutorepeat(session, keys, true);
 }
 
-/// Whether the process that made this window still has it. The mark tells it from a window that got the same
-/// id later: the very next connection often does.
-bool ownerLives(X11Connection::Session& session, const Borrowed& line) {
-    const auto marks = session.property<std::uint32_t>(line.owner, noteName, 1);
-    return !marks.empty() && marks.front() == line.mark;
+/// Whether the process that made this window still has it. The random number tells it from a window that got
+/// the same id later: the very next connection often does.
+bool isOwnerAlive(X11Connection::Session& session, const RecoveryRecord& record) {
+    const auto marks = session.property<std::uint32_t>(record.owner, recoveryProperty, 1);
+    return !marks.empty() && marks.front() == record.mark;
 }
 
-/// Nobody else reads or changes the note while this lives.
+/// Keeps other clients from reading and changing the records while this lives.
 class ServerGrab {
   public:
     explicit ServerGrab(X11Connection::Session& session) : connection_(session.get()) {
@@ -125,7 +123,7 @@ void setKey(xcb_connection_t* connection, xcb_keycode_t min, xcb_keycode_t max, 
 }
 
 /// Empties a key code that still carries what was bound to it. One that carries something else has got a new
-/// meaning from somebody, most often with a whole new layout, and is theirs.
+/// meaning from another client, most often with a whole new layout, and is left alone.
 void emptyKey(X11Connection::Session& session, std::uint32_t key, xkb_keysym_t expected) {
     const xcb_setup_t* setup = xcb_get_setup(session.get());
     if (key < setup->min_keycode || key > setup->max_keycode) return;
@@ -169,42 +167,42 @@ std::uint8_t findFourLevelType(X11Connection::Session& session, xkb_mod_mask_t s
 
 }  // namespace
 
-void KeyBinder::start(X11Connection::Session& session) {
+void KeyRemapper::start(X11Connection::Session& session) {
     forget();
-    noted_ = false;
+    recorded_ = false;
     owner_ = xcb_generate_id(session.get());
     xcb_create_window(session.get(), XCB_COPY_FROM_PARENT, owner_, session.root(), -1, -1, 1, 1, 0,
                       XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, 0, nullptr);
     mark_ = std::random_device{}();
-    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, owner_, session.atom(noteName),
+    xcb_change_property(session.get(), XCB_PROP_MODE_REPLACE, owner_, session.atom(recoveryProperty),
                         XCB_ATOM_CARDINAL, 32, 1, &mark_);
 
-    tidyUp(session);
+    recover(session);
 }
 
-/// Undoes what owners did that are gone.
-void KeyBinder::tidyUp(X11Connection::Session& session) {
-    if (readNote(session).empty()) return;
+/// Restores what owners did that are gone.
+void KeyRemapper::recover(X11Connection::Session& session) {
+    if (readRecords(session).empty()) return;
     const ServerGrab grab(session);
-    auto lines = readNote(session);
-    const auto dead = std::erase_if(lines, [&](const Borrowed& line) {
-        if (ownerLives(session, line)) return false;
-        emptyKey(session, line.key, line.keysym);
+    auto records = readRecords(session);
+    const auto dead = std::erase_if(records, [&](const RecoveryRecord& record) {
+        if (isOwnerAlive(session, record)) return false;
+        emptyKey(session, record.key, record.keysym);
         return true;
     });
     if (dead == 0) return;
     releaseHeldKeys(session);
-    replaceNote(session, lines);
+    replaceRecords(session, records);
 }
 
-void KeyBinder::begin(X11Connection::Session& session) {
-    if (noted_) return;
-    tidyUp(session);
-    noted_ = true;
-    writeNote(session);
+void KeyRemapper::begin(X11Connection::Session& session) {
+    if (recorded_) return;
+    recover(session);
+    recorded_ = true;
+    writeRecords(session);
 }
 
-void KeyBinder::adopt(X11Connection::Session& session, const KeyboardMap& map) {
+void KeyRemapper::adopt(X11Connection::Session& session, const KeyboardMap& map) {
     const xkb_mod_mask_t shift = map.modifierMask(XKB_KEY_Shift_L);
     const xkb_mod_mask_t third = map.modifierMask(XKB_KEY_ISO_Level3_Shift);
     keyType_ = shift != 0 && third != 0 ? findFourLevelType(session, shift, third) : 0;
@@ -217,7 +215,7 @@ void KeyBinder::adopt(X11Connection::Session& session, const KeyboardMap& map) {
     dropChangedSlots(map);
 }
 
-void KeyBinder::dropChangedSlots(const KeyboardMap& map) {
+void KeyRemapper::dropChangedSlots(const KeyboardMap& map) {
     std::erase_if(slots_, [&](const auto& slot) {
         const auto& [key, onLevels] = slot;
         for (std::size_t level = 0; level < onLevels.size(); ++level) {
@@ -229,18 +227,18 @@ void KeyBinder::dropChangedSlots(const KeyboardMap& map) {
     });
 }
 
-std::vector<xcb_keycode_t> KeyBinder::usableKeys(const KeyboardMap& map) const {
+std::vector<xcb_keycode_t> KeyRemapper::usableKeys(const KeyboardMap& map) const {
     std::set<xcb_keycode_t> keys(map.spareKeys().begin(), map.spareKeys().end());
     for (const auto& slot : slots_) keys.insert(slot.first);
     return {keys.begin(), keys.end()};
 }
 
-std::size_t KeyBinder::capacity(const KeyboardMap& map) const {
+std::size_t KeyRemapper::capacity(const KeyboardMap& map) const {
     return usableKeys(map).size() * levels_;
 }
 
 /// Whole keys first, so that few texts need a modifier at all.
-std::vector<KeyBinder::Place> KeyBinder::freePlaces(const KeyboardMap& map) const {
+std::vector<KeyRemapper::Place> KeyRemapper::freePlaces(const KeyboardMap& map) const {
     const auto keys = usableKeys(map);
     std::vector<Place> places;
     for (std::size_t level = 0; level < levels_; ++level) {
@@ -254,12 +252,12 @@ std::vector<KeyBinder::Place> KeyBinder::freePlaces(const KeyboardMap& map) cons
     return places;
 }
 
-bool KeyBinder::wouldReplace(const KeyboardMap& map, const std::vector<xkb_keysym_t>& keysyms) const {
+bool KeyRemapper::wouldReplace(const KeyboardMap& map, const std::vector<xkb_keysym_t>& keysyms) const {
     const auto missing = std::count_if(keysyms.begin(), keysyms.end(), [&](auto k) { return !isBound(k); });
     return static_cast<std::size_t>(missing) > freePlaces(map).size();
 }
 
-void KeyBinder::makeRoom(const std::vector<xkb_keysym_t>& wanted, std::size_t needed) {
+void KeyRemapper::makeRoom(const std::vector<xkb_keysym_t>& wanted, std::size_t needed) {
     const std::set<xkb_keysym_t> keep(wanted.begin(), wanted.end());
     for (auto& [key, onLevels] : slots_) {
         for (xkb_keysym_t& keysym : onLevels) {
@@ -272,8 +270,8 @@ void KeyBinder::makeRoom(const std::vector<xkb_keysym_t>& wanted, std::size_t ne
     }
 }
 
-bool KeyBinder::bind(X11Connection::Session& session, const KeyboardMap& map,
-                     const std::vector<xkb_keysym_t>& keysyms) {
+bool KeyRemapper::bind(X11Connection::Session& session, const KeyboardMap& map,
+                       const std::vector<xkb_keysym_t>& keysyms) {
     std::vector<xkb_keysym_t> missing;
     for (const xkb_keysym_t keysym : keysyms) {
         if (!isBound(keysym)) missing.push_back(keysym);
@@ -291,14 +289,14 @@ bool KeyBinder::bind(X11Connection::Session& session, const KeyboardMap& map,
         bound_[missing[at]] = places[at].key;
         changed.insert(places[at].key);
     }
-    // The note comes first: from here on a death leaves nothing that is not written down.
-    noted_ = true;
-    writeNote(session);
+    // Recorded before the keys are remapped: whenever this process dies, the next one can recover them.
+    recorded_ = true;
+    writeRecords(session);
     return write(session, map, {changed.begin(), changed.end()});
 }
 
-bool KeyBinder::write(X11Connection::Session& session, const KeyboardMap& map,
-                      const std::vector<xcb_keycode_t>& keys) {
+bool KeyRemapper::write(X11Connection::Session& session, const KeyboardMap& map,
+                        const std::vector<xcb_keycode_t>& keys) {
     for (const xcb_keycode_t key : keys) {
         auto& onLevels = slots_[key];
         onLevels.resize(levels_, XKB_KEY_NoSymbol);
@@ -307,29 +305,31 @@ bool KeyBinder::write(X11Connection::Session& session, const KeyboardMap& map,
     return session.synchronise();
 }
 
-void KeyBinder::writeNote(X11Connection::Session& session) {
+void KeyRemapper::writeRecords(X11Connection::Session& session) {
     const ServerGrab grab(session);
-    auto lines = readNote(session);
-    std::erase_if(lines, [&](const Borrowed& line) { return line.owner == owner_ && line.mark == mark_; });
-    if (noted_) lines.push_back({owner_, mark_, 0, XKB_KEY_NoSymbol});
+    auto records = readRecords(session);
+    std::erase_if(records, [&](const RecoveryRecord& record) {
+        return record.owner == owner_ && record.mark == mark_;
+    });
+    if (recorded_) records.push_back({owner_, mark_, 0, XKB_KEY_NoSymbol});
     for (const auto& [key, onLevels] : slots_) {
-        lines.push_back({owner_, mark_, key, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
+        records.push_back({owner_, mark_, key, onLevels.empty() ? XKB_KEY_NoSymbol : onLevels.front()});
     }
-    replaceNote(session, lines);
+    replaceRecords(session, records);
 }
 
-void KeyBinder::release(X11Connection::Session& session) {
-    if (!noted_) return;
+void KeyRemapper::restore(X11Connection::Session& session) {
+    if (!recorded_) return;
     for (const auto& [key, onLevels] : slots_) emptyKey(session, key, onLevels.front());
     session.synchronise();
     forget();
-    noted_ = false;
-    writeNote(session);
-    // Somebody may have died while this process had the keyboard all the time.
-    tidyUp(session);
+    recorded_ = false;
+    writeRecords(session);
+    // Another owner may have died while this process used the keyboard.
+    recover(session);
 }
 
-void KeyBinder::forget() {
+void KeyRemapper::forget() {
     slots_.clear();
     bound_.clear();
 }

@@ -8,8 +8,8 @@
 
 namespace varkel {
 
-/// Lets keys repeat while they are held, or not. True when that changed anything. (The core protocol's
+/// Turns autorepeat of keys on or off. True when that changed anything. (The core protocol's
 /// request for this would also mark the keys in the server's map for good.)
-bool setKeyRepeat(X11Connection::Session& session, std::span<const xcb_keycode_t> keys, bool repeats);
+bool setAutorepeat(X11Connection::Session& session, std::span<const xcb_keycode_t> keys, bool repeats);
 
 }  // namespace varkel
