@@ -2,6 +2,7 @@
 
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
+#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -64,24 +65,14 @@ char lowerCasedASCII(char character) {
 }  // namespace
 
 std::size_t sequenceLength(std::string_view text, std::size_t at) {
-    const auto byte = [&](std::size_t i) -> unsigned {
-        return at + i < text.size() ? static_cast<unsigned char>(text[at + i]) : 0u;
-    };
-    const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0u) == 0x80u; };
-    const unsigned lead = byte(0);
-    if (lead < 0x80) return 1;
-    if (lead >= 0xC2 && lead <= 0xDF) return continues(1) ? 2 : 0;
-    if (lead >= 0xE0 && lead <= 0xEF) {
-        if (lead == 0xE0 && byte(1) < 0xA0) return 0;
-        if (lead == 0xED && byte(1) > 0x9F) return 0;
-        return continues(1) && continues(2) ? 3 : 0;
-    }
-    if (lead >= 0xF0 && lead <= 0xF4) {
-        if (lead == 0xF0 && byte(1) < 0x90) return 0;
-        if (lead == 0xF4 && byte(1) > 0x8F) return 0;
-        return continues(1) && continues(2) && continues(3) ? 4 : 0;
-    }
-    return 0;
+    std::size_t next = at;
+    UChar32 character = 0;
+// The macro converts integers without saying so.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+    U8_NEXT(text.data(), next, text.size(), character);
+#pragma GCC diagnostic pop
+    return character < 0 ? 0 : next - at;
 }
 
 bool isValidUTF8(std::string_view text) {

@@ -6,8 +6,8 @@
 
 namespace varkel {
 
-/// The length in bytes of the UTF-8 sequence that starts at `at`, or 0 when none does: no overlong forms, no
-/// surrogates, nothing above U+10FFFF.
+/// The length in bytes of the UTF-8 sequence that starts at `at`, which is before the end, or 0 when none
+/// does: no overlong forms, no surrogates, nothing above U+10FFFF.
 std::size_t sequenceLength(std::string_view text, std::size_t at);
 
 bool isValidUTF8(std::string_view text);
