@@ -95,30 +95,22 @@ class ServerGrab {
     xcb_connection_t* connection_;
 };
 
-struct KeySymMapHead {
-    std::uint8_t types[4];
-    std::uint8_t groups;
-    std::uint8_t width;
-    std::uint16_t count;
-};
-static_assert(sizeof(KeySymMapHead) == 8);
-
 /// Sends the keysyms of one key code; none empties it. Any action is taken off it: one may be left over from
 /// another program's use of the key, and would have its effect instead of the character's.
 void setKey(xcb_connection_t* connection, xcb_keycode_t min, xcb_keycode_t max, xcb_keycode_t key,
             std::span<const xkb_keysym_t> keysyms, std::uint8_t type) {
-    KeySymMapHead head{};
-    head.types[0] = type;
-    head.groups = keysyms.empty() ? 0 : 1;
+    xcb_xkb_key_sym_map_t head{};
+    head.kt_index[0] = type;
+    head.groupInfo = keysyms.empty() ? 0 : 1;
     head.width = static_cast<std::uint8_t>(keysyms.size());
-    head.count = head.width;
+    head.nSyms = head.width;
     // After the keysyms, the number of actions of the one key, padded.
     constexpr std::size_t actionCounts = 4;
     std::vector<std::uint8_t> values(sizeof head + keysyms.size_bytes() + actionCounts);
     std::memcpy(values.data(), &head, sizeof head);
     if (!keysyms.empty()) std::memcpy(values.data() + sizeof head, keysyms.data(), keysyms.size_bytes());
     constexpr std::uint16_t parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_KEY_ACTIONS;
-    xcb_xkb_set_map(connection, XCB_XKB_ID_USE_CORE_KBD, parts, 0, min, max, 0, 0, key, 1, head.count, key, 1,
+    xcb_xkb_set_map(connection, XCB_XKB_ID_USE_CORE_KBD, parts, 0, min, max, 0, 0, key, 1, head.nSyms, key, 1,
                     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, values.data());
 }
 

@@ -25,6 +25,8 @@ constexpr std::pair<CGKeyCode, xkb_keysym_t> namedKeys[] = {
 
 constexpr xkb_keysym_t unicodeKeysymBase = 0x01000000;
 
+/// xkb_utf32_to_keysym() would not do: it has no Return for a line feed, gives control characters and halves
+/// of surrogate pairs keysyms, and characters of older alphabets the keysyms from before Unicode.
 xkb_keysym_t keysymForCharacter(char32_t character) {
     switch (character) {
         case 0x08:

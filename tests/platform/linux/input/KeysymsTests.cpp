@@ -55,6 +55,19 @@ TEST(Keysyms, TypeATextCodePointByCodePoint) {
     for (const auto& each : cases) EXPECT_EQ(keysymsForText(each.text), each.keysyms);
 }
 
+TEST(Keysyms, GiveEveryCharacterBackThatIsNoControlCharacter) {
+    for (char32_t character = 0xA0; character <= 0x10FFFF; ++character) {
+        std::u16string text;
+        if (character > 0xFFFF) text += static_cast<char16_t>(0xD7C0 + (character >> 10));
+        text += static_cast<char16_t>(character > 0xFFFF ? 0xDC00 + (character & 0x3FF) : character);
+        const auto keysyms = keysymsForText(text);
+        const bool isHalf = character >= 0xD800 && character < 0xE000;
+        ASSERT_EQ(keysyms.size(), isHalf ? 0U : 1U) << std::hex << static_cast<std::uint32_t>(character);
+        if (isHalf) continue;
+        ASSERT_EQ(xkb_keysym_to_utf32(keysyms.front()), character);
+    }
+}
+
 TEST(Keysyms, OfTheSameCharacterCompareEqual) {
     EXPECT_EQ(canonicalKeysym(XKB_KEY_EuroSign), canonicalKeysym(0x010020AC));
     EXPECT_EQ(canonicalKeysym(XKB_KEY_Greek_alpha), 0x010003B1U);
