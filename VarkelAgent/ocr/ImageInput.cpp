@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "base/RegularFile.h"
+#include "base/ReadFile.h"
 #include "http/HTTPMessage.h"
 #include "ocr/Base64.h"
 

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "base/BlockingPool.h"
-#include "base/RegularFile.h"
+#include "base/ReadFile.h"
 #include "json/JSONDecoder.h"
 #include "json/JSONEncoder.h"
 

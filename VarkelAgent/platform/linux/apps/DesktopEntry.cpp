@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
 
+#include "base/ReadFile.h"
 #include "base/UnicodeText.h"
 
 namespace varkel {
@@ -17,6 +17,7 @@ namespace varkel {
 namespace {
 
 constexpr std::string_view suffix = ".desktop";
+/// A larger file is no entry.
 constexpr std::size_t maxEntrySize = 1 << 20;
 
 std::string_view trimmed(std::string_view text) {
@@ -122,15 +123,6 @@ std::optional<std::string> findFile(const std::string& directory, std::string_vi
     return std::nullopt;
 }
 
-std::optional<std::string> readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::string text(maxEntrySize, '\0');
-    file.read(text.data(), static_cast<std::streamsize>(text.size()));
-    text.resize(static_cast<std::size_t>(file.gcount()));
-    return text;
-}
-
 /// The identifiers of all entries in a folder and the folders below it, in order.
 std::vector<std::string> identifiersBelow(const std::filesystem::path& root) {
     std::vector<std::string> identifiers;
@@ -219,7 +211,7 @@ std::vector<std::string> expandFieldCodes(const DesktopEntry& entry) {
 }
 
 std::optional<DesktopEntry> readDesktopEntry(const std::string& path) {
-    const auto text = readFile(path);
+    const auto text = readRegularFile(path, maxEntrySize);
     if (!text) return std::nullopt;
     auto entry = parseDesktopEntry(*text);
     if (!entry) return std::nullopt;

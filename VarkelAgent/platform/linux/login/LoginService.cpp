@@ -1,6 +1,5 @@
 #include "platform/linux/login/LoginService.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,7 +12,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/Environment.h"
-#include "base/FileDescriptor.h"
+#include "base/ReadFile.h"
 #include "platform/Platform.h"
 #include "platform/PropertyList.h"
 #include "platform/linux/login/LoginFiles.h"
@@ -26,38 +25,15 @@ namespace {
 constexpr mode_t readableForAll = 0644;
 constexpr mode_t ownerOnly = 0600;
 
-[[noreturn]] void fail(const std::string& what) {
-    throw std::system_error(errno, std::generic_category(), what);
-}
-
-/// At most `limit` bytes and one more, of a regular file; nothing when it cannot be opened.
-std::optional<std::string> readStart(const std::string& path, std::size_t limit) {
-    // A pipe would block its opener.
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!file) return std::nullopt;
-    struct stat info {};
-    if (::fstat(file.get(), &info) != 0) return std::nullopt;
-    if (!S_ISREG(info.st_mode)) {
-        errno = EINVAL;
-        return std::nullopt;
-    }
-    std::string text(limit + 1, '\0');
-    std::size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t count = ::read(file.get(), text.data() + size, text.size() - size);
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return std::nullopt;
-        if (count == 0) break;
-        size += static_cast<std::size_t>(count);
-    }
-    text.resize(size);
-    return text;
-}
+/// Larger than any file that this tool writes.
+constexpr std::size_t longestLoginFile = 1'048'576;
 
 std::string readPropertyList(const std::string& path) {
-    auto text = readStart(path, longestPropertyList);
-    if (!text) fail("cannot read " + path);
-    return std::move(*text);
+    std::string text;
+    if (const auto error = readFile(path, longestPropertyList, FileKind::regular, text)) {
+        throw std::system_error(error, "cannot read " + path);
+    }
+    return text;
 }
 
 std::string configurationFolder() {
@@ -77,8 +53,8 @@ LoginFiles filesFor(const std::string& path, LoginMoment moment) {
 
 /// Whether a file of this name was written by this tool.
 bool isOurs(const LoginFile& file) {
-    const auto start = readStart(file.path, loginFileMarker.size());
-    return start && start->starts_with(loginFileMarker);
+    const auto text = readRegularFile(file.path, longestLoginFile);
+    return text && text->starts_with(loginFileMarker);
 }
 
 void write(const LoginFile& file, mode_t mode) {
@@ -214,7 +190,7 @@ void runLoginItem(const std::string& propertyListPath) {
     for (std::string& word : item.programArguments) words.push_back(word.data());
     words.push_back(nullptr);
     ::execv(words.front(), words.data());
-    fail("cannot start " + item.programArguments.front());
+    throw std::system_error(errno, std::generic_category(), "cannot start " + item.programArguments.front());
 }
 
 }  // namespace varkel
