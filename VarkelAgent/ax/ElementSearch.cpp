@@ -1,13 +1,13 @@
 #include "ax/ElementSearch.h"
 
 #include <array>
-#include <charconv>
 #include <optional>
 
 #include "ax/AXTreeBuilder.h"
 #include "ax/Attributes.h"
 #include "ax/ElementId.h"
 #include "ax/PathCache.h"
+#include "base/ParseInteger.h"
 #include "platform/Platform.h"
 
 namespace varkel {
@@ -60,11 +60,10 @@ AXUIElementRef followPath(AXUIElementRef element, std::string_view path) {
         const std::size_t end = path.find('/', at + 1);
         const std::string_view number =
             path.substr(at + 1, end == std::string_view::npos ? end : end - at - 1);
-        std::size_t position = 0;
-        std::from_chars(number.data(), number.data() + number.size(), position);
+        const auto position = parseInteger<std::size_t>(number);
         auto children = getChildren(element);
-        if (!children || position >= children->size()) return nullptr;
-        element = (*children)[position];
+        if (!children || !position || *position >= children->size()) return nullptr;
+        element = (*children)[*position];
         at = end;
     }
     return element;

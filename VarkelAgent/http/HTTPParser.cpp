@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <utility>
 
+#include "base/ParseInteger.h"
 #include "base/UnicodeText.h"
 
 namespace varkel {
@@ -86,15 +86,13 @@ std::uint64_t bodyLength(std::string_view head) {
     const auto value = headerValue(head, "content-length");
     if (!value) return 0;
     std::string_view digits = *value;
-    const bool negative = digits.starts_with('-');
-    if (negative || digits.starts_with('+')) digits.remove_prefix(1);
+    if (digits.starts_with('-') || digits.starts_with('+')) digits.remove_prefix(1);
     const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
     if (digits.empty() || !std::ranges::all_of(digits, isDigit)) return 0;
 
-    std::int64_t length = 0;
-    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), length);
-    if (result.ec != std::errc() || (negative && length != 0)) failInvalid();
-    return static_cast<std::uint64_t>(length);
+    const auto length = parseInteger<std::int64_t>(*value);
+    if (!length || *length < 0) failInvalid();
+    return static_cast<std::uint64_t>(*length);
 }
 
 }  // namespace

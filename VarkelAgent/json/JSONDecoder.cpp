@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <system_error>
 
+#include "base/ParseInteger.h"
+
 namespace varkel::decoding {
 
 namespace {
@@ -54,9 +56,7 @@ template <class T>
 std::optional<T> exactInteger(const JSONText& value) {
     if (value.kind() != JSONText::Kind::number) return std::nullopt;
     const std::string_view digits = value.text();
-    T integer = 0;
-    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), integer);
-    if (result.ec == std::errc() && result.ptr == digits.data() + digits.size()) return integer;
+    if (const auto integer = parseInteger<T>(digits)) return integer;
     // Beyond T's range, or written as a real.
     const double number = nearestDouble(digits);
     // Powers of two, exact as doubles: the first number above T's range and the lowest one in it.

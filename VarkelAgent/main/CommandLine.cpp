@@ -1,7 +1,8 @@
 #include "main/CommandLine.h"
 
-#include <charconv>
 #include <utility>
+
+#include "base/ParseInteger.h"
 
 namespace varkel {
 
@@ -18,7 +19,7 @@ bool takesValue(std::string_view argument) {
 /// Takes the value of an option that has one; false when it cannot be one.
 bool takeValue(CommandLine& line, std::string_view option, const std::string& value) {
     if (option == "--port") {
-        const auto port = parseInteger(value);
+        const auto port = parseInteger<std::int64_t>(value);
         line.port = port.value_or(0);
         return port.has_value();
     }
@@ -47,19 +48,6 @@ Defaults makeDefaults(const Environment& environment) {
     defaults.tokenFile =
         file != environment.end() ? file->second : homeDirectory(environment) + tokenFileInHome;
     return defaults;
-}
-
-std::optional<std::int64_t> parseInteger(std::string_view text) {
-    // std::from_chars takes no plus sign.
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
-        if (text.starts_with('-')) return std::nullopt;
-    }
-    std::int64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number);
-    if (result.ec != std::errc() || result.ptr != end) return std::nullopt;
-    return number;
 }
 
 CommandLine parseCommandLine(std::span<const std::string> arguments, const Defaults& defaults) {

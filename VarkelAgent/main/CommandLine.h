@@ -49,7 +49,4 @@ CommandLine parseCommandLine(std::span<const std::string> arguments, const Defau
 /// The usage text, ten lines each ended by a line feed.
 std::string usageText(const Defaults& defaults);
 
-/// A base-10 signed integer: an optional sign and digits, nothing else. Nothing when 64 bits cannot hold it.
-std::optional<std::int64_t> parseInteger(std::string_view text);
-
 }  // namespace varkel

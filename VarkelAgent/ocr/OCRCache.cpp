@@ -1,11 +1,11 @@
 #include "ocr/OCRCache.h"
 
 #include <boost/container_hash/hash.hpp>
-#include <charconv>
 #include <utility>
 
 #include "base/Digest.h"
 #include "base/Environment.h"
+#include "base/ParseInteger.h"
 #include "platform/Platform.h"
 
 namespace varkel {
@@ -17,16 +17,8 @@ std::string sha256HashData(std::string_view bytes) {
 std::int64_t ocrCacheCapacity(const std::optional<std::string>& value) {
     constexpr std::int64_t usual = 50;
     if (!value) return usual;
-    std::string_view digits = *value;
-    // The standard parser takes a minus only; after a plus it would take one, too.
-    if (digits.starts_with('+')) {
-        digits.remove_prefix(1);
-        if (digits.starts_with('-')) return usual;
-    }
-    std::int64_t capacity = 0;
-    const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), capacity);
-    if (failure != std::errc() || end != digits.data() + digits.size() || capacity < 1) return usual;
-    return capacity;
+    const auto capacity = parseInteger<std::int64_t>(*value);
+    return capacity && *capacity >= 1 ? *capacity : usual;
 }
 
 OCRCache& OCRCache::shared() {

@@ -31,18 +31,6 @@ TEST(CommandLine, EndsAtTheFirstArgumentThatEndsTheProgram) {
     }
 }
 
-TEST(CommandLine, ReadsPorts) {
-    const std::vector<std::pair<std::string, std::optional<std::int64_t>>> cases{
-        {"0", 0},     {"+80", 80},      {"-1", -1},
-        {"0080", 80}, {"70000", 70000}, {"9223372036854775807", INT64_MAX},
-        {"", {}},     {" 80", {}},      {"80 ", {}},
-        {"0x50", {}}, {"80.0", {}},     {"9223372036854775808", {}},
-        {"+", {}},    {"-", {}},        {"+-1", {}},
-        {"--1", {}},  {"1e3", {}},      {"-9223372036854775808", INT64_MIN},
-    };
-    for (const auto& [text, port] : cases) EXPECT_EQ(parseInteger(text), port) << text;
-}
-
 TEST(CommandLine, KeepsTheLastOfEachAndTheDefaultsOfTheRest) {
     const CommandLine plain = parse({});
     EXPECT_EQ(plain.port, 47824);

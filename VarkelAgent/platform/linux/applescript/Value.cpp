@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "base/ParseInteger.h"
 #include "base/UnicodeText.h"
 #include "platform/linux/applescript/ScriptError.h"
 
@@ -55,11 +56,9 @@ std::string textOf(const Value& value) {
 }
 
 Value parseNumber(std::string_view text) {
+    if (const auto integer = parseInteger<std::int64_t>(text)) return *integer;
     if (text.starts_with('+')) text.remove_prefix(1);
     const char* end = text.data() + text.size();
-    std::int64_t integer = 0;
-    const auto whole = std::from_chars(text.data(), end, integer);
-    if (whole.ec == std::errc() && whole.ptr == end) return integer;
     double real = 0;
     const auto parsed = std::from_chars(text.data(), end, real);
     if (parsed.ec == std::errc() && parsed.ptr == end && std::isfinite(real)) return real;

@@ -3,6 +3,8 @@
 #include <fstream>
 #include <string>
 
+#include "base/ParseInteger.h"
+
 namespace varkel {
 
 namespace {
@@ -15,11 +17,8 @@ pid_t parentOf(pid_t process) {
     // The program's name comes in parentheses and may hold anything.
     const auto end = line.rfind(") ");
     if (end == std::string::npos || end + 4 >= line.size()) return 0;
-    try {
-        return static_cast<pid_t>(std::stol(line.substr(end + 4)));
-    } catch (const std::exception&) {
-        return 0;
-    }
+    const std::string_view parent = std::string_view(line).substr(end + 4);
+    return parseInteger<pid_t>(parent.substr(0, parent.find(' '))).value_or(0);
 }
 
 }  // namespace
