@@ -1,6 +1,5 @@
 #include "http/HTTPServer.h"
 
-#include <openssl/crypto.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <exception>
 #include <utility>
 
+#include "base/ConstantTime.h"
 #include "http/FailureTable.h"
 #include "http/HTTPSerializer.h"
 #include "http/JSONResponse.h"
@@ -81,7 +81,7 @@ std::vector<std::string> HTTPServer::registeredRoutes() const {
 }
 
 bool HTTPServer::verifyToken(std::string_view value) const {
-    return value.size() == token_.size() && CRYPTO_memcmp(value.data(), token_.data(), token_.size()) == 0;
+    return equalsInConstantTime(value, token_);
 }
 
 bool HTTPServer::isAuthenticated(std::string_view head) const {

@@ -1,21 +1,15 @@
 #include "routes/Consent.h"
 
-#include <openssl/crypto.h>
-
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 #include <utility>
 
+#include "base/ConstantTime.h"
 #include "http/JSONResponse.h"
 
 namespace varkel {
 
 namespace {
-
-/// Takes as long for every text of the right length.
-bool isSecret(const std::string& text, const std::string& secret) {
-    return text.size() == secret.size() && CRYPTO_memcmp(text.data(), secret.data(), secret.size()) == 0;
-}
 
 /// Whether the caller has asked the person itself. It proves with the service's secret that it may.
 bool isGranted(const HTTPRequest& request, const OverlayClient& overlay) {
@@ -23,7 +17,7 @@ bool isGranted(const HTTPRequest& request, const OverlayClient& overlay) {
     if (consent == nullptr || *consent != "granted") return false;
     const std::string* token = request.header("x-varkel-overlay-token");
     if (token == nullptr) token = request.header("x-overlay-token");
-    return token != nullptr && isSecret(*token, overlay.token());
+    return token != nullptr && equalsInConstantTime(*token, overlay.token());
 }
 
 /// A random UUID in upper case.
