@@ -6,6 +6,8 @@
 #include <memory>
 #include <system_error>
 
+#include "base/StartThread.h"
+
 namespace varkel {
 
 BlockingPool& BlockingPool::shared() {
@@ -31,10 +33,11 @@ void BlockingPool::submit(std::function<void()> work) {
     const std::lock_guard lock(mutex_);
     // A thread that was woken and has not taken its work yet still counts as idle, hence the comparison.
     if (queue_.size() >= idle_ && threads_.size() < maxThreads_) {
-        try {
-            threads_.emplace_back([this] { serve(); });
-        } catch (const std::system_error&) {
-            if (threads_.empty()) throw;
+        std::thread thread;
+        if (startThread(thread, [this] { serve(); })) {
+            threads_.push_back(std::move(thread));
+        } else if (threads_.empty()) {
+            throw std::system_error(make_error_code(std::errc::resource_unavailable_try_again));
         }
     }
     queue_.push_back(std::move(work));

@@ -6,9 +6,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <vector>
+
+#include "base/StartThread.h"
 
 namespace varkel {
 
@@ -22,19 +23,16 @@ class Reaper {
     void add(pid_t child) {
         const std::lock_guard lock(mutex_);
         children_.push_back(child);
-        if (!started_) started_ = start();
+        if (!started_) start();
         changed_.notify_one();
     }
 
   private:
-    /// False when no thread can be had: the next child brings another attempt.
-    bool start() {
-        try {
-            std::thread([this] { run(); }).detach();
-            return true;
-        } catch (const std::system_error&) {
-            return false;
-        }
+    /// Without a thread to be had, the next child brings another attempt.
+    void start() {
+        std::thread thread;
+        started_ = startThread(thread, [this] { run(); });
+        if (started_) thread.detach();
     }
 
     void run() {

@@ -6,8 +6,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <system_error>
 #include <utility>
+
+#include "base/StartThread.h"
 
 namespace varkel {
 
@@ -104,11 +105,7 @@ bool PeerConnectionPool::wakeReader() {
         if (stopping_) return false;
         wake_.reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
         if (!wake_) return false;
-        try {
-            reader_ = std::thread([this] { readIdleConnections(); });
-        } catch (const std::system_error&) {
-            return false;
-        }
+        if (!startThread(reader_, [this] { readIdleConnections(); })) return false;
     }
     const std::uint64_t one = 1;
     // A full counter wakes as well.

@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <system_error>
 #include <utility>
 
+#include "base/StartThread.h"
 #include "platform/linux/input/Keysyms.h"
 
 namespace varkel {
@@ -261,13 +261,10 @@ void X11EventPoster::restoreSoon() {
 
 /// Called with the lock held. False when no thread can be had: the next event brings another attempt.
 bool X11EventPoster::wakeBackgroundThread() {
-    try {
-        if (!backgroundThread_.joinable()) backgroundThread_ = std::thread([this] { runInBackground(); });
-    } catch (const std::system_error&) {
-        return false;
-    }
+    const bool runs =
+        backgroundThread_.joinable() || startThread(backgroundThread_, [this] { runInBackground(); });
     changed_.notify_one();
-    return true;
+    return runs;
 }
 
 /// Called with the lock held. Whether there is anything to release or restore.

@@ -13,9 +13,9 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
-#include <system_error>
 
 #include "base/FileDescriptor.h"
+#include "base/StartThread.h"
 
 namespace varkel {
 
@@ -115,13 +115,7 @@ X11Connection::~X11Connection() {
 
 /// Called with the watch's lock held. False when no thread can be had.
 bool X11Connection::startWatching() {
-    if (watcher_.joinable()) return true;
-    try {
-        watcher_ = std::thread([this] { watch(); });
-        return true;
-    } catch (const std::system_error&) {
-        return false;
-    }
+    return watcher_.joinable() || startThread(watcher_, [this] { watch(); });
 }
 
 void X11Connection::watch() {
