@@ -17,7 +17,7 @@ namespace {
 
 constexpr double defaultAmount = 100;
 constexpr double amountPerStep = 50;
-/// More steps than anybody waits for; an amount beyond it scrolls as far.
+/// Minutes of scrolling; an amount beyond it scrolls as far.
 constexpr double maxSteps = 100'000;
 /// How often a scroll looks whether the client still waits. Shorter ones are carried out whole, also for a
 /// client that has only finished sending.

@@ -45,7 +45,7 @@ TreeSnapshotRef AXTreeCache::get(pid_t key, std::optional<pid_t> frontmostPid) {
 void AXTreeCache::set(pid_t key, TreeSnapshotRef tree, std::uint64_t changeCount) {
     Entry entry{std::move(tree), now()};
     const std::scoped_lock lock(mutex_);
-    // Under the lock: whoever counts a change after this look empties the cache after that.
+    // Under the lock: a change that is counted after this empties the cache after that.
     if (globalChangeCounter().value() == changeCount) std::swap(cache_[key], entry);
 }
 

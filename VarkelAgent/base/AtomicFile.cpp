@@ -26,7 +26,7 @@ std::string hiddenBeside(const std::string& target) {
     return target.substr(0, name) + "." + target.substr(name) + ".XXXXXX";
 }
 
-/// A file that nobody has a name for yet; removed at the end unless it got one.
+/// A temporary file; removed at the end unless it has taken its place.
 class TemporaryFile {
   public:
     explicit TemporaryFile(const std::string& target) : path_(hiddenBeside(target)) {

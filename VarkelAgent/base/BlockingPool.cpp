@@ -80,7 +80,7 @@ Task<void> runOnPool(BlockingPool& pool, std::function<void()> work) {
             run = nullptr;
             boost::asio::post(guard.get_executor(), [resume = std::move(resume)] { std::move (*resume)(); });
         };
-        // Raising from here would take the coroutine down with it.
+        // Throwing from here would take the coroutine down with it.
         try {
             pool.submit(std::move(job));
         } catch (const std::system_error&) {

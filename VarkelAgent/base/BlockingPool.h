@@ -44,7 +44,7 @@ class BlockingPool {
     /// Does the work that is queued and waits for it.
     ~BlockingPool();
 
-    /// Runs `work` on a thread of the pool, in turn when all are busy. `work` must not raise. Raises
+    /// Runs `work` on a thread of the pool, in turn when all are busy. `work` must not throw. Throws
     /// std::system_error when no thread can be had at all.
     void submit(std::function<void()> work);
 
@@ -94,10 +94,10 @@ Task<void> runOnPool(BlockingPool& pool, std::function<void()> work);
 }  // namespace blocking
 
 /// Calls `function` on a thread of the pool and resumes the calling coroutine, on its own executor, with what
-/// it returned or raised. `function` is neither copied nor moved.
+/// it returned or threw. `function` is neither copied nor moved.
 ///
-/// It must be a variable of the coroutine: g++ 12 destroys the captures of a lambda expression twice when the
-/// lambda is written inside a co_await expression.
+/// It must be a variable of the coroutine: g++ 12 copies an unnamed closure in a co_await expression into the
+/// coroutine's frame byte by byte and destroys it twice. So what any co_await takes has a name here.
 ///
 ///     auto read = [path] { return readFile(path); };
 ///     std::string text = co_await runBlocking(read);

@@ -19,7 +19,7 @@ std::string validUTF8OrEmpty(std::string text);
 /// breaks are not blanks. The text is valid UTF-8.
 std::string_view trimmedOfBlanks(std::string_view text);
 
-/// The same, with line breaks of every kind trimmed as well.
+/// The text without the blanks and line breaks of every kind at its ends. The text is valid UTF-8.
 std::string_view trimmedOfWhiteSpace(std::string_view text);
 
 /// The text in lower case, by no language's special rules. The text is valid UTF-8.

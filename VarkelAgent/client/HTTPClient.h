@@ -23,7 +23,7 @@ class HTTPClient {
 
     /// Sends the request, with a Host, a Connection and a Content-Length header beside its own, and gives the
     /// final answer, whose header names are in lower case. `limit` holds for the exchange as a whole, however
-    /// slowly the answer trickles in. Raises boost::system::system_error, also when the answer has more than
+    /// slowly the answer trickles in. Throws boost::system::system_error, also when the answer has more than
     /// 64 MiB and after close(). Called once.
     Task<HTTPResponse> send(const HTTPRequest& request,
                             std::optional<std::chrono::steady_clock::duration> limit);

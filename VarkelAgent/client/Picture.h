@@ -12,7 +12,7 @@ namespace varkel {
 /// like all of these.
 ScreenPicture scaledDown(ScreenPicture picture, int maxWidth);
 
-/// A PNG file, compressed for speed. Raises std::runtime_error.
+/// A PNG file, compressed for speed. Throws std::runtime_error.
 std::string encodePNG(const ScreenPicture& picture);
 
 std::string encodeBase64(std::string_view bytes);

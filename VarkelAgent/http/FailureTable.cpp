@@ -57,9 +57,9 @@ HTTPResponse answer(Failure failure, std::string_view what, FailureTable table) 
 
 }  // namespace
 
-HTTPResponse failureResponse(const std::exception_ptr& raised, FailureTable table) {
+HTTPResponse failureResponse(const std::exception_ptr& thrown, FailureTable table) {
     try {
-        std::rethrow_exception(raised);
+        std::rethrow_exception(thrown);
     } catch (const HTTPError& error) {
         return answer(failureOf(error.errorCase()), error.what(), table);
     } catch (const std::exception& error) {

@@ -38,7 +38,7 @@ using FailureTable = std::span<const FailureRule>;
 
 /// The answer to an exception by a route's table, and by the server's own for what that does not name. Any
 /// thread.
-HTTPResponse failureResponse(const std::exception_ptr& raised, FailureTable table = {});
+HTTPResponse failureResponse(const std::exception_ptr& thrown, FailureTable table = {});
 
 /// The server's own answer to an HTTPError. Any thread.
 HTTPResponse failureResponse(HTTPError::Case errorCase);

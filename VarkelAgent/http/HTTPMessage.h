@@ -40,7 +40,7 @@ struct HTTPRequest {
 /// Header lines in the order in which they are written.
 using HTTPHeaders = std::vector<std::pair<std::string, std::string>>;
 
-/// Immutable bytes shared by everyone who sends them, so that a cached body is never copied. Never null.
+/// Immutable bytes shared by all answers that carry them, so that a cached body is never copied. Never null.
 using SharedBody = std::shared_ptr<const std::string>;
 
 /// One answer. A plain value; copies share the body.
@@ -56,7 +56,7 @@ struct HTTPResponse {
     void setHeader(std::string_view name, std::string_view value);
 };
 
-/// The failures that handlers raise and the server turns into answers.
+/// The failures that handlers throw and the server turns into answers.
 class HTTPError : public std::runtime_error {
   public:
     enum class Case { invalidRequest, notFound, methodNotAllowed, badRequest, unauthorized };

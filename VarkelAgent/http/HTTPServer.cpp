@@ -62,7 +62,7 @@ HTTPServer::HTTPServer(std::uint16_t port, std::string token)
       healthAnswer_(serializeResponse(healthResponse())),
       unauthenticated_(unauthenticatedAllowed()) {}
 
-// Raises only without memory, and then the process may as well end.
+// Throws only without memory, and then the process may as well end.
 HTTPServer::~HTTPServer() {  // NOLINT(bugprone-exception-escape)
     endListener();
     // First, for it hands over to the others.

@@ -28,7 +28,7 @@ using RouteHandler = std::function<Task<HTTPResponse>(HTTPRequest)>;
 HTTPResponse healthResponse();
 
 /// Serves requests on 127.0.0.1: checks the token, calls the route that matches, and turns what a handler
-/// raises into an answer.
+/// throws into an answer.
 class HTTPServer : private RequestServer {
   public:
     HTTPServer(std::uint16_t port, std::string token);
@@ -51,7 +51,7 @@ class HTTPServer : private RequestServer {
     std::vector<std::string> registeredRoutes() const;
 
     /// Listens and serves on threads of its own; returns after cancel(). A port that cannot be had is
-    /// reported on standard output and nothing more. Raises std::system_error when there is no socket or no
+    /// reported on standard output and nothing more. Throws std::system_error when there is no socket or no
     /// thread. Called once, on an executor that one thread serves.
     Task<void> start();
 

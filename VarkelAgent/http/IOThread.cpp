@@ -18,7 +18,7 @@ IOThread::IOThread(RequestServer& server, UnauthenticatedConnections* unauthenti
       unauthenticated_(unauthenticated),
       thread_([this] { context_.run(); }) {}
 
-// Raises only without memory, and then the process may as well end.
+// Throws only without memory, and then the process may as well end.
 IOThread::~IOThread() {  // NOLINT(bugprone-exception-escape)
     finish();
 }

@@ -10,7 +10,7 @@
 namespace varkel {
 
 /// Reads a request's body as decodeJSON() does. A large one is read on the pool, where it keeps none of the
-/// thread's other connections waiting. Raises DecodingError. The request must outlive the task.
+/// thread's other connections waiting. Throws DecodingError. The request must outlive the task.
 template <class T>
 Task<T> decodeBody(const HTTPRequest& request) {
     constexpr std::size_t largestAtOnce = 65'536;

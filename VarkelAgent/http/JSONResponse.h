@@ -11,7 +11,7 @@ namespace varkel {
 /// text. The only way in which responses are built. Any thread.
 HTTPResponse jsonTextResponse(int status, std::optional<std::string> text);
 
-/// The same from a body that is already shared: no copy is made.
+/// The answer with this status and a JSON text that is already shared: no copy is made.
 HTTPResponse jsonTextResponse(int status, SharedBody text);
 
 /// The answer with a JSON object as its body.

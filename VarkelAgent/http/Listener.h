@@ -14,7 +14,7 @@ namespace varkel {
 /// Accepts connections on the IPv4 loopback address. Used on its context's thread, but for listen().
 class Listener {
   public:
-    /// Raises std::system_error when there is no socket to be had.
+    /// Throws std::system_error when there is no socket to be had.
     explicit Listener(boost::asio::io_context& context);
 
     /// Starts listening on 127.0.0.1; port 0 takes any free one. Before serve().

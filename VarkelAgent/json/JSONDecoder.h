@@ -97,7 +97,7 @@ requires boost::describe::has_describe_members<T>::value void read(T& out, const
 
 /// Reads a described record, a map or a list from JSON text. Exact keys; unknown keys are ignored; a
 /// std::optional field may be absent or null, every other field is required. 3.0 is an integer, 3.5 is not;
-/// of duplicate keys the last counts; a real is the double nearest to its text. Raises DecodingError. Any
+/// of duplicate keys the last counts; a real is the double nearest to its text. Throws DecodingError. Any
 /// thread.
 template <class T>
 T decodeJSON(std::string_view text) {

@@ -20,7 +20,7 @@ class JSONText {
   public:
     enum class Kind { null, boolean, number, string, array, object };
 
-    /// Checks the whole text, which must hold one value and be UTF-8. Raises JSONSyntaxError.
+    /// Checks the whole text, which must hold one value and be UTF-8. Throws JSONSyntaxError.
     static JSONText parse(std::string_view text);
 
     Kind kind() const;

@@ -10,9 +10,6 @@ namespace varkel {
 
 namespace {
 
-// What a co_await takes has a name: the compiler (g++ 12) copies unnamed closures into the coroutine's frame
-// byte by byte.
-
 /// What an application gets to take the focus before the first key arrives.
 constexpr std::chrono::milliseconds activationPause{250};
 

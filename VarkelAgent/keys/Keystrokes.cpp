@@ -40,9 +40,6 @@ Method chooseMethod(const SendKeystrokesRequest& request, const std::string& tar
     return hasText && isTerminalBundleId(target) ? Method::applescript : Method::cgevent;
 }
 
-// Here and below, what a co_await takes has a name: the compiler (g++ 12) copies unnamed closures into the
-// coroutine's frame byte by byte.
-
 /// Posting may wait for the desktop, so it happens where blocking is allowed.
 Task<void> post(std::optional<CGEvent> event) {
     if (!event) co_return;

@@ -25,7 +25,7 @@ std::string launchedExecutable(const std::optional<std::string>& asked,
 /// since it holds the token, and has the service manager load it. Prints how that goes. `executable` is the
 /// program to start.
 ///
-/// Raises PermissionMissing when the permission does not come, std::system_error when the list cannot be
+/// Throws PermissionMissing when the permission does not come, std::system_error when the list cannot be
 /// written, std::invalid_argument when it cannot hold the token or the path, and LaunchError when the service
 /// manager's tool cannot be started. Blocks, also until that tool ends; any thread.
 void installLaunchAgent(std::int64_t port, const std::string& token, const std::string& executable,

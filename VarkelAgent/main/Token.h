@@ -6,7 +6,7 @@
 
 namespace varkel {
 
-/// The text of a token file without the white space and line breaks at its ends. Raises std::system_error
+/// The text of a token file without the white space and line breaks at its ends. Throws std::system_error
 /// when the file cannot be read, is not UTF-8 or is far too long for a token. Blocks.
 std::string readTokenFile(const std::string& path);
 

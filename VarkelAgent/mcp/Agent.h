@@ -32,7 +32,7 @@ struct AgentAnswer {
 class Agent {
   public:
     virtual ~Agent() = default;
-    /// Raises ToolError when no answer comes, Cancelled.
+    /// Throws ToolError when no answer comes, Cancelled.
     virtual Task<AgentAnswer> request(AgentRequest request, Call& call) = 0;
 };
 

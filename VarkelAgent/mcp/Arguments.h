@@ -30,7 +30,7 @@ struct Argument {
 /// be asked for.
 class Arguments {
   public:
-    /// Raises ToolError with a sentence about the first faulty one. null is the same as leaving an argument
+    /// Throws ToolError with a sentence about the first faulty one. null is the same as leaving an argument
     /// out.
     Arguments(std::span<const Argument> known, const boost::json::object& given);
 

@@ -30,10 +30,10 @@ class Call {
     /// Ends whatever the call waits for; the call is then unwound by Cancelled.
     void cancel();
     bool isCancelled() const { return cancelled_; }
-    /// Raises Cancelled when it was.
+    /// Throws Cancelled when it was.
     void throwIfCancelled() const;
 
-    /// Waits. Raises Cancelled.
+    /// Waits. Throws Cancelled.
     Task<void> pause(std::chrono::steady_clock::duration duration);
 
     /// As long as it lives, a cancellation calls `interrupt`. One at a time.

@@ -56,7 +56,7 @@ class Comparison {
         if (before.label != after.label) was += concat(" was ", quoted(before.label, longestValue));
         if (before.value != after.value) was += concat(" value was ", quoted(before.value, longestValue));
         if (before.disabled != after.disabled) was += after.disabled ? " was enabled" : " was disabled";
-        // Who loses the focus is told by who gets it.
+        // The element that gets the focus is told; that another one loses it goes without saying.
         const bool gotFocus = after.focused && !before.focused;
         if (was.empty() && !gotFocus) return false;
         add(changes_.lines, concat("changed ", describe(after, Place::hidden, longestValue),

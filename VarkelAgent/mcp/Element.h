@@ -36,7 +36,7 @@ struct Elements {
     std::vector<Element> roots;
 };
 
-/// Reads the agent's answer to a tree or to a search. Raises ToolError when it is neither. Any thread, like
+/// Reads the agent's answer to a tree or to a search. Throws ToolError when it is neither. Any thread, like
 /// all of these.
 Elements readElements(std::string_view body);
 

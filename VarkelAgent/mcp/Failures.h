@@ -4,7 +4,7 @@
 
 namespace varkel::mcp {
 
-/// Raises ToolError with a sentence that helps to go on, unless the agent did what was asked.
+/// Throws ToolError with a sentence that helps to go on, unless the agent did what was asked.
 void throwIfFailed(const AgentAnswer& answer);
 
 }  // namespace varkel::mcp

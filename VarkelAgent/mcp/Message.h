@@ -40,7 +40,7 @@ struct Response {};
 
 using Message = std::variant<Request, Response, ProtocolError>;
 
-/// Reads one line. Any thread; does not raise.
+/// Reads one line. Any thread; does not throw.
 Message readMessage(std::string_view line);
 
 /// A line to send, without its line feed. Any thread.

@@ -38,7 +38,7 @@ class ToolBox {
     /// The tools as the protocol lists them, always in the same order.
     virtual boost::json::array list() const = 0;
     virtual bool has(std::string_view name) const = 0;
-    /// Carries a call of a tool out that there is. Raises ToolError, Cancelled.
+    /// Carries a call of a tool out that there is. Throws ToolError, Cancelled.
     virtual Task<ToolResult> call(std::string name, boost::json::object arguments, Call& call) = 0;
 };
 

@@ -17,7 +17,7 @@ struct Desktop {
     Screen& screen;
 };
 
-/// A tool's own part of a call, with arguments that are as its table says. Raises ToolError, Cancelled.
+/// A tool's own part of a call, with arguments that are as its table says. Throws ToolError, Cancelled.
 using Handler = Task<ToolResult> (*)(const Desktop& desktop, const Arguments& arguments, Call& call);
 
 Task<ToolResult> takeSnapshot(const Desktop& desktop, const Arguments& arguments, Call& call);

@@ -6,7 +6,7 @@
 namespace varkel {
 
 /// The bytes of the image that a request names: the base64 text when it is there and decodes, otherwise the
-/// file. Raises HTTPError::badRequest when neither yields bytes. The bytes need not be an image. Reads files;
+/// file. Throws HTTPError::badRequest when neither yields bytes. The bytes need not be an image. Reads files;
 /// any thread that may block.
 std::string resolveImageData(const std::optional<std::string>& imageBase64,
                              const std::optional<std::string>& imagePath);

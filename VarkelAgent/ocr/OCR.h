@@ -40,7 +40,7 @@ struct OCROutcome {
 /// the pid is none, invalidRequest when the recognition fails or was cancelled. Any thread that may block.
 OCROutcome performOCRBlocking(const OCROptions& options, const std::stop_token& cancelled);
 
-/// The same for a caller that may not block. Started on an I/O thread.
+/// performOCRBlocking() for a caller that may not block. Started on an I/O thread.
 Task<OCROutcome> performOCR(OCROptions options, std::stop_token cancelled);
 
 /// Answers an OCR request; where the lines came from is told in "X-Varkel-Cache". Throws as

@@ -76,7 +76,7 @@ class ChildProcess {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// Starts the program. Raises LaunchError. No fork: safe in a process with many threads.
+    /// Starts the program. Throws LaunchError. No fork: safe in a process with many threads.
     explicit ChildProcess(ChildCommand command);
 
     ChildProcess(ChildProcess&&) noexcept;
@@ -90,7 +90,7 @@ class ChildProcess {
     /// Feeds and drains until the child has ended or the deadline has passed; without one, until the child
     /// has ended. A child that has ended in time has its outputs read to their ends, past the deadline if
     /// need be. The result, or nothing when the deadline came first. After a result, the same again at once.
-    /// Raises OutputLimitError.
+    /// Throws OutputLimitError.
     std::optional<ChildResult> wait(std::optional<Clock::time_point> deadline = std::nullopt);
 
     /// Stops the child and what it has started: asks the whole group to terminate, and kills after `grace`
@@ -115,7 +115,7 @@ class ChildProcess {
     std::unique_ptr<Running> running_;
 };
 
-/// Starts a program and waits for its end, without a time limit. Raises LaunchError and OutputLimitError.
+/// Starts a program and waits for its end, without a time limit. Throws LaunchError and OutputLimitError.
 /// Blocks.
 ChildResult runChild(ChildCommand command);
 

@@ -108,7 +108,7 @@ class EventPoster {
 
     virtual void CGEventSetFlags(CGEvent& event, CGEventFlags flags) { event.flags = flags; }
 
-    /// Posts the event. A failure is not reported: there is nobody who could act on it.
+    /// Posts the event. A failure is not reported: no caller could act on it.
     virtual void CGEventPost(const CGEvent& event) = 0;
 
     /// Posts events that belong together, with none of a concurrent caller in between: two clicks that get

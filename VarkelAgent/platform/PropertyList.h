@@ -11,12 +11,12 @@ inline constexpr std::size_t longestPropertyList = 65'536;
 inline constexpr int deepestPropertyList = 16;
 
 /// The XML property list with this dictionary. Its values are texts, booleans, arrays and dictionaries.
-/// Raises std::invalid_argument for any other value, and for a text that XML cannot carry as it is: not valid
+/// Throws std::invalid_argument for any other value, and for a text that XML cannot carry as it is: not valid
 /// UTF-8, or with control characters in it. Any thread.
 std::string serializePropertyList(const boost::json::object& dictionary);
 
 /// The dictionary that an XML property list holds. Values that JSON has no kind for (dates, data) are null.
-/// Texts are valid UTF-8. Raises std::invalid_argument when the bytes are no such list or too many. Any bytes
+/// Texts are valid UTF-8. Throws std::invalid_argument when the bytes are no such list or too many. Any bytes
 /// may come; any thread.
 boost::json::object parsePropertyList(std::string_view xml);
 

@@ -36,7 +36,7 @@ class Screen {
     virtual ~Screen() = default;
 
     /// A picture of the part of the desktop that lies in `area`, or of all of it. Blocks for a bounded time.
-    /// Raises ScreenError, also when nothing of the desktop lies there.
+    /// Throws ScreenError, also when nothing of the desktop lies there.
     virtual ScreenPicture capture(std::optional<ScreenArea> area) = 0;
 };
 

@@ -86,7 +86,7 @@ class VisionUnavailable : public std::runtime_error {
 };
 
 /// Decodes images, reads their text and finds their barcodes. Every operation may be called from any thread,
-/// for several images at once; all block the caller while they work, and may raise VisionUnavailable.
+/// for several images at once; all block the caller while they work, and may throw VisionUnavailable.
 class Vision {
   public:
     virtual ~Vision() = default;

@@ -36,7 +36,7 @@ struct Discovery {
 };
 BOOST_DESCRIBE_STRUCT(Discovery, (), (port, token))
 
-/// What a discovery file says. Raises std::runtime_error when it cannot be used.
+/// What a discovery file says. Throws std::runtime_error when it cannot be used.
 Discovery readDiscovery(const std::string& path) {
     const auto text = readRegularFile(path, largestDiscoveryFile);
     if (!text) throw std::runtime_error("it cannot be read");

@@ -24,12 +24,12 @@ class OverlayClient {
                                              const std::string& home = homeDirectory(environment()));
 
     /// Sends an event, with its type under "type", and waits until the service has answered or failed to.
-    /// Which of them is not told; does not raise. The client must outlive the task.
+    /// Which of them is not told; does not throw. The client must outlive the task.
     Task<void> emitEvent(std::string_view type, boost::json::object payload) const;
 
     /// Asks until the service has decided on a prompt, for 2 seconds; a question that is under way by then is
     /// still waited for, so a service that answers once the person has decided gives them a minute. Whether
-    /// consent was given: every failure is a no. Does not raise. The client must outlive the task.
+    /// consent was given: every failure is a no. Does not throw. The client must outlive the task.
     Task<bool> checkConsent(std::string id) const;
 
     /// The secret shared with the service.

@@ -62,7 +62,7 @@ Task<void> waitFor(RunningOCR& running) {
     co_await running.finished.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
 }
 
-/// Runs both tasks side by side. A tree that fails cancels the recognition, and its error is the one raised,
+/// Runs both tasks side by side. A tree that fails cancels the recognition, and its error is the one thrown,
 /// once the recognition has ended.
 Task<Both> readBoth(TreeTarget target, OCROptions options) {
     const std::shared_ptr<RunningOCR> running = co_await startOCR(std::move(options));

@@ -54,7 +54,7 @@ http::request<http::string_body> messageOf(URLRequest request) {
 /// Finds the status in a reply that comes in pieces. Nothing else of it is needed or kept.
 class StatusReader {
   public:
-    /// The status, once it has come. Raises std::runtime_error when this is no HTTP.
+    /// The status, once it has come. Throws std::runtime_error when this is no HTTP.
     std::optional<unsigned> take(std::string_view received) {
         bytes_ += received;
         while (true) {

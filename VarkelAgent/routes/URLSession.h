@@ -32,7 +32,7 @@ struct URLSession {
 
     /// The status of the reply as soon as it has arrived, whatever follows it; nothing when the exchange
     /// fails, takes too long or what comes back is not HTTP. Redirections are not followed. Holds no thread
-    /// while it waits. Does not raise. The session must outlive the task.
+    /// while it waits. Does not throw. The session must outlive the task.
     Task<std::optional<unsigned>> status(URLRequest request) const;
 };
 

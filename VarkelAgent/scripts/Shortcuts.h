@@ -31,7 +31,7 @@ Task<HTTPResponse> runShortcut(ShortcutRequest request);
 Task<HTTPResponse> listShortcuts(HTTPRequest request);
 
 /// Waits for a process, feeding and draining it meanwhile, until it has ended (true) or `timeoutMs`
-/// milliseconds have passed (false). Blocks. Raises OutputLimitError.
+/// milliseconds have passed (false). Blocks. Throws OutputLimitError.
 bool waitForProcessExit(ChildProcess& process, std::int64_t timeoutMs);
 
 }  // namespace varkel

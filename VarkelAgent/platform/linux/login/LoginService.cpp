@@ -1,5 +1,6 @@
 #include "platform/linux/login/LoginService.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +13,7 @@
 
 #include "base/AtomicFile.h"
 #include "base/Environment.h"
+#include "base/FileDescriptor.h"
 #include "base/ReadFile.h"
 #include "platform/Platform.h"
 #include "platform/PropertyList.h"
