@@ -136,8 +136,10 @@ def measure(page, agent, rounds):
     for name, values in pairs.items():
         report(name, [each[0] for each in values], [each[1] for each in values], "the agent")
     print(f"snapshot of {elements} elements: {size} characters")
-    print(f"memory: {idle / 1024:.1f} MiB after the first answer, {bridge.resident_kib() / 1024:.1f} MiB after all of "
-          f"this, {bridge.resident_kib('VmHWM') / 1024:.1f} MiB at the most")
+    busy = bridge.resident_kib()
+    time.sleep(1)  # what is free goes back soon after the last answer
+    print(f"memory: {idle / 1024:.1f} MiB after the first answer, {busy / 1024:.1f} MiB right after all of this, "
+          f"{bridge.resident_kib() / 1024:.1f} MiB a second later, {bridge.resident_kib('VmHWM') / 1024:.1f} MiB at the most")
     bridge.close()
 
 

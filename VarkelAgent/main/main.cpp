@@ -21,6 +21,7 @@
 #include "main/LaunchAgent.h"
 #include "main/PermissionCheck.h"
 #include "main/Token.h"
+#include "platform/Memory.h"
 #include "platform/Platform.h"
 #include "routes/Routes.h"
 

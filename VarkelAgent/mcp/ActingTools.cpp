@@ -96,7 +96,7 @@ std::string describeEffect(const Effect& effect, const View& after) {
 
 json::object parseAnswer(const AgentAnswer& answer) {
     json::error_code error;
-    json::value value = json::parse(answer.body, error);
+    json::value value = json::parse(*answer.body, error);
     if (error || !value.is_object()) throw ToolError("What answers on the agent's port is not the agent.");
     return std::move(value.get_object());
 }

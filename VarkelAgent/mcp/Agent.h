@@ -8,6 +8,7 @@
 #include <string>
 
 #include "base/Task.h"
+#include "http/HTTPMessage.h"
 #include "mcp/Call.h"
 
 namespace varkel::mcp {
@@ -23,7 +24,8 @@ struct AgentRequest {
 
 struct AgentAnswer {
     unsigned status = 0;
-    std::string body;
+    /// Never null.
+    SharedBody body;
     /// The agent read this anew, for this request.
     bool fresh = true;
 };

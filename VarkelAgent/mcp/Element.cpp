@@ -58,24 +58,49 @@ std::optional<Frame> frameOf(const json::object& object) {
     throw ToolError("What answers on the agent's port is not the agent, or one of another version.");
 }
 
-Element readElement(const json::value& value) {
-    const json::object* object = value.if_object();
-    if (object == nullptr) failStrange();
-    Element element;
-    element.id = textOf(*object, "id");
-    element.role = textOf(*object, "role");
-    element.label = textOf(*object, "label");
-    element.value = textOf(*object, "value");
-    element.identifier = textOf(*object, "identifier");
-    element.frame = frameOf(*object);
-    element.disabled = !flagOf(*object, "enabled").value_or(true);
-    element.focused = flagOf(*object, "focused").value_or(false);
-    const json::value* children = object->if_contains("children");
-    if (children == nullptr || !children->is_array()) return element;
-    element.children.reserve(children->get_array().size());
-    for (const json::value& child : children->get_array()) element.children.push_back(readElement(child));
-    return element;
-}
+/// Makes elements of what was parsed, whose memory need not be kept beside them: it is several times theirs.
+class Reader {
+  public:
+    /// The texts of an answer are no longer than the answer.
+    explicit Reader(std::size_t answerSize) { texts_->reserve(answerSize); }
+
+    void read(const json::value& value) { roots_.push_back(readElement(value)); }
+
+    Elements finish() && { return {std::move(texts_), std::move(roots_)}; }
+
+  private:
+    Element readElement(const json::value& value) {
+        const json::object* object = value.if_object();
+        if (object == nullptr) failStrange();
+        Element element;
+        element.id = keep(textOf(*object, "id"));
+        element.role = keep(textOf(*object, "role"));
+        element.label = keep(textOf(*object, "label"));
+        element.value = keep(textOf(*object, "value"));
+        element.identifier = keep(textOf(*object, "identifier"));
+        element.frame = frameOf(*object);
+        element.disabled = !flagOf(*object, "enabled").value_or(true);
+        element.focused = flagOf(*object, "focused").value_or(false);
+        const json::value* children = object->if_contains("children");
+        if (children == nullptr || !children->is_array()) return element;
+        element.children.reserve(children->get_array().size());
+        for (const json::value& child : children->get_array()) {
+            element.children.push_back(readElement(child));
+        }
+        return element;
+    }
+
+    /// Within what is reserved, so that the views stay good.
+    std::string_view keep(std::string_view text) {
+        if (texts_->capacity() - texts_->size() < text.size()) failStrange();
+        const std::size_t start = texts_->size();
+        *texts_ += text;
+        return std::string_view(*texts_).substr(start);
+    }
+
+    std::unique_ptr<std::string> texts_ = std::make_unique<std::string>();
+    std::vector<Element> roots_;
+};
 
 void appendState(std::string& line, const Element& element) {
     if (element.focused) line += " focused";
@@ -90,22 +115,20 @@ Elements readElements(std::string_view body) {
     options.max_depth = deepest;
     json::error_code error;
     // A tree is read once and thrown away whole, so its parts need not be given back one by one.
-    json::value answer =
+    const json::value answer =
         json::parse(body, error, json::make_shared_resource<json::monotonic_resource>(), options);
     const json::object* object = error ? nullptr : answer.if_object();
     if (object == nullptr) failStrange();
 
-    Elements elements;
+    Reader reader(body.size());
     if (const json::value* tree = object->if_contains("tree")) {
-        elements.roots.push_back(readElement(*tree));
+        reader.read(*tree);
     } else if (const json::value* matches = object->if_contains("matches"); matches && matches->is_array()) {
-        for (const json::value& match : matches->get_array()) elements.roots.push_back(readElement(match));
+        for (const json::value& match : matches->get_array()) reader.read(match);
     } else {
         failStrange();
     }
-    // Moved with its memory, so what points into it stays good.
-    elements.answer = std::make_unique<json::value>(std::move(answer));
-    return elements;
+    return std::move(reader).finish();
 }
 
 std::size_t countElements(const Element& element) {

@@ -17,7 +17,7 @@ struct Frame {
     int height = 0;
 };
 
-/// An element of an answer of the agent; the texts point into the answer.
+/// An element of an answer of the agent; its texts are kept by the Elements that it is one of.
 struct Element {
     std::string_view id;
     std::string_view role;
@@ -30,9 +30,9 @@ struct Element {
     std::vector<Element> children;
 };
 
-/// Elements together with the answer that they point into. Movable.
+/// Elements together with their texts. Movable.
 struct Elements {
-    std::unique_ptr<boost::json::value> answer;
+    std::unique_ptr<std::string> texts;
     std::vector<Element> roots;
 };
 

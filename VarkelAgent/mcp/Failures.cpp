@@ -86,7 +86,7 @@ std::string sentenceFor(const json::object& body, std::string_view error) {
 void throwIfFailed(const AgentAnswer& answer) {
     if (answer.status == 200) return;
     json::error_code failure;
-    const json::value value = json::parse(answer.body, failure);
+    const json::value value = json::parse(*answer.body, failure);
     const json::object* body = failure ? nullptr : value.if_object();
     const std::string_view error = body == nullptr ? std::string_view() : textOf(*body, "error");
     if (error.empty()) {

@@ -88,7 +88,7 @@ Task<AgentAnswer> HTTPAgent::exchange(AgentRequest request, Call& call) {
     call.throwIfCancelled();
     const std::string* cache = response.header("x-varkel-cache");
     const bool cached = cache != nullptr && *cache == "HIT";
-    co_return AgentAnswer{static_cast<unsigned>(response.status), *response.body, !cached};
+    co_return AgentAnswer{static_cast<unsigned>(response.status), response.body, !cached};
 }
 
 }  // namespace varkel::mcp

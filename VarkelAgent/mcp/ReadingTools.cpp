@@ -94,7 +94,7 @@ Task<Sighting> look(const Desktop& desktop, const Arguments& arguments, Call& ca
     body["maxResults"] = 1;
     AgentRequest request{"/ax/find", std::move(body)};
     const AgentAnswer answer = co_await ask(desktop, std::move(request), call);
-    const Elements found = readElements(answer.body);
+    const Elements found = readElements(*answer.body);
     co_return seen(found.roots.empty() ? nullptr : &found.roots.front());
 }
 
@@ -145,7 +145,7 @@ Task<Elements> readTree(const Desktop& desktop, const Arguments& arguments, Call
     // Of a batch's application there is no tree, but its first element passes a search without filters.
     if (batch) request = {"/ax/find", json::object{{"batch_id", *batch}, {"maxResults", 1}}};
     const AgentAnswer answer = co_await ask(desktop, std::move(request), call);
-    Elements elements = readElements(answer.body);
+    Elements elements = readElements(*answer.body);
     if (elements.roots.size() != 1) throw ToolError("The application shows no elements.");
     co_return elements;
 }
@@ -176,7 +176,7 @@ Task<ToolResult> findElements(const Desktop& desktop, const Arguments& arguments
     body["maxResults"] = most;
     AgentRequest request{"/ax/find", std::move(body)};
     const AgentAnswer answer = co_await ask(desktop, std::move(request), call);
-    const Elements found = readElements(answer.body);
+    const Elements found = readElements(*answer.body);
 
     ToolResult result;
     json::array matches;

@@ -102,7 +102,7 @@ struct RecognisedLine {
 
 std::vector<RecognisedLine> readLines(const AgentAnswer& answer, const ScreenArea& area) {
     json::error_code error;
-    const json::value value = json::parse(answer.body, error);
+    const json::value value = json::parse(*answer.body, error);
     const json::value* results =
         error || !value.is_object() ? nullptr : value.get_object().if_contains("results");
     if (results == nullptr || !results->is_array()) {

@@ -17,7 +17,7 @@ namespace {
 /// A field of an answer; null when it is not there.
 json::value fieldOf(const AgentAnswer& answer, std::string_view name) {
     json::error_code error;
-    const json::value value = json::parse(answer.body, error);
+    const json::value value = json::parse(*answer.body, error);
     const json::object* object = error ? nullptr : value.if_object();
     const json::value* field = object == nullptr ? nullptr : object->if_contains(name);
     if (field == nullptr)

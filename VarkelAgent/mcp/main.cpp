@@ -6,6 +6,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -18,12 +19,14 @@
 #include <vector>
 
 #include "base/Environment.h"
+#include "base/IdleTimer.h"
 #include "main/CommandLine.h"
 #include "main/Token.h"
 #include "mcp/Agent.h"
 #include "mcp/LineReader.h"
 #include "mcp/Server.h"
 #include "mcp/Tools.h"
+#include "platform/Memory.h"
 #include "platform/Screen.h"
 
 namespace varkel::mcp {
@@ -34,6 +37,9 @@ namespace asio = boost::asio;
 
 /// Lines that have been read and not been looked at yet: a client that sends faster than it is served waits.
 constexpr int mostWaitingLines = 16;
+
+/// Long enough not to come between the calls of one task.
+constexpr std::chrono::milliseconds idleBeforeRelease(200);
 
 void waitUntilReady(int descriptor, short events) {
     pollfd waiting{descriptor, events, 0};
@@ -121,7 +127,11 @@ void serve(const CommandLine& line) {
     HTTPAgent agent(static_cast<std::uint16_t>(line.port), [line] { return resolveToken(line); });
     const auto screen = makeSystemScreen();
     DesktopTools tools({agent, *screen});
-    Server server(context.get_executor(), tools, writeLine);
+    IdleTimer memoryRelease(context.get_executor(), idleBeforeRelease, releaseFreeMemory);
+    Server server(context.get_executor(), tools, [&](const std::string& message) {
+        writeLine(message);
+        memoryRelease.touch();
+    });
     Input input(context, server);
     std::thread reader([&input] { input.read(); });
     context.run();
@@ -151,6 +161,7 @@ int main(int argc, char** argv) {
     // A client that has gone away is an error of the next write.
     std::signal(SIGPIPE, SIG_IGN);
     try {
+        varkel::keepMemorySmall();
         return varkel::mcp::run(std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
     } catch (const std::exception& error) {
         std::fprintf(stderr, "varkel-mcp: %s\n", error.what());

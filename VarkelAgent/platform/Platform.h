@@ -41,10 +41,6 @@ Platform makeSystemPlatform();
 /// backend's deadline; any thread.
 std::optional<pid_t> frontmostApplicationPid();
 
-/// Gives memory that was freed back to the system where the allocator keeps it. Takes milliseconds. Any
-/// thread.
-void releaseFreeMemory();
-
 /// The path of the running executable, or nothing when the system does not tell. Any thread.
 std::optional<std::string> executablePath();
 

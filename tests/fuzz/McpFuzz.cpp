@@ -31,7 +31,8 @@ class AnyAgent : public Agent {
 
     Task<AgentAnswer> request(AgentRequest, Call&) override {
         const bool fails = body_.starts_with('!');
-        co_return AgentAnswer{fails ? 500U : 200U, std::string(fails ? body_.substr(1) : body_)};
+        co_return AgentAnswer{fails ? 500U : 200U,
+                              std::make_shared<const std::string>(fails ? body_.substr(1) : body_)};
     }
 
   private:
