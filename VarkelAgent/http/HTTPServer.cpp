@@ -6,7 +6,6 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/asio/redirect_error.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cstdio>
@@ -98,24 +97,16 @@ RequestLimits HTTPServer::unauthenticatedLimits() const {
 }
 
 Task<void> HTTPServer::start() {
-    const auto stateChange = std::make_shared<asio::steady_timer>(co_await asio::this_coro::executor,
-                                                                  asio::steady_timer::time_point::max());
+    const auto cancelled = std::make_shared<Event>(co_await asio::this_coro::executor);
     {
         const std::lock_guard lock(stateMutex_);
-        stateChange_ = stateChange;
+        cancelled_ = cancelled;
+        if (isCancelled_) cancelled->set();
     }
     startThreads();
     listener_.emplace(acceptThread_->context());
     listen();
-    // cancel() acts on this executor, so it cannot fall between the test and the wait.
-    const auto isCancelled = [this] {
-        const std::lock_guard lock(stateMutex_);
-        return cancelled_;
-    };
-    while (!isCancelled()) {
-        boost::system::error_code interrupted;
-        co_await stateChange->async_wait(asio::redirect_error(asio::use_awaitable, interrupted));
-    }
+    co_await cancelled->wait();
     endListener();
 }
 
@@ -154,9 +145,8 @@ void HTTPServer::handOff(Peer peer) {
 
 void HTTPServer::cancel() {
     const std::lock_guard lock(stateMutex_);
-    cancelled_ = true;
-    if (!stateChange_) return;
-    asio::post(stateChange_->get_executor(), [timer = stateChange_] { timer->cancel(); });
+    isCancelled_ = true;
+    if (cancelled_) asio::post(cancelled_->executor(), [event = cancelled_] { event->set(); });
 }
 
 void HTTPServer::endListener() {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <boost/asio/steady_timer.hpp>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -12,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Event.h"
 #include "base/Task.h"
 #include "http/Connection.h"
 #include "http/HTTPMessage.h"
@@ -106,9 +106,9 @@ class HTTPServer : private RequestServer {
     std::optional<Listener> listener_;
 
     std::mutex stateMutex_;
-    bool cancelled_ = false;
-    /// Never expires; cancelled when the state has changed.
-    std::shared_ptr<boost::asio::steady_timer> stateChange_;
+    bool isCancelled_ = false;
+    /// Set on start()'s executor; null before start().
+    std::shared_ptr<Event> cancelled_;
 };
 
 }  // namespace varkel

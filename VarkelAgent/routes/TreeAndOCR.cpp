@@ -2,8 +2,6 @@
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/redirect_error.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cstdint>
@@ -17,6 +15,7 @@
 
 #include "ax/AXTree.h"
 #include "base/BlockingPool.h"
+#include "base/Event.h"
 #include "http/JSONResponse.h"
 #include "ocr/OCR.h"
 
@@ -31,15 +30,12 @@ struct Both {
 
 /// A recognition that runs beside its request's coroutine, on the same executor, which one thread serves.
 struct RunningOCR {
-    explicit RunningOCR(const boost::asio::any_io_executor& executor)
-        : finished(executor, boost::asio::steady_timer::time_point::max()) {}
+    explicit RunningOCR(const boost::asio::any_io_executor& executor) : finished(executor) {}
 
     std::stop_source cancel;
-    bool done = false;
     std::exception_ptr failure;
     OCROutcome outcome;
-    /// Cancelled when `done` has been set.
-    boost::asio::steady_timer finished;
+    Event finished;
 };
 
 Task<std::shared_ptr<RunningOCR>> startOCR(OCROptions options) {
@@ -48,18 +44,11 @@ Task<std::shared_ptr<RunningOCR>> startOCR(OCROptions options) {
     auto atEnd = [running](std::exception_ptr failure, OCROutcome outcome) {
         running->failure = std::move(failure);
         running->outcome = std::move(outcome);
-        running->done = true;
-        running->finished.cancel();
+        running->finished.set();
     };
     auto recognition = performOCR(std::move(options), running->cancel.get_token());
     boost::asio::co_spawn(executor, std::move(recognition), std::move(atEnd));
     co_return running;
-}
-
-Task<void> waitFor(RunningOCR& running) {
-    if (running.done) co_return;
-    boost::system::error_code cancelled;
-    co_await running.finished.async_wait(boost::asio::redirect_error(boost::asio::use_awaitable, cancelled));
 }
 
 /// Runs both tasks side by side. A tree that fails cancels the recognition, and its error is the one thrown,
@@ -74,7 +63,7 @@ Task<Both> readBoth(TreeTarget target, OCROptions options) {
         treeFailure = std::current_exception();
         running->cancel.request_stop();
     }
-    co_await waitFor(*running);
+    co_await running->finished.wait();
     if (treeFailure) std::rethrow_exception(treeFailure);
     if (running->failure) std::rethrow_exception(running->failure);
     both.ocr = std::move(running->outcome);
