@@ -124,30 +124,6 @@ TEST_F(AXActionsTest, ScrollEndsSoonWhenItsClientHasGone) {
     EXPECT_LE(steps(1e6), 200U);
 }
 
-TEST_F(AXActionsTest, ScrollAnswersTheSameWhenNothingScrolls) {
-    EXPECT_EQ(scroll(windowId, "left").status, 200);
-    EXPECT_THAT(desktop.done(), IsEmpty());
-    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
-    EXPECT_EQ(statusAndBody(scroll(windowId, "forward")),
-              R"(400 {"error":"invalid_input","hint":"direction must be up, down, left, or right"})");
-    EXPECT_EQ(scroll("unknown", "forward").status, 404) << "the element is looked up first";
-    EXPECT_EQ(globalChangeCounter().value(), changes + 1);
-}
-
-TEST_F(AXActionsTest, EndsWithNothingDoneWhenThereIsNoTarget) {
-    button->actions = {AXAction::press};
-    EXPECT_EQ(statusAndBody(click("0123456789abcdef")), R"(404 {"error":"element_not_found"})");
-    BatchManager::shared().begin("editor", editor);
-    desktop.frontmost.reset();
-    EXPECT_EQ(statusAndBody(click(buttonId, "editor")), R"(500 {"error":"could_not_get_frontmost_app"})");
-    desktop.trusted = false;
-    EXPECT_EQ(click(buttonId).status, 403);
-    EXPECT_EQ(type(fieldId, "x").status, 403);
-    BatchManager::shared().end("editor");
-    EXPECT_THAT(desktop.done(), IsEmpty());
-    EXPECT_EQ(globalChangeCounter().value(), changes);
-}
-
 TEST_F(AXActionsTest, ActsInTheBatchsApplication) {
     button->actions = {AXAction::press};
     desktop.addApplication(20, "Other");

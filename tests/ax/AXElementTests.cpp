@@ -20,28 +20,6 @@ TEST(ElementId, IsTheBeginningOfTheDigestOfPidRoleIdentifierTitleAndPath) {
     EXPECT_EQ(elementId({4242, "Unknown", std::nullopt, std::nullopt}, "0/1"), "29d0a9c8d7f7b82b");
 }
 
-TEST(ElementId, StandsForWhatCannotBeRead) {
-    FakeDesktop desktop;
-    const auto element = std::make_shared<SceneElement>(0);
-    element->pid.reset();
-    const ElementIdentity identity = readIdentity(element);
-    EXPECT_EQ(identity.pid, 0);
-    EXPECT_EQ(identity.role, "Unknown");
-    EXPECT_EQ(identity.identifier, std::nullopt);
-    EXPECT_EQ(identity.title, std::nullopt);
-}
-
-TEST(GetAttribute, NeverConvertsBetweenTypes) {
-    FakeDesktop desktop;
-    const auto element = std::make_shared<SceneElement>(1);
-    element->set(AXAttribute::value, 42.0).set(AXAttribute::enabled, std::string("yes"));
-    element->set(AXAttribute::focused, true).fail(AXAttribute::title);
-    EXPECT_EQ(getAttribute<std::string>(element, AXAttribute::value), std::nullopt);
-    EXPECT_EQ(getAttribute<bool>(element, AXAttribute::enabled), std::nullopt);
-    EXPECT_EQ(getAttribute<bool>(element, AXAttribute::focused), true);
-    EXPECT_EQ(getAttribute<std::string>(element, AXAttribute::title), std::nullopt);
-}
-
 TEST(GetFrame, NeedsBothHalvesAndTakesZerosForTheWrongKind) {
     FakeDesktop desktop;
     const auto element = std::make_shared<SceneElement>(1);
@@ -54,13 +32,6 @@ TEST(GetFrame, NeedsBothHalvesAndTakesZerosForTheWrongKind) {
     EXPECT_EQ(getFrame(element), (AXFrame{10, 20, 0, 0}));
     element->set(AXAttribute::size, std::string("30x40"));
     EXPECT_EQ(getFrame(element), std::nullopt) << "a text is no packed geometry";
-}
-
-TEST(AXErrorResponse, LeavesAnEmptyHintOut) {
-    EXPECT_EQ(encodeJSON(axErrorResponse(AXErrorCode::elementNotFound, "")),
-              R"({"error":"element_not_found"})");
-    EXPECT_EQ(encodeJSON(axErrorResponse(AXErrorCode::invalidInput, "h")),
-              R"({"error":"invalid_input","hint":"h"})");
 }
 
 }  // namespace

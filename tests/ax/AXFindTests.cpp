@@ -67,12 +67,6 @@ TEST(CollectMatches, TestsEveryFilterThatTheQueryGives) {
     for (const auto& [query, ids] : cases) EXPECT_EQ(idsOf(query), ids) << query;
 }
 
-TEST(CollectMatches, LooksAtTheLimitAfterEachMatch) {
-    EXPECT_THAT(idsOf("{}", 3), ElementsAre("w", "a", "b"));
-    for (const std::int64_t limit : {1, 0, -1}) EXPECT_THAT(idsOf("{}", limit), ElementsAre("w")) << limit;
-    EXPECT_THAT(idsOf(R"({"role": "AXSlider"})", 0), IsEmpty());
-}
-
 TEST(CollectMatches, GivesUpAPatternThatNeverEnds) {
     const auto query = decodeJSON<AXQuery>(R"({"valueRegex": "(a+)+$"})");
     ElementFilter filter(query);

@@ -107,6 +107,11 @@ TEST(BuildTree, EndsWhereAHierarchyIsDeeperThanAnySaneOne) {
     for (; at->children && !at->children->empty(); at = &at->children->front()) ++depth;
     EXPECT_EQ(depth, maxTreeDepth);
     EXPECT_EQ(at->children, std::nullopt);
+    // A search goes as deep, and no deeper.
+    std::string path = "0";
+    for (std::size_t level = 0; level < maxTreeDepth; ++level) path += "/0";
+    EXPECT_EQ(findElementById(application, at->id, "0"), all[maxTreeDepth]);
+    EXPECT_EQ(findElementById(application, elementId({1, "AXGroup", {}, {}}, path + "/0"), "0"), nullptr);
     // Freed from the bottom up: the scene itself is deep enough to exhaust the stack.
     deepest.reset();
     while (!all.empty()) all.pop_back();

@@ -3,7 +3,6 @@
 import hashlib
 import json
 import os
-import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -93,11 +92,6 @@ class DesktopTest(unittest.TestCase):
         self.addCleanup(self.desktop.stop, app.process)
         self.desktop.activate(app.window)
         return app
-
-    def start_hostile(self, kind):
-        process = self.desktop.start(["/usr/bin/python3", str(APPS / "hostile.py"), kind], stdout=subprocess.PIPE)
-        self.assertEqual(process.stdout.readline(), b"ready\n", self.desktop.log())
-        return process
 
     def start_known_widgets(self, title="Known widgets"):
         report = os.path.join(self.desktop.directory, title + ".json")

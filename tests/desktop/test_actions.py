@@ -127,12 +127,6 @@ class Typing(Acts):
         self.assertEqual(self.app.do("look")["focused"], "keys")
         self.assertEqual(len(self.app.all("committed")), len(MIXED))
 
-    def test_a_read_only_field_stays_as_it_is(self):
-        fixed = self.find_one(identifier="fixed")
-        self.assertEqual(self.act("type", fixed, text="x")["method"], "cg_event")
-        self.app.wait_for("key", widget="fixed", keyval=ord("x"))
-        self.assertEqual(self.app.do("look")["texts"], {"entry": "before", "fixed": "fixed"})
-
 
 class ScrollingAndSearching(Acts):
     def test_a_list_scrolls_as_many_steps_as_the_amount_says(self):

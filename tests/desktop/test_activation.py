@@ -7,7 +7,7 @@ import signal
 import subprocess
 
 import support
-from support import APPS, ROOT, DesktopTest, add_desktop_entry, find, wait_for
+from support import APPS, ROOT, DesktopTest, add_desktop_entry, wait_for
 from typing_targets import FileTarget, GtkTarget, wait_for_text
 
 
@@ -83,12 +83,6 @@ class Activation(DesktopTest):
             with self.subTest(kind):
                 self.assertEqual([self.start_and_type(kind, text) for _ in range(20)], [text] * 20)
 
-    def test_what_cannot_be_launched_is_not_found(self):
-        for name in ("org.example.Nowhere", "../x", "org.example.Broken", "org.example.Missing"):
-            with self.subTest(name=name):
-                answer = self.send(app_bundle_id=name)
-                self.assertEqual((answer.status, answer.json()), (404, {"error": "app_not_found", "bundle_id": name}))
-
     def test_a_busy_x_server_is_not_taken_for_an_application_that_does_not_run(self):
         os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
         try:
@@ -97,18 +91,6 @@ class Activation(DesktopTest):
             os.kill(self.desktop.x_server.pid, signal.SIGCONT)
         self.assertEqual(answer.status, 404, answer.body)
         self.assertFalse(os.path.exists(self.log), "it was launched")
-
-    def test_an_application_in_a_process_namespace_is_known_by_the_number_outside(self):
-        namespace = ["unshare", "--user", "--map-current-user", "--pid", "--fork", "--kill-child", "--mount-proc"]
-        if subprocess.run([*namespace, "true"], check=False, capture_output=True).returncode != 0:
-            self.skipTest("this system makes no process namespaces")
-        report = os.path.join(self.desktop.directory, "report.json")
-        self.desktop.start([*namespace, "/usr/bin/python3", str(APPS / "known_widgets.py"), report, "Inside"])
-        window, = wait_for(self.windows, 20, "the window")
-        with self.desktop.x() as display:
-            self.assertLess(display.window_pid(window), 10)  # a number of its own
-            self.desktop.activate(window)
-        self.wait_for_tree(None, lambda tree: find(tree, identifier="save-button"), "the frontmost application's tree")
 
 
 if __name__ == "__main__":

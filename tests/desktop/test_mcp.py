@@ -74,17 +74,6 @@ class Tour(DesktopTest):
         bridge.call("scroll", elementId=rows["id"], direction="down", amount=150, timeoutMs=0)
         self.app.wait_for("scrolled")
 
-    def test_ids_live_longer_than_a_connection_and_stand_for_one_element(self):
-        button = self.one(self.start(), label="Count me")
-        bridge = self.start()
-        self.assertNotIn("isError", bridge.call("click", elementId=button["id"], timeoutMs=0))
-        self.app.wait_for("clicked", widget="button")
-        self.app.do("insert")
-        refused = bridge.call("click", elementId=button["id"])
-        self.assertTrue(refused["isError"])
-        self.assertIn("new snapshot", text_of(refused))
-        self.assertEqual(len(self.app.all("clicked")), 1)
-
     def test_the_person_is_asked_by_the_agent_alone(self):
         overlay = start_overlay(self.desktop, self.desktop.environment["HOME"])
         agent = Agent(self.desktop.start, self.desktop.directory)  # one that finds the service

@@ -71,21 +71,6 @@ class PermissionsTest(ServiceTest):
         os.kill(process.pid, signal.SIGSTOP)
         self.addCleanup(os.kill, process.pid, signal.SIGCONT)
 
-    def test_both_are_granted_on_a_whole_desktop(self):
-        notes = [self.add_settings("kcm_access"), self.add_settings("gnome-privacy-panel")]
-        self.assert_found(self.run_agent("permissions"), "granted", "granted")
-        self.assert_found(self.run_agent("permissions", "--no-prompt"), "granted", "granted")
-        self.assertFalse(any(os.path.exists(note) for note in notes))
-
-    def test_each_is_missing_without_what_it_needs(self):
-        del self.environment["DISPLAY"]
-        self.assert_found(self.run_agent("permissions", "--no-prompt"), "granted", "missing")
-        self.environment["DISPLAY"] = self.desktop.display
-        self.environment["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nowhere"
-        self.assert_found(self.run_agent("permissions", "--no-prompt"), "missing", "granted")
-        self.environment["XAUTHORITY"] = "/nowhere"
-        self.assert_found(self.run_agent("permissions", "--no-prompt"), "missing", "missing")
-
     def test_a_prompt_turns_the_accessibility_status_on_and_opens_the_settings(self):
         accessibility, privacy = self.add_settings("kcm_access"), self.add_settings("gnome-privacy-panel")
         self.environment["AT_SPI_BUS_ADDRESS"] = "unix:path=/nowhere"
@@ -191,9 +176,13 @@ class InstallTest(ServiceTest):
         return subprocess.run(["systemctl", "--user", *words], env=self.environment, capture_output=True, text=True,
                               timeout=30, check=False)
 
-    def test_a_user_manager_starts_the_agent_and_keeps_it_alive(self):
+    def test_a_user_manager_starts_the_agent_wherever_it_is_and_keeps_it_alive(self):
+        self.environment["XDG_CONFIG_HOME"] = os.path.join(self.home, ODD_NAME, "config")
+        agent = os.path.join(self.home, ODD_NAME, "varkel-agent")
+        os.makedirs(os.path.dirname(agent))
+        os.symlink(binary_path(), agent)
         self.start_user_manager()
-        self.assertIn("as the systemd user unit", self.install())
+        self.assertIn("as the systemd user unit", self.install("--executable-path", agent))
         # The desktop has told this manager nothing yet: no display, no agent.
         wait_for(lambda: self.systemctl("show", "--property=SubState", LABEL).stdout.strip() == "SubState=auto-restart",
                  20, "the first try to have ended")
@@ -202,9 +191,11 @@ class InstallTest(ServiceTest):
         self.assert_serves_with_the_token()
         self.assert_token_is_on_no_command_line()
         self.assertNotIn(TOKEN, self.systemctl("show", LABEL).stdout)
+        with open(f"/proc/{self.main_pid()}/cmdline", "rb") as file:
+            self.assertEqual(file.read().split(b"\0")[0], agent.encode())
 
         # Installing again replaces the running agent, and a killed one comes back.
-        self.install()
+        self.install("--executable-path", agent)
         self.assert_serves_with_the_token()
         before = self.main_pid()
         os.kill(before, signal.SIGKILL)
@@ -217,19 +208,6 @@ class InstallTest(ServiceTest):
         left = [name for _, _, files in os.walk(self.environment["XDG_CONFIG_HOME"]) for name in files
                 if LABEL in name]
         self.assertEqual(left, [])
-
-    def test_a_user_manager_starts_the_agent_wherever_it_and_its_token_are(self):
-        self.environment["XDG_CONFIG_HOME"] = os.path.join(self.home, ODD_NAME, "config")
-        agent = os.path.join(self.home, ODD_NAME, "varkel-agent")
-        os.makedirs(os.path.dirname(agent))
-        os.symlink(binary_path(), agent)
-        self.start_user_manager()
-        self.tell_of_the_display()
-        self.install("--executable-path", agent)
-        self.assert_serves_with_the_token()
-        self.assert_token_is_on_no_command_line()
-        with open(f"/proc/{self.main_pid()}/cmdline", "rb") as file:
-            self.assertEqual(file.read().split(b"\0")[0], agent.encode())
 
     def tell_of_the_display(self):
         self.systemctl("set-environment", "DISPLAY=" + self.desktop.display,

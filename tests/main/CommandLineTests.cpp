@@ -51,25 +51,5 @@ TEST(CommandLine, KeepsTheLastOfEachAndTheDefaultsOfTheRest) {
     EXPECT_EQ(full.command, "--unknown");
 }
 
-TEST(CommandLine, TakesDefaultsFromTheEnvironment) {
-    const std::string suffix = "/Vault-Quellan/secrets/varkel/sidecar-token";
-    const std::vector<std::pair<Environment, Defaults>> cases{
-        {{{"HOME", "/home/a"}}, {"", "/home/a" + suffix}},
-        {{{"HOME", "/home/a//"}}, {"", "/home/a" + suffix}},
-        {{{"HOME", "/"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN", " t "}}, {" t ", suffix}},
-        {{{"HOME", "/h"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE", ""}}, {"", ""}},
-        {{{"HOME", "/h"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE", "x"}}, {"", "x"}},
-    };
-    for (const auto& [environment, defaults] : cases) {
-        EXPECT_EQ(makeDefaults(environment).token, defaults.token);
-        EXPECT_EQ(makeDefaults(environment).tokenFile, defaults.tokenFile);
-    }
-    // Without HOME the user database knows: some absolute path.
-    const std::string fromUser = makeDefaults({{"HOME", ""}}).tokenFile;
-    EXPECT_THAT(fromUser, testing::StartsWith("/"));
-    EXPECT_THAT(fromUser, testing::EndsWith(suffix));
-    EXPECT_GT(fromUser.size(), suffix.size());
-}
-
 }  // namespace
 }  // namespace varkel

@@ -59,26 +59,5 @@ TEST(OCRCache, EveryPartOfTheKeyCounts) {
     EXPECT_TRUE(cache.get(1, 2, "a", 3));
 }
 
-TEST(OCRCache, EmptiesItselfWhenAnotherApplicationOrNoneComesToTheFront) {
-    // Each step stores first, then the frontmost application is asked for.
-    const struct {
-        std::optional<pid_t> frontmost;
-        bool kept;
-    } steps[] = {{100, true}, {100, true}, {200, false}, {std::nullopt, false}, {300, true}, {300, true}};
-    ScriptedDesktop desktop;
-    OCRCache cache(5);
-    for (const auto& step : steps) {
-        cache.set(1, 2, "a", 3, lines("a"));
-        desktop.frontmost = step.frontmost;
-        cache.evictOnFrontmostChange();
-        EXPECT_EQ(holds(cache, "a"), step.kept) << step.frontmost.value_or(0);
-    }
-}
-
-TEST(OCRCache, HashesToTheWellKnownDigests) {
-    EXPECT_EQ(sha256HashData(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
-    EXPECT_EQ(sha256HashData("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
-}
-
 }  // namespace
 }  // namespace varkel

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <boost/json.hpp>
-
 #include "ocr/OCR.h"
 #include "support/RunTask.h"
 #include "support/ScriptedDesktop.h"
@@ -100,36 +98,14 @@ TEST_F(OCRRequests, UnusableImagesAndBodiesAreTheCallersFault) {
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     const std::string noImage =
         R"({"error":"bad_request","message":"No valid image provided or could not decode image"})";
-    const std::string noJSON = R"({"error":"bad_request","message":"Invalid JSON body"})";
-    const std::pair<std::string, std::string> cases[] = {
-        {R"({"windowId":-1})", noJSON},
-        {"{}", noImage},
-        {R"({"imageBase64":""})", noImage},
-        {R"({"imageBase64":"bm8gaW1hZ2U="})", noImage},
-        {R"({"imageBase64":"aW1"})", noImage},
-        {R"({"imagePath":""})", noImage},
-        {R"({"imagePath":"/no/such/file"})", noImage},
-        {R"({"imagePath":")" + folder.path().string() + "\"}", noImage},
-        // Reading a pipe would wait for a writer that never comes.
-        {R"({"imagePath":")" + folder / "pipe" + "\"}", noImage},
-        {bodyFor("six", R"(,"pid":4294967297)"), noImage},
-    };
-    for (const auto& [body, answer] : cases) {
-        const HTTPResponse response = post(body);
-        EXPECT_EQ(response.status, 400) << body;
-        EXPECT_EQ(boost::json::parse(*response.body), boost::json::parse(answer)) << body;
-        EXPECT_EQ(cacheHeader(response), "") << body;
+    // Reading a pipe would wait for a writer that never comes.
+    for (const std::string& body :
+         {std::string("{}"), std::string(R"({"imageBase64":"bm8gaW1hZ2U="})"),
+          std::string(R"({"imagePath":""})"), std::string(R"({"imagePath":"/no/such/file"})"),
+          R"({"imagePath":")" + folder.path().string() + "\"}", R"({"imagePath":")" + folder / "pipe" + "\"}",
+          bodyFor("six", R"(,"pid":4294967297)")}) {
+        EXPECT_EQ(test::statusAndBody(post(body)), "400 " + noImage) << body;
     }
-}
-
-TEST_F(OCRRequests, AFailedRunIsReportedAndNotRemembered) {
-    desktop.recognitionFails = true;
-    const HTTPResponse response = post(bodyFor("six"));
-    EXPECT_EQ(response.status, 500);
-    EXPECT_EQ(boost::json::parse(*response.body),
-              boost::json::parse(R"({"error":"ocr_failed","message":"invalidRequest"})"));
-    desktop.recognitionFails = false;
-    EXPECT_EQ(cacheHeader(post(bodyFor("six"))), "MISS");
 }
 
 }  // namespace

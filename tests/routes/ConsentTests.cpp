@@ -39,40 +39,38 @@ class ConsentTest : public testing::Test {
 constexpr const char* refused = R"(403 {"error":"consent_denied"})";
 
 TEST_F(ConsentTest, FindsTheServiceByItsFileAlone) {
-    const std::string deep = std::string(1'000, '[') + std::string(1'000, ']');
+    const ScriptedOverlay overlay([](int) { return statusReply(200); });
+    const std::string port = std::to_string(overlay.port());
     const struct {
         std::string discovery;
-        bool isOfUse;
+        bool found;
+        const char* answer;
     } cases[] = {
-        {R"({"port": 47900, "token": "t", "other": )" + deep + "}", true},
-        {R"({"port": 47900, "token": "t"})" + std::string(2'000'000, ' '), true},
-        {"\xEF\xBB\xBF{\"port\": 47900, \"token\": \"t\"}", true},
-        {R"({"port": 47900, "token": "t", "other": []})", true},
-        {R"({"port": 47900.0, "token": ""})", true},
-        {R"({"port": 99999, "token": "t"})", true},
-        {R"({"port": -1, "token": "t"})", true},
-        {R"({"port": "47900", "token": "t"})", false},
-        {R"({"port": 47900.5, "token": "t"})", false},
-        {R"({"port": true, "token": "t"})", false},
-        {R"({"port": 47900})", false},
-        {R"({"port": 47900, "token": 1})", false},
-        {R"({"token": "t"})", false},
-        {R"([47900, "t"])", false},
-        {"", false},
+        {R"({"port": )" + port + R"(.0, "token": "", "other": [[{}]]})", true, ""},
+        {"\xEF\xBB\xBF{\"port\": " + port + ", \"token\": \"t\"}" + std::string(2'000'000, ' '), true, ""},
+        // Nothing listens on a port that does not exist.
+        {R"({"port": 99999, "token": "t"})", true, refused},
+        {R"({"port": -1, "token": "t"})", true, refused},
+        {R"({"port": "1", "token": "t"})", false, ""},
+        {R"({"port": 1.5, "token": "t"})", false, ""},
+        {R"({"port": 1})", false, ""},
+        {R"({"port": 1, "token": 1})", false, ""},
+        {R"([1, "t"])", false, ""},
+        {"", false, ""},
+        // A secret that would add headers is not sent.
+        {R"({"port": )" + port + R"(, "token": "a\r\nX-Other: b"})", true, refused},
     };
     testing::internal::CaptureStderr();
     EXPECT_FALSE(OverlayClient::init(URLSession::shared(), home.path())) << "no file";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    for (const auto& [discovery, isOfUse] : cases) {
+    for (const auto& [discovery, found, answer] : cases) {
         testing::internal::CaptureStderr();
         const auto client = home.clientOf(discovery);
         const std::string said = testing::internal::GetCapturedStderr();
-        ASSERT_EQ(client.has_value(), isOfUse) << discovery;
-        EXPECT_EQ(said.find("No consent will be asked for") == 0, !isOfUse) << said;
+        EXPECT_EQ(client.has_value(), found) << discovery.substr(0, 80);
+        EXPECT_EQ(said.starts_with("No consent will be asked for"), !found) << said;
+        EXPECT_EQ(ask(client), answer) << discovery.substr(0, 80);
     }
-    // Nothing listens on a port that does not exist.
-    EXPECT_EQ(ask(home.clientOf(R"({"port": 99999, "token": "t"})")), refused);
-    EXPECT_EQ(ask(home.clientOf(R"({"port": -1, "token": "t"})")), refused);
 }
 
 TEST_F(ConsentTest, TakesConsentThatTheCallerBringsWithTheSecretOnly) {
@@ -118,16 +116,12 @@ TEST_F(ConsentTest, DecidesByThePollsStatus) {
     } cases[] = {
         {"at once", always(statusReply(200)), true},
         {"late", always(statusReply(200, [looks = 0]() mutable { return ++looks > 50; })), true},
-        {"after others", then404(200), true},
         {"denied after others", then404(423), false},
         {"denied", always(statusReply(423)), false},
         {"redirected", [](int number) { return statusReply(number < 2 ? 302 : 423); }, false},
         {"announced", always({"HTTP/1.1 103 Early\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}),
          true},
-        {"announced at length", always({"HTTP/1.1 103 Early\nX: " + large + "\n\nHTTP/1.1 423\n\n"}), false},
         {"without a length", always({"HTTP/1.1 200 OK\r\n\r\n" + large}), true},
-        {"without a reason", always({"HTTP/1.1 200 \r\n\r\n"}), true},
-        {"without a space", always({"HTTP/1.1 200\r\n\r\n"}), true},
         {"an older version", always({"HTTP/1.0 200 OK\n\n"}), true},
         {"half a head", always({"HTTP/1.1 200 OK\r\nContent"}), true},
         {"half a body", always({head}), true},
@@ -135,8 +129,6 @@ TEST_F(ConsentTest, DecidesByThePollsStatus) {
         {"hanging in the body", always({head, Then::hang}), true},
         {"trickling in the head", always({"HTTP/1.1 200 OK\r\nX: ", Then::trickle}), true},
         {"closed", always({""}), false},
-        {"half a status", always({"HTTP/1.1 200"}), false},
-        {"a long status", always({"HTTP/1.1 2000 OK\r\n\r\n"}), false},
         {"not HTTP", always({"granted, or so it seems\r\n\r\n"}), false},
         {"hanging", always({"", Then::hang}), false},
     };
@@ -158,14 +150,6 @@ TEST_F(ConsentTest, GivesUpWhenNobodyDecidesWithinTwoSeconds) {
     EXPECT_GE(overlay.polls().size(), 2U);
 }
 
-TEST_F(ConsentTest, RefusesEverythingOnceTheServiceIsGone) {
-    ScriptedOverlay overlay([](int) { return statusReply(200); });
-    const auto client = home.clientOf(overlay);
-    EXPECT_EQ(ask(client), "");
-    overlay.stop();
-    EXPECT_EQ(ask(client), refused);
-}
-
 TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
     ScriptedOverlay overlay([](int) { return statusReply(200); }, {"not HTTP", Then::close});
     const auto client = home.clientOf(overlay);
@@ -177,34 +161,23 @@ TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
     const auto polls = overlay.polls();
     ASSERT_EQ(events.size(), 2U);
     ASSERT_EQ(polls.size(), 2U);
-    const auto host = "\r\nHost: 127.0.0.1:" + std::to_string(overlay.port()) + "\r\n";
     for (const auto& [head, body] : events) {
         EXPECT_THAT(head, testing::StartsWith("POST /event HTTP/1.1\r\n"));
         EXPECT_THAT(head, testing::HasSubstr("\r\nContent-Type: application/json\r\n"));
         EXPECT_THAT(head, testing::HasSubstr("\r\nX-Overlay-Token: overlay secret\r\n"));
-        EXPECT_THAT(head, testing::HasSubstr(host));
+        EXPECT_THAT(head,
+                    testing::HasSubstr("\r\nHost: 127.0.0.1:" + std::to_string(overlay.port()) + "\r\n"));
     }
-    const auto first = boost::json::parse(events[0].body).as_object();
-    const auto second = boost::json::parse(events[1].body).as_object();
-    const std::string id(first.at("id").as_string());
-    EXPECT_EQ(first,
-              (boost::json::object{
-                  {"type", "destructivePrompt"}, {"id", id}, {"action", "click"}, {"target", "an id"}}));
-    EXPECT_EQ(second,
-              (boost::json::object{
-                  {"type", "destructivePrompt"}, {"id", second.at("id")}, {"action", "send_keystrokes"}}));
-    EXPECT_NE(first.at("id"), second.at("id"));
-    EXPECT_THAT(id, testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[0-9A-F]{4}-[0-9A-F]{12}"));
-    EXPECT_THAT(polls[0].head, testing::StartsWith("GET /consent/" + id + " HTTP/1.1\r\n"));
+    // What the prompts say is told with the routes that raise them.
+    const auto idOf = [&](std::size_t at) {
+        return std::string(boost::json::parse(events[at].body).at("id").as_string());
+    };
+    EXPECT_NE(idOf(0), idOf(1));
+    EXPECT_THAT(idOf(0),
+                testing::MatchesRegex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[0-9A-F]{4}-[0-9A-F]{12}"));
+    EXPECT_THAT(polls[0].head, testing::StartsWith("GET /consent/" + idOf(0) + " HTTP/1.1\r\n"));
     EXPECT_THAT(polls[0].head, testing::HasSubstr("\r\nX-Overlay-Token: overlay secret\r\n"));
     EXPECT_EQ(polls[0].body, "");
-}
-
-TEST_F(ConsentTest, SendsNothingWithASecretThatWouldAddHeaders) {
-    ScriptedOverlay overlay([](int) { return statusReply(200); });
-    const boost::json::object discovery{{"port", overlay.port()}, {"token", "a\r\nX-Other: b"}};
-    EXPECT_EQ(ask(home.clientOf(boost::json::serialize(discovery))), refused);
-    EXPECT_TRUE(overlay.events().empty());
 }
 
 TEST_F(ConsentTest, HoldsNoThreadWhileHundredsOfPromptsWait) {

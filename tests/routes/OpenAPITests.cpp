@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <yaml-cpp/yaml.h>
 
 #include <boost/describe.hpp>
 #include <boost/json.hpp>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
@@ -109,23 +107,26 @@ Fields fieldsOf() {
 }
 
 TEST(OpenAPI, DescribesTheRecordsAsTheyAre) {
-    EXPECT_EQ(documentedFields("AXQuery"), fieldsOf<AXQuery>());
-    EXPECT_EQ(documentedFields("AXClickRequest"), fieldsOf<AXClickRequest>());
-    EXPECT_EQ(documentedFields("AXTypeRequest"), fieldsOf<AXTypeRequest>());
-    EXPECT_EQ(documentedFields("AXScrollRequest"), fieldsOf<AXScrollRequest>());
-    EXPECT_EQ(documentedFields("SendKeystrokesRequest"), fieldsOf<SendKeystrokesRequest>());
-    EXPECT_EQ(documentedFields("TreeAndOCRRequest"), fieldsOf<TreeAndOCRRequest>());
-    EXPECT_EQ(documentedFields("OCROptions"), fieldsOf<OCROptions>());
-    EXPECT_EQ(documentedFields("VisualFindOptions"), fieldsOf<VisualFindOptions>());
-    EXPECT_EQ(documentedFields("ShortcutRequest"), fieldsOf<ShortcutRequest>());
-    EXPECT_EQ(documentedFields("AppleScriptRequest"), fieldsOf<AppleScriptRequest>());
-    EXPECT_EQ(documentedFields("AXFrame"), fieldsOf<AXFrame>());
-    EXPECT_EQ(documentedFields("AXElementInfo"), fieldsOf<AXElementInfo>());
-    EXPECT_EQ(documentedFields("OCRResult"), fieldsOf<OCRResult>());
-    EXPECT_EQ(documentedFields("VisualFindResult"), fieldsOf<VisualFindResult>());
-    EXPECT_EQ(documentedFields("Matches"), fieldsOf<FindResponse>());
-    EXPECT_EQ(documentedFields("Lines"), fieldsOf<OCRResponse>());
-    EXPECT_EQ(documentedFields("VisualMatches"), fieldsOf<VFResponse>());
+    const std::map<std::string, Fields> records{
+        {"AXQuery", fieldsOf<AXQuery>()},
+        {"AXClickRequest", fieldsOf<AXClickRequest>()},
+        {"AXTypeRequest", fieldsOf<AXTypeRequest>()},
+        {"AXScrollRequest", fieldsOf<AXScrollRequest>()},
+        {"SendKeystrokesRequest", fieldsOf<SendKeystrokesRequest>()},
+        {"TreeAndOCRRequest", fieldsOf<TreeAndOCRRequest>()},
+        {"OCROptions", fieldsOf<OCROptions>()},
+        {"VisualFindOptions", fieldsOf<VisualFindOptions>()},
+        {"ShortcutRequest", fieldsOf<ShortcutRequest>()},
+        {"AppleScriptRequest", fieldsOf<AppleScriptRequest>()},
+        {"AXFrame", fieldsOf<AXFrame>()},
+        {"AXElementInfo", fieldsOf<AXElementInfo>()},
+        {"OCRResult", fieldsOf<OCRResult>()},
+        {"VisualFindResult", fieldsOf<VisualFindResult>()},
+        {"Matches", fieldsOf<FindResponse>()},
+        {"Lines", fieldsOf<OCRResponse>()},
+        {"VisualMatches", fieldsOf<VFResponse>()},
+    };
+    for (const auto& [name, fields] : records) EXPECT_EQ(documentedFields(name), fields) << name;
 }
 
 /// Why a value is not what a schema says, or nothing. Fields that the schema does not know are a fault, too.
@@ -180,6 +181,10 @@ class OpenAPIEndpoints : public testing::Test {
         return agent->send(method, path, body, consent);
     }
 
+    static std::string textOf(const RawResponse& response) {
+        return std::to_string(response.status()) + " " + response.body;
+    }
+
     static std::string methodOf(const std::string& path) {
         const YAML::Node item = document()["paths"][path];
         return item["get"] ? "GET" : "POST";
@@ -213,18 +218,6 @@ class OpenAPIEndpoints : public testing::Test {
     std::set<std::string> seen;
 };
 
-TEST_F(OpenAPIEndpoints, AreAllDescribed) {
-    std::set<std::string> documented;
-    for (const auto& path : document()["paths"]) {
-        for (const auto& method : path.second) {
-            documented.insert((method.first.as<std::string>() == "get" ? "GET " : "POST ") +
-                              path.first.as<std::string>());
-        }
-    }
-    const auto routes = agent->routes();
-    EXPECT_EQ(documented, std::set<std::string>(routes.begin(), routes.end()));
-}
-
 TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
     const std::string save = R"({"elementId":")" + idOf("Save") + '"';
     const std::string frameless = R"({"elementId":")" + idOf("No frame") + '"';
@@ -237,74 +230,125 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
     const auto toolIsMissing = [&] { std::filesystem::remove(home / "tool"); };
     const auto toolFails = [&] { useTool("exit 3"); };
     const auto toolHangs = [&] { useTool("exec sleep 60"); };
+    const std::string bad = R"(400 {"error":"bad_request"})";
+    const std::string because = R"(400 {"error":"bad_request","message":")";
+    const std::string invalid = R"(400 {"error":"bad_request","message":"Invalid JSON body"})";
+    const std::string missing =
+        R"(403 {"error":"ax_permission_missing","hint":"System Settings -> Privacy & )"
+        R"(Security -> Accessibility"})";
+    const std::string nobody = R"(500 {"error":"could_not_get_frontmost_app"})";
+    const std::string notFound = R"(404 {"error":"element_not_found"})";
+    const std::string noTool = R"(","message":"No such file or directory"})";
+    const std::string batch = R"(200 {"ok":true,"batch_id":"default"})";
+    // What the answer begins with.
     const struct {
         const char* path;
-        std::string body;
+        std::string body, answer;
         std::function<void()> before;
     } cases[] = {
-        {"/health", "", nothing},
-        {"/ax/tree", "{}", nothing},
-        {"/ax/tree", "[]", nothing},
-        {"/ax/tree", "{}", untrusted},
-        {"/ax/tree", "{}", nobodyInFront},
-        {"/ax/find", R"({"role":"AXButton"})", nothing},
-        {"/ax/find", "[]", nothing},
-        {"/ax/find", "{}", untrusted},
-        {"/ax/find", "{}", nobodyInFront},
-        {"/ax/click", save + "}", nothing},
-        {"/ax/click", "{}", nothing},
-        {"/ax/click", save + "}", untrusted},
-        {"/ax/click", nowhere + "}", nothing},
-        {"/ax/click", frameless + "}", nothing},
-        {"/ax/type", save + R"(,"text":"x"})", nothing},
-        {"/ax/type", "{}", nothing},
-        {"/ax/type", save + R"(,"text":"x"})", untrusted},
-        {"/ax/type", nowhere + R"(,"text":"x"})", nothing},
-        {"/ax/type", save + R"(,"text":"x"})", nobodyInFront},
-        {"/ax/scroll", save + R"(,"direction":"up"})", nothing},
-        {"/ax/scroll", save + R"(,"direction":"out"})", nothing},
-        {"/ax/scroll", save + R"(,"direction":"up"})", untrusted},
-        {"/ax/scroll", nowhere + R"(,"direction":"up"})", nothing},
-        {"/ax/scroll", save + R"(,"direction":"up"})", nobodyInFront},
-        {"/keystrokes", R"({"text":"a","delay_ms":1})", nothing},
-        {"/keystrokes", R"({"keys":["nope"]})", nothing},
-        {"/keystrokes", R"({"text":"a","app_bundle_id":"none"})", nothing},
-        {"/keystrokes", R"({"text":"a","app_bundle_id":"com.apple.Terminal"})", toolFails},
-        {"/ax/tree_and_ocr", image + "}", nothing},
-        {"/ax/tree_and_ocr", "[]", nothing},
-        {"/ax/tree_and_ocr", image + "}", untrusted},
-        {"/ax/tree_and_ocr", "{}", nothing},
-        {"/batch/begin", "{}", nothing},
-        {"/batch/begin", "{}", untrusted},
-        {"/batch/begin", "{}", nobodyInFront},
-        {"/batch/end", "{}", nothing},
-        {"/ocr", image + "}", nothing},
-        {"/ocr", "{}", nothing},
-        {"/ocr", image + R"(,"pid":1})", recognitionFails},
-        {"/shortcut/list", "", nothing},
-        {"/shortcut/list", "", toolFails},
-        {"/shortcut/list", "", toolIsMissing},
-        {"/shortcut", R"({"name":"a"})", nothing},
-        {"/shortcut", "{}", nothing},
-        {"/shortcut", R"({"name":"a"})", toolFails},
-        {"/shortcut", R"({"name":"a"})", toolIsMissing},
-        {"/shortcut", R"({"name":"a","timeoutMs":1})", toolHangs},
-        {"/applescript/run", R"({"script":"return 1"})", nothing},
-        {"/applescript/run", "{}", nothing},
-        {"/applescript/run", R"({"script":"x"})", toolFails},
-        {"/applescript/run", R"({"script":"x"})", toolIsMissing},
-        {"/visual/find", image + R"(,"query":"save"})", nothing},
-        {"/visual/find", "{}", nothing},
-        {"/visual/find", image + R"(,"query":"save"})", recognitionFails},
+        {"/health", "", R"(200 {"ok":true,"version":)", nothing},
+        {"/ax/tree", "{}", R"(200 {"tree":{"id":)", nothing},
+        {"/ax/tree", R"({"root_pid":null,"other":null})", R"(200 {"tree":{"id":)", nothing},
+        {"/ax/tree", R"({"root_pid":1,"root_pid":100.0})", R"(200 {"tree":{"id":)", nothing},
+        {"/ax/tree", R"({"root_pid":"1"})", bad, nothing},
+        {"/ax/tree", R"({"other":1.5})", bad, nothing},
+        {"/ax/tree", R"({"root_pid":99999999999})", bad, nothing},
+        {"/ax/tree", "{}", missing, untrusted},
+        {"/ax/tree", "{}", nobody, nobodyInFront},
+        {"/ax/find", R"({"role":"AXButton"})", R"(200 {"matches":[{"id":)", nothing},
+        {"/ax/find", R"({"maxResults":"1"})", because + R"(the value of \"maxResults\" is a string)",
+         nothing},
+        {"/ax/find", "{}", missing, untrusted},
+        {"/ax/find", "{}", nobody, nobodyInFront},
+        {"/ax/click", save + "}", R"(200 {"ok":true,"method":"ax_press"})", nothing},
+        {"/ax/click", R"({"elementId":7})", bad, nothing},
+        {"/ax/click", save + "}", missing, untrusted},
+        {"/ax/click", nowhere + "}", notFound, nothing},
+        {"/ax/click", frameless + "}", R"(500 {"error":"action_failed")", nothing},
+        {"/ax/type", save + R"(,"text":"x"})", R"(200 {"ok":true,"method":"ax_value"})", nothing},
+        {"/ax/type", save + R"(,"text":null})", bad, nothing},
+        {"/ax/type", save + R"(,"text":"x"})", missing, untrusted},
+        {"/ax/type", nowhere + R"(,"text":"x"})", notFound, nothing},
+        {"/ax/type", save + R"(,"text":"x"})", nobody, nobodyInFront},
+        {"/ax/scroll", save + R"(,"direction":"up"})",
+         R"(200 {"ok":true,"method":"ax_scroll","direction":"up","amount":100})", nothing},
+        {"/ax/scroll", save + R"(,"direction":"out"})", R"(400 {"error":"invalid_input","hint":)", nothing},
+        {"/ax/scroll", save + R"(,"direction":"up"})", missing, untrusted},
+        {"/ax/scroll", nowhere + R"(,"direction":"out"})", notFound, nothing},
+        {"/ax/scroll", save + R"(,"direction":"up"})", nobody, nobodyInFront},
+        {"/keystrokes", R"({"text":"a","delay_ms":1})", R"(200 {"ok":true,"method":"cgevent")", nothing},
+        {"/keystrokes", R"({"text":"a","delay_ms":1.5})", because, nothing},
+        {"/keystrokes", R"({"keys":["nope"]})", R"(400 {"error":"unknown_key","token":"nope"})", nothing},
+        {"/keystrokes", R"({"text":"a","app_bundle_id":"none"})", R"(404 {"error":"app_not_found")", nothing},
+        {"/keystrokes", R"({"text":"a","app_bundle_id":"com.apple.Terminal"})",
+         R"(500 {"error":"applescript_failed")", toolFails},
+        {"/ax/tree_and_ocr", image + "}", R"(200 {"tree":{"id":)", nothing},
+        {"/ax/tree_and_ocr", R"({"windowId":-1})", because, nothing},
+        {"/ax/tree_and_ocr", image + "}", missing, untrusted},
+        {"/ax/tree_and_ocr", "{}", R"(500 {"error":"internal_error","message":"badRequest"})", nothing},
+        {"/ax/tree_and_ocr", image + "}", R"(500 {"error":"internal_error","message":"invalidRequest"})",
+         nobodyInFront},
+        {"/ax/tree_and_ocr", image + R"(,"windowId":2})",
+         R"(500 {"error":"internal_error","message":"invalidRequest"})", recognitionFails},
+        {"/batch/begin", "not JSON", batch, nothing},
+        {"/batch/begin", R"({"batch_id":7})", batch, nothing},
+        {"/batch/begin", R"({"batch_id":"mine","other":"1"})", R"(200 {"ok":true,"batch_id":"mine"})",
+         nothing},
+        {"/batch/begin", "{}", missing, untrusted},
+        {"/batch/begin", "{}", nobody, nobodyInFront},
+        {"/batch/end", "[]", batch, untrusted},
+        {"/batch/end", R"({"batch_id":"mine"})", R"(200 {"ok":true,"batch_id":"mine"})", untrusted},
+        {"/ocr", image + "}", R"(200 {"results":[{"text":"Save")", nothing},
+        {"/ocr", "{}", because + R"(No valid image provided or could not decode image"})", nothing},
+        {"/ocr", image + R"(,"pid":1})", R"(500 {"error":"ocr_failed","message":"invalidRequest"})",
+         recognitionFails},
+        {"/ocr", R"({"windowId":1.5})", invalid, nothing},
+        {"/shortcut/list", "", R"(200 {"ok":true,"shortcuts":["done"]})", nothing},
+        {"/shortcut/list", "", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails},
+        {"/shortcut/list", "", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing},
+        {"/shortcut", R"({"name":"a"})", R"(200 {"ok":true,"output":"done\n"})", nothing},
+        {"/shortcut", R"({"name":"a","input":5})", invalid, nothing},
+        {"/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails},
+        {"/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing},
+        {"/shortcut", R"({"name":"a","timeoutMs":1})", R"(504 {"error":"shortcut_timeout","name":"a")",
+         toolHangs},
+        {"/applescript/run", R"({"script":"return 1"})", R"(200 {"ok":true,"output":"done"})", nothing},
+        {"/applescript/run", R"({"script":null})", invalid, nothing},
+        {"/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed","exitCode":3)",
+         toolFails},
+        {"/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed)" + noTool,
+         toolIsMissing},
+        {"/visual/find", image + R"(,"query":"save"})", R"(200 {"results":[{"text":"Save")", nothing},
+        {"/visual/find", R"({"query":"save"})", because + R"(No valid image provided"})", nothing},
+        {"/visual/find", R"({"query":1})", invalid, nothing},
+        {"/visual/find", image + R"(,"query":"save"})",
+         R"(500 {"error":"visual_find_failed","message":"invalidRequest"})", recognitionFails},
     };
-    for (const auto& [path, body, before] : cases) {
+    for (const auto& [path, body, answer, before] : cases) {
         desktop.trusted = true;
         desktop.frontmost = 100;
         desktop.recognitionFails = false;
         useTool("echo done");
         desktop.time += 10;  // nothing from a cache
         before();
-        expectDocumented(path, request(path, body));
+        const RawResponse response = request(path, body);
+        EXPECT_THAT(textOf(response), testing::StartsWith(answer)) << path << " " << body;
+        expectDocumented(path, response);
+    }
+    for (const auto& [path, answer] : std::map<std::string, std::string>{{"/ax/tree", bad},
+                                                                         {"/ax/find", because},
+                                                                         {"/ax/click", bad},
+                                                                         {"/ax/type", bad},
+                                                                         {"/ax/scroll", bad},
+                                                                         {"/keystrokes", because},
+                                                                         {"/ax/tree_and_ocr", because},
+                                                                         {"/ocr", invalid},
+                                                                         {"/shortcut", invalid},
+                                                                         {"/applescript/run", invalid},
+                                                                         {"/visual/find", invalid}}) {
+        for (const char* body : {"", "{", "null", "[]", "\"text\"", "\xFF", "{} {}"}) {
+            EXPECT_THAT(textOf(request(path, body)), testing::StartsWith(answer)) << path << " " << body;
+        }
     }
     for (const auto& item : document()["paths"]) {
         const auto path = item.first.as<std::string>();
@@ -319,15 +363,18 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
         expectDocumented(path, denied);
     }
 
-    std::set<std::string> documented;
+    std::set<std::string> documented, routes;
     for (const auto& item : document()["paths"]) {
+        const auto path = item.first.as<std::string>();
         for (const auto& method : item.second) {
-            for (const auto& response : method.second["responses"]) {
-                documented.insert(item.first.as<std::string>() + " " + response.first.as<std::string>());
-            }
+            routes.insert((method.first.as<std::string>() == "get" ? "GET " : "POST ") + path);
+            for (const auto& response : method.second["responses"])
+                documented.insert(path + " " + response.first.as<std::string>());
         }
     }
     for (const auto& answer : documented) EXPECT_TRUE(seen.contains(answer)) << answer << " was never given";
+    const auto registered = agent->routes();
+    EXPECT_EQ(routes, std::set<std::string>(registered.begin(), registered.end()));
 }
 
 }  // namespace

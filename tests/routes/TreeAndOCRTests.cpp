@@ -66,31 +66,5 @@ TEST(TreeAndOCR, AFailedTreeCancelsTheRecognitionAndIsTheErrorReported) {
     EXPECT_EQ(cacheHeaders(response), "   ");
 }
 
-TEST(TreeAndOCR, OtherErrorsAreInternalOnesWithTheirNames) {
-    ScriptedDesktop desktop;
-    desktop.trusted = true;
-    desktop.time = 1'900'000'000;
-    const struct {
-        const char* body;
-        std::optional<pid_t> frontmost;
-        bool recognitionFails;
-        const char* message;
-    } cases[] = {
-        {"{}", 100, false, "badRequest"},
-        {R"({"imageBase64":"aW1ndHdv"})", std::nullopt, false, "invalidRequest"},
-        {R"({"imageBase64":"aW1ndHdv"})", 100, true, "invalidRequest"},
-    };
-    for (const auto& one : cases) {
-        desktop.time += 100;
-        desktop.frontmost = one.frontmost;
-        desktop.recognitionFails = one.recognitionFails;
-        const HTTPResponse response = post(one.body);
-        EXPECT_EQ(response.status, 500) << one.body << *response.body << one.frontmost.value_or(0);
-        const boost::json::value answer = boost::json::parse(*response.body);
-        EXPECT_EQ(answer.at("error"), "internal_error") << one.body;
-        EXPECT_EQ(answer.at("message"), one.message) << one.body;
-    }
-}
-
 }  // namespace
 }  // namespace varkel

@@ -93,17 +93,6 @@ TEST_F(Scripts, AnswerWithWhatTheToolPrintedAndHowItEnded) {
     }
 }
 
-TEST_F(Scripts, SayWhyTheToolCannotBeStarted) {
-    const std::string missing = R"(","message":"No such file or directory"})";
-    EXPECT_EQ(answer("/applescript/run", script), R"(500 {"error":"applescript_failed)" + missing);
-    EXPECT_EQ(answer("/shortcut", shortcut), R"(500 {"error":"shortcut_failed)" + missing);
-    EXPECT_EQ(answer("/shortcut/list", ""), R"(500 {"error":"shortcut_failed)" + missing);
-    // What was consented to is the whole name; up to the zero byte it may be another Shortcut's.
-    installTool("touch ran");
-    EXPECT_EQ(call("/shortcut", R"({"name":"Tidy\u0000 up"})").status, 500);
-    EXPECT_FALSE(exists("ran"));
-}
-
 TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
     const std::string note = "sleep 1000 & echo $! $$ > started; ";
     for (const std::string& tool :
@@ -120,28 +109,6 @@ TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
             EXPECT_TRUE(test::eventually([&] { return !test::isAlive(pid); })) << tool;
         }
         EXPECT_EQ(stopped, 2) << tool;
-    }
-}
-
-TEST_F(Scripts, AreStoppedWhenTheyWriteWithoutEnd) {
-    constexpr const char* patient = R"({"name":"x","timeoutMs":60000})";
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"exec yes", "/shortcut", patient},
-        {"exec yes >&2", "/shortcut", patient},
-        {"exec yes", "/applescript/run", script}};
-    for (const auto& [tool, path, body] : cases) {
-        installTool(tool);
-        EXPECT_THAT(answer(path, body),
-                    testing::ContainsRegex("500 .*_failed\",\"message\":\"the output is larger than"));
-    }
-}
-
-TEST_F(Scripts, AcceptAnyLimitThatARequestCanName) {
-    installTool("cat; echo done");
-    for (const char* limit : {"60000", "9223372036854775807", "-9223372036854775808", "0", "1e6"}) {
-        EXPECT_EQ(answer("/shortcut", std::string(R"({"name":"x","timeoutMs":)") + limit + "}"),
-                  R"(200 {"ok":true,"output":"done\n"})")
-            << limit;
     }
 }
 

@@ -1,10 +1,12 @@
 #!/usr/bin/python3
-"""A form of GTK widgets that tells what is done to it. Usage: gtk_form.py 3|4 [TITLE]; form.py says what it tells."""
+"""A form of GTK widgets that tells what is done to it. Usage: gtk_form.py 3|4 [few] [csd]; form.py says what it tells.
+
+With "few" it has only a few of its widgets, with "csd" the window draws its own title bar."""
 
 import sys
 
 import gi
-from form import FRUIT, TICK_MS, Form, report
+from form import FRUIT, Form, report
 
 gi.require_version("Gtk", sys.argv[1] + ".0")
 gi.require_version("GLib", "2.0")
@@ -18,14 +20,13 @@ def put(container, child):
 
 
 class GtkForm(Form):
-    def __init__(self, title, loop):
-        super().__init__()
-        self.window = Gtk.Window(title=title)
-        self.timer, self.shown = None, []
+    def __init__(self, loop):
+        self.window = Gtk.Window(title=f"GTK {sys.argv[1]} form")
+        if "csd" in sys.argv:
+            self.window.set_titlebar(Gtk.HeaderBar(**{} if IS_4 else {"show_close_button": True}))
         self.widgets = self.make_widgets()
-        self.label, self.rows = Gtk.Label(label="Tick 0"), Gtk.ListBox()
         box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
-        for widget in (*self.widgets.values(), self.label, self.rows, *self.still_widgets()):
+        for widget in list((*self.widgets.values(), *self.still_widgets()))[:6 if "few" in sys.argv else None]:
             put(box, widget)
         if IS_4:
             self.window.set_child(box)
@@ -80,33 +81,6 @@ class GtkForm(Form):
             tabs.append_page(content, Gtk.Label(label=number + " page"))
         return combo, fruit, tabs
 
-    def show_ticks(self, text):
-        self.label.set_text(text)
-
-    def set_rows(self, texts):
-        for row in self.shown:
-            self.rows.remove(row)
-        self.shown = []
-        for text in texts:
-            row = Gtk.ListBoxRow()
-            (row.set_child if IS_4 else row.add)(Gtk.Label(label=text))
-            put(self.rows, row)
-            if not IS_4:
-                row.show_all()
-            self.shown.append(row)
-
-    def on_timer(self):
-        self.tick()
-        return True
-
-    def start_timer(self):
-        self.timer = self.timer or GLib.timeout_add(TICK_MS, self.on_timer)
-
-    def stop_timer(self):
-        if self.timer:
-            GLib.source_remove(self.timer)
-            self.timer = None
-
     def look(self):
         widgets, notes = self.widgets, self.widgets["notes"].get_buffer()
         return {"texts": {"entry": widgets["entry"].get_text(), "password": widgets["password"].get_text(),
@@ -121,7 +95,7 @@ def main():
     if IS_4:
         Gtk.init()
     loop = GLib.MainLoop()
-    form = GtkForm(sys.argv[2] if len(sys.argv) > 2 else f"GTK {sys.argv[1]} form", loop)
+    form = GtkForm(loop)
     report("ready")
     loop.run()
     return 0 if form else 1

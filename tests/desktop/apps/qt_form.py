@@ -1,44 +1,35 @@
 #!/usr/bin/python3
-"""A form of Qt widgets that tells what is done to it. Usage: qt_form.py 5|6 [TITLE]; form.py says what it tells."""
+"""A form of Qt widgets that tells what is done to it. Usage: qt_form.py 5|6 [few]; form.py says what it tells.
 
+With "few" it has only a few of its widgets."""
+
+import importlib
 import sys
 
-from form import FRUIT, TICK_MS, Form, report
+from form import FRUIT, Form, report
 
-if sys.argv[1] == "5":
-    from PyQt5.QtCore import QSocketNotifier, Qt, QTimer
-    from PyQt5.QtWidgets import (QApplication, QCheckBox, QComboBox, QLabel, QLineEdit, QListWidget, QMainWindow,
-                                 QPlainTextEdit, QPushButton, QRadioButton, QSlider, QSpinBox, QTableWidget,
-                                 QTableWidgetItem, QTabWidget, QVBoxLayout, QWidget)
-else:
-    from PyQt6.QtCore import QSocketNotifier, Qt, QTimer
-    from PyQt6.QtWidgets import (QApplication, QCheckBox, QComboBox, QLabel, QLineEdit, QListWidget, QMainWindow,
-                                 QPlainTextEdit, QPushButton, QRadioButton, QSlider, QSpinBox, QTableWidget,
-                                 QTableWidgetItem, QTabWidget, QVBoxLayout, QWidget)
+QtCore, QtWidgets = (importlib.import_module(f"PyQt{sys.argv[1]}.{name}") for name in ("QtCore", "QtWidgets"))
 
 
 class QtForm(Form):
-    def __init__(self, title):
-        super().__init__()
-        self.window = QMainWindow()
-        self.window.setWindowTitle(title)
+    def __init__(self):
+        self.window = QtWidgets.QMainWindow()
+        self.window.setWindowTitle(f"Qt {sys.argv[1]} form")
         self.window.menuBar().addMenu("File").addAction("Open").triggered.connect(
             lambda: report("clicked", widget="open"))
         self.widgets = self.make_widgets()
-        self.label, self.rows = QLabel("Tick 0"), QListWidget()
-        layout = QVBoxLayout()
-        for name, widget in self.widgets.items():
+        layout = QtWidgets.QVBoxLayout()
+        few = 6 if "few" in sys.argv else None
+        for name, widget in list(self.widgets.items())[:few]:
             if name in ("entry", "password", "notes", "spin", "slider"):
                 widget.setAccessibleName(name.capitalize())
             layout.addWidget(widget)
-        for widget in (self.label, self.rows, *self.still_widgets()):
+        for widget in () if few else self.still_widgets():
             layout.addWidget(widget)
-        page = QWidget()
+        page = QtWidgets.QWidget()
         page.setLayout(layout)
         self.window.setCentralWidget(page)
-        self.timer = QTimer(interval=TICK_MS)
-        self.timer.timeout.connect(self.tick)
-        self.input = QSocketNotifier(sys.stdin.fileno(), QSocketNotifier.Type.Read)
+        self.input = QtCore.QSocketNotifier(sys.stdin.fileno(), QtCore.QSocketNotifier.Type.Read)
         self.input.activated.connect(self.on_input)
         self.window.show()
         self.widgets["entry"].setFocus()
@@ -51,41 +42,28 @@ class QtForm(Form):
 
     @staticmethod
     def make_widgets():
-        button, box, radio = QPushButton("Count me"), QCheckBox("Remember me"), QRadioButton("Two")
+        button, box, radio = QtWidgets.QPushButton("Count me"), QtWidgets.QCheckBox("Remember me"), QtWidgets.QRadioButton("Two")
         button.clicked.connect(lambda: report("clicked", widget="button"))
         box.toggled.connect(lambda on: report("switched", widget="box", on=on))
         radio.toggled.connect(lambda on: report("switched", widget="radio", on=on))
-        entry, password, notes = QLineEdit("before"), QLineEdit("secret"), QPlainTextEdit("First line\nSecond line")
-        password.setEchoMode(QLineEdit.EchoMode.Password)
+        entry, password, notes = QtWidgets.QLineEdit("before"), QtWidgets.QLineEdit("secret"), QtWidgets.QPlainTextEdit("First line\nSecond line")
+        password.setEchoMode(QtWidgets.QLineEdit.EchoMode.Password)
         for name, field in (("entry", entry), ("password", password)):
             field.textChanged.connect(lambda text, widget=name: report("changed", widget=widget, text=text))
-        disabled = QPushButton("Not now", enabled=False)
+        disabled = QtWidgets.QPushButton("Not now", enabled=False)
         return {"button": button, "disabled": disabled, "box": box, "radio": radio, "entry": entry,
-                "password": password, "notes": notes, "spin": QSpinBox(value=42),
-                "slider": QSlider(Qt.Orientation.Horizontal)}
+                "password": password, "notes": notes, "spin": QtWidgets.QSpinBox(value=42),
+                "slider": QtWidgets.QSlider(QtCore.Qt.Orientation.Horizontal)}
 
     @staticmethod
     def still_widgets():
-        combo, table, tabs = QComboBox(), QTableWidget(2, 2), QTabWidget()
+        combo, table, tabs = QtWidgets.QComboBox(), QtWidgets.QTableWidget(2, 2), QtWidgets.QTabWidget()
         combo.addItems(FRUIT)
         for cell in range(4):
-            table.setItem(cell // 2, cell % 2, QTableWidgetItem(f"Cell {cell}"))
+            table.setItem(cell // 2, cell % 2, QtWidgets.QTableWidgetItem(f"Cell {cell}"))
         for number in ("First", "Second"):
-            tabs.addTab(QLabel(f"Content of the {number.lower()} page"), number + " page")
+            tabs.addTab(QtWidgets.QLabel(f"Content of the {number.lower()} page"), number + " page")
         return combo, table, tabs
-
-    def show_ticks(self, text):
-        self.label.setText(text)
-
-    def set_rows(self, texts):
-        self.rows.clear()
-        self.rows.addItems(texts)
-
-    def start_timer(self):
-        self.timer.start()
-
-    def stop_timer(self):
-        self.timer.stop()
 
     def look(self):
         widgets = self.widgets
@@ -96,8 +74,8 @@ class QtForm(Form):
 
 
 def main():
-    application = QApplication(sys.argv[:1])
-    form = QtForm(sys.argv[2] if len(sys.argv) > 2 else f"Qt {sys.argv[1]} form")
+    application = QtWidgets.QApplication(sys.argv[:1])
+    form = QtForm()
     report("ready")
     sys.exit(application.exec() if form else 1)
 

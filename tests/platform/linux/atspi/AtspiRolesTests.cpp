@@ -54,12 +54,5 @@ TEST(AXRole, LooksAtTheStatesWhereTheRoleAloneDoesNotTell) {
     }
 }
 
-TEST(TextBearing, LeavesPasswordFieldsOut) {
-    EXPECT_TRUE(isTextBearing(AtspiRole::text));
-    EXPECT_TRUE(isTextBearing(AtspiRole::label));
-    EXPECT_FALSE(isTextBearing(AtspiRole::passwordText));
-    EXPECT_FALSE(isTextBearing(AtspiRole::pushButton));
-}
-
 }  // namespace
 }  // namespace varkel

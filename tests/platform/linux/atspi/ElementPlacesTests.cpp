@@ -118,16 +118,6 @@ TEST(ElementPlaces, PutsWhatARootPaneHoldsBelowItsMenuBar) {
                                      "/sidebar 1350,124", "/native 1350,124", "/entry 1354,165"));
 }
 
-TEST(ElementPlaces, TakesWhatFillsAWindowForOneThatHasNoExtents) {
-    const Scene scene{"J2SE-access-bridge",
-                      {window({238, 211, 620, 436}, {1, 1, 20, 5})},
-                      {application,
-                       {"/window", "/application", AtspiRole::frame, {-1, -1, -1, -1}},
-                       {"/pane", "/window", AtspiRole::rootPane, {119, 105, 310, 218}},
-                       {"/label", "/pane", AtspiRole::label, {124, 131, 61, 41}}}};
-    EXPECT_THAT(corners(scene), testing::IsSupersetOf({"/pane 238,211", "/label 248,263"}));
-}
-
 TEST(ElementPlaces, PutsMenusWhereTheirOwnWindowIsOrNowhere) {
     const auto scene = [](std::vector<ScreenWindow> popups) {
         popups.push_back(window({334, 237, 620, 460}));

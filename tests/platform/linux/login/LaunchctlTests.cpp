@@ -71,14 +71,6 @@ TEST_F(Launchctl, LoadsAUnitAndUndoesThat) {
     EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
 }
 
-TEST_F(Launchctl, LeavesNothingOfALoadThatFailed) {
-    useSystemctl("[ \"$1\" != enable ] || { echo no such thing >&2; exit 1; }");
-    const ChildResult loaded = run({"load", "-w", list()});
-    EXPECT_EQ(loaded.status, 1);
-    EXPECT_THAT(loaded.standardError, HasSubstr("systemctl --user enable failed: no such thing\n"));
-    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
-}
-
 TEST_F(Launchctl, LeavesNoTokenWhenTheManagerDoesNotReload) {
     useSystemctl("[ \"$1\" != daemon-reload ] || { echo no reload >&2; exit 1; }");
     const ChildResult loaded = run({"load", "-w", list()});
@@ -96,19 +88,6 @@ TEST_F(Launchctl, LeavesNoTokenWhenTheManagerDoesNotReload) {
     EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls", "mark"));
 }
 
-TEST_F(Launchctl, UnloadsAllOfItWhenTheManagerDoesNotReload) {
-    run({"load", list()});
-    const std::string entry = contents(folder / autostart);
-    useSystemctl("exit 0");
-    run({"load", list()});
-    folder.write(autostart, entry);
-    useSystemctl("[ \"$1\" != daemon-reload ] || { echo no reload >&2; exit 1; }");
-    const ChildResult unloaded = run({"unload", "-w", list()});
-    EXPECT_EQ(unloaded.status, 1);
-    EXPECT_THAT(unloaded.standardError, HasSubstr("daemon-reload failed: no reload\n"));
-    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls"));
-}
-
 TEST_F(Launchctl, FallsBackToAutostartAndUndoesThat) {
     // None at all, one without a manager, and one that hangs.
     for (const char* body : {"", "exit 1", "exec /bin/sleep 60"}) {
@@ -123,20 +102,6 @@ TEST_F(Launchctl, FallsBackToAutostartAndUndoesThat) {
         EXPECT_FALSE(exists(autostart));
     }
     EXPECT_EQ(run({"unload", "-w", list()}).standardError, "");
-}
-
-TEST_F(Launchctl, KeepsOneOfTheTwoWhenTheManagerComesOrGoes) {
-    run({"load", list()});
-    useSystemctl("exit 0");
-    run({"load", list()});
-    EXPECT_TRUE(exists(unit));
-    EXPECT_FALSE(exists(autostart));
-    const auto wants = folder.path() / "home/.config/systemd/user/default.target.wants";
-    std::filesystem::create_directories(wants);
-    std::filesystem::create_symlink(folder / unit, wants / "io.example.agent.service");
-    useSystemctl("exit 1");
-    run({"load", list()});
-    EXPECT_THAT(folder.files(), ElementsAre("a.plist", "bin/systemctl", "calls", autostart));
 }
 
 TEST_F(Launchctl, TouchesNoFileThatItHasNotWritten) {

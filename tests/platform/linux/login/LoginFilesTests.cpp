@@ -74,15 +74,6 @@ TEST(LoginFiles, StartsAProgramWhosePathTheManagerRefusesThroughAShell) {
     }
 }
 
-TEST(LoginFiles, WaitsForADisplayWhereTheManagerIsThereFirst) {
-    LoginPlaces early = places;
-    early.moment = LoginMoment::firstLogin;
-    const std::string text = translate(item(), early).unit.text;
-    EXPECT_THAT(text, testing::HasSubstr("ExecStartPre=/bin/sh -c 'test -n \"$$DISPLAY\"'\n"));
-    EXPECT_THAT(text, testing::HasSubstr("WantedBy=default.target\n"));
-    EXPECT_THAT(text, testing::Not(testing::HasSubstr("graphical-session")));
-}
-
 TEST(LoginFiles, WritesAnAutostartEntryWhoseWordsReadBack) {
     const LoginFiles files = translate(item());
     EXPECT_EQ(files.autostart.path, "/home/j/.config/autostart/io.example.agent.desktop");
@@ -134,22 +125,6 @@ TEST(LoginFiles, RefusesListsThatItCannotWriteDown) {
     EXPECT_THROW(translate(item(), broken), LoginItemError);
 }
 
-TEST(LoginFiles, RefusesPlacesThatAreNoTextForTheManager) {
-    for (const char* name : {"\xFF", "\xC3", "\xC0\xAF", "\xED\xA0\x80", "\uFDD0", "\uFFFE", "\U0001FFFF"}) {
-        for (std::string LoginPlaces::*place :
-             {&LoginPlaces::propertyList, &LoginPlaces::launchctl, &LoginPlaces::configuration}) {
-            LoginPlaces broken = places;
-            broken.*place += name;
-            EXPECT_THAT([&] { translate(item(), broken); },
-                        testing::ThrowsMessage<LoginItemError>(testing::HasSubstr("UTF-8")))
-                << name;
-        }
-    }
-    LoginPlaces foreign = places;
-    foreign.configuration = "/home/\u00E9\uFEFF\U0001F600";
-    EXPECT_THAT(translate(item(), foreign).unit.text, testing::HasSubstr("=" + foreign.configuration + "/"));
-}
-
 TEST(LoginFiles, NamesTheEnvironmentSoThatNoPartOfItIsAWildcard) {
     const auto line = [](const std::string& configuration) {
         LoginPlaces at = places;
@@ -179,36 +154,15 @@ TEST(LoginFiles, RefusesBytesThatAreNoPropertyList) {
         std::string text = good;
         return text.insert(text.rfind("</dict>"), more);
     };
-    const auto nested = [&](std::size_t levels) {
-        std::string text = "<key>x</key>";
-        for (std::size_t i = 0; i < levels; ++i) text += "<array>";
-        for (std::size_t i = 0; i < levels; ++i) text += "</array>";
-        return with(text);
-    };
     // What a newer tool might write is no hindrance.
-    for (const std::string& bytes : {good, nested(3), with("<key>Nice</key><integer>5</integer>"),
-                                     with("<key>x</key><data>AAAA</data>"), with(std::string(10'000, ' '))})
-        EXPECT_EQ(translateLoginItem(bytes, places).unit.text, translate(item()).unit.text);
-    const std::string open = "<plist version=\"1.0\">";
-    const std::vector<std::string> cases{"",
-                                         std::string(1, '\0'),
-                                         "bplist00\xD1\x01\x02",
-                                         "not XML",
-                                         "<plist/>",
-                                         open + "</plist>",
-                                         open + "<array><string>x</string></array></plist>",
-                                         with("<string>x</string>"),
-                                         with("<key>x</key><string>&unknown;</string>"),
-                                         with("<key>x</key><string>\xFF</string>"),
-                                         with("<key>x</key><string>&#xD800;</string>"),
-                                         with("<key>x</key><unknown/>"),
-                                         with("<key>x</key><array>"),
-                                         with("</array>"),
-                                         nested(20),
-                                         nested(4'000),
-                                         with(std::string(longestPropertyList, ' '))};
-    for (const std::string& bytes : cases)
+    EXPECT_NO_THROW(translateLoginItem(with("<key>x</key><array><data>AAAA</data></array>"), places));
+    for (const std::string& bytes :
+         {std::string(), std::string("bplist00\xD1\x01\x02"), std::string("<plist/>"),
+          with("<string>x</string>"), with("<key>x</key><string>&unknown;</string>"),
+          with("<key>x</key><string>\xFF</string>"), with("<key>x</key><unknown/>"), with("</array>"),
+          with(std::string(longestPropertyList, ' '))}) {
         EXPECT_THROW(translateLoginItem(bytes, places), LoginItemError) << bytes.substr(0, 100);
+    }
     // Wherever it was cut off, half a list says nothing.
     for (std::size_t size = 0; size + 1 < good.size(); ++size)
         EXPECT_THROW(translateLoginItem(good.substr(0, size), places), LoginItemError) << size;

@@ -58,15 +58,6 @@ TEST(ImageDecoder, DecodesTheUsualFormats) {
     }
 }
 
-TEST(ImageDecoder, LaysTransparentPixelsOnWhite) {
-    const PixOwner pix = picture();
-    pixSetSpp(pix.get(), 4);
-    pixSetComponentArbitrary(pix.get(), L_ALPHA_CHANNEL, 0);
-    const auto planes = decode(encode(pix.get(), IFF_PNG));
-    ASSERT_TRUE(planes);
-    EXPECT_EQ(planes->red[planes->offset(20, 10)], 255);
-}
-
 /// What decoding printed.
 std::string noiseOf(const std::string& bytes, bool expectNothing) {
     testing::internal::CaptureStderr();
@@ -115,14 +106,6 @@ TEST(ImageDecoder, DecodesOnlyTheFirstFrameOfAnAnimation) {
     const auto planes = decode(single.substr(0, single.size() - 1) + enormous);
     ASSERT_TRUE(planes);
     EXPECT_EQ(planes->width, 64);
-}
-
-TEST(ImageDecoder, RefusesWhatIsNoPicture) {
-    for (const std::string& bytes :
-         {std::string(), std::string("x"), std::string(100, '\0'), std::string(5000, 'P'),
-          std::string("%PDF-1.4 and more of it"), std::string("<svg xmlns=''></svg>")}) {
-        EXPECT_FALSE(decode(bytes));
-    }
 }
 
 TEST(ImageDecoder, RefusesAProgressivePictureOfEndlessScans) {

@@ -63,19 +63,5 @@ TEST(ReadingRepair, TakesAnLWithFeetForAOneOnlyWhereAnotherHasNone) {
     }
 }
 
-TEST(ReadingRepair, TakesNoLongerForEachLetterOfALongLine) {
-    std::string shapes;
-    std::string reading;
-    for (int i = 0; i < 2000; ++i) {
-        shapes += "11 ";
-        reading += "ll ";
-    }
-    const LinePlane line = draw(shapes);
-    const auto began = std::chrono::steady_clock::now();
-    EXPECT_EQ(repairReading({reading, 0.95F}, line), reading.substr(0, reading.size() - 1));
-    // Tens of milliseconds; with a look at all the others for each letter it took more than twenty seconds.
-    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
-}
-
 }  // namespace
 }  // namespace varkel

@@ -38,20 +38,6 @@ PixelPlanes strokes(int count) {
     return page;
 }
 
-/// Pale zigzags from row 2 on, with black dots in a single row: a line that is cut down to that row.
-void addFlatLine(PixelPlanes& page) {
-    const auto set = [&page](int x, int y, std::uint8_t grey) {
-        const std::size_t at = page.offset(x, y);
-        page.red[at] = page.green[at] = page.blue[at] = grey;
-    };
-    for (int x = 2; x + 2 < page.width; ++x) {
-        const int phase = x % 8;
-        if (phase > 5) continue;
-        set(x, 2 + (phase < 5 ? phase : 8 - phase), 225);
-        if (phase == 2) set(x, 4, 0);
-    }
-}
-
 /// Reads every line as the same text; counts, and stops where the test wants it to.
 struct Script {
     std::atomic<int> made = 0;
@@ -98,13 +84,6 @@ TEST(TextRecogniser, ReadsEveryLineOnceAndInOrder) {
     EXPECT_EQ((*lines)[0].box.height(), 12);
 }
 
-TEST(TextRecogniser, MakesAllItsRecognisersWithTheFirstPicture) {
-    Script script;
-    TextRecogniser recogniser(script.maker(), 2);
-    EXPECT_TRUE(recogniser.recognise(strokes(1), {}));
-    EXPECT_TRUE(test::eventually([&] { return script.made == 2; }));
-}
-
 TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {
     Script script;
     TextRecogniser recogniser(script.maker(), 1);
@@ -120,30 +99,6 @@ TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {
     EXPECT_EQ(forgetful.reads, 10);
 }
 
-TEST(TextRecogniser, LeavesOutALineFarWiderThanHigh) {
-    PixelPlanes page;
-    page.width = 2000;
-    page.height = 60;
-    page.red.assign(static_cast<std::size_t>(page.width) * static_cast<std::size_t>(page.height), 255);
-    const PixelPlanes usual = strokes(1);
-    for (int y = 0; y < usual.height - 20; ++y) {
-        const auto row = usual.red.begin() + static_cast<std::ptrdiff_t>(usual.offset(0, y));
-        std::copy_n(row, usual.width, page.red.begin() + static_cast<std::ptrdiff_t>(page.offset(0, y + 20)));
-    }
-    page.green = page.red;
-    page.blue = page.red;
-    addFlatLine(page);
-    ASSERT_EQ(detectLines(Pyramid(page), Patience(20s, {})).size(), 2U);
-
-    Script script;
-    TextRecogniser recogniser(script.maker(), 1);
-    const auto lines = recogniser.recognise(page, {});
-    ASSERT_TRUE(lines);
-    ASSERT_EQ(lines->size(), 1U);
-    EXPECT_EQ(lines->front().box.height(), 12);
-    EXPECT_EQ(script.reads, 1);
-}
-
 TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {
     Script script;
     script.onRead = [] { std::this_thread::yield(); };
@@ -157,17 +112,6 @@ TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {
     EXPECT_EQ(script.reads, 72);
     EXPECT_LE(script.made, 2);
     EXPECT_LE(script.mostAtOnce, 2);
-}
-
-TEST(TextRecogniser, ACancelledPictureStopsAtTheNextLine) {
-    Script script;
-    std::stop_source cancel;
-    script.onRead = [&] { cancel.request_stop(); };
-    TextRecogniser recogniser(script.maker(), 1, 0);
-    EXPECT_FALSE(recogniser.recognise(strokes(9), cancel.get_token()));
-    EXPECT_EQ(script.reads, 1);
-    script.onRead = [] {};
-    EXPECT_TRUE(recogniser.recognise(strokes(2), {}));
 }
 
 TEST(TextRecogniser, APictureThatTakesTooLongIsGivenUp) {
@@ -212,54 +156,6 @@ TEST(TextRecogniser, WithoutAModelItFailsInsteadOfAnsweringNothing) {
     TextRecogniser recogniser([]() -> std::unique_ptr<LineRecogniser> { return nullptr; }, 2);
     EXPECT_FALSE(recogniser.recognise(strokes(3), {}));
     EXPECT_TRUE(recogniser.recognise(strokes(0), {}));
-}
-
-TEST(LeadingPicture, IsAsWideAsHighAndApartFromTheWords) {
-    // Words of three letters, ten pixels high, with blanks of four.
-    const auto lineAfter = [](PixelBox first) {
-        DetectedLine line{first, {first}, 0};
-        for (const int x : {40, 50, 60, 74, 84, 94, 108, 118, 128}) line.parts.push_back({x, 10, x + 9, 20});
-        for (const PixelBox& part : line.parts) line.box = united(line.box, part);
-        return line;
-    };
-    const struct {
-        const char* name;
-        PixelBox first;
-        bool mayBePicture;
-    } cases[] = {
-        {"an icon", {20, 8, 32, 20}, true},
-        {"a letter of a word of its own", {27, 10, 36, 20}, false},
-        {"a dash", {20, 14, 32, 16}, false},
-        {"a bar", {28, 8, 30, 22}, false},
-    };
-    for (const auto& [name, first, mayBePicture] : cases) {
-        const auto rest = withoutLeadingPicture(lineAfter(first));
-        ASSERT_EQ(rest.has_value(), mayBePicture) << name;
-        if (!rest) continue;
-        EXPECT_EQ(rest->parts.size(), 9U) << name;
-        EXPECT_EQ(rest->box, (PixelBox{40, 10, 137, 20})) << name;
-    }
-    EXPECT_FALSE(withoutLeadingPicture({{20, 8, 32, 20}, {{20, 8, 32, 20}}, 0}));
-}
-
-TEST(LeadingPicture, IsToldByItsReading) {
-    const struct {
-        LineReading whole;
-        LineReading rest;
-        bool isPicture;
-    } cases[] = {
-        {{"\u00a9 photo.jpg", 0.9F}, {"photo.jpg", 0.91F}, true},
-        {{"Y 12.2 GB", 0.76F}, {"12.2 GB", 0.95F}, true},
-        {{"@photo.jpg", 0.6F}, {"photo.jpg", 0.95F}, true},
-        {{"\u00a9 photo.jpg", 0.9F}, {"ohoto.jpg", 0.7F}, false},
-        {{"77 kB", 0.8F}, {"kB", 0.96F}, false},
-        {{"A newer version", 0.95F}, {"newer version", 0.96F}, false},
-        {{"$ make test", 0.93F}, {"make test", 0.96F}, false},
-        {{"@", 0.3F}, {"", 0}, false},
-    };
-    for (const auto& [whole, rest, isPicture] : cases) {
-        EXPECT_EQ(beginsWithPicture(whole, rest), isPicture) << whole.text;
-    }
 }
 
 }  // namespace
