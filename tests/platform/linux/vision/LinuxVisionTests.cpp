@@ -83,8 +83,7 @@ TEST_F(LinuxVisionTest, ReadsPicturesOfScreensToTheLetterAndWhereItIs) {
         const char* name;
         int right;
     } pictures[] = {
-        {"form_dark", 46},   {"settings_dark", 45}, {"terminal", 24},
-        {"files_light", 116}, {"gtk_widgets", 71},
+        {"form_dark", 46}, {"settings_dark", 45}, {"terminal", 24}, {"files_light", 116}, {"gtk_widgets", 71},
     };
     for (const auto& [name, right] : pictures) {
         const std::string corpus = VARKEL_PICTURES;
