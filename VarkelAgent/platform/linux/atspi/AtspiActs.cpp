@@ -1,11 +1,10 @@
-// What a session does to an application, as opposed to what it reads of it.
+#include "platform/linux/atspi/AtspiActs.h"
 
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
 #include "platform/linux/atspi/AtspiPress.h"
-#include "platform/linux/atspi/AtspiSession.h"
 
 namespace varkel {
 
@@ -32,115 +31,116 @@ bool await(Deadline deadline, Condition condition) {
 }  // namespace
 
 /// Makes one call that answers whether it was obeyed, and waits for the answer.
-AtspiSession::Act AtspiSession::act(std::uint32_t index, SdBusMessage call) {
-    Act result = Act::refused;
-    send(index, std::move(call), [&result](CallOutcome outcome, sd_bus_message* reply) {
+AtspiAct AtspiActs::act(std::uint32_t index, SdBusMessage call) {
+    AtspiAct result = AtspiAct::refused;
+    session_.send(index, std::move(call), [&result](CallOutcome outcome, sd_bus_message* reply) {
         int obeyed = 0;
         switch (outcome) {
             case CallOutcome::replied:
-                if (sd_bus_message_read(reply, "b", &obeyed) > 0 && obeyed != 0) result = Act::done;
+                if (sd_bus_message_read(reply, "b", &obeyed) > 0 && obeyed != 0) result = AtspiAct::done;
                 return;
             case CallOutcome::unanswered:
-                result = Act::unanswered;
+                result = AtspiAct::unanswered;
                 return;
             case CallOutcome::unsupported:
-                result = Act::unsupported;
+                result = AtspiAct::unsupported;
                 return;
             case CallOutcome::refused:
             case CallOutcome::unsent:
                 return;
         }
     });
-    serve();
+    session_.connections().serve();
     return result;
 }
 
-std::vector<std::string> AtspiSession::actionNames(std::uint32_t index) {
+std::vector<std::string> AtspiActs::actionNames(std::uint32_t index) {
     std::int32_t count = 0;
-    send(index, newCall(index, AtspiCall::getNActions), [&count](CallOutcome, sd_bus_message* reply) {
-        if (reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) <= 0) count = 0;
-    });
-    serve();
+    session_.send(index, session_.newCall(index, AtspiCall::getNActions),
+                  [&count](CallOutcome, sd_bus_message* reply) {
+                      if (reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) <= 0) count = 0;
+                  });
+    session_.connections().serve();
     std::vector<std::string> names(static_cast<std::size_t>(std::clamp(count, 0, maxActions)));
     for (std::size_t i = 0; i < names.size(); ++i) {
-        SdBusMessage ask = newCall(index, AtspiCall::getActionName);
+        SdBusMessage ask = session_.newCall(index, AtspiCall::getActionName);
         if (ask && sd_bus_message_append(ask.get(), "i", static_cast<std::int32_t>(i)) < 0) ask.reset();
-        send(index, std::move(ask), [&names, i](CallOutcome, sd_bus_message* reply) {
+        session_.send(index, std::move(ask), [&names, i](CallOutcome, sd_bus_message* reply) {
             const char* name = nullptr;
             if (reply != nullptr && sd_bus_message_read(reply, "s", &name) > 0) names[i] = name;
         });
     }
-    serve();
+    session_.connections().serve();
     return names;
 }
 
-AtspiSession::Act AtspiSession::press(std::uint32_t index) {
-    if (!load(index, AtspiPart::role)) return Act::refused;
-    const AtspiRole role = nodes_[index].role;
-    if (!mayBePressed(role)) return Act::unsupported;
+AtspiAct AtspiActs::press(std::uint32_t index) {
+    if (!session_.load(index, AtspiPart::role)) return AtspiAct::refused;
+    const AtspiRole role = session_.node(index).role;
+    if (!mayBePressed(role)) return AtspiAct::unsupported;
     const auto action = pressAction(role, actionNames(index));
-    if (!action) return Act::unsupported;
-    SdBusMessage call = newCall(index, AtspiCall::doAction);
+    if (!action) return AtspiAct::unsupported;
+    SdBusMessage call = session_.newCall(index, AtspiCall::doAction);
     if (call && sd_bus_message_append(call.get(), "i", static_cast<std::int32_t>(*action)) < 0) call.reset();
     return act(index, std::move(call));
 }
 
-std::optional<std::string> AtspiSession::currentText(std::uint32_t index) {
-    nodes_[index].forget(AtspiPart::text);
-    if (!load(index, AtspiPart::text)) return std::nullopt;
-    return nodes_[index].text;
+std::optional<std::string> AtspiActs::currentText(std::uint32_t index) {
+    session_.forget(index, AtspiPart::text);
+    if (!session_.load(index, AtspiPart::text)) return std::nullopt;
+    return session_.node(index).text;
 }
 
 /// Whether a text has arrived, or something that the application has made of it: a field may have a maximum
 /// length, or a format of its own.
-bool AtspiSession::awaitText(std::uint32_t index, const std::optional<std::string>& before,
-                             const std::string& text) {
-    return await(earlier(deadline_, Deadline::in(textLimit)), [&] {
+bool AtspiActs::awaitText(std::uint32_t index, const std::optional<std::string>& before,
+                          const std::string& text) {
+    return await(earlier(session_.connections().deadline(), Deadline::in(textLimit)), [&] {
         const auto now = currentText(index);
         return now && (*now == text || (before && now != before));
     });
 }
 
-AtspiSession::Act AtspiSession::setText(std::uint32_t index, const std::string& text) {
+AtspiAct AtspiActs::setText(std::uint32_t index, const std::string& text) {
     // Gecko answers that it has set the text, and leaves every field of a page and of its own as it was.
-    if (connect() && toolkit_.name == "Gecko") return Act::unsupported;
+    if (session_.connect() && session_.toolkitName() == "Gecko") return AtspiAct::unsupported;
     // Toolkits report success for a read-only field that they left as it was.
-    if (!load(index, AtspiPart::states)) return Act::refused;
-    if (!nodes_[index].states.has(AtspiState::editable)) return Act::unsupported;
+    if (!session_.load(index, AtspiPart::states)) return AtspiAct::refused;
+    if (!session_.node(index).states.has(AtspiState::editable)) return AtspiAct::unsupported;
     // The bus carries no such texts.
-    if (text.find('\0') != std::string::npos) return Act::unsupported;
-    if (!load(index, AtspiPart::role)) return Act::refused;
-    const bool isReadable = nodes_[index].role != AtspiRole::passwordText;
+    if (text.find('\0') != std::string::npos) return AtspiAct::unsupported;
+    if (!session_.load(index, AtspiPart::role)) return AtspiAct::refused;
+    const bool isReadable = session_.node(index).role != AtspiRole::passwordText;
     const auto before = isReadable ? currentText(index) : std::nullopt;
-    SdBusMessage call = newCall(index, AtspiCall::setTextContents);
+    SdBusMessage call = session_.newCall(index, AtspiCall::setTextContents);
     if (call && sd_bus_message_append(call.get(), "s", text.c_str()) < 0) call.reset();
-    const Act result = act(index, std::move(call));
-    if (result != Act::done || !isReadable) return result;
-    return awaitText(index, before, text) ? Act::done : Act::refused;
+    const AtspiAct result = act(index, std::move(call));
+    if (result != AtspiAct::done || !isReadable) return result;
+    return awaitText(index, before, text) ? AtspiAct::done : AtspiAct::refused;
 }
 
-bool AtspiSession::hasFocus(std::uint32_t index) {
-    nodes_[index].forget(AtspiPart::states);
-    return load(index, AtspiPart::states) && nodes_[index].states.has(AtspiState::focused);
+bool AtspiActs::hasFocus(std::uint32_t index) {
+    session_.forget(index, AtspiPart::states);
+    return session_.load(index, AtspiPart::states) && session_.node(index).states.has(AtspiState::focused);
 }
 
-AtspiSession::Act AtspiSession::grabFocus(std::uint32_t index) {
-    if (!connect()) return Act::refused;
-    const Act result = act(index, newCall(index, AtspiCall::grabFocus));
-    if (result != Act::done) return result;
-    const Deadline limit = earlier(deadline_, Deadline::in(focusLimit));
-    return await(limit, [&] { return hasFocus(index); }) ? Act::done : Act::refused;
+AtspiAct AtspiActs::grabFocus(std::uint32_t index) {
+    if (!session_.connect()) return AtspiAct::refused;
+    const AtspiAct result = act(index, session_.newCall(index, AtspiCall::grabFocus));
+    if (result != AtspiAct::done) return result;
+    const Deadline limit = earlier(session_.connections().deadline(), Deadline::in(focusLimit));
+    return await(limit, [&] { return hasFocus(index); }) ? AtspiAct::done : AtspiAct::refused;
 }
 
-void AtspiSession::scrollIntoView(std::uint32_t index) {
+void AtspiActs::scrollIntoView(std::uint32_t index) {
     constexpr std::uint32_t anywhere = 6;
-    if (!connect()) return;
-    SdBusMessage call = newCall(index, AtspiCall::scrollTo);
+    if (!session_.connect()) return;
+    SdBusMessage call = session_.newCall(index, AtspiCall::scrollTo);
     if (call && sd_bus_message_append(call.get(), "u", anywhere) < 0) call.reset();
     act(index, std::move(call));
     // What was out of sight may be shown now.
-    nodes_[index].forget(AtspiPart::states);
-    nodes_[index].forget(AtspiPart::extents);
+    session_.forget(index, AtspiPart::states);
+    session_.forget(index, AtspiPart::extents);
 }
 
 }  // namespace varkel

@@ -106,7 +106,7 @@ bool AtspiBus::isReachable() {
     {
         const std::scoped_lock state(mutex_);
         if (sentinel_ && sentinel_->isAlive()) return true;
-        // Somebody tried while this thread waited: no use in trying again at once.
+        // Another thread tried while this one waited: no use in trying again at once.
         if (attempts_ != before) return false;
     }
     const bool connected = connect();

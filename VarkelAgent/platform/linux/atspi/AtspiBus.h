@@ -72,7 +72,7 @@ class AtspiBus {
     void announceOnConnect();
 
     /// Turns the session's accessibility status on, for a desktop whose accessibility bus does not run before
-    /// somebody asks for it. Waits callLimit at most.
+    /// it is asked for. Waits callLimit at most.
     void turnStatusOn();
 
     /// A connection to the bus, or nothing when it cannot be reached by the deadline.

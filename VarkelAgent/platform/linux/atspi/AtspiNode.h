@@ -52,10 +52,9 @@ struct AtspiNode {
     std::optional<std::uint32_t> parent;
 
     AtspiInterfaces interfaces;
-    /// Levels below where a bulk load began.
+    /// Levels below where the last prefetch that came by began, and its number.
     std::uint32_t depth = 0;
-    /// The last bulk load that came by.
-    std::uint32_t sweep = 0;
+    std::uint32_t prefetch = 0;
 
     bool isUnasked(AtspiPart part) const { return progressOf(part) == Progress::unasked; }
     bool isPending(AtspiPart part) const { return progressOf(part) < Progress::known; }

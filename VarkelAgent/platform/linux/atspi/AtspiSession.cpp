@@ -10,9 +10,6 @@ namespace varkel {
 
 namespace {
 
-/// A request may take this long in all, however slowly an application answers.
-constexpr Deadline::Duration sessionLimit{15'000};
-
 /// The texts that one session keeps, paths included. What an application sends beyond it is dropped, so that
 /// none can fill memory.
 constexpr std::size_t maxTextBytes = std::size_t{256} << 20;
@@ -25,12 +22,6 @@ constexpr std::int32_t askedOneByOne = 1000;
 /// Objects that one session keeps, twice what a tree may have: an object that is listed need not be in the
 /// tree.
 constexpr std::size_t maxNodes = 500'000;
-
-/// Bus names that an application's objects may live under, such as a browser's for its pages.
-constexpr std::size_t maxPeers = 256;
-
-/// Connections straight to an application in a bulk load.
-constexpr std::size_t maxPeerConnections = PeerConnectionPool::perRequest;
 
 constexpr const char* nullPath = "/org/a11y/atspi/null";
 
@@ -61,84 +52,21 @@ bool isClosed(const AtspiNode& node) {
 
 }  // namespace
 
-AtspiSession::AtspiSession(AtspiBus& bus, pid_t pid)
-    : bus_(bus), pid_(pid), deadline_(Deadline::in(sessionLimit)) {
+AtspiSession::AtspiSession(AtspiBus& bus, pid_t pid) : connections_(bus, pid), pid_(pid) {
     nodes_.emplace_back();
 }
 
 bool AtspiSession::connect() {
-    if (connected_) return reachable_;
-    connected_ = true;
-    // The number that stands for processes that the bus could not tell.
-    if (pid_ <= 0) return false;
-    auto lease = bus_.lease(earlier(deadline_, Deadline::in(callLimit)));
-    if (!lease) return false;
-    lease_.emplace(std::move(*lease));
-    const auto applications = bus_.applications(**lease_, deadline_);
-    const auto found = std::ranges::find(applications, pid_, &AtspiApplication::pid);
-    if (found == applications.end()) return false;
-    auto toolkit = bus_.toolkit(**lease_, *found, deadline_);
-    if (!toolkit) return false;
-    toolkit_ = std::move(*toolkit);
-    auto opened = bus_.connectToPeer(**lease_, *found, deadline_);
-    if (opened.frozen) return false;
-    const bool direct = opened.connection != nullptr;
-    peers_.push_back({found->root.busName, pid_, direct ? opened.connection.get() : &**lease_, direct, {}});
-    if (direct) peerConnections_.push_back(std::move(opened.connection));
-    directAddress_ = std::move(opened.address);
-    peers_[0].nodes.emplace(found->root.path, rootNode);
-    nodes_[rootNode].path = found->root.path;
-    reachable_ = true;
+    if (!connections_.connect()) return false;
+    if (!paths_.empty()) return true;
+    paths_.emplace_back().emplace(connections_.rootPath(), rootNode);
+    nodes_[rootNode].path = connections_.rootPath();
     return true;
 }
 
-AtspiSession::~AtspiSession() {
-    for (auto& connection : peerConnections_)
-        bus_.peerConnections().release(application(), std::move(connection));
-}
-
-/// Takes the connections for a bulk load, or begins to open them. Calls go over each as soon as it is ready.
-void AtspiSession::openPeerConnections() {
-    PeerConnectionPool& pool = bus_.peerConnections();
-    while (!peerConnections_.empty() && peerConnections_.size() < maxPeerConnections) {
-        auto connection = pool.acquire(application(), PeerConnectionPool::Need::more);
-        if (!connection) {
-            if (!pool.reserve(application(), PeerConnectionPool::Need::more)) return;
-            connection = AtspiBus::beginPeerConnection(directAddress_, pid_);
-        }
-        if (!connection) return pool.release(application(), nullptr);
-        peerConnections_.push_back(std::move(connection));
-    }
-}
-
-/// Takes the connections that are ready in turn, within a bulk load.
-BusConnection& AtspiSession::nextConnection(const Peer& peer) {
-    if (!peer.direct || !sweep_) return *peer.connection;
-    for (std::size_t tries = 0; tries < peerConnections_.size(); ++tries) {
-        turn_ = (turn_ + 1) % peerConnections_.size();
-        if (peerConnections_[turn_]->isReady()) return *peerConnections_[turn_];
-    }
-    return *peer.connection;
-}
-
-void AtspiSession::serve() {
-    std::array<BusConnection*, maxPeerConnections + 1> connections{&**lease_};
-    std::ranges::transform(peerConnections_, connections.begin() + 1,
-                           [](const auto& connection) { return connection.get(); });
-    serveAll(std::span(connections).first(peerConnections_.size() + 1), callLimit, deadline_);
-}
-
-std::optional<std::uint32_t> AtspiSession::peerNamed(const std::string& busName) {
-    const auto found = std::ranges::find(peers_, busName, &Peer::busName);
-    if (found != peers_.end()) return static_cast<std::uint32_t>(found - peers_.begin());
-    if (peers_.size() >= maxPeers) return std::nullopt;
-    // Another process's part of this application, such as a web view's: reached over the bus.
-    peers_.push_back({busName, std::nullopt, &**lease_, false, {}});
-    return static_cast<std::uint32_t>(peers_.size() - 1);
-}
-
 std::optional<std::uint32_t> AtspiSession::nodeAt(std::uint32_t peer, const std::string& path) {
-    auto& known = peers_[peer].nodes;
+    if (peer >= paths_.size()) paths_.resize(peer + 1);
+    auto& known = paths_[peer];
     if (const auto found = known.find(path); found != known.end()) return found->second;
     // A path is kept twice.
     if (nodes_.size() >= maxNodes || !takeRoom(2 * path.size())) return std::nullopt;
@@ -155,35 +83,29 @@ std::optional<std::uint32_t> AtspiSession::readReference(sd_bus_message* message
     const char* path = nullptr;
     if (sd_bus_message_read(message, "(so)", &name, &path) <= 0) return std::nullopt;
     if (std::string_view(path) == nullPath) return std::nullopt;
-    const bool samePeer = *name == '\0' || peers_[peer].busName == name;
-    const auto owner = samePeer ? peer : peerNamed(name);
+    const bool samePeer = *name == '\0' || connections_.busName(peer) == name;
+    const auto owner = samePeer ? peer : connections_.peerNamed(name);
     return owner ? nodeAt(*owner, path) : std::nullopt;
 }
 
 std::optional<pid_t> AtspiSession::pidOf(std::uint32_t index) {
-    if (index == rootNode) return pid_;
-    Peer& peer = peers_[nodes_[index].peer];
-    if (!peer.pid) peer.pid = bus_.pidOf(**lease_, peer.busName, deadline_);
-    return peer.pid;
+    return index == rootNode ? pid_ : connections_.pidOf(nodes_[index].peer);
 }
 
 SdBusMessage AtspiSession::newCall(std::uint32_t index, AtspiCall call) {
-    const AtspiNode& node = nodes_[index];
-    const Peer& peer = peers_[node.peer];
-    const char* destination = peer.direct ? nullptr : peer.busName.c_str();
-    return newAtspiCall(nextConnection(peer), destination, node.path.c_str(), call);
+    return connections_.newCall(nodes_[index].peer, nodes_[index].path.c_str(), call);
 }
 
 void AtspiSession::send(std::uint32_t index, SdBusMessage message, ReplyHandler handler) {
-    const auto made =
-        std::ranges::find_if(peerConnections_, [&](const auto& each) { return each->made(message); });
-    BusConnection& connection =
-        made != peerConnections_.end() ? **made : *peers_[nodes_[index].peer].connection;
-    connection.call(std::move(message), std::move(handler));
+    connections_.send(nodes_[index].peer, std::move(message), std::move(handler));
+}
+
+void AtspiSession::forgetAll() {
+    for (AtspiNode& node : nodes_) node.forgetAll();
 }
 
 /// Files the end of a call that was to bring one part, and goes on with what waited for it.
-void AtspiSession::settle(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood) {
+void AtspiSession::finish(std::uint32_t index, AtspiPart part, CallOutcome outcome, bool understood) {
     AtspiNode& node = nodes_[index];
     if (outcome == CallOutcome::replied && understood) {
         node.markKnown(part);
@@ -192,7 +114,7 @@ void AtspiSession::settle(std::uint32_t index, AtspiPart part, CallOutcome outco
         const bool unsupported = outcome == CallOutcome::unsupported;
         node.markMissing(part, unsupported ? AXError::unsupported : AXError::cannotComplete);
     }
-    if (sweep_) continueSweep(index, part);
+    if (listener_) listener_(index, part);
 }
 
 /// Tells children whose they are. An element listed by several keeps the first.
@@ -228,7 +150,6 @@ bool AtspiSession::takeRoom(std::size_t bytes) {
     return true;
 }
 
-/// Keeps a text that an application sent, as long as the session has room.
 bool AtspiSession::keep(std::string& field, const char* text) {
     const std::string_view view(text);
     if (!takeRoom(view.size())) return false;
@@ -243,7 +164,7 @@ bool AtspiSession::load(std::uint32_t index, AtspiPart part) {
     }
     if (part == AtspiPart::children) load(index, AtspiPart::childCount);
     ask(index, part);
-    serve();
+    connections_.serve();
     return nodes_[index].isKnown(part);
 }
 
@@ -252,7 +173,7 @@ void AtspiSession::load(std::span<const std::uint32_t> nodes, std::span<const At
     for (const std::uint32_t index : nodes) {
         for (const AtspiPart part : parts) ask(index, part);
     }
-    serve();
+    connections_.serve();
 }
 
 void AtspiSession::ask(std::uint32_t index, AtspiPart part) {
@@ -291,7 +212,7 @@ void AtspiSession::askName(std::uint32_t index) {
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              const char* text = nullptr;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
-             settle(index, AtspiPart::name, outcome, understood && keep(nodes_[index].name, text));
+             finish(index, AtspiPart::name, outcome, understood && keep(nodes_[index].name, text));
          });
 }
 
@@ -301,13 +222,13 @@ void AtspiSession::askChildCount(std::uint32_t index) {
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              std::int32_t& count = nodes_[index].childCount;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) > 0;
-             settle(index, AtspiPart::childCount, outcome, understood);
+             finish(index, AtspiPart::childCount, outcome, understood);
          });
 }
 
 void AtspiSession::askAccessibleId(std::uint32_t index) {
     // What another process contributes may be of another toolkit.
-    if (nodes_[index].peer == 0 && !toolkit_.hasIdentifiers) {
+    if (nodes_[index].peer == AtspiConnections::application && !connections_.toolkit().hasIdentifiers) {
         nodes_[index].markMissing(AtspiPart::accessibleId, AXError::unsupported);
         return;
     }
@@ -316,7 +237,7 @@ void AtspiSession::askAccessibleId(std::uint32_t index) {
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              const char* text = nullptr;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "s", &text) > 0;
-             settle(index, AtspiPart::accessibleId, outcome,
+             finish(index, AtspiPart::accessibleId, outcome,
                     understood && keep(nodes_[index].accessibleId, text));
          });
 }
@@ -328,7 +249,7 @@ void AtspiSession::askRole(std::uint32_t index) {
              std::uint32_t number = 0;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "u", &number) > 0;
              nodes_[index].role = static_cast<AtspiRole>(number);
-             settle(index, AtspiPart::role, outcome, understood);
+             finish(index, AtspiPart::role, outcome, understood);
          });
 }
 
@@ -338,13 +259,13 @@ void AtspiSession::askStates(std::uint32_t index) {
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
              nodes_[index].states = states.value_or(AtspiStates());
-             settle(index, AtspiPart::states, outcome, states.has_value());
+             finish(index, AtspiPart::states, outcome, states.has_value());
          });
 }
 
 /// What another process contributes may be of another toolkit.
 bool AtspiSession::isOfGTK4(std::uint32_t index) const {
-    return nodes_[index].peer == 0 && toolkit_.name == "GTK";
+    return nodes_[index].peer == AtspiConnections::application && connections_.toolkit().name == "GTK";
 }
 
 void AtspiSession::askExtents(std::uint32_t index) {
@@ -361,7 +282,7 @@ void AtspiSession::askExtents(std::uint32_t index) {
         const bool understood =
             reply != nullptr &&
             sd_bus_message_read(reply, "(iiii)", &extents.x, &extents.y, &extents.width, &extents.height) > 0;
-        settle(index, AtspiPart::extents, outcome, understood);
+        finish(index, AtspiPart::extents, outcome, understood);
     });
 }
 
@@ -373,7 +294,7 @@ void AtspiSession::askText(std::uint32_t index) {
          [this, index](CallOutcome outcome, sd_bus_message* reply) {
              std::int32_t count = 0;
              const bool understood = reply != nullptr && sd_bus_message_read(reply, "v", "i", &count) > 0;
-             if (!understood || count < 0) return settle(index, AtspiPart::text, outcome, false);
+             if (!understood || count < 0) return finish(index, AtspiPart::text, outcome, false);
              askTextUpTo(index, count);
          });
 }
@@ -384,7 +305,7 @@ void AtspiSession::askTextUpTo(std::uint32_t index, std::int32_t end) {
     send(index, std::move(call), [this, index](CallOutcome outcome, sd_bus_message* reply) {
         const char* text = nullptr;
         const bool understood = reply != nullptr && sd_bus_message_read(reply, "s", &text) > 0;
-        settle(index, AtspiPart::text, outcome, understood && keep(nodes_[index].text, text));
+        finish(index, AtspiPart::text, outcome, understood && keep(nodes_[index].text, text));
     });
 }
 
@@ -394,7 +315,7 @@ void AtspiSession::askChildren(std::uint32_t index) {
     node.markAsked(AtspiPart::children);
     const bool counted = node.isKnown(AtspiPart::childCount);
     if (counted && node.childCount == 0) {
-        settle(index, AtspiPart::children, CallOutcome::replied, true);
+        finish(index, AtspiPart::children, CallOutcome::replied, true);
     } else if (counted && node.childCount > childListLimit) {
         askChildrenOneByOne(index);
     } else {
@@ -414,7 +335,7 @@ void AtspiSession::askChildList(std::uint32_t index) {
                  if (const auto child = readReference(reply, nodes_[index].peer)) children.push_back(*child);
              }
              nodes_[index].children = std::move(children);
-             settle(index, AtspiPart::children, outcome, understood);
+             finish(index, AtspiPart::children, outcome, understood);
          });
 }
 
@@ -432,7 +353,7 @@ void AtspiSession::askChildrenOneByOne(std::uint32_t index) {
                 if (child) nodes_[index].children.push_back(*child);
             }
             const bool any = !nodes_[index].children.empty();
-            settle(index, AtspiPart::children, any ? CallOutcome::replied : outcome, any);
+            finish(index, AtspiPart::children, any ? CallOutcome::replied : outcome, any);
         });
     }
 }

@@ -33,7 +33,7 @@ class ElementPlaces {
     /// How the extents of a node and of what is below it become pixels; nothing when that cannot be told.
     struct Surface {
         std::optional<Placement> placement;
-        /// The same outside of the root pane that the node is in.
+        /// As above, outside of the root pane that the node is in.
         std::optional<Placement> outside;
     };
 

@@ -3,7 +3,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/linux/atspi/AtspiSession.h"
+#include "platform/linux/atspi/AtspiActs.h"
+#include "platform/linux/atspi/AtspiPrefetch.h"
 
 namespace varkel {
 
@@ -12,9 +13,10 @@ namespace {
 /// What the elements that stem from one application element share.
 struct Reading {
     Reading(AtspiBus& bus, const ElementPlaces::ScreenWindows& screenWindows, pid_t pid)
-        : session(bus, pid), places(session, screenWindows) {}
+        : session(bus, pid), prefetch(session), places(session, screenWindows) {}
 
     AtspiSession session;
+    AtspiPrefetch prefetch;
     ElementPlaces places;
 };
 
@@ -26,7 +28,9 @@ class AtspiElement : public AXUIElement {
     AtspiElement(const AtspiElement& relative, std::uint32_t ownNode)
         : AtspiElement(relative.reading_, ownNode) {}
 
+    AtspiPrefetch& prefetch() const { return reading_->prefetch; }
     ElementPlaces& places() const { return reading_->places; }
+    AtspiActs acts() const { return AtspiActs(*session); }
 
     AtspiSession* const session;
     const std::uint32_t node;
@@ -106,14 +110,14 @@ Value readGeometry(const AtspiElement& element, AXAttribute attribute) {
     return Value::of(CGSize{frame->width, frame->height});
 }
 
-AXError toError(AtspiSession::Act act) {
+AXError toError(AtspiAct act) {
     switch (act) {
-        case AtspiSession::Act::done:
-        case AtspiSession::Act::unanswered:
+        case AtspiAct::done:
+        case AtspiAct::unanswered:
             return AXError::success;
-        case AtspiSession::Act::unsupported:
+        case AtspiAct::unsupported:
             return AXError::unsupported;
-        case AtspiSession::Act::refused:
+        case AtspiAct::refused:
             break;
     }
     return AXError::cannotComplete;
@@ -174,14 +178,14 @@ AXResult<pid_t> LinuxAccessibility::AXUIElementGetPid(const AXUIElementRef& elem
 
 AXError LinuxAccessibility::AXUIElementPerformAction(const AXUIElementRef& element, AXAction action) {
     const AtspiElement& own = unwrap(element);
-    if (action == AXAction::press) return toError(own.session->press(own.node));
+    if (action == AXAction::press) return toError(own.acts().press(own.node));
     return scroll(element, action);
 }
 
 /// One step of the wheel over the element's centre.
 AXError LinuxAccessibility::scroll(const AXUIElementRef& element, AXAction direction) {
     const AtspiElement& own = unwrap(element);
-    own.session->scrollIntoView(own.node);
+    own.acts().scrollIntoView(own.node);
     const Value position = readGeometry(own, AXAttribute::position);
     const Value size = readGeometry(own, AXAttribute::size);
     if (!position || !size) return AXError::cannotComplete;
@@ -202,10 +206,10 @@ AXError LinuxAccessibility::scroll(const AXUIElementRef& element, AXAction direc
 AXError LinuxAccessibility::AXUIElementSetAttributeValue(const AXUIElementRef& element, AXAttribute attribute,
                                                          const AXValue& value) {
     const AtspiElement& own = unwrap(element);
-    if (attribute == AXAttribute::focused) return toError(own.session->grabFocus(own.node));
+    if (attribute == AXAttribute::focused) return toError(own.acts().grabFocus(own.node));
     const auto* text = std::get_if<std::string>(&value);
     if (attribute != AXAttribute::value || text == nullptr) return AXError::unsupported;
-    return toError(own.session->setText(own.node, *text));
+    return toError(own.acts().setText(own.node, *text));
 }
 
 bool LinuxAccessibility::CFEqual(const AXUIElementRef& a, const AXUIElementRef& b) {
@@ -215,7 +219,7 @@ bool LinuxAccessibility::CFEqual(const AXUIElementRef& a, const AXUIElementRef& 
 void LinuxAccessibility::prefetch(const AXUIElementRef& element, std::span<const AXAttribute> attributes,
                                   const PrefetchScope& scope) {
     const AtspiElement& own = unwrap(element);
-    own.session->loadSubtree(own.node, attributes, scope);
+    own.prefetch().load(own.node, attributes, scope);
 }
 
 void LinuxAccessibility::announce() {

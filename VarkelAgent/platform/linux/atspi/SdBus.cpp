@@ -52,7 +52,7 @@ std::unique_ptr<BusConnection> BusConnection::begin(const std::string& address, 
     std::unique_ptr<BusConnection> connection(new BusConnection(bus));
     if (sd_bus_set_address(bus, address.c_str()) < 0) return nullptr;
     if (sd_bus_set_bus_client(bus, kind == BusKind::messageBus ? 1 : 0) < 0) return nullptr;
-    // No answer holds descriptors. Whoever sends some all the same would use up this process's.
+    // No answer holds descriptors. A peer that sends some all the same would use up this process's.
     if (sd_bus_negotiate_fds(bus, 0) < 0) return nullptr;
     // The library would answer calls of the other side, and keep the answers of one that does not read them.
     if (sd_bus_add_filter(bus, nullptr, &dropMessage, nullptr) < 0) return nullptr;

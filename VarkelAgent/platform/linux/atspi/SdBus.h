@@ -57,7 +57,7 @@ class BusConnection {
     /// Connects and authenticates by the deadline; null when that fails.
     static std::unique_ptr<BusConnection> open(const std::string& address, BusKind kind, Deadline deadline);
 
-    /// Begins to connect, without waiting; null when there is nobody to connect to. serveAll() brings it on
+    /// Begins to connect, without waiting; null when there is nothing to connect to. serveAll() brings it on
     /// while it serves others.
     static std::unique_ptr<BusConnection> begin(const std::string& address, BusKind kind);
 

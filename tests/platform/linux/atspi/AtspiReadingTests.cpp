@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/atspi/AtspiSession.h"
+#include "platform/linux/atspi/AtspiActs.h"
+#include "platform/linux/atspi/AtspiPrefetch.h"
 #include "support/ScriptedBus.h"
 
 namespace varkel {
@@ -54,7 +55,7 @@ class Reading : public testing::Test {
         AtspiSession session(atspi, ::getpid());
         constexpr std::array attributes{AXAttribute::role, AXAttribute::enabled, AXAttribute::position,
                                         AXAttribute::value};
-        session.loadSubtree(AtspiSession::rootNode, attributes, {1000, 1024, 250'000});
+        AtspiPrefetch(session).load(AtspiSession::rootNode, attributes, {1000, 1024, 250'000});
         std::vector<std::string> paths;
         list(session, AtspiSession::rootNode, paths);
         return paths;
@@ -233,10 +234,10 @@ struct FieldCase {
     const char* shown = "new";
     ScriptedReply reply = ScriptedReply::answer("b", WireWriter().u32(1));
     bool isEditable = true;
-    AtspiSession::Act expected = AtspiSession::Act::done;
+    AtspiAct expected = AtspiAct::done;
 };
 
-AtspiSession::Act setText(const FieldCase& field) {
+AtspiAct setText(const FieldCase& field) {
     bool wasSet = false;
     int reads = 0;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
@@ -260,11 +261,12 @@ AtspiSession::Act setText(const FieldCase& field) {
         return unknownProperty();
     });
     AtspiBus atspi;
-    return AtspiSession(atspi, ::getpid()).setText(AtspiSession::rootNode, "new");
+    AtspiSession session(atspi, ::getpid());
+    return AtspiActs(session).setText(AtspiSession::rootNode, "new");
 }
 
 TEST(SettingAText, CountsOnlyWhenItHasBeenSeenThere) {
-    using enum AtspiSession::Act;
+    using enum AtspiAct;
     const ScriptedReply no = ScriptedReply::answer("b", WireWriter().u32(0));
     const ScriptedReply hangUp{ScriptedReply::Kind::hangUp, "", "", false};
     const FieldCase cases[] = {
