@@ -37,7 +37,7 @@ class HTTPClient {
     std::uint16_t port_;
 };
 
-/// Why send() has failed, for whoever has to say it.
+/// Why send() has failed.
 enum class ExchangeFailure { refused, timedOut, tooLong, other };
 ExchangeFailure classify(const boost::system::error_code& error);
 

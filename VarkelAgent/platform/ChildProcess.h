@@ -99,11 +99,11 @@ class ChildProcess {
     /// one that the child was started in.
     void stop(std::chrono::milliseconds grace);
 
-    /// Sends a signal to the child and to the process group that it was started in, when that is its own; to
-    /// nobody once the child has been reaped.
+    /// Sends a signal to the child and to the process group that it was started in, when that is its own;
+    /// does nothing once the child has been reaped.
     void signalGroup(int signal);
 
-    /// Sends a signal to the child alone; to nobody once the child has been reaped.
+    /// Sends a signal to the child alone; does nothing once the child has been reaped.
     void signal(int signal);
 
     /// Gives the child up to run on by itself; it is reaped in the background when it ends. Captured outputs

@@ -13,7 +13,7 @@ class Clock {
     /// Seconds since 1970-01-01 00:00:00 UTC, with sub-second precision. May jump when the clock is set.
     virtual double timeIntervalSince1970() = 0;
 
-    /// A moment on a clock that nobody sets, for deadlines.
+    /// A moment on a clock that is never set, for deadlines.
     virtual std::chrono::steady_clock::time_point now() { return std::chrono::steady_clock::now(); }
 
     /// Blocks the calling thread, by the same clock.

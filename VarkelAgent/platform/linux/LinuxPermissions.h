@@ -6,7 +6,7 @@
 namespace varkel {
 
 /// Accessibility is granted when the accessibility bus answers, the screen when the X server hands out a
-/// pixel of it. Nobody is asked: a prompt turns the session's accessibility status on.
+/// pixel of it. No person is asked: a prompt turns the session's accessibility status on.
 class LinuxPermissions : public Permissions {
   public:
     /// The bus outlives this object.

@@ -308,7 +308,7 @@ void ChildProcess::Running::pollOnce(int timeout) {
 bool ChildProcess::Running::hasEnded() const {
     siginfo_t info{};
     for (;;) {
-        // WNOWAIT leaves the process id taken, so that a signal sent meanwhile cannot hit a stranger.
+        // WNOWAIT leaves the process id taken, so that a signal sent meanwhile cannot hit another process.
         if (waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) == 0)
             return info.si_pid == pid;
         if (errno != EINTR) return true;
@@ -410,7 +410,7 @@ void ChildProcess::stop(std::chrono::milliseconds grace) {
     while (!running_->hasEnded()) {
         const auto timeout = pollTimeout(until, !running_->exit);
         if (!timeout) break;
-        // Last words are taken, so that nobody is stuck with them, and not kept.
+        // Last words are taken, so that no writer is stuck with them, and not kept.
         running_->pollOnce(*timeout);
         running_->result.standardOutput.clear();
         running_->result.standardError.clear();

@@ -4,7 +4,7 @@
 
 namespace varkel {
 
-/// Takes over a child of this process that nobody waits for any more, so that it leaves no zombie when it
+/// Takes over a child of this process that is not waited for any more, so that it leaves no zombie when it
 /// ends. Returns at once. Any thread.
 void reapInBackground(pid_t child);
 

@@ -132,7 +132,7 @@ void LinuxScriptDesktop::runInTerminal(const Window& window, const std::string& 
     type(command + "\n", id);
 }
 
-/// The text must not go on in another window when somebody brings one to the front meanwhile.
+/// The text must not go on in another window when another one comes to the front meanwhile.
 void LinuxScriptDesktop::type(const std::string& text, xcb_window_t window) {
     auto announcement = poster_.announceText(text);
     std::size_t untilNextLook = 0;
@@ -156,7 +156,7 @@ std::string LinuxScriptDesktop::runShell(const std::string& command) {
     ChildCommand shell;
     shell.executable = "/bin/sh";
     shell.arguments = {"-c", command};
-    // Whoever stops this process by its group means the command too.
+    // A signal to this process's group is meant for the command too.
     shell.group = ChildCommand::Group::inherited;
     ChildResult result;
     try {

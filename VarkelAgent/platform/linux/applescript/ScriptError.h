@@ -33,7 +33,7 @@ class ExecutionError : public std::runtime_error {
 
     int number() const { return number_; }
 
-    /// Counted from 1; 0 as long as nobody has said which.
+    /// Counted from 1; 0 as long as it is not known.
     int line() const { return line_; }
     void setLine(int line) { line_ = line; }
 

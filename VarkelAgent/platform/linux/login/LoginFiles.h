@@ -7,7 +7,7 @@
 
 namespace varkel {
 
-/// The first line of every file written here. A file without it is somebody else's.
+/// The first line of every file written here. A file without it was written by another program.
 inline constexpr std::string_view loginFileMarker =
     "# Written by launchctl; \"launchctl unload\" removes it.";
 

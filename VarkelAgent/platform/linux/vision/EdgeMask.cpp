@@ -83,7 +83,7 @@ void keepLongRuns(Byte* marks, int count, std::ptrdiff_t step, Byte direction) {
     }
 }
 
-/// The same down all columns at once, row by row: walking single columns would miss the cache on every step.
+/// Runs down all columns at once, row by row: walking single columns would miss the cache on every step.
 void keepLongColumns(Mask& marks) {
     std::vector<int> runs(static_cast<std::size_t>(marks.width));
     const std::ptrdiff_t step = marks.width;

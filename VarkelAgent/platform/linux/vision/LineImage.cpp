@@ -143,7 +143,7 @@ bool extractWord(const PixelPlanes& image, const PixelBox& word, const PixelBox&
     return std::min(lightest, darkest) > weakest;
 }
 
-/// The same for white letters: colours and shadows lack one channel or all.
+/// As extractWord(), for white letters: colours and shadows lack one channel or all.
 void extractWhiteWord(const PixelPlanes& image, const PixelBox& word, const PixelBox& line,
                       std::vector<float>& plane) {
     std::vector<int> whiteness;

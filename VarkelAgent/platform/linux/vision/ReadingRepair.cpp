@@ -85,7 +85,7 @@ class Repair {
         return textOf(letters_);
     }
 
-    /// The same where letters touch, for what stands apart from them; nothing when that is doubtful as well.
+    /// As run() where letters touch, for what stands apart from them; nothing when that is doubtful as well.
     std::optional<std::string> runLoosely() {
         const auto shares = alignGlyphs(sketches(), shapes_, {top_, line_.baseline});
         if (!shares) return std::nullopt;

@@ -92,7 +92,7 @@ xcb_screen_t* screenNumber(xcb_connection_t* connection, int number) {
     return nullptr;
 }
 
-/// A server that went away tells nobody; only the socket knows.
+/// A server that went away says nothing; only the socket knows.
 bool isAlive(xcb_connection_t* connection) {
     if (connection == nullptr || xcb_connection_has_error(connection) != 0) return false;
     pollfd socket{xcb_get_file_descriptor(connection), 0, 0};
@@ -200,7 +200,7 @@ X11Connection::Session::Session(X11Connection& owner, std::chrono::milliseconds 
     const bool alive = isAlive(owner_.connection_);
     {
         const std::lock_guard watch(owner_.watchMutex_);
-        // A call that nobody watches could wait for good.
+        // A call without a watching thread could wait for good.
         if (!owner_.startWatching()) {
             lock_.unlock();
             return;

@@ -42,8 +42,8 @@ class X11Connection {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// A connection that nobody has used for this long is closed: events that are sent to it and that nobody
-    /// reads would pile up in the server.
+    /// A connection without use for this long is closed: events that are sent to it and not read would pile
+    /// up in the server.
     static constexpr std::chrono::seconds idleLimit{30};
 
     /// How long a session may last unless it asks for something else.
@@ -57,8 +57,8 @@ class X11Connection {
 
     class Session;
 
-    /// Calls `use` with the connection when there is one and nobody is in a session, and returns whether it
-    /// did. `use` must only make calls that never wait for the server, such as xcb_poll_for_event().
+    /// Calls `use` with the connection when there is one and no thread is in a session, and returns whether
+    /// it did. `use` must only make calls that never wait for the server, such as xcb_poll_for_event().
     template <class Use>
     bool withoutWaiting(Use use) {
         const std::unique_lock lock(sessionMutex_, std::try_to_lock);
