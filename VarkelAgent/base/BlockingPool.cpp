@@ -33,6 +33,8 @@ void BlockingPool::submit(std::function<void()> work) {
     const std::lock_guard lock(mutex_);
     // A thread that was woken and has not taken its work yet still counts as idle, hence the comparison.
     if (queue_.size() >= idle_ && threads_.size() < maxThreads_) {
+        // A thread that runs must find its place.
+        threads_.reserve(threads_.size() + 1);
         std::thread thread;
         if (startThread(thread, [this] { serve(); })) {
             threads_.push_back(std::move(thread));

@@ -12,8 +12,9 @@ namespace varkel {
 /// runs only in between: an idle process is not woken.
 class IdleTimer {
   public:
-    /// `task` is called on `executor`, which one thread serves and which the timer does not keep running. It
-    /// comes between `idleTime` and twice as long after the last touch().
+    /// `task` is called on `executor`, which one thread serves, between `idleTime` and twice as long after
+    /// the last touch(). Until then there is work on the executor. The timer outlives what touches it and the
+    /// executor's run.
     IdleTimer(const boost::asio::any_io_executor& executor, std::chrono::milliseconds idleTime,
               std::function<void()> task)
         : timer_(executor), idleTime_(idleTime), task_(std::move(task)) {}

@@ -18,8 +18,7 @@ namespace asio = boost::asio;
 namespace {
 
 // How often a connection that always has more to read does so before the thread's other connections get
-// their turn: about a megabyte. Unauthenticated connections
-// have smaller turns.
+// their turn: about a megabyte. Unauthenticated connections have smaller turns.
 constexpr int maxReadsInTurn = 16;
 constexpr int maxReadsUnauthenticated = 1;
 

@@ -65,7 +65,7 @@ class Connection : private RequestClient {
     void close();
 
   private:
-    /// Bytes on their way out; they belong to someone else.
+    /// Bytes on their way out; another object owns them.
     struct Outgoing {
         std::string_view head;
         std::string_view body;

@@ -8,7 +8,8 @@
 
 namespace varkel {
 
-/// What can go wrong with a request: a case of HTTPError, or anything else.
+/// What can go wrong with a request: a case of HTTPError, or anything else. A rule for `other` also takes the
+/// cases that its table has no rule for.
 enum class Failure { badRequest, invalidRequest, unauthorized, notFound, methodNotAllowed, other };
 
 /// The error of a request that cannot be meant.

@@ -83,10 +83,11 @@ Task<int> serve(CommandLine line, Defaults defaults) {
     }
     raiseDescriptorLimit();
     const auto overlay = OverlayClient::init(URLSession::shared());
-    HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
-    registerRoutes(server, overlay);
+    // Outlives the server, whose threads touch it.
     IdleTimer memoryRelease(co_await boost::asio::this_coro::executor, idleBeforeRelease,
                             [] { BlockingPool::shared().submit(releaseFreeMemory); });
+    HTTPServer server(static_cast<std::uint16_t>(line.port), std::move(token));
+    registerRoutes(server, overlay);
     server.whenAnswered([&] { memoryRelease.touch(); });
     BlockingPool::shared().submit([] { Platform::current().accessibility->announce(); });
     co_await server.start();

@@ -18,7 +18,7 @@ class Permissions {
     /// when it may not.
     virtual bool AXIsProcessTrustedWithOptions(TrustPrompt prompt) = 0;
 
-    /// Whether this process may read the screen. Never asks anybody.
+    /// Whether this process may read the screen. Never asks the person.
     virtual bool CGPreflightScreenCaptureAccess() = 0;
 
     /// Asks for the permission to read the screen; whether it is granted now.

@@ -39,7 +39,7 @@ std::string SystemToolPaths::choose(const char* fixedPath) const {
         std::string standIn = agentDirectory_ + folder + name;
         if (isExecutableFile(standIn.c_str())) return standIn;
     }
-    // With none there, the failure to start should name the path that everybody knows.
+    // With none there, the failure to start should name the usual path.
     return fixedPath;
 }
 

@@ -10,7 +10,7 @@
 
 namespace varkel::applescript {
 
-/// Takes expressions off a script's tokens. What is none raises SyntaxError. Not for use from several threads
+/// Takes expressions off a script's tokens. What is none throws SyntaxError. Not for use from several threads
 /// at once.
 class ExpressionParser {
   public:

@@ -18,7 +18,7 @@ struct Token {
 };
 
 /// The tokens of a script, the last of them of kind end. Comments are left out, and so are line ends after
-/// "¬". Raises SyntaxError. Pure.
+/// "¬". Throws SyntaxError. Pure.
 std::vector<Token> tokensOf(std::string_view source);
 
 }  // namespace varkel::applescript

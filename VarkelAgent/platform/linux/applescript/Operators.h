@@ -4,17 +4,17 @@
 
 namespace varkel::applescript {
 
-/// Applies an operator to two values. Letter case does not count where texts are compared. Raises
+/// Applies an operator to two values. Letter case does not count where texts are compared. Throws
 /// ExecutionError. Pure.
 Value apply(BinaryOperator operation, const Value& left, const Value& right);
 
-/// Raises ExecutionError. Pure.
+/// Throws ExecutionError. Pure.
 Value negated(const Value& value);
 
-/// The value as one of another kind. Raises ExecutionError. Pure.
+/// The value as one of another kind. Throws ExecutionError. Pure.
 Value converted(const Value& value, ValueKind kind);
 
-/// The text as one word for a shell. Raises ExecutionError when that is too long. Pure.
+/// The text as one word for a shell. Throws ExecutionError when that is too long. Pure.
 std::string quotedForm(const std::string& text);
 
 }  // namespace varkel::applescript

@@ -15,7 +15,7 @@ struct Notification {
     std::string sound;
 };
 
-/// What a script can do to the world. Every operation may block, and raises ExecutionError when it cannot do
+/// What a script can do to the world. Every operation may block, and throws ExecutionError when it cannot do
 /// what was asked for.
 class ScriptDesktop {
   public:

@@ -11,7 +11,7 @@
 
 namespace varkel::applescript {
 
-/// A script's tokens, and how far they have been taken. What does not fit raises SyntaxError. Not for use
+/// A script's tokens, and how far they have been taken. What does not fit throws SyntaxError. Not for use
 /// from several threads at once.
 class TokenReader {
   public:

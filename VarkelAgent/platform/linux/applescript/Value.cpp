@@ -57,6 +57,7 @@ std::string textOf(const Value& value) {
 
 Value parseNumber(std::string_view text) {
     if (const auto integer = parseInteger<std::int64_t>(text)) return *integer;
+    if (text.starts_with("+-")) return {};
     if (text.starts_with('+')) text.remove_prefix(1);
     const char* end = text.data() + text.size();
     double real = 0;

@@ -29,13 +29,13 @@ using Value = std::variant<std::monostate, bool, std::int64_t, double, std::stri
 /// The value as a text, as a person would read it.
 std::string textOf(const Value& value);
 
-/// The number that a value is, or that a text spells: an integer or a real. Raises ExecutionError.
+/// The number that a value is, or that a text spells: an integer or a real. Throws ExecutionError.
 Value numberOf(const Value& value);
 
-/// Raises ExecutionError.
+/// Throws ExecutionError.
 double realOf(const Value& value);
 
-/// Raises ExecutionError for anything but true and false.
+/// Throws ExecutionError for anything but true and false.
 bool truthOf(const Value& value);
 
 /// The number that this text spells, or the missing value.

@@ -41,7 +41,7 @@ constexpr std::chrono::milliseconds eventPatience{50};
 /// An application that has not read its events by then is taken for dead.
 constexpr std::chrono::seconds longestRemapping{20};
 
-/// More steps than anyone turns a wheel at once; each is two events.
+/// More steps than a person turns a wheel at once; each is two events.
 constexpr std::int32_t maxWheelSteps = 1000;
 
 enum Button : std::uint8_t { leftButton = 1, wheelUp = 4, wheelDown = 5, wheelLeft = 6, wheelRight = 7 };

@@ -47,7 +47,7 @@ struct LoginFiles {
     LoginFile autostart;
 };
 
-/// What to write for a property list. Raises LoginItemError when it, or a place, cannot be written down.
+/// What to write for a property list. Throws LoginItemError when it, or a place, cannot be written down.
 /// Pure: any bytes may come, any thread.
 LoginFiles translateLoginItem(std::string_view propertyList, const LoginPlaces& places);
 

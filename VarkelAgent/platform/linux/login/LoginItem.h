@@ -34,7 +34,7 @@ struct LoginItem {
     std::map<std::string, std::string> environmentVariables;
 };
 
-/// Reads an XML property list. Keys that are not known here are ignored. Raises LoginItemError for everything
+/// Reads an XML property list. Keys that are not known here are ignored. Throws LoginItemError for everything
 /// else that is not as LoginItem describes. Pure: any bytes may come, any thread.
 LoginItem parseLoginItem(std::string_view propertyList);
 

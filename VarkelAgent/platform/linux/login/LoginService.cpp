@@ -91,7 +91,7 @@ void tryToStopUnit(const LoginFiles& files) {
     }
 }
 
-/// Stops the unit and removes it and its environment. Raises LoginItemError when the manager does not reload;
+/// Stops the unit and removes it and its environment. Throws LoginItemError when the manager does not reload;
 /// the files are gone then, above all the one with the token.
 bool removeUnit(const LoginFiles& files) {
     const bool there = isOurs(files.unit);

@@ -13,7 +13,7 @@ bool userManagerAnswers();
 /// Whether a desktop has told the manager that it is there.
 bool hasGraphicalSession();
 
-/// Runs the tool with these words. Raises LoginItemError with what it wrote when it does not succeed.
+/// Runs the tool with these words. Throws LoginItemError with what it wrote when it does not succeed.
 void controlUserManager(const std::vector<std::string>& words);
 
 }  // namespace varkel
