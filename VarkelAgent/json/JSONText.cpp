@@ -259,7 +259,7 @@ JSONText::Kind JSONText::kind() const {
 }
 
 std::string JSONText::string() const {
-    // Pictures come as long strings without any.
+    // Images come as long strings without any.
     if (text_.find('\\') == std::string_view::npos) return std::string(text_.substr(1, text_.size() - 2));
     return Scanner(text_).unescapedString();
 }

@@ -58,8 +58,8 @@ constexpr std::array sentences{
     Sentence{
         "shortcut_timeout",
         "The Shortcut took longer than its timeoutMs and was stopped; what it had done by then is done."},
-    Sentence{"ocr_failed", "The text of the picture could not be read:", "message"},
-    Sentence{"visual_find_failed", "The picture could not be searched:", "message"},
+    Sentence{"ocr_failed", "The text of the image could not be read:", "message"},
+    Sentence{"visual_find_failed", "The image could not be searched:", "message"},
     Sentence{"bad_request", "The agent did not take this:", "message"},
     Sentence{"not_found", "The agent does not offer this: it is of an older version."},
     Sentence{"internal_error", "The agent failed at this:", "message"},

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/BlockingPool.h"
-#include "client/Picture.h"
+#include "client/Image.h"
 #include "mcp/Failures.h"
 #include "mcp/Text.h"
 #include "mcp/Tools.h"
@@ -23,8 +23,8 @@ constexpr std::int64_t widest = 16'384;
 constexpr std::int64_t usualMatches = 10;
 constexpr std::size_t longestLine = 1'000;
 
-/// A picture of a part of the desktop as a file.
-struct PictureFile {
+/// An image of a part of the desktop as a file.
+struct ImageFile {
     std::string base64;
     /// Which part it is.
     ScreenArea area;
@@ -60,12 +60,12 @@ Task<std::optional<ScreenArea>> findArea(const Desktop& desktop, const Arguments
     co_return ScreenArea{frame.x, frame.y, frame.width, frame.height};
 }
 
-Task<PictureFile> takePicture(const Desktop& desktop, std::optional<ScreenArea> area, std::int64_t maxWidth) {
+Task<ImageFile> captureImage(const Desktop& desktop, std::optional<ScreenArea> area, std::int64_t maxWidth) {
     auto take = [&desktop, area, maxWidth] {
-        ScreenPicture picture = desktop.screen.capture(area);
-        const ScreenArea seen = picture.area;
-        picture = scaledDown(std::move(picture), static_cast<int>(std::min(maxWidth, widest)));
-        return PictureFile{encodeBase64(encodePNG(picture)), seen, picture.area.width, picture.area.height};
+        ScreenImage image = desktop.screen.capture(area);
+        const ScreenArea seen = image.area;
+        image = scaledDown(std::move(image), static_cast<int>(std::min(maxWidth, widest)));
+        return ImageFile{encodeBase64(encodePNG(image)), seen, image.area.width, image.area.height};
     };
     try {
         co_return co_await runBlocking(take);
@@ -145,35 +145,34 @@ ToolResult linesResult(const std::vector<RecognisedLine>& lines, std::size_t max
     return result;
 }
 
-/// Has the agent recognise a picture in full size, so that places need no scaling.
+/// Has the agent recognise an image in full size, so that places need no scaling.
 Task<std::vector<RecognisedLine>> recognise(std::string path, json::object body, const Desktop& desktop,
                                             const Arguments& arguments, Call& call) {
     const auto wanted = co_await findArea(desktop, arguments, call);
-    PictureFile picture = co_await takePicture(desktop, wanted, widest);
+    ImageFile image = co_await captureImage(desktop, wanted, widest);
     call.throwIfCancelled();
-    body.emplace("imageBase64", std::move(picture.base64));
+    body.emplace("imageBase64", std::move(image.base64));
     AgentRequest request{std::move(path), std::move(body), std::chrono::seconds(120)};
     const AgentAnswer answer = co_await ask(desktop, std::move(request), call);
-    co_return readLines(answer, picture.area);
+    co_return readLines(answer, image.area);
 }
 
 }  // namespace
 
 Task<ToolResult> takeScreenshot(const Desktop& desktop, const Arguments& arguments, Call& call) {
     const auto wanted = co_await findArea(desktop, arguments, call);
-    PictureFile picture =
-        co_await takePicture(desktop, wanted, arguments.integer("maxWidth").value_or(usualWidth));
-    const double scale = static_cast<double>(picture.area.width) / picture.width;
+    ImageFile image =
+        co_await captureImage(desktop, wanted, arguments.integer("maxWidth").value_or(usualWidth));
+    const double scale = static_cast<double>(image.area.width) / image.width;
     const std::string factor = describeScale(scale);
 
     ToolResult result;
-    result.text =
-        concat("The desktop at ", describePlace(picture.area), ", as ", picture.width, "x", picture.height,
-               " pixels. The pixel (x, y) of this picture is the place (", picture.area.x, " + ", factor,
-               " x, ", picture.area.y, " + ", factor, " y) of the desktop.");
-    result.structured = frameOf(picture.area);
+    result.text = concat("The desktop at ", describePlace(image.area), ", as ", image.width, "x",
+                         image.height, " pixels. The pixel (x, y) of this image is the place (", image.area.x,
+                         " + ", factor, " x, ", image.area.y, " + ", factor, " y) of the desktop.");
+    result.structured = frameOf(image.area);
     result.structured.emplace("scale", scale);
-    result.picture = std::move(picture.base64);
+    result.image = std::move(image.base64);
     co_return result;
 }
 

@@ -77,9 +77,9 @@ std::optional<json::value> progressTokenOf(const Request& request) {
 
 json::object toJSON(ToolResult result) {
     json::array content;
-    if (result.picture) {
+    if (result.image) {
         content.push_back(
-            json::object{{"type", "image"}, {"data", std::move(*result.picture)}, {"mimeType", "image/png"}});
+            json::object{{"type", "image"}, {"data", std::move(*result.image)}, {"mimeType", "image/png"}});
     }
     content.push_back(json::object{{"type", "text"}, {"text", std::move(result.text)}});
     return {{"content", std::move(content)}, {"structuredContent", std::move(result.structured)}};

@@ -26,8 +26,8 @@ inline constexpr std::size_t mostCalls = 64;
 struct ToolResult {
     /// For the assistant to read.
     std::string text;
-    /// A PNG in base64; absent when the answer has no picture.
-    std::optional<std::string> picture;
+    /// A PNG in base64; absent when the answer has no image.
+    std::optional<std::string> image;
     boost::json::object structured;
 };
 

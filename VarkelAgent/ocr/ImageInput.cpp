@@ -10,7 +10,7 @@ namespace varkel {
 
 namespace {
 
-/// Far beyond any picture that can be decoded.
+/// Far beyond any image that can be decoded.
 constexpr std::size_t largestFile = std::size_t{512} << 20;
 
 }  // namespace

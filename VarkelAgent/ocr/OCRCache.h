@@ -25,7 +25,7 @@ std::string sha256HashData(std::string_view bytes);
 /// least 1, otherwise 50.
 std::int64_t ocrCacheCapacity(const std::optional<std::string>& value);
 
-/// Remembers what pictures were read as, for repeats within the same tenth of a second. Bounded; forgets the
+/// Remembers what images were read as, for repeats within the same tenth of a second. Bounded; forgets the
 /// least recently used first, and everything when the frontmost application changes. Any thread.
 class OCRCache {
   public:

@@ -8,7 +8,7 @@
 
 namespace varkel {
 
-/// Why there is no picture, in words for the person.
+/// Why there is no image, in words for the person.
 class ScreenError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -23,24 +23,24 @@ struct ScreenArea {
 };
 
 /// What stood on a part of the desktop.
-struct ScreenPicture {
+struct ScreenImage {
     /// Never empty.
     ScreenArea area;
     /// Rows from the top, each pixel red, green and blue.
     std::vector<std::uint8_t> pixels;
 };
 
-/// Takes pictures of the desktop as it is seen. Any thread.
+/// Takes images of the desktop as it is seen. Any thread.
 class Screen {
   public:
     virtual ~Screen() = default;
 
-    /// A picture of the part of the desktop that lies in `area`, or of all of it. Blocks for a bounded time.
+    /// An image of the part of the desktop that lies in `area`, or of all of it. Blocks for a bounded time.
     /// Throws ScreenError, also when nothing of the desktop lies there.
-    virtual ScreenPicture capture(std::optional<ScreenArea> area) = 0;
+    virtual ScreenImage capture(std::optional<ScreenArea> area) = 0;
 };
 
-/// The screen of the session that the environment names. Connects with the first picture.
+/// The screen of the session that the environment names. Connects with the first image.
 std::unique_ptr<Screen> makeSystemScreen();
 
 }  // namespace varkel

@@ -13,7 +13,7 @@
 
 namespace varkel {
 
-/// The body of a request for a tree and the lines of a picture.
+/// The body of a request for a tree and the lines of an image.
 struct TreeAndOCRRequest {
     std::optional<std::int64_t> root_pid;
     std::optional<std::string> imageBase64;

@@ -1,4 +1,4 @@
-// Pictures: a picture is refused by the size that it claims before memory is taken for it, and decoding
+// Images: an image is refused by the size that it claims before memory is taken for it, and decoding
 // prints nothing.
 
 #include <sanitizer/common_interface_defs.h>
@@ -17,7 +17,7 @@
 namespace varkel::fuzzing {
 namespace {
 
-/// Small, so that the largest pictures let through are decoded quickly, and a decoder that takes memory for
+/// Small, so that the largest images let through are decoded quickly, and a decoder that takes memory for
 /// larger ones is seen by the bound on allocations that tools/fuzz sets.
 constexpr long long mostPixels = 1LL << 20;
 
@@ -77,9 +77,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     require(noise.empty(), ("decoding prints nothing, but printed: " + noise).c_str());
     if (!planes) return 0;
     const long long pixels = static_cast<long long>(planes->width) * planes->height;
-    require(planes->width > 0 && planes->height > 0 && pixels <= mostPixels, "a picture is within the bound");
+    require(planes->width > 0 && planes->height > 0 && pixels <= mostPixels, "an image is within the bound");
     const auto count = static_cast<std::size_t>(pixels);
     require(planes->red.size() == count && planes->green.size() == count && planes->blue.size() == count,
-            "a picture's planes are as large as it is");
+            "an image's planes are as large as it is");
     return 0;
 }

@@ -41,7 +41,7 @@ class AnyAgent : public Agent {
 
 class NoScreen : public Screen {
   public:
-    ScreenPicture capture(std::optional<ScreenArea>) override { throw ScreenError("no screen"); }
+    ScreenImage capture(std::optional<ScreenArea>) override { throw ScreenError("no screen"); }
 };
 
 /// All tools but those that leave the thread.

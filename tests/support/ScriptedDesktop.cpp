@@ -7,7 +7,7 @@ namespace varkel::test {
 namespace {
 
 class Source final : public CGImageSource {};
-class Picture final : public CGImage {};
+class Image final : public CGImage {};
 
 }  // namespace
 
@@ -21,7 +21,7 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
         return bytes.starts_with("img") ? std::make_shared<const Source>() : nullptr;
     }
     CGImageRef CGImageSourceCreateImageAtIndex(const CGImageSourceRef& source, std::size_t index) override {
-        return source && index == 0 ? std::make_shared<const Picture>() : nullptr;
+        return source && index == 0 ? std::make_shared<const Image>() : nullptr;
     }
     std::size_t CGImageGetWidth(const CGImageRef&) override { return desktop_.width; }
     std::size_t CGImageGetHeight(const CGImageRef&) override { return desktop_.height; }

@@ -8,7 +8,7 @@
 
 namespace varkel::test {
 
-/// The fake desktop for the picture endpoints: with a recogniser that answers what the test wrote down, and
+/// The fake desktop for the image endpoints: with a recogniser that answers what the test wrote down, and
 /// an application in front that shows nothing.
 class ScriptedDesktop : public FakeDesktop {
   public:

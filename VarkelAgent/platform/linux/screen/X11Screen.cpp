@@ -19,7 +19,7 @@ namespace {
 constexpr std::chrono::milliseconds captureLimit(5'000);
 constexpr std::uint32_t allPlanes = ~0U;
 
-/// Memory that the X server writes a picture into. Empty when the system has none to give.
+/// Memory that the X server writes an image into. Empty when the system has none to give.
 class SharedMemory {
   public:
     explicit SharedMemory(std::size_t size)
@@ -130,7 +130,7 @@ std::vector<std::uint8_t> convert(std::span<const std::uint8_t> bytes, const Scr
     const auto width = static_cast<std::size_t>(area.width);
     const auto height = static_cast<std::size_t>(area.height);
     const std::size_t row = format.rowBytes(area.width);
-    if (bytes.size() < row * height) throw ScreenError("The X server sent less than a whole picture.");
+    if (bytes.size() < row * height) throw ScreenError("The X server sent less than a whole image.");
     std::vector<std::uint8_t> pixels(width * height * 3);
     for (std::size_t y = 0; y < height; ++y) {
         convertRow(bytes.data() + y * row, pixels.data() + y * width * 3, area.width, format);
@@ -146,7 +146,7 @@ bool canShareMemory(xcb_connection_t* connection) {
     return version && (version->major_version > 1 || version->minor_version >= 2);
 }
 
-/// True when the server has written the picture into the memory, which a server elsewhere cannot.
+/// True when the server has written the image into the memory, which a server elsewhere cannot.
 bool captureShared(X11Connection::Session& session, const ScreenArea& area, const SharedMemory& memory) {
     xcb_connection_t* connection = session.get();
     if (!memory || !canShareMemory(connection)) return false;
@@ -177,7 +177,7 @@ std::vector<std::uint8_t> captureOverSocket(X11Connection::Session& session, con
                       static_cast<std::uint16_t>(area.width), static_cast<std::uint16_t>(area.height),
                       allPlanes),
         nullptr));
-    if (!reply) throw ScreenError("The X server gave no picture of the screen.");
+    if (!reply) throw ScreenError("The X server gave no image of the screen.");
     const int length = xcb_get_image_data_length(reply.get());
     return convert({xcb_get_image_data(reply.get()), static_cast<std::size_t>(length)}, area, format);
 }
@@ -194,13 +194,13 @@ ScreenArea visiblePart(const std::optional<ScreenArea>& wanted, int width, int h
 
 class X11Screen : public Screen {
   public:
-    ScreenPicture capture(std::optional<ScreenArea> wanted) override {
+    ScreenImage capture(std::optional<ScreenArea> wanted) override {
         if (environment().contains("WAYLAND_DISPLAY")) {
-            throw ScreenError("This is a Wayland session, of which no pictures can be taken yet.");
+            throw ScreenError("This is a Wayland session, of which no images can be taken yet.");
         }
         X11Connection::Session session(connection_, captureLimit);
         if (!session)
-            throw ScreenError("There is no X server to take a picture of (DISPLAY names none that answers).");
+            throw ScreenError("There is no X server to take an image of (DISPLAY names none that answers).");
         const XcbPtr<xcb_get_geometry_reply_t> root(
             xcb_get_geometry_reply(session.get(), xcb_get_geometry(session.get(), session.root()), nullptr));
         if (!root) throw ScreenError("The X server does not answer.");

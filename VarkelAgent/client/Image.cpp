@@ -1,4 +1,4 @@
-#include "client/Picture.h"
+#include "client/Image.h"
 
 #include <png.h>
 
@@ -9,14 +9,14 @@
 
 namespace varkel {
 
-ScreenPicture scaledDown(ScreenPicture picture, int maxWidth) {
-    const auto width = static_cast<std::size_t>(picture.area.width);
-    const auto height = static_cast<std::size_t>(picture.area.height);
+ScreenImage scaledDown(ScreenImage image, int maxWidth) {
+    const auto width = static_cast<std::size_t>(image.area.width);
+    const auto height = static_cast<std::size_t>(image.area.height);
     const auto newWidth = static_cast<std::size_t>(maxWidth);
-    if (width <= newWidth) return picture;
+    if (width <= newWidth) return image;
     const std::size_t newHeight = std::max<std::size_t>(1, height * newWidth / width);
 
-    ScreenPicture scaled{{picture.area.x, picture.area.y, maxWidth, static_cast<int>(newHeight)}, {}};
+    ScreenImage scaled{{image.area.x, image.area.y, maxWidth, static_cast<int>(newHeight)}, {}};
     scaled.pixels.resize(newWidth * newHeight * 3);
     std::uint8_t* out = scaled.pixels.data();
     for (std::size_t y = 0; y < newHeight; ++y) {
@@ -27,7 +27,7 @@ ScreenPicture scaledDown(ScreenPicture picture, int maxWidth) {
             const std::size_t right = std::max(left + 1, (x + 1) * width / newWidth);
             std::array<std::size_t, 3> sums{};
             for (std::size_t row = top; row < bottom; ++row) {
-                const std::uint8_t* in = picture.pixels.data() + (row * width + left) * 3;
+                const std::uint8_t* in = image.pixels.data() + (row * width + left) * 3;
                 for (std::size_t i = 0; i < (right - left) * 3; ++i) sums[i % 3] += in[i];
             }
             const std::size_t count = (bottom - top) * (right - left);
@@ -37,17 +37,17 @@ ScreenPicture scaledDown(ScreenPicture picture, int maxWidth) {
     return scaled;
 }
 
-std::string encodePNG(const ScreenPicture& picture) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    image.width = static_cast<png_uint_32>(picture.area.width);
-    image.height = static_cast<png_uint_32>(picture.area.height);
-    image.format = PNG_FORMAT_RGB;
-    image.flags = PNG_IMAGE_FLAG_FAST;
-    std::string file(PNG_IMAGE_PNG_SIZE_MAX(image), '\0');
+std::string encodePNG(const ScreenImage& image) {
+    png_image header{};
+    header.version = PNG_IMAGE_VERSION;
+    header.width = static_cast<png_uint_32>(image.area.width);
+    header.height = static_cast<png_uint_32>(image.area.height);
+    header.format = PNG_FORMAT_RGB;
+    header.flags = PNG_IMAGE_FLAG_FAST;
+    std::string file(PNG_IMAGE_PNG_SIZE_MAX(header), '\0');
     png_alloc_size_t size = file.size();
-    if (png_image_write_to_memory(&image, file.data(), &size, 0, picture.pixels.data(), 0, nullptr) == 0) {
-        throw std::runtime_error(std::string("the picture cannot be written: ") + image.message);
+    if (png_image_write_to_memory(&header, file.data(), &size, 0, image.pixels.data(), 0, nullptr) == 0) {
+        throw std::runtime_error(std::string("the image cannot be written: ") + header.message);
     }
     file.resize(size);
     return file;

@@ -8,12 +8,12 @@
 
 namespace varkel {
 
-/// The picture with at most this many pixels in a row, each the mean of those that it stands for. Any thread,
+/// The image with at most this many pixels in a row, each the mean of those that it stands for. Any thread,
 /// like all of these.
-ScreenPicture scaledDown(ScreenPicture picture, int maxWidth);
+ScreenImage scaledDown(ScreenImage image, int maxWidth);
 
 /// A PNG file, compressed for speed. Throws std::runtime_error.
-std::string encodePNG(const ScreenPicture& picture);
+std::string encodePNG(const ScreenImage& image);
 
 std::string encodeBase64(std::string_view bytes);
 
