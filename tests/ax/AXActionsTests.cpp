@@ -131,7 +131,22 @@ TEST_F(AXActionsTest, ActsInTheBatchsApplication) {
     EXPECT_EQ(click(buttonId).status, 404);
     BatchManager::shared().begin("editor", editor);
     EXPECT_EQ(click(buttonId, "editor").status, 200);
+    desktop.frontmost.reset();
+    EXPECT_EQ(statusAndBody(click(buttonId, "editor")), R"(500 {"error":"could_not_get_frontmost_app"})");
     BatchManager::shared().end("editor");
+}
+
+TEST_F(AXActionsTest, EndsWithNothingDoneWhereNothingCanBe) {
+    button->actions = {AXAction::press};
+    EXPECT_EQ(statusAndBody(click("0123456789abcdef")), R"(404 {"error":"element_not_found"})");
+    EXPECT_EQ(scroll("unknown", "forward").status, 404) << "the element is looked up first";
+    EXPECT_EQ(statusAndBody(scroll(windowId, "forward")),
+              R"(400 {"error":"invalid_input","hint":"direction must be up, down, left, or right"})");
+    desktop.trusted = false;
+    EXPECT_EQ(click(buttonId).status, 403);
+    EXPECT_EQ(type(fieldId, "x").status, 403);
+    EXPECT_THAT(desktop.done(), IsEmpty());
+    EXPECT_EQ(globalChangeCounter().value(), changes);
 }
 
 TEST_F(AXActionsTest, GoStraightToAnElementWhoseIdWasIssued) {

@@ -110,6 +110,14 @@ TEST(HTTPParser, ReadsTheBodyLength) {
     }
 }
 
+TEST(HTTPParser, ReservesForWhatArrivedAndNotForWhatWasAnnounced) {
+    HTTPParser parser = parserOf("POST / x\r\nContent-Length: 4611686018427387904\r\n\r\nabc");
+    EXPECT_FALSE(parseRequest(parser));
+    parser.append(std::string(100'000, 'x'));
+    EXPECT_FALSE(parseRequest(parser));
+    EXPECT_TRUE(parser.bytes().empty());
+}
+
 TEST(HTTPParser, YieldsTheSameRequestsHoweverTheBytesAreSplit) {
     const std::string bytes =
         "POST /a HTTP/1.1\r\nContent-Length: 5\r\n\r\nhe\r\n\r"
@@ -196,6 +204,15 @@ TEST(HTTPParser, SerializesResponses) {
     for (const Case& c : cases) {
         const HTTPResponse response{c.status, c.headers, std::make_shared<const std::string>("body")};
         EXPECT_EQ(serializeResponse(response), c.bytes);
+    }
+    for (const auto& [status, name] : {std::pair{201, "Created"},
+                                       {400, "Bad Request"},
+                                       {401, "Unauthorized"},
+                                       {405, "Method Not Allowed"},
+                                       {402, "Unknown"},
+                                       {504, "Unknown"},
+                                       {-1, "Unknown"}}) {
+        EXPECT_STREQ(statusText(status), name);
     }
     EXPECT_EQ(serializeResponse(HTTPResponse{}),
               "HTTP/1.1 200 OK\r\nConnection: keep-alive\r\nContent-Length: 0\r\n\r\n");

@@ -251,6 +251,30 @@ TEST_F(HTTPServerTest, AnswersHealthChecksWhileItsCallersKeepEveryThreadBusy) {
     for (RawClient& caller : callers) EXPECT_EQ(caller.receive().value().body, "late");
 }
 
+TEST_F(HTTPServerTest, AnswersPipelinedRequestsInOrderWhileOthersDoNotReadTheirAnswers) {
+    const auto large = std::make_shared<const std::string>(30'000'000, 'x');
+    server.registerRoute("POST", "/large",
+                         [&](HTTPRequest) -> Task<HTTPResponse> { co_return jsonTextResponse(200, large); });
+    start();
+    // More of them than there are I/O threads.
+    std::vector<RawClient> unread;
+    for (int i = 0; i < 4; ++i) {
+        unread.push_back(client());
+        unread.back().send(post("/large", ""));
+    }
+    RawClient connection = client();
+    std::string requests;
+    for (int i = 0; i < 200; ++i) requests += post("/echo", std::to_string(i)) + health;
+    connection.send(requests);
+    connection.finishSending();
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(connection.receive().value().body, std::to_string(i));
+        EXPECT_EQ(connection.receive().value().body, R"({"ok":true,"version":"0.2.0"})");
+    }
+    EXPECT_EQ(connection.receiveRest(), "");
+    for (RawClient& late : unread) EXPECT_EQ(late.receive().value().body, *large);
+}
+
 TEST_F(HTTPServerTest, StaysUpWithoutAPort) {
     start();
     boost::asio::io_context other(1);

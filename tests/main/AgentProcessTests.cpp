@@ -70,10 +70,20 @@ class AgentProcess : public testing::Test {
 };
 
 TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
-    const std::string usage = runChild(agent({"--help"})).standardOutput;
-    EXPECT_THAT(usage, testing::StartsWith("Usage: varkel-agent [options] [install|permissions]\n"));
-    EXPECT_THAT(usage, testing::HasSubstr("(default: " + home.path().string() +
-                                          "/Vault-Quellan/secrets/varkel/sidecar-token)\n"));
+    const std::string usage =
+        "Usage: varkel-agent [options] [install|permissions]\n"
+        "Options:\n"
+        "  --port <port>            Listen port (default: 47824)\n"
+        "  --token <token>          Auth token (default: $QUELLAN_VARKEL_SIDECAR_TOKEN)\n"
+        "  --token-file <path>      Auth token file (default: " +
+        home.path().string() +
+        "/Vault-Quellan/secrets/varkel/sidecar-token)\n"
+        "  --executable-path <path> Path to binary for LaunchAgent (default: "
+        "Bundle.main.executablePath)\n"
+        "  --no-prompt              Do not show macOS permission prompts\n"
+        "Commands:\n"
+        "  install                  Write LaunchAgent plist and load it\n"
+        "  permissions              Check/request Accessibility and Screen Recording\n";
     const std::string missing =
         "Error: --token, $QUELLAN_VARKEL_SIDECAR_TOKEN, or --token-file is required\n" + usage;
     const std::string nothingGranted =

@@ -93,6 +93,26 @@ TEST_F(Scripts, AnswerWithWhatTheToolPrintedAndHowItEnded) {
     }
 }
 
+TEST_F(Scripts, SayWhyTheToolCannotBeStarted) {
+    const std::string missing = R"(","message":"No such file or directory"})";
+    EXPECT_EQ(answer("/applescript/run", script), R"(500 {"error":"applescript_failed)" + missing);
+    EXPECT_EQ(answer("/shortcut", shortcut), R"(500 {"error":"shortcut_failed)" + missing);
+    EXPECT_EQ(answer("/shortcut/list", ""), R"(500 {"error":"shortcut_failed)" + missing);
+    // What was consented to is the whole name; up to the zero byte it may be another Shortcut's.
+    installTool("touch ran");
+    EXPECT_EQ(call("/shortcut", R"({"name":"Tidy\u0000 up"})").status, 500);
+    EXPECT_FALSE(exists("ran"));
+}
+
+TEST_F(Scripts, AcceptAnyLimitThatARequestCanName) {
+    installTool("cat; echo done");
+    for (const char* limit : {"60000", "9223372036854775807", "-9223372036854775808", "0", "1e6"}) {
+        EXPECT_EQ(answer("/shortcut", std::string(R"({"name":"x","timeoutMs":)") + limit + "}"),
+                  R"(200 {"ok":true,"output":"done\n"})")
+            << limit;
+    }
+}
+
 TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
     const std::string note = "sleep 1000 & echo $! $$ > started; ";
     for (const std::string& tool :
