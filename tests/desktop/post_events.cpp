@@ -5,12 +5,13 @@
 #include <sstream>
 #include <string>
 
-#include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/session/Session.h"
 
 using namespace varkel;
 
 int main() {
-    X11EventPoster poster;
+    const Session session = openSession();
+    EventPoster& poster = *session.events;
     for (std::string line; std::getline(std::cin, line);) {
         std::istringstream words(line);
         std::string what;

@@ -7,7 +7,6 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/linux/apps/DesktopEntry.h"
-#include "platform/linux/x11/X11Connection.h"
 #include "platform/posix/ProgramPath.h"
 
 namespace varkel {
@@ -53,18 +52,6 @@ bool LinuxPermissions::AXIsProcessTrustedWithOptions(TrustPrompt prompt) {
     if (prompt == TrustPrompt::no) return false;
     bus_.turnStatusOn();
     return bus_.isReachable();
-}
-
-bool LinuxPermissions::CGPreflightScreenCaptureAccess() {
-    X11Connection connection;
-    const X11Connection::Session session(connection);
-    if (!session) return false;
-    constexpr std::uint32_t allPlanes = 0xFFFFFFFF;
-    const XcbPtr<xcb_get_image_reply_t> pixel(xcb_get_image_reply(
-        session.get(),
-        xcb_get_image(session.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, session.root(), 0, 0, 1, 1, allPlanes),
-        nullptr));
-    return pixel != nullptr;
 }
 
 void LinuxPermissions::openSettings(SettingsPane pane) {

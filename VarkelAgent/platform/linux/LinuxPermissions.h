@@ -2,23 +2,25 @@
 
 #include "platform/Permissions.h"
 #include "platform/linux/atspi/AtspiBus.h"
+#include "platform/linux/windows/WindowSystem.h"
 
 namespace varkel {
 
-/// Accessibility is granted when the accessibility bus answers, the screen when the X server hands out a
-/// pixel of it. No person is asked: a prompt turns the session's accessibility status on.
+/// Accessibility is granted when the accessibility bus answers, the screen when the window system hands out
+/// pictures of it. No person is asked: a prompt turns the session's accessibility status on.
 class LinuxPermissions : public Permissions {
   public:
-    /// The bus outlives this object.
-    explicit LinuxPermissions(AtspiBus& bus) : bus_(bus) {}
+    /// Both outlive this object.
+    LinuxPermissions(AtspiBus& bus, WindowSystem& windows) : bus_(bus), windows_(windows) {}
 
     bool AXIsProcessTrustedWithOptions(TrustPrompt prompt) override;
-    bool CGPreflightScreenCaptureAccess() override;
+    bool CGPreflightScreenCaptureAccess() override { return windows_.isScreenReadable(); }
     bool CGRequestScreenCaptureAccess() override { return CGPreflightScreenCaptureAccess(); }
     void openSettings(SettingsPane pane) override;
 
   private:
     AtspiBus& bus_;
+    WindowSystem& windows_;
 };
 
 }  // namespace varkel

@@ -1,13 +1,14 @@
 #include <chrono>
+#include <memory>
+#include <utility>
 
 #include "platform/Memory.h"
 #include "platform/Platform.h"
 #include "platform/linux/LinuxPermissions.h"
 #include "platform/linux/apps/LinuxWorkspace.h"
 #include "platform/linux/atspi/LinuxAccessibility.h"
-#include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/session/Session.h"
 #include "platform/linux/vision/VisionLoader.h"
-#include "platform/linux/x11/ScreenWindows.h"
 #include "platform/posix/SystemToolPaths.h"
 
 namespace varkel {
@@ -25,18 +26,19 @@ class SystemClock : public Clock {
 
 Platform makeSystemPlatform() {
     keepMemorySmall();
-    // Shared by what reads trees and what finds the application in front; both live as long as the process.
+    // Shared by several members of the platform; they live as long as the process.
     static AtspiBus bus;
-    static X11Connection screen;
+    Session session = openSession();
+    static const std::unique_ptr<WindowSystem> windows = std::move(session.windows);
     Platform platform;
-    platform.eventPoster = std::make_unique<X11EventPoster>();
+    platform.eventPoster = std::move(session.events);
     platform.accessibility = std::make_unique<LinuxAccessibility>(
-        bus, *platform.eventPoster, [](pid_t process) { return screenWindowsOf(screen, process); });
-    platform.workspace = std::make_unique<LinuxWorkspace>(bus);
+        bus, *platform.eventPoster, [](pid_t process) { return windows->screenWindowsOf(process); });
+    platform.workspace = std::make_unique<LinuxWorkspace>(bus, *windows);
     platform.toolPaths = std::make_unique<SystemToolPaths>(executableDirectory());
     platform.clock = std::make_unique<SystemClock>();
     platform.vision = std::make_unique<VisionLoader>();
-    platform.permissions = std::make_unique<LinuxPermissions>(bus);
+    platform.permissions = std::make_unique<LinuxPermissions>(bus, *windows);
     return platform;
 }
 

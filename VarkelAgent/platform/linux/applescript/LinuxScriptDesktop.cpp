@@ -14,7 +14,6 @@
 #include "platform/linux/applescript/NotificationService.h"
 #include "platform/linux/applescript/ScriptError.h"
 #include "platform/linux/apps/DesktopEntry.h"
-#include "platform/linux/x11/InputSync.h"
 
 namespace varkel::applescript {
 
@@ -55,7 +54,7 @@ ExecutionError noAnswer() {
 
 }  // namespace
 
-std::vector<xcb_window_t> LinuxScriptDesktop::windowsOf(const std::string& identifier) {
+std::vector<WindowId> LinuxScriptDesktop::windowsOf(const std::string& identifier) {
     auto windows = applications_.windowsWithBundleIdentifier(identifier);
     if (!windows) throw noAnswer();
     return *std::move(windows);
@@ -124,17 +123,17 @@ Window LinuxScriptDesktop::openTerminal(const ApplicationName& application) {
 
 void LinuxScriptDesktop::runInTerminal(const Window& window, const std::string& command) {
     terminalIdentifierOf(window.application);
-    const auto id = static_cast<xcb_window_t>(window.id);
-    if (!applications_.activateWindow(id)) {
+    if (!applications_.activateWindow(window.id)) {
         throw ExecutionError("The terminal's window did not come to the front.",
                              ExecutionError::noSuchObject);
     }
-    type(command + "\n", id);
+    type(command + "\n", window.id);
 }
 
 /// The text must not go on in another window when another one comes to the front meanwhile.
-void LinuxScriptDesktop::type(const std::string& text, xcb_window_t window) {
-    auto announcement = poster_.announceText(text);
+void LinuxScriptDesktop::type(const std::string& text, WindowId window) {
+    EventPoster& poster = *session_.events;
+    auto announcement = poster.announceText(text);
     std::size_t untilNextLook = 0;
     for (const std::string_view character : graphemeClusters(text)) {
         if (untilNextLook-- == 0) {
@@ -144,12 +143,11 @@ void LinuxScriptDesktop::type(const std::string& text, xcb_window_t window) {
                                      ExecutionError::userError);
             }
         }
-        pressKeyTyping(poster_, character);
+        pressKeyTyping(poster, character);
     }
     announcement.reset();
     // What the terminal has not read yet would change its meaning with the keyboard that it was typed on.
-    X11Connection::Session session(connection_, readingPatience * 2);
-    if (session) waitUntilEventsAreRead(session, readingPatience);
+    session_.windows->waitUntilEventsAreRead(readingPatience);
 }
 
 std::string LinuxScriptDesktop::runShell(const std::string& command) {

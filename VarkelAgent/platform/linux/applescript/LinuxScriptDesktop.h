@@ -5,8 +5,7 @@
 
 #include "platform/linux/applescript/ScriptDesktop.h"
 #include "platform/linux/apps/AppManager.h"
-#include "platform/linux/input/X11EventPoster.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/session/Session.h"
 
 namespace varkel::applescript {
 
@@ -29,13 +28,12 @@ class LinuxScriptDesktop : public ScriptDesktop {
   private:
     const std::string& identifierOf(const ApplicationName& application);
     const std::string& terminalIdentifierOf(const ApplicationName& application);
-    std::vector<xcb_window_t> windowsOf(const std::string& identifier);
+    std::vector<WindowId> windowsOf(const std::string& identifier);
     void launch(const ApplicationName& application);
-    void type(const std::string& text, xcb_window_t window);
+    void type(const std::string& text, WindowId window);
 
-    AppManager applications_;
-    X11EventPoster poster_;
-    X11Connection connection_;
+    Session session_ = openSession();
+    AppManager applications_{*session_.windows};
     std::map<std::pair<std::string, bool>, std::string> identifiers_;
 };
 

@@ -93,7 +93,7 @@ bool isTerminalId(std::string_view id) {
 
 struct AppManager::Application : NSRunningApplication {
     /// The topmost last.
-    std::vector<xcb_window_t> windows;
+    std::vector<WindowId> windows;
     std::optional<pid_t> process;
 
     std::optional<pid_t> processIdentifier() const override { return process; }
@@ -109,11 +109,8 @@ bool belongsTo(const ClientWindow& window, const AppIdentity& identity) {
     });
 }
 
-AppManager::AppManager(std::string display) : connection_(std::move(display)) {}
-
 std::optional<std::vector<ClientWindow>> AppManager::windowsOf(const AppIdentity& identity) {
-    X11Connection::Session session(connection_);
-    auto windows = listClientWindows(session);
+    auto windows = windows_.clientWindows();
     if (windows)
         std::erase_if(*windows, [&](const ClientWindow& window) { return !belongsTo(window, identity); });
     return windows;
@@ -143,27 +140,25 @@ std::optional<std::vector<RunningApplicationRef>> AppManager::runningApplication
 bool AppManager::activateWithOptions(const RunningApplicationRef& application, ActivationOptions options) {
     const auto* known = dynamic_cast<const Application*>(application.get());
     if (known == nullptr || known->windows.empty()) return false;
-    std::vector<xcb_window_t> windows = known->windows;
+    std::vector<WindowId> windows = known->windows;
     if (options != ActivationOptions::activateAllWindows) windows = {windows.back()};
-    return activateWindows(connection_, windows, activationPatience);
+    return windows_.activate(windows, activationPatience);
 }
 
-std::optional<std::vector<xcb_window_t>> AppManager::windowsWithBundleIdentifier(
-    const std::string& identifier) {
+std::optional<std::vector<WindowId>> AppManager::windowsWithBundleIdentifier(const std::string& identifier) {
     const auto windows = windowsOf(identityFor(identifier));
     if (!windows) return std::nullopt;
-    std::vector<xcb_window_t> ids;
+    std::vector<WindowId> ids;
     for (const ClientWindow& window : *windows) ids.push_back(window.id);
     return ids;
 }
 
-bool AppManager::activateWindow(xcb_window_t window) {
-    return activateWindows(connection_, {window}, activationPatience);
+bool AppManager::activateWindow(WindowId window) {
+    return windows_.activate({window}, activationPatience);
 }
 
-bool AppManager::isActiveWindow(xcb_window_t window) {
-    X11Connection::Session session(connection_);
-    return isActive(session, window);
+bool AppManager::isActiveWindow(WindowId window) {
+    return windows_.isActive(window);
 }
 
 std::optional<std::string> AppManager::URLForApplicationWithBundleIdentifier(const std::string& identifier) {
@@ -181,7 +176,7 @@ LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
     // A command may have been nothing but codes that vanish.
     if (!launchable || launchable->command.empty()) return {nullptr, "no application at " + url};
     const auto before = windowsOf(launchable->identity);
-    if (!before) return {nullptr, "the X server does not answer"};
+    if (!before) return {nullptr, "the desktop does not tell which windows there are"};
 
     ChildCommand command;
     command.executable = resolveProgram(launchable->command.front());
@@ -207,7 +202,7 @@ LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
 /// the application will do.
 RunningApplicationRef AppManager::awaitWindow(const AppIdentity& identity, ChildProcess& child,
                                               const std::vector<ClientWindow>& before) {
-    std::set<xcb_window_t> old;
+    std::set<WindowId> old;
     for (const ClientWindow& window : before) old.insert(window.id);
     const auto until = Clock::now() + launchPatience;
     std::optional<ChildResult> ended;
@@ -215,17 +210,13 @@ RunningApplicationRef AppManager::awaitWindow(const AppIdentity& identity, Child
         if (!ended) ended = child.wait(Clock::now());
         const bool handedOver = ended && ended->status == 0 && !ended->signalled;
         auto application = std::make_shared<Application>();
-        {
-            X11Connection::Session session(connection_);
-            const auto windows = listClientWindows(session).value_or(std::vector<ClientWindow>());
-            for (const ClientWindow& window : windows) {
-                const bool isOurs =
-                    window.process && !ended && isDescendantOf(*window.process, child.processIdentifier());
-                const bool isNew = !old.contains(window.id);
-                if (!(isNew && isOurs) && !(belongsTo(window, identity) && (isNew || handedOver))) continue;
-                application->windows.push_back(window.id);
-                application->process = window.process;
-            }
+        for (const ClientWindow& window : windows_.clientWindows().value_or(std::vector<ClientWindow>())) {
+            const bool isOurs =
+                window.process && !ended && isDescendantOf(*window.process, child.processIdentifier());
+            const bool isNew = !old.contains(window.id);
+            if (!(isNew && isOurs) && !(belongsTo(window, identity) && (isNew || handedOver))) continue;
+            application->windows.push_back(window.id);
+            application->process = window.process;
         }
         if (!application->windows.empty()) return application;
         if (ended && !handedOver) return nullptr;

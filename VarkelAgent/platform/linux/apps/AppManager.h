@@ -8,8 +8,7 @@
 
 #include "platform/Workspace.h"
 #include "platform/linux/apps/DesktopEntry.h"
-#include "platform/linux/x11/WindowList.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/windows/WindowSystem.h"
 
 namespace varkel {
 
@@ -33,8 +32,8 @@ bool isTerminalId(std::string_view id);
 /// emulator. Any thread; blocks, within deadlines.
 class AppManager {
   public:
-    /// `display` as in the environment variable DISPLAY; empty takes that variable.
-    explicit AppManager(std::string display = {});
+    /// `windows` outlives this object.
+    explicit AppManager(WindowSystem& windows) : windows_(windows) {}
 
     /// The operations of Workspace with the same names.
     std::optional<std::vector<RunningApplicationRef>> runningApplicationsWithBundleIdentifier(
@@ -44,15 +43,15 @@ class AppManager {
     LaunchOutcome openApplicationAtURL(const std::string& url,
                                        const NSWorkspaceOpenConfiguration& configuration);
 
-    /// The windows of the application with this identifier, the topmost last; nothing when the X server did
-    /// not tell.
-    std::optional<std::vector<xcb_window_t>> windowsWithBundleIdentifier(const std::string& identifier);
+    /// The windows of the application with this identifier, the topmost last; nothing when the window
+    /// system did not tell.
+    std::optional<std::vector<WindowId>> windowsWithBundleIdentifier(const std::string& identifier);
 
     /// Brings one window to the front. False when it did not become active in time.
-    bool activateWindow(xcb_window_t window);
+    bool activateWindow(WindowId window);
 
     /// Whether this window is in front now.
-    bool isActiveWindow(xcb_window_t window);
+    bool isActiveWindow(WindowId window);
 
   private:
     struct Application;
@@ -61,7 +60,7 @@ class AppManager {
     RunningApplicationRef awaitWindow(const AppIdentity& identity, class ChildProcess& child,
                                       const std::vector<ClientWindow>& before);
 
-    X11Connection connection_;
+    WindowSystem& windows_;
 };
 
 }  // namespace varkel

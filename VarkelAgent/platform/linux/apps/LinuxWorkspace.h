@@ -3,14 +3,17 @@
 #include "platform/Workspace.h"
 #include "platform/linux/apps/AppManager.h"
 #include "platform/linux/atspi/AtspiBus.h"
-#include "platform/linux/x11/FrontmostWatcher.h"
+#include "platform/linux/windows/WindowSystem.h"
 
 namespace varkel {
 
-/// The window manager's view of the desktop, with the accessibility bus where there is no window manager.
+/// The window system's view of the desktop, with the accessibility bus where it does not tell who is in
+/// front.
 class LinuxWorkspace : public Workspace {
   public:
-    explicit LinuxWorkspace(AtspiBus& bus) : bus_(bus) {}
+    /// Both outlive this object.
+    LinuxWorkspace(AtspiBus& bus, WindowSystem& windows)
+        : bus_(bus), windows_(windows), applications_(windows) {}
 
     std::optional<pid_t> frontmostApplication() override;
     std::optional<std::optional<pid_t>> frontmostApplicationIfKnown() override;
@@ -31,7 +34,7 @@ class LinuxWorkspace : public Workspace {
 
   private:
     AtspiBus& bus_;
-    FrontmostWatcher watcher_;
+    WindowSystem& windows_;
     AppManager applications_;
 };
 

@@ -8,41 +8,9 @@
 #include <vector>
 
 #include "platform/linux/atspi/AtspiNode.h"
+#include "platform/linux/windows/ScreenWindow.h"
 
 namespace varkel {
-
-/// A rectangle on the screen, in pixels.
-struct PixelRect {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
-    friend bool operator==(const PixelRect&, const PixelRect&) = default;
-};
-
-/// Widths along the four sides of a window, in pixels.
-struct Edges {
-    std::int32_t left = 0;
-    std::int32_t right = 0;
-    std::int32_t top = 0;
-    std::int32_t bottom = 0;
-    friend bool operator==(const Edges&, const Edges&) = default;
-};
-
-/// One window of an application as the X server knows it.
-struct ScreenWindow {
-    /// All that the application draws, its shadows too; not what the window manager adds.
-    PixelRect area;
-    std::string title;
-    /// The shadows that the application draws around itself (_GTK_FRAME_EXTENTS).
-    Edges shadow;
-    /// What the window manager adds (_NET_FRAME_EXTENTS).
-    Edges frame;
-    /// Not managed, and on the screen: a menu, a popover, a tool tip.
-    bool popup = false;
-    /// The one that the window manager calls active.
-    bool active = false;
-};
 
 /// One window of an application as its accessibility hierarchy has it.
 struct AccessibleWindow {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "platform/linux/atspi/WindowPlaces.h"
+#include "platform/linux/windows/ScreenWindow.h"
 #include "platform/linux/x11/X11Connection.h"
 
 namespace varkel {

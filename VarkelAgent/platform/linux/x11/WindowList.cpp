@@ -61,7 +61,8 @@ ClientWindow describe(X11Connection::Session& session, xcb_window_t id) {
 
 /// Toolkits make windows that only they themselves have a use for, and leave them without either.
 bool introducesItself(X11Connection::Session& session, const ClientWindow& window) {
-    return !window.className.empty() || !session.property<std::uint32_t>(window.id, "_NET_WM_PID", 1).empty();
+    const auto id = static_cast<xcb_window_t>(window.id);
+    return !window.className.empty() || !session.property<std::uint32_t>(id, "_NET_WM_PID", 1).empty();
 }
 
 /// The server's clock: a property is changed by nothing, and the event about it tells the time.

@@ -1,27 +1,15 @@
 #pragma once
 
-#include <sys/types.h>
 #include <xcb/xcb.h>
 
 #include <chrono>
 #include <optional>
-#include <string>
 #include <vector>
 
+#include "platform/linux/windows/WindowSystem.h"
 #include "platform/linux/x11/X11Connection.h"
 
 namespace varkel {
-
-/// A window of an application, as the window manager lists it.
-struct ClientWindow {
-    xcb_window_t id = XCB_WINDOW_NONE;
-    std::optional<pid_t> process;
-    /// The two names of WM_CLASS.
-    std::string instanceName;
-    std::string className;
-    /// The application's identifier by its own account, when its toolkit tells.
-    std::string applicationId;
-};
 
 /// The applications' windows, the topmost last; nothing when the server did not answer to the end.
 std::optional<std::vector<ClientWindow>> listClientWindows(X11Connection::Session& session);

@@ -13,6 +13,7 @@
 #include "base/FileDescriptor.h"
 #include "platform/linux/apps/LinuxWorkspace.h"
 #include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11WindowSystem.h"
 #include "support/NoNewThreads.h"
 
 namespace varkel {
@@ -20,7 +21,8 @@ namespace {
 
 TEST(LinuxWorkspace, DoesNotTakeWhatItCannotTellForNoApplicationInFront) {
     AtspiBus bus;
-    LinuxWorkspace workspace(bus);
+    X11WindowSystem windows;
+    LinuxWorkspace workspace(bus, windows);
     // Not connected to an X server yet.
     EXPECT_FALSE(workspace.frontmostApplicationIfKnown().has_value());
 }
