@@ -25,10 +25,10 @@ class Examples(DesktopTest):
         self.desktop.add_shortcut("Shout", "tr a-z A-Z")
         application = self.desktop.start(["gtk3-widget-factory"])
         self.desktop.activate(self.desktop.wait_for_window(application))
-        picture = self.desktop.directory + "/desktop.png"
-        self.desktop.screenshot(picture)
+        image = self.desktop.directory + "/desktop.png"
+        self.desktop.screenshot(image)
         self.wait_for_tree(None, lambda tree: tree.get("label") == "gtk3-widget-factory", "the application in front")
-        values = {"address": self.agent.url, "header": self.agent.header_file(), "picture": picture}
+        values = {"address": self.agent.url, "header": self.agent.header_file(), "image": image}
         page = (ROOT / "docs/api.md").read_text(encoding="utf-8")
         tried = set()
         script = []
@@ -39,7 +39,7 @@ class Examples(DesktopTest):
             elif line.startswith("curl "):
                 self.assertTrue(line.endswith("$address" + path) or path is None, line)
                 tried.add(path)
-                line = f"{line} -sS -o {shlex.quote(picture)}.answer -w '%{{http_code}} {path}\\n'"
+                line = f"{line} -sS -o {shlex.quote(image)}.answer -w '%{{http_code}} {path}\\n'"
             script.append(line)
         done = subprocess.run(["bash", "-euc", "\n".join(script)], env=self.desktop.environment, capture_output=True,
                               text=True, timeout=120, stdin=subprocess.DEVNULL, check=False)
