@@ -73,7 +73,7 @@ class DesktopTest(unittest.TestCase):
     """Each test has a desktop and an agent of its own, so that it may break them."""
 
     def setUp(self):
-        # Out of the reach of who takes the lowest free number: nobody must get this one while the server is away.
+        # Out of the reach of programs that take the lowest free number: none may get this one while the server is away.
         self.desktop = self.enterContext(PrivateDesktop(display=f":{1000 + os.getpid()}"))
         self.agent = Agent(self.desktop.start, self.desktop.directory)
 

@@ -17,7 +17,7 @@ class Applications(Breakdown):
         app = self.desktop.start(["/usr/bin/python3", str(APPS / "failing.py"), kind], stdout=subprocess.PIPE)
         self.assertEqual(app.stdout.readline(), b"ready\n", self.desktop.log())
         asked = self.requests.submit(self.agent.tree, app.pid)
-        if kind == "stops":  # what was read before is there, and nobody else has to wait
+        if kind == "stops":  # what was read before is there, and no other request has to wait
             wait_for(lambda: state_of(app.pid) == "T", 10, "the application to stop")
             self.assertIsNotNone(find(self.tree(other.pid, timeout=5), label="Save"))
             self.assertFalse(asked.done())

@@ -199,7 +199,7 @@ class Keyboard(unittest.TestCase):
         # From who does not tell, the keyboard is taken back after twenty seconds.
         wait_for(lambda: not self.note(), 10, "the keyboard to be given back")
 
-    def test_a_layout_set_while_keys_are_borrowed_is_left_alone(self):
+    def test_a_layout_set_while_keys_are_remapped_is_left_alone(self):
         self.layout("de")
         before = self.keyboard_map()
         self.layout("us")

@@ -1,4 +1,4 @@
-"""Descriptors and disks that are used up, and a clock that somebody sets."""
+"""Descriptors and disks that are used up, and a clock that is set."""
 
 import http.client
 import json

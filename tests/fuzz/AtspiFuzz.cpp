@@ -177,7 +177,7 @@ class HostileApplication {
         return reply;
     }
 
-    /// Most are objects that nobody has seen yet, so that a tree need not end.
+    /// Most are objects that have not been seen yet, so that a tree need not end.
     static std::pair<std::string, std::string> child(const ScriptedCall& call, std::size_t number,
                                                      Draw& draw) {
         const std::string fresh = call.path + "/" + std::to_string(number);

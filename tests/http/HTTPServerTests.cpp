@@ -35,7 +35,7 @@ std::string post(std::string_view path, std::string_view body, std::string_view 
 }
 
 template <class Error>
-RouteHandler raises(Error error) {
+RouteHandler throwing(Error error) {
     return [error](HTTPRequest) -> Task<HTTPResponse> {
         throw error;
         co_return HTTPResponse{};
@@ -67,17 +67,17 @@ class HTTPServerTest : public testing::Test {
 };
 
 TEST_F(HTTPServerTest, AnswersInTheOrderOfItsTests) {
-    server.registerRoute("POST", "/plain", raises(std::runtime_error("the reason")));
-    server.registerRoute("POST", "/number", raises(7));
-    server.registerRoute("POST", "/unprintable", raises(std::runtime_error("\xFF")));
+    server.registerRoute("POST", "/plain", throwing(std::runtime_error("the reason")));
+    server.registerRoute("POST", "/number", throwing(7));
+    server.registerRoute("POST", "/unprintable", throwing(std::runtime_error("\xFF")));
     using Case = HTTPError::Case;
     for (const auto errorCase : {Case::invalidRequest, Case::notFound, Case::methodNotAllowed,
                                  Case::badRequest, Case::unauthorized}) {
         server.registerRoute("POST", std::string("/") + HTTPError::caseName(errorCase),
-                             raises(HTTPError(errorCase)));
+                             throwing(HTTPError(errorCase)));
     }
     server.registerRoute("POST", "/twice", echo);
-    server.registerRoute("POST", "/twice", raises(std::runtime_error("second")));
+    server.registerRoute("POST", "/twice", throwing(std::runtime_error("second")));
     start();
 
     struct Expectation {

@@ -71,7 +71,7 @@ TEST(KeyMap, ReadsChords) {
         {"cmd+A", {0, 0x100000}},
         {"cmd+?", {44, 0x120000}},
         {"\u212A", {40, 0}},
-        {" cmd+a", {0, 0}},  // " cmd" is a key nobody has, and "a" replaces it
+        {" cmd+a", {0, 0}},  // " cmd" names no key, and "a" replaces it
     };
     for (const auto& [token, press] : cases) EXPECT_EQ(tokenToKeyPress(token), press) << token;
     const std::map<std::string_view, std::uint16_t> named{

@@ -22,7 +22,7 @@ constexpr const char* waiting =
     "Accessibility permission is required for varkel-agent.\n"
     "Opening System Settings \u2192 Privacy & Security \u2192 Accessibility\u2026\n";
 
-/// Time passes only when somebody sleeps.
+/// Time passes only in sleep().
 class SteppingClock : public Clock {
   public:
     double timeIntervalSince1970() override { return 0; }
@@ -75,7 +75,7 @@ class LaunchAgent : public testing::Test {
     std::string list() const { return home() + "/" + listName; }
     std::string home() const { return folder / "home"; }
 
-    /// What installing prints; an error that it raises comes through.
+    /// What installing prints; what it throws comes through.
     std::string install(const std::string& token = "secret", std::int64_t port = 47824) {
         testing::internal::CaptureStdout();
         try {

@@ -98,7 +98,7 @@ TEST_F(ConsentTest, TakesConsentThatTheCallerBringsWithTheSecretOnly) {
         EXPECT_EQ(ask(client, request), passes ? "" : refused) << testing::PrintToString(headers);
         prompts += passes ? 0 : 1;
         EXPECT_EQ(overlay.events().size(), prompts);
-        EXPECT_EQ(ask(std::nullopt, request), "") << "without a service nobody is asked";
+        EXPECT_EQ(ask(std::nullopt, request), "") << "without a service the person is not asked";
     }
 }
 
@@ -168,7 +168,7 @@ TEST_F(ConsentTest, SendsThePromptFirstAndPollsForThatPrompt) {
         EXPECT_THAT(head,
                     testing::HasSubstr("\r\nHost: 127.0.0.1:" + std::to_string(overlay.port()) + "\r\n"));
     }
-    // What the prompts say is told with the routes that raise them.
+    // What the prompts say is told with the routes that bring them up.
     const auto idOf = [&](std::size_t at) {
         return std::string(boost::json::parse(events[at].body).at("id").as_string());
     };
@@ -187,7 +187,7 @@ TEST_F(ConsentTest, HoldsNoThreadWhileHundredsOfPromptsWait) {
     descriptors.rlim_cur = std::min<rlim_t>(descriptors.rlim_max, 4'096);
     setrlimit(RLIMIT_NOFILE, &descriptors);
 
-    // Nobody decides until all the prompts have been shown.
+    // No decision comes before all the prompts have been shown.
     std::atomic<int> waiting = 0;
     const ScriptedOverlay overlay([&](int) {
         ++waiting;

@@ -11,7 +11,7 @@
 
 namespace varkel::test {
 
-/// Whether a process is there and no zombie: a grandchild is one until whoever inherited it reaps it.
+/// Whether a process is there and no zombie: a grandchild is one until its new parent reaps it.
 inline bool isAlive(pid_t pid) {
     std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
     std::string line;

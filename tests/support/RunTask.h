@@ -27,7 +27,7 @@ T runTask(Task<T> task) {
     return result.get_future().get();
 }
 
-/// What the agent's endpoint at `path` answers a request with this body, where nobody is asked for consent.
+/// What the agent's endpoint at `path` answers a request with this body, where consent is not asked for.
 inline HTTPResponse answerOf(std::string_view path, const std::string& body) {
     const auto all = endpoints(std::nullopt);
     HTTPRequest request;

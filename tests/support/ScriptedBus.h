@@ -72,7 +72,7 @@ struct ScriptedReply {
     std::string text = "org.freedesktop.DBus.Error.UnknownMethod";
     std::string body;
     /// Followed by an error for the same call. A library drops an answer that is malformed without a word:
-    /// with this, nobody has to wait in vain for it.
+    /// with this, no caller waits in vain for it.
     bool mayBeMalformed = false;
 
     static ScriptedReply answer(std::string signature, WireWriter body) {

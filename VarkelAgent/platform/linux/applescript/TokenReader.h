@@ -17,7 +17,7 @@ class TokenReader {
   public:
     explicit TokenReader(std::string_view source) : tokens_(tokensOf(source)) {}
 
-    /// Counts how deep the source nests, so that the stack cannot run out: beyond 100 levels it raises.
+    /// Counts how deep the source nests, so that the stack cannot run out: beyond 100 levels it throws.
     class Level {
       public:
         explicit Level(TokenReader& reader);

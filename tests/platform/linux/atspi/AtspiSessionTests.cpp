@@ -138,7 +138,7 @@ TEST(AtspiSession, IsOneOfSoManyWithAConnectionOfTheirOwn) {
 }
 
 TEST(AtspiSession, ReachesNoOtherApplicationOverAKeptConnection) {
-    // A process may end while somebody else holds its sockets open, and its number go to the next
+    // A process may end while another process holds its sockets open, and its number go to the next
     // application.
     std::atomic<const char*> name = ":1.7";
     std::atomic<int> addressesAsked = 0;

@@ -48,7 +48,7 @@ ScreenWindow popup(const PixelRect& area) {
     return window;
 }
 
-/// The same window, as an application and as the X server tell it.
+/// One window, as an application and as the X server tell it.
 struct Case {
     const char* what;
     const char* toolkit;

@@ -141,7 +141,7 @@ TEST_F(Launchctl, RunsTheProgramWithItsEnvironmentAndItsLogs) {
     run({"run", list()});
     EXPECT_EQ(contents(folder / "out.log"), "secret\nsecret\n");
 
-    // A link in a folder that is open to all leads to somebody's file.
+    // A link in a folder that is open to all may lead to another user's file.
     const std::string theirs = folder.write("theirs", "");
     std::filesystem::remove(folder / "out.log");
     std::filesystem::create_symlink(theirs, folder / "out.log");

@@ -107,12 +107,12 @@ TEST(X11Connection, FailsAtOnceWithoutAServer) {
 TEST(X11Connection, PrefersTheSocketThatNoOtherUserCanTake) {
     for (int display = 7100; display < 7200; ++display) {
         const SilentSocket server(socketOf(display), false);
-        const SilentSocket stranger(socketOf(display), true);
-        if (!server || !stranger) continue;
+        const SilentSocket otherUsers(socketOf(display), true);
+        if (!server || !otherUsers) continue;
         X11Connection connection(std::string(":").append(std::to_string(display)));
         const X11Connection::Session session(connection, std::chrono::milliseconds(50));
         EXPECT_TRUE(server.wasCalled());
-        EXPECT_FALSE(stranger.wasCalled());
+        EXPECT_FALSE(otherUsers.wasCalled());
         return;
     }
     GTEST_SKIP() << "no socket can be made in /tmp/.X11-unix";
