@@ -34,9 +34,16 @@ std::string freshId() {
 Task<std::optional<HTTPResponse>> checkDestructiveConsent(const HTTPRequest& request,
                                                           const std::optional<OverlayClient>& overlay,
                                                           std::string_view action,
-                                                          std::optional<std::string> target) {
+                                                          std::optional<std::string> target,
+                                                          DetailsOfAction details) {
     if (!overlay || isGranted(request, *overlay)) co_return std::nullopt;
     const std::string id = freshId();
+    if (details && overlay->wantsDetails()) {
+        boost::json::object event = co_await details();
+        event["id"] = id;
+        event["action"] = action;
+        co_await overlay->emitEvent("actionDetails", std::move(event));
+    }
     boost::json::object prompt{{"id", id}, {"action", action}};
     if (target) prompt["target"] = *target;
     co_await overlay->emitEvent("destructivePrompt", std::move(prompt));

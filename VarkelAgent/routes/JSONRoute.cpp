@@ -8,12 +8,14 @@ struct Guarded {
     std::optional<OverlayClient> overlay;
     std::string_view action;
     std::optional<std::string> target;
+    DetailsOfRequest details;
     RouteHandler route;
 };
 
 Task<HTTPResponse> askAndCall(std::shared_ptr<const Guarded> guarded, HTTPRequest request) {
-    auto refusal =
-        co_await checkDestructiveConsent(request, guarded->overlay, guarded->action, guarded->target);
+    DetailsOfAction details = [&] { return guarded->details(request); };
+    auto refusal = co_await checkDestructiveConsent(request, guarded->overlay, guarded->action,
+                                                    guarded->target, std::move(details));
     if (refusal) co_return *std::move(refusal);
     co_return co_await guarded->route(std::move(request));
 }
@@ -34,9 +36,9 @@ HTTPResponse detail::badBodyResponse(BadBody badBody, const DecodingError& error
 }
 
 RouteHandler askingFirst(std::optional<OverlayClient> overlay, std::string_view action,
-                         std::optional<std::string> target, RouteHandler route) {
+                         std::optional<std::string> target, DetailsOfRequest details, RouteHandler route) {
     const auto guarded = std::make_shared<const Guarded>(
-        Guarded{std::move(overlay), action, std::move(target), std::move(route)});
+        Guarded{std::move(overlay), action, std::move(target), std::move(details), std::move(route)});
     return [guarded](HTTPRequest request) { return askAndCall(guarded, std::move(request)); };
 }
 

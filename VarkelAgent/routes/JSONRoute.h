@@ -36,6 +36,8 @@ struct ConsentQuestion {
     std::string_view action;
     /// The member of the body that names what is acted upon.
     std::string Record::*target;
+    /// What is told of the record to a service that asks for details.
+    boost::json::object (*details)(const Record&);
 };
 
 namespace detail {
@@ -51,6 +53,11 @@ struct JSONRoute {
 HTTPResponse badBodyResponse(BadBody badBody, const DecodingError& error);
 
 template <class Record>
+Task<boost::json::object> detailsOf(const ConsentQuestion<Record>& question, const Record& record) {
+    co_return question.details(record);
+}
+
+template <class Record>
 Task<HTTPResponse> decodeAskAndCall(const JSONRoute<Record>& route, const HTTPRequest& request) {
     Record record;
     try {
@@ -61,11 +68,22 @@ Task<HTTPResponse> decodeAskAndCall(const JSONRoute<Record>& route, const HTTPRe
     if (route.question) {
         const ConsentQuestion<Record>& question = *route.question;
         std::string target = record.*question.target;
-        auto refusal =
-            co_await checkDestructiveConsent(request, question.overlay, question.action, std::move(target));
+        DetailsOfAction details = [&]() -> Task<boost::json::object> { return detailsOf(question, record); };
+        auto refusal = co_await checkDestructiveConsent(request, question.overlay, question.action,
+                                                        std::move(target), std::move(details));
         if (refusal) co_return *std::move(refusal);
     }
     co_return co_await route.handler(std::move(record), request.client);
+}
+
+template <class Record>
+Task<boost::json::object> detailsOfBody(boost::json::object (*details)(const Record&),
+                                        const HTTPRequest& request) {
+    try {
+        co_return details(co_await decodeBody<Record>(request));
+    } catch (const DecodingError&) {
+        co_return boost::json::object{{"malformed", true}};
+    }
 }
 
 template <class Record>
@@ -103,8 +121,17 @@ RouteHandler jsonRoute(BadBody badBody, FailureTable failures, Handler handler,
     };
 }
 
+/// What is told of a request whose body has not been read; the request outlives the task.
+using DetailsOfRequest = std::function<Task<boost::json::object>(const HTTPRequest&)>;
+
+/// Tells what `details` makes of the body, and of one that is no such record that it is malformed.
+template <class Record>
+DetailsOfRequest detailsOfBody(boost::json::object (*details)(const Record&)) {
+    return [details](const HTTPRequest& request) { return detail::detailsOfBody<Record>(details, request); };
+}
+
 /// A route before which the person is asked, whatever the body says.
 RouteHandler askingFirst(std::optional<OverlayClient> overlay, std::string_view action,
-                         std::optional<std::string> target, RouteHandler route);
+                         std::optional<std::string> target, DetailsOfRequest details, RouteHandler route);
 
 }  // namespace varkel

@@ -36,13 +36,27 @@ struct Discovery {
 };
 BOOST_DESCRIBE_STRUCT(Discovery, (), (port, token))
 
-/// What a discovery file says. Throws std::runtime_error when it cannot be used.
-Discovery readDiscovery(const std::string& path) {
-    const auto text = readRegularFile(path, largestDiscoveryFile);
+/// What a file may say beyond that.
+struct Wishes {
+    std::optional<bool> details;
+};
+BOOST_DESCRIBE_STRUCT(Wishes, (), (details))
+
+/// A file in which this is something else than true or false is still one to ask by.
+bool saysDetails(std::string_view json) {
+    try {
+        return decodeJSON<Wishes>(json).details.value_or(false);
+    } catch (const DecodingError&) {
+        return false;
+    }
+}
+
+/// The JSON of a discovery file. Throws std::runtime_error when it cannot be read.
+std::string readDiscovery(const std::string& path) {
+    auto text = readRegularFile(path, largestDiscoveryFile);
     if (!text) throw std::runtime_error("it cannot be read");
-    std::string_view json = *text;
-    if (json.starts_with(byteOrderMark)) json.remove_prefix(byteOrderMark.size());
-    return decodeJSON<Discovery>(json);
+    if (text->starts_with(byteOrderMark)) text->erase(0, byteOrderMark.size());
+    return *std::move(text);
 }
 
 }  // namespace
@@ -52,8 +66,9 @@ std::optional<OverlayClient> OverlayClient::init(URLSession urlSession, const st
     std::error_code error;
     if (!std::filesystem::exists(std::filesystem::symlink_status(path, error))) return std::nullopt;
     try {
-        Discovery found = readDiscovery(path);
-        return OverlayClient(found.port, std::move(found.token), urlSession);
+        const std::string json = readDiscovery(path);
+        auto found = decodeJSON<Discovery>(json);
+        return OverlayClient(found.port, std::move(found.token), saysDetails(json), urlSession);
     } catch (const std::runtime_error& failure) {
         // The person counts on being asked.
         std::fprintf(stderr, "No consent will be asked for: %s is of no use, %s\n", path.c_str(),

@@ -32,18 +32,22 @@ class OverlayClient {
     /// consent was given: every failure is a no. Does not throw. The client must outlive the task.
     Task<bool> checkConsent(std::string id) const;
 
+    /// Whether the service wants to know more of an action than a prompt has.
+    bool wantsDetails() const { return wantsDetails_; }
+
     /// The secret shared with the service.
     const std::string& token() const { return token_; }
 
   private:
-    OverlayClient(std::int64_t port, std::string token, URLSession urlSession)
-        : port_(port), token_(std::move(token)), urlSession_(urlSession) {}
+    OverlayClient(std::int64_t port, std::string token, bool wantsDetails, URLSession urlSession)
+        : port_(port), token_(std::move(token)), wantsDetails_(wantsDetails), urlSession_(urlSession) {}
 
     std::optional<URLRequest> makeRequest(std::string method, std::string path) const;
 
     /// As the file has it; there may be no such port.
     std::int64_t port_;
     std::string token_;
+    bool wantsDetails_;
     URLSession urlSession_;
 };
 

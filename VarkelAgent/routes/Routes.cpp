@@ -10,6 +10,7 @@
 #include "ax/AXTree.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
+#include "routes/ActionDetails.h"
 #include "routes/BatchRoutes.h"
 #include "routes/JSONRoute.h"
 #include "routes/TreeAndOCR.h"
@@ -49,9 +50,11 @@ std::vector<Endpoint> endpoints(const std::optional<OverlayClient>& overlay) {
     // What an element's action or a Shortcut acts on is told by its body, so that is read first; keystrokes
     // and scripts are asked about before anything of theirs is looked at.
     const auto onElement = [&]<class Record>(std::string_view action, auto handler, std::string Record::*id) {
-        return jsonRoute<Record>(BadBody::nothing, {}, handler, ConsentQuestion<Record>{overlay, action, id});
+        return jsonRoute<Record>(BadBody::nothing, {}, handler,
+                                 ConsentQuestion<Record>{overlay, action, id, actionDetails});
     };
-    const ConsentQuestion<ShortcutRequest> aboutShortcut{overlay, "run_shortcut", &ShortcutRequest::name};
+    const ConsentQuestion<ShortcutRequest> aboutShortcut{overlay, "run_shortcut", &ShortcutRequest::name,
+                                                         actionDetails};
     return {
         {"GET", "/health", health},
         {"POST", "/ax/tree", jsonRoute<TreeRequest>(BadBody::nothing, axTreeFailures, tree)},
@@ -61,6 +64,7 @@ std::vector<Endpoint> endpoints(const std::optional<OverlayClient>& overlay) {
         {"POST", "/ax/scroll", onElement("scroll", axScroll, &AXScrollRequest::elementId)},
         {"POST", "/keystrokes",
          askingFirst(overlay, "send_keystrokes", std::nullopt,
+                     detailsOfBody<SendKeystrokesRequest>(actionDetails),
                      jsonRoute<SendKeystrokesRequest>(BadBody::reason, {}, keystrokes))},
         {"POST", "/ax/tree_and_ocr",
          jsonRoute<TreeAndOCRRequest>(BadBody::reason, treeAndOCRFailures, treeAndOCR)},
@@ -71,7 +75,7 @@ std::vector<Endpoint> endpoints(const std::optional<OverlayClient>& overlay) {
         {"POST", "/shortcut",
          jsonRoute<ShortcutRequest>(BadBody::invalidJSON, {}, runShortcut, aboutShortcut)},
         {"POST", "/applescript/run",
-         askingFirst(overlay, "run_applescript", "System",
+         askingFirst(overlay, "run_applescript", "System", detailsOfBody<AppleScriptRequest>(actionDetails),
                      jsonRoute<AppleScriptRequest>(BadBody::invalidJSON, {}, runAppleScript))},
         {"POST", "/visual/find",
          jsonRoute<VisualFindOptions>(BadBody::invalidJSON, visualFindFailures, performVisualFind)},

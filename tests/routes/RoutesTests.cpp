@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "routes/ActionDetails.h"
 #include "support/AgentServer.h"
 #include "support/FakeDesktop.h"
 #include "support/ScriptedOverlay.h"
@@ -63,6 +64,51 @@ TEST_F(Routes, AskBeforeEverythingThatChangesSomething) {
         EXPECT_EQ(prompt, expected) << path;
     }
     EXPECT_TRUE(desktop.done().empty());
+}
+
+TEST_F(Routes, TellAServiceThatAsksForDetailsWhatIsAboutToHappen) {
+    const std::string large(longestDetail - 1, 'x');
+    const struct {
+        const char* path;
+        std::string body;
+        boost::json::object details;
+    } cases[] = {
+        {"/ax/click", R"({"elementId":"a1","batch_id":"b"})", {{"elementId", "a1"}, {"batch_id", "b"}}},
+        {"/ax/type", R"({"elementId":"a2","text":"To"})", {{"elementId", "a2"}, {"text", "To"}}},
+        {"/ax/type",
+         R"({"elementId":"a2","text":")" + large + "é\"}",
+         {{"elementId", "a2"}, {"text", large}, {"shortened", true}}},
+        {"/ax/scroll",
+         R"({"elementId":"a3","direction":"up","amount":5})",
+         {{"elementId", "a3"}, {"direction", "up"}, {"amount", 5}}},
+        {"/keystrokes",
+         R"({"text":"x","keys":["cmd+t"],"app_name":"Mail"})",
+         {{"text", "x"}, {"keys", {"cmd+t"}}, {"app_name", "Mail"}}},
+        {"/keystrokes", R"({"keys":["a",")" + large + "x\"]}", {{"keys", {"a"}}, {"shortened", true}}},
+        {"/keystrokes", "not JSON", {{"malformed", true}}},
+        {"/applescript/run", R"({"script":"beep"})", {{"script", "beep"}}},
+        {"/shortcut", R"({"name":"Café","input":"x"})", {{"name", "Café"}, {"input", "x"}}},
+    };
+    ScriptedOverlay overlay([](int) { return statusReply(423); });
+    boost::json::object discovery{{"port", overlay.port()}, {"token", home.secret}, {"details", true}};
+    start(home.clientOf(boost::json::serialize(discovery)));
+    for (std::size_t asked = 0; auto [path, body, expected] : cases) {
+        EXPECT_EQ(post(path, body), R"(403 {"error":"consent_denied"})") << path;
+        const auto events = overlay.events();
+        ASSERT_EQ(events.size(), asked += 2) << path;
+        const auto prompt = boost::json::parse(events.back().body).as_object();
+        expected["type"] = "actionDetails";
+        for (const char* key : {"id", "action"}) expected[key] = prompt.at(key);
+        EXPECT_EQ(boost::json::parse(events[asked - 2].body).as_object(), expected) << path;
+        EXPECT_EQ(prompt.at("type"), "destructivePrompt");
+    }
+
+    // Whatever else stands there asks for none.
+    discovery["details"] = "true";
+    const std::size_t before = overlay.events().size();
+    start(home.clientOf(boost::json::serialize(discovery)));
+    post("/ax/click", R"({"elementId":"a1"})");
+    EXPECT_EQ(overlay.events().size(), before + 1);
 }
 
 TEST_F(Routes, AskNobodyAboutAMalformedBodyOrWhatOnlyLooksAndGoOnOnceThePersonAgrees) {
