@@ -13,7 +13,6 @@ namespace {
 
 using test::FakeDesktop;
 using test::runTask;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 AXElementInfo info(std::string id, std::string role, std::optional<std::string> label = {},

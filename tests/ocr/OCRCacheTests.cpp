@@ -1,12 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "ocr/OCRCache.h"
-#include "support/ScriptedDesktop.h"
 
 namespace varkel {
 namespace {
 
-using test::ScriptedDesktop;
 
 std::vector<OCRResult> lines(const std::string& text) {
     return {{text, 0.5F, std::nullopt}};
