@@ -17,10 +17,9 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "tools/lib"))
-sys.path.append(str(ROOT / "bench"))
 from agent import Agent  # noqa: E402
+from chromium import CHROMIUM  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
-from tree import CHROMIUM  # noqa: E402
 
 # What the page does; it tells its own server what came of it. SHOWN is whether a script could read the answer.
 PAGE = """<!doctype html><title>Attack</title><iframe name=sink></iframe>

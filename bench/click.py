@@ -17,8 +17,9 @@ ROOT = Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "tools/lib"))
 sys.path.append(str(ROOT / "bench"))
 from agent import Agent, walk  # noqa: E402
+from chromium import CHROMIUM  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
-from tree import CHROMIUM, MAX_CHILDREN, PythonWalk, many_buttons_page, wait_until_settled  # noqa: E402
+from tree import MAX_CHILDREN, PythonWalk, many_buttons_page, wait_until_settled  # noqa: E402
 
 LAST = "Button 2999"
 UNKNOWN_ID = "0" * 16

@@ -15,14 +15,11 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parent.parent
 sys.path.insert(0, str(ROOT / "tools/lib"))
 from agent import Agent, size_and_depth  # noqa: E402
+from chromium import CHROMIUM  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
 
 MAX_CHILDREN = 1000
 CACHE_SECONDS = 1.0
-
-CHROMIUM = ["chromium", "--no-sandbox", "--no-first-run",
-            "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-gpu",
-            "--no-default-browser-check", "--disable-features=Translate", "--password-store=basic"]
 
 
 class PythonWalk:

@@ -148,7 +148,7 @@ std::optional<HTTPRequest> Connection::takeRequest() {
         authenticated_ = authenticated_ || authenticated;
         const bool isLimited = slot_ && !authenticated_;
         HTTPRequest& request =
-            parser_.beginRequest(isLimited ? server_.unauthenticatedLimits() : RequestLimits());
+            parser_.beginRequest(isLimited ? server_.unauthenticatedLimits() : server_.authenticatedLimits());
         request.authenticated = authenticated;
     }
     return parser_.takeRequest();

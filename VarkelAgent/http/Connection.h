@@ -40,6 +40,9 @@ class RequestServer {
     /// What is kept of the requests of a connection that has not authenticated.
     virtual RequestLimits unauthenticatedLimits() const = 0;
 
+    /// What is kept of the requests of one that has; everything unless a server says otherwise.
+    virtual RequestLimits authenticatedLimits() const { return {}; }
+
     /// Takes over a peer that has authenticated. Called on the thread of the unauthenticated connections.
     virtual void handOff(Peer peer) = 0;
 

@@ -156,7 +156,7 @@ HTTPRequest& HTTPParser::beginRequest(const RequestLimits& limits) {
     const std::string_view head = bytes().substr(0, headLength_.value());
     HTTPRequest request = readHead(head, limits);
     missing_ = bodyLength(head);
-    keepsBody_ = limits.keepsBody;
+    keepsBody_ = limits.keepsBody && missing_ <= limits.longestBody;
     const std::string* expectation = request.header("expect");
     expectsContinue_ =
         missing_ > 0 && expectation != nullptr && equalsIgnoringCase(*expectation, "100-continue");

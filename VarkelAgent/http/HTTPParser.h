@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,6 +20,8 @@ struct RequestLimits {
     /// Bytes of the method, of the path and of each header's value.
     std::size_t textLength = std::string::npos;
     bool keepsBody = true;
+    /// Bytes of a body that is kept; one that announces more is read off and thrown away.
+    std::uint64_t longestBody = std::numeric_limits<std::uint64_t>::max();
 };
 
 /// The last value of a header in the bytes of a head, by the header's lower-case name. Any thread.

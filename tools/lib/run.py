@@ -11,6 +11,7 @@ import tempfile
 
 import x11
 from agent import Agent, AgentError, binary_path
+from inspector import start_inspector
 from overlay import start_overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
 from tour import APPLICATION, SHORTCUT, Tour, take_tour
@@ -70,6 +71,13 @@ def print_host_configuration(agent, desktop):
     print(json.dumps({"mcpServers": {"desktop": server}}, indent=2) + "\n")
 
 
+def inspect(agent, desktop, options):
+    """Starts the inspector. It opens a browser on the person's own desktop; a private one has no screen."""
+    _, address = start_inspector(desktop.start, agent, *options)
+    print("The inspector shows what the agent sees. Its address lets one browser in:\n")
+    print(f"  {address}\n")
+
+
 def wait_for_end(agent):
     """Serves until a signal unwinds this, or the agent ends by itself, which is a failure."""
     print("Ctrl-C ends it.")
@@ -84,6 +92,9 @@ def run(options, desktop, application_pid, home):
     agent = Agent(desktop.start, desktop.directory, options.port)
     if options.mcp:
         print_host_configuration(agent, desktop)
+        return wait_for_end(agent)
+    if options.inspector:
+        inspect(agent, desktop, ["--no-browser"] if application_pid else [])
         return wait_for_end(agent)
     print_invitation(agent, application_pid)
     if overlay:
@@ -115,6 +126,8 @@ def main():
     parser = argparse.ArgumentParser(prog="tools/run", description=__doc__)
     parser.add_argument("--consent", action="store_true",
                         help="start the example overlay service, which asks before anything is done")
+    parser.add_argument("--inspector", action="store_true",
+                        help="instead of the tour, start varkel-inspector, which shows in a browser what the agent sees")
     parser.add_argument("--mcp", action="store_true",
                         help="instead of the tour, print the configuration for an assistant's host")
     parser.add_argument("--once", action="store_true", help="end after the tour; status 0 when all of it went well")
