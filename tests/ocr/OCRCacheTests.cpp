@@ -5,7 +5,6 @@
 namespace varkel {
 namespace {
 
-
 std::vector<OCRResult> lines(const std::string& text) {
     return {{text, 0.5F, std::nullopt}};
 }
