@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -53,6 +54,12 @@ struct CGEvent {
     std::u16string unicodeString;
 
     friend bool operator==(const CGEvent&, const CGEvent&) = default;
+};
+
+/// An event could not be delivered. what() says why, in words for a person.
+class EventError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
 };
 
 /// Ends what announceText() began when it is dropped. Dropping may block like a post.
@@ -108,7 +115,8 @@ class EventPoster {
 
     virtual void CGEventSetFlags(CGEvent& event, CGEventFlags flags) { event.flags = flags; }
 
-    /// Posts the event. A failure is not reported: no caller could act on it.
+    /// Posts the event. A backend that can tell that the event went nowhere throws EventError; posting and
+    /// announcing may.
     virtual void CGEventPost(const CGEvent& event) = 0;
 
     /// Posts events that belong together, with none of a concurrent caller in between: two clicks that get

@@ -5,6 +5,8 @@ button press with its position, every scroll. Reads commands, one per line: "loo
 entry holds, "clear" empties it."""
 
 import json
+import math
+import os
 import sys
 
 import gi
@@ -26,12 +28,20 @@ def on_key(_widget, event, kind):
 
 
 def on_button(_widget, event, kind):
-    report(kind, button=event.button, x=event.x_root, y=event.y_root)
+    report(kind, button=event.button, x=math.floor(event.x_root), y=math.floor(event.y_root))
     return True
 
 
+def direction_of(event):
+    """Wayland's steps come with their size alone."""
+    if event.direction != Gdk.ScrollDirection.SMOOTH:
+        return event.direction.value_nick
+    across = "left" if event.delta_x < 0 else "right"
+    return ("up" if event.delta_y < 0 else "down") if event.delta_y else across
+
+
 def on_scroll(_widget, event):
-    report("scroll", direction=event.direction.value_nick, x=event.x_root, y=event.y_root)
+    report("scroll", direction=direction_of(event), x=math.floor(event.x_root), y=math.floor(event.y_root))
     return True
 
 
@@ -52,6 +62,9 @@ def main():
     entry.connect("key-press-event", on_key, "press")
     entry.connect("key-release-event", on_key, "release")
     area.add_events(Gdk.EventMask.BUTTON_PRESS_MASK | Gdk.EventMask.BUTTON_RELEASE_MASK | Gdk.EventMask.SCROLL_MASK)
+    if os.environ.get("GDK_BACKEND") == "wayland":
+        # In whole steps, GTK 3 takes left for right there.
+        area.add_events(Gdk.EventMask.SMOOTH_SCROLL_MASK)
     area.connect("button-press-event", on_button, "button-press")
     area.connect("button-release-event", on_button, "button-release")
     area.connect("scroll-event", on_scroll)

@@ -13,9 +13,19 @@ from agent import Agent, walk  # noqa: E402
 from overlay import DISCOVERY  # noqa: E402
 from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
 from reporting import ReportingApp  # noqa: E402
+from sway_desktop import SwayDesktop  # noqa: E402
 
 APPS = ROOT / "tests/desktop/apps"
-__all__ = ["APPS", "ROOT", "DesktopError", "DesktopTest", "element_id", "find", "main", "paths", "wait_for", "walk"]
+
+# Which kind of desktop the tests run on: "sway", or X11 without the variable.
+ON_X11 = os.environ.get("VARKEL_DESKTOP", "x11") == "x11"
+only_on_x11 = unittest.skipUnless(ON_X11, "about X11 alone")
+__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "element_id", "find", "main", "new_desktop",
+           "only_on_x11", "paths", "wait_for", "walk"]
+
+
+def new_desktop(display=None):
+    return PrivateDesktop(display=display) if ON_X11 else SwayDesktop()
 
 
 def state_of(pid):
@@ -74,7 +84,7 @@ class DesktopTest(unittest.TestCase):
 
     def setUp(self):
         # Out of the reach of programs that take the lowest free number: none may get this one while the server is away.
-        self.desktop = self.enterContext(PrivateDesktop(display=f":{1000 + os.getpid()}"))
+        self.desktop = self.enterContext(new_desktop(display=f":{1000 + os.getpid()}"))
         self.agent = Agent(self.desktop.start, self.desktop.directory)
 
     def post(self, path, seconds=30.0, **body):
@@ -120,7 +130,10 @@ class DesktopTest(unittest.TestCase):
 
     def read_report(self, process):
         with open(process.report, encoding="utf-8") as file:
-            return json.load(file)
+            places = json.load(file)
+        for place in places.values():
+            place["x"], place["y"] = self.desktop.on_screen(process.window, place["x"], place["y"])
+        return places
 
 
 def main():

@@ -13,8 +13,7 @@ import unittest.mock
 
 import support
 from agent import Agent, AgentError
-from private_desktop import PrivateDesktop
-from support import APPS, ROOT, wait_for
+from support import APPS, ON_X11, ROOT, new_desktop, only_on_x11, wait_for
 from typing_targets import FileTarget, GtkTarget, wait_for_text
 
 SHIFT, LOCK, CONTROL, ALT, NUM, SUPER = 1, 2, 4, 8, 16, 64
@@ -26,7 +25,7 @@ MIXED = "Hello, WORLD! {[(<>)]} @#$%^&*~`'\"\\|/?;: äöüß é ñ €µ αβΓ 
 class Keyboard(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.desktop = cls.enterClassContext(PrivateDesktop())
+        cls.desktop = cls.enterClassContext(new_desktop())
         cls.agent = Agent(cls.desktop.start, cls.desktop.directory)
         cls.target = cls.enterClassContext(GtkTarget(cls.desktop))
 
@@ -39,8 +38,8 @@ class Keyboard(unittest.TestCase):
         return subprocess.run(command, env=self.desktop.environment, capture_output=True, text=True, check=True,
                               timeout=20).stdout
 
-    def layout(self, name, *options):
-        self.run_tool("setxkbmap", "-option", "", "-layout", name, *options)
+    def layout(self, name):
+        self.desktop.set_layout(name)
 
     def lock_group(self, group):
         xlib = ctypes.CDLL("libX11.so.6")
@@ -77,8 +76,9 @@ class Keyboard(unittest.TestCase):
                 self.send(text=MIXED)
                 self.assert_typed(MIXED)
 
+    @only_on_x11
     def test_the_second_group_is_typed_in_when_it_is_active(self):
-        self.layout("us,de", "-option", "grp:shifts_toggle")
+        self.run_tool("setxkbmap", "-layout", "us,de", "-option", "grp:shifts_toggle")
         # This tool binds a spare key for the purpose, and leaves its action on it.
         self.run_tool("xdotool", "key", "ISO_Next_Group")
         self.lock_group(1)
@@ -91,6 +91,7 @@ class Keyboard(unittest.TestCase):
         self.send(text=text, delay_ms=1)
         self.assert_typed(text)
 
+    @only_on_x11
     def test_locked_keys_spoil_nothing_and_stay_locked(self):
         for key, state, typed in (("Caps_Lock", LOCK, "X"), ("Num_Lock", NUM, "x")):
             with self.subTest(key=key):
@@ -182,6 +183,7 @@ class Keyboard(unittest.TestCase):
 
     # -- the keyboard afterwards
 
+    @only_on_x11
     def test_the_keyboard_is_as_it_was_afterwards(self):
         before = self.keyboard_map()
         self.send(text=MIXED)
@@ -189,6 +191,7 @@ class Keyboard(unittest.TestCase):
         wait_for(lambda: not self.note(), 20, "the keyboard to be given back")
         self.assertEqual(self.keyboard_map(), before)
 
+    @only_on_x11
     def test_qt_tells_that_it_has_read_its_keys(self):
         target = FileTarget(os.path.join(self.desktop.directory, "typed"))
         form = self.desktop.start(["/usr/bin/python3", str(APPS / "text_form.py"), "qt6", target.path])
@@ -199,6 +202,7 @@ class Keyboard(unittest.TestCase):
         # From who does not tell, the keyboard is taken back after twenty seconds.
         wait_for(lambda: not self.note(), 10, "the keyboard to be given back")
 
+    @only_on_x11
     def test_a_layout_set_while_keys_are_remapped_is_left_alone(self):
         self.layout("de")
         before = self.keyboard_map()
@@ -208,6 +212,7 @@ class Keyboard(unittest.TestCase):
         wait_for(lambda: not self.note(), 20, "the keyboard to be given back")
         self.assertEqual(self.keyboard_map(), before)
 
+    @only_on_x11
     def test_the_next_agent_tidies_up_after_one_that_was_killed(self):
         before = self.keyboard_map()
         victim = Agent(self.desktop.start, self.desktop.directory)
@@ -235,21 +240,23 @@ class Keyboard(unittest.TestCase):
     # -- the mouse
 
     def mouse(self):
-        """A function that posts mouse events, and a place in the target."""
+        """A function that posts mouse events, a place in the target, and what the target calls it."""
         poster = self.desktop.start([POST_EVENTS], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
         self.addCleanup(self.desktop.stop, poster)
-        with self.desktop.x() as display:
-            left, top, width, height = display.geometry(self.target.window)[:4]
+        left, top, width, height = self.desktop.geometry(self.target.window)
+        across, down = width // 2, height - 20
+        origin = self.desktop.on_screen(self.target.window, 0, 0)
 
         def post(line):
             poster.stdin.write(line + "\n")
             poster.stdin.flush()
             self.assertEqual(poster.stdout.readline(), "done\n")
 
-        return post, left + width // 2, top + height - 20
+        return post, (left + across, top + down), (left + across - origin[0], top + down - origin[1])
 
+    @only_on_x11
     def test_a_button_comes_up_also_when_the_server_stops_in_the_middle_of_a_click(self):
-        post, x, y = self.mouse()
+        post, (x, y), _ = self.mouse()
         post(f"press {x} {y}")
         self.target.wait_for("button-press")
         os.kill(self.desktop.x_server.pid, signal.SIGSTOP)
@@ -260,21 +267,26 @@ class Keyboard(unittest.TestCase):
         self.target.wait_for("button-release", button=1, x=x, y=y)
 
     def test_clicks_and_scrolls_land_on_the_pixel(self):
-        post, x, y = self.mouse()
-        for mapping in ("1 2 3 4 5", "3 2 1 5 4"):
+        for mapping in ("1 2 3 4 5", "3 2 1 5 4") if ON_X11 else (None,):
             with self.subTest(mapping=mapping):
                 self.target.clear()
-                self.run_tool("xmodmap", "-e", f"pointer = {mapping} 6 7 8 9 10")
+                if mapping:
+                    self.run_tool("xmodmap", "-e", f"pointer = {mapping} 6 7 8 9 10")
                 try:
-                    post(f"click {x}.9 {y}.5")
-                    for kind in ("button-press", "button-release"):
-                        self.target.wait_for(kind, button=1, x=x, y=y)
-                    for steps, direction in (("1 0", "up"), ("-1 0", "down"), ("0 1", "left"), ("0 -1", "right")):
-                        post(f"scroll {x} {y} {steps}")
-                        self.target.wait_for("scroll", direction=direction, x=x, y=y)
-                    self.assertEqual(len(self.target.app.all("scroll")), 4)
+                    self.check_mouse()
                 finally:
-                    self.run_tool("xmodmap", "-e", "pointer = default")
+                    if mapping:
+                        self.run_tool("xmodmap", "-e", "pointer = default")
+
+    def check_mouse(self):
+        post, (x, y), (own_x, own_y) = self.mouse()
+        post(f"click {x}.9 {y}.5")
+        for kind in ("button-press", "button-release"):
+            self.target.wait_for(kind, button=1, x=own_x, y=own_y)
+        for steps, direction in (("1 0", "up"), ("-1 0", "down"), ("0 1", "left"), ("0 -1", "right")):
+            post(f"scroll {x} {y} {steps}")
+            self.target.wait_for("scroll", direction=direction, x=own_x, y=own_y)
+        self.assertEqual(len(self.target.app.all("scroll")), 4)
 
 
 if __name__ == "__main__":

@@ -1,18 +1,16 @@
 """Windows of every toolkit: read whole, clicked and typed into, as they report it themselves."""
 
 import os
-import subprocess
 import sys
 import unittest
 
 import support
 from reporting import ReportingApp
-from support import APPS, ROOT, DesktopTest, find, wait_for
+from support import APPS, ROOT, DesktopTest, find, new_desktop, wait_for
 
 sys.path.insert(0, str(ROOT / "tools/lib/zoo"))
 from agent import Agent  # noqa: E402
 from bindings import Bindings, compare  # noqa: E402
-from private_desktop import PrivateDesktop  # noqa: E402
 
 FORMS = {"GTK 3": ["gtk_form.py", "3"], "GTK 4": ["gtk_form.py", "4"],
          "Qt 5": ["qt_form.py", "5"], "Qt 6": ["qt_form.py", "6"]}
@@ -27,7 +25,7 @@ TEXT = "Grüße, 5 € 漢字"
 def setUpModule():
     """One desktop for all: the bindings know the one that they first saw, for as long as the process lives."""
     global desktop, agent, bindings
-    desktop = PrivateDesktop()
+    desktop = new_desktop()
     unittest.enterModuleContext(desktop)
     os.environ.update(desktop.environment)
     agent = Agent(desktop.start, desktop.directory)
@@ -62,8 +60,7 @@ class Toolkits(DesktopTest):
                 app = self.start_form(toolkit, ["few", *options], environment)
                 desktop.activate(app.window)
                 for x, y in ((33, 47), (301, 111)):
-                    subprocess.run(["xdotool", "windowmove", str(app.window), str(x), str(y)], check=True,
-                                   env=desktop.environment)
+                    desktop.move(app.window, x, y)
                     # The agent keeps trees for a second, and has to have seen the window there.
                     self.wait_for_tree(app.pid, lambda tree, at=(x, y): self.is_at(tree, *at), "the window's new place")
                     self.check_mouse(app)
@@ -96,8 +93,7 @@ class Toolkits(DesktopTest):
         for label, event in (("Count me", {"event": "clicked", "widget": "button"}),
                              ("Remember me", {"event": "switched", "widget": "box"})):
             frame = wait_for(lambda name=label: find(self.tree(app.pid), label=name).get("frame"), 10, "a frame")
-            with desktop.x() as display:
-                display.click(int(frame["x"] + frame["width"] / 2), int(frame["y"] + frame["height"] / 2))
+            desktop.click(int(frame["x"] + frame["width"] / 2), int(frame["y"] + frame["height"] / 2))
             app.wait_for(**event)
 
     def check_click(self, app):

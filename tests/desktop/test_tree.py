@@ -81,8 +81,7 @@ class KnownWidgets(DesktopTest):
             return frames == [truth[name] for name in WIDGETS]
         self.known_tree(self.app)
         tree = self.wait_for_tree(self.app.pid, agree, "equal frames")
-        with self.desktop.x() as display:
-            x, y, width, height = display.geometry(self.app.window)
+        x, y, width, height = self.desktop.geometry(self.app.window)
         inner, outer = self.container(tree)["frame"], tree["children"][0]["frame"]
         self.assertEqual(inner, {"x": x, "y": y, "width": width, "height": height})
         self.assertLessEqual((outer["x"], outer["y"]), (x, y))

@@ -99,8 +99,8 @@ class HostileApplication {
         return reply;
     }
 
-    /// What the X server shows of it.
-    std::vector<ScreenWindow> windows() const {
+    /// What the window system shows of it.
+    ProcessWindows windows() const {
         ScriptedCall call;
         call.path = "windows";
         Draw draw(data_, call);
@@ -113,7 +113,7 @@ class HostileApplication {
             window.shadow.left = window.frame.top = draw.byte();
             window.popup = draw.byte() < 128;
         }
-        return windows;
+        return {std::move(windows), draw.byte() < 192};
     }
 
   private:

@@ -22,7 +22,7 @@ import uuid
 import x11
 
 _MARKER = "VARKEL_PRIVATE_DESKTOP"
-_SESSION_VARIABLES = ("DISPLAY", "WAYLAND_DISPLAY", "XAUTHORITY", "SESSION_MANAGER", "AT_SPI_BUS_ADDRESS",
+_SESSION_VARIABLES = ("DISPLAY", "WAYLAND_DISPLAY", "SWAYSOCK", "I3SOCK", "XAUTHORITY", "SESSION_MANAGER", "AT_SPI_BUS_ADDRESS",
                       "NO_AT_BRIDGE", "ACCESSIBILITY_ENABLED", "DESKTOP_SESSION", "WINDOWID", "LANGUAGE")
 _SESSION_PREFIXES = ("XDG_", "DBUS_", "GTK_", "GDK_", "QT_", "LC_", "QUELLAN_VARKEL_", "AT_SPI_")
 _PR_SET_PDEATHSIG = 1
@@ -119,10 +119,7 @@ class PrivateDesktop:
     def __enter__(self):
         try:
             self._make_directories()
-            self.start_x_server()
-            self.start_session_bus()
-            self.start_window_manager()
-            self.start_accessibility_bus()
+            self._start_windows()
         except BaseException:
             self.close()
             raise
@@ -130,6 +127,12 @@ class PrivateDesktop:
 
     def __exit__(self, *_):
         self.close()
+
+    def _start_windows(self):
+        self.start_x_server()
+        self.start_session_bus()
+        self.start_window_manager()
+        self.start_accessibility_bus()
 
     # -- what a user of the desktop does
 
@@ -178,6 +181,46 @@ class PrivateDesktop:
         with self.x() as display:
             display.activate(window)
             wait_for(lambda: display.active_window() == window, seconds, "the window to become active")
+
+    def active_window(self):
+        with self.x() as display:
+            return display.active_window()
+
+    def windows(self):
+        """The windows of applications."""
+        with self.x() as display:
+            return display.client_windows()
+
+    def window_of(self, pid):
+        """The first window of a process, or None."""
+        with self.x() as display:
+            return display.window_of(pid)
+
+    def window_pid(self, window):
+        with self.x() as display:
+            return display.window_pid(window)
+
+    def geometry(self, window):
+        """A window's rectangle without its frame, as (x, y, width, height) on the screen."""
+        with self.x() as display:
+            return display.geometry(window)
+
+    def on_screen(self, _window, x, y):
+        """Where on the screen a place is that a window's own application calls so."""
+        return x, y
+
+    def move(self, window, x, y):
+        with self.x() as display:
+            display.move(window, x, y)
+
+    def click(self, x, y):
+        """Clicks as a mouse does."""
+        with self.x() as display:
+            display.click(x, y)
+
+    def set_layout(self, layout):
+        """Gives the person's keyboard another layout."""
+        subprocess.run(["setxkbmap", "-option", "", "-layout", layout], env=self.environment, check=True, timeout=20)
 
     def add_shortcut(self, name, script):
         """Gives the desktop's person a Shortcut, a shell script."""

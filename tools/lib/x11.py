@@ -208,6 +208,12 @@ class Display:
         origin = self._reply(40, 0, struct.pack("<IIhh", window, self.root, 0, 0))
         return struct.unpack_from("<hh", origin, 12) + size
 
+    def move(self, window, x, y):
+        """Moves a window; its frame's corner comes to be there."""
+        only_x_and_y = 3
+        self._request(12, 0, struct.pack("<IHxxii", window, only_x_and_y, x, y))
+        self.active_window()  # a round trip: the server has the request now
+
     def activate(self, window):
         """Asks the window manager to make a window active, as a pager does."""
         source_is_pager = 2

@@ -25,16 +25,19 @@ void ElementPlaces::loadWindows() {
     std::vector<std::uint32_t> nodes = session_.node(AtspiSession::rootNode).children;
     nodes.resize(std::min(nodes.size(), maxWindows));
     session_.load(nodes, std::array{AtspiPart::name, AtspiPart::states, AtspiPart::extents});
+    ProcessWindows shown;
+    if (const auto process = session_.pidOf(AtspiSession::rootNode)) shown = screenWindows_(*process);
+    shown.windows.resize(std::min(shown.windows.size(), maxWindows));
+    convention_ = ExtentsConvention::of(session_.toolkitName());
+    convention_.fromSurface = !shown.knowTheirPlace;
     std::vector<AccessibleWindow> accessible;
     for (const std::uint32_t index : nodes) {
+        const AtspiExtents top = convention_.fromSurface ? topOfWindow(index) : AtspiExtents();
+        const AtspiExtents extents = extentsOfWindow(index);
         const AtspiNode& node = session_.node(index);
-        accessible.push_back({extentsOfWindow(index), node.name, node.states.has(AtspiState::active)});
+        accessible.push_back({extents, node.name, node.states.has(AtspiState::active), top});
     }
-    std::vector<ScreenWindow> shown;
-    if (const auto process = session_.pidOf(AtspiSession::rootNode)) shown = screenWindows_(*process);
-    shown.resize(std::min(shown.size(), maxWindows));
-    convention_ = ExtentsConvention::of(session_.toolkitName());
-    windows_.emplace(convention_, accessible, std::move(shown));
+    windows_.emplace(convention_, accessible, std::move(shown.windows));
     const auto elsewhere = windows_->arePixelsElsewhere() ? std::optional(Placement()) : std::nullopt;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
         const auto placement = windows_->inWindow(i);
@@ -52,6 +55,22 @@ AtspiExtents ElementPlaces::extentsOfWindow(std::uint32_t window) {
     const auto& children = session_.node(window).children;
     const bool filled = !children.empty() && session_.load(children.front(), AtspiPart::extents);
     return filled ? session_.node(children.front()).extents : AtspiExtents{};
+}
+
+/// What is on top among a window's children, and shown.
+AtspiExtents ElementPlaces::topOfWindow(std::uint32_t window) {
+    constexpr std::size_t maxChildren = 16;
+    if (!session_.load(window, AtspiPart::children)) return {};
+    std::vector<std::uint32_t> children = session_.node(window).children;
+    children.resize(std::min(children.size(), maxChildren));
+    session_.load(children, std::array{AtspiPart::extents});
+    AtspiExtents top;
+    for (const std::uint32_t each : children) {
+        const AtspiExtents& extents = session_.node(each).extents;
+        const bool laidOut = extents.width > 1 && extents.height > 1;
+        if (laidOut && (!isShown(top) || extents.y < top.y)) top = extents;
+    }
+    return top;
 }
 
 std::optional<PixelRect> ElementPlaces::frame(std::uint32_t node) {

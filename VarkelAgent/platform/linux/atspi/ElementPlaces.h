@@ -19,7 +19,7 @@ namespace varkel {
 class ElementPlaces {
   public:
     /// The windows of a process that are on the screen.
-    using ScreenWindows = std::function<std::vector<ScreenWindow>(pid_t process)>;
+    using ScreenWindows = std::function<ProcessWindows(pid_t process)>;
 
     /// The session outlives this object.
     ElementPlaces(AtspiSession& session, ScreenWindows screenWindows)
@@ -39,6 +39,7 @@ class ElementPlaces {
 
     void loadWindows();
     AtspiExtents extentsOfWindow(std::uint32_t window);
+    AtspiExtents topOfWindow(std::uint32_t window);
     Surface surfaceOf(std::uint32_t node);
     Surface surfaceBelow(std::uint32_t node, const Surface& around);
     std::optional<Placement> inPage(std::uint32_t node, const Placement& around);

@@ -59,7 +59,7 @@ class Matcher {
   public:
     Matcher(const ExtentsConvention& convention, const AccessibleWindow& accessible,
             const ScreenWindow& window)
-        : convention_(convention), extents_(accessible.extents), window_(window) {}
+        : convention_(convention), extents_(accessible.extents), top_(accessible.top), window_(window) {}
 
     std::optional<Fit> match() {
         if (extents_.width < smallestWindow || extents_.height < smallestWindow) return std::nullopt;
@@ -79,6 +79,7 @@ class Matcher {
         if (window_.shadow != Edges{}) tryArea(grow(area, window_.shadow, -1), scale);
         if (window_.frame != Edges{}) tryFrame(scale);
         if (convention_.fromWindow) tryBorder(grow(area, window_.shadow, -1), scale);
+        if (convention_.fromSurface) tryOwnShadow(scale);
     }
 
     void tryArea(const PixelRect& area, double scale) {
@@ -92,7 +93,7 @@ class Matcher {
     /// and may be where Java first put a dialog.
     void tryFrame(double scale) {
         const PixelRect outside = grow(window_.area, window_.frame, 1);
-        if (convention_.fromWindow || !isSize(outside, extents_, scale)) return;
+        if (!convention_.fromScreen() || !isSize(outside, extents_, scale)) return;
         const PixelRect& inside = window_.area;
         take({scale, std::trunc(inside.x / scale), std::trunc(inside.y / scale), inside.x, inside.y},
              isAt(outside, extents_, scale));
@@ -108,11 +109,26 @@ class Matcher {
              false);
     }
 
+    /// Extents with a shadow that the application draws and nothing tells the size of: as wide on the left as
+    /// on the right, and as high as what is on top of the window lies below its edge.
+    void tryOwnShadow(double scale) {
+        const PixelRect& area = window_.area;
+        const double wide = extents_.width * scale - area.width;
+        const double high = extents_.height * scale - area.height;
+        const double left = (static_cast<double>(top_.x) - extents_.x) * scale;
+        const double top = (static_cast<double>(top_.y) - extents_.y) * scale;
+        const bool fills = std::abs(top_.width * scale - area.width) <= scale;
+        if (wide <= 0 || std::abs(2 * left - wide) > 2 * scale || !fills || top < 0 || top > high) return;
+        take({scale, static_cast<double>(extents_.x), static_cast<double>(extents_.y), area.x - left,
+              area.y - top},
+             false);
+    }
+
     /// A window that changes its size just now still is where it was. Near the corner of the screen all
     /// scales say about the same.
     void tryPlaceAlone() {
         constexpr std::int32_t farEnough = 16;
-        if (convention_.fromWindow || std::max(extents_.x, extents_.y) < farEnough) return;
+        if (!convention_.fromScreen() || std::max(extents_.x, extents_.y) < farEnough) return;
         const auto isHere = [this](const PixelRect& area) {
             return std::abs(area.x - extents_.x) <= 1 && std::abs(area.y - extents_.y) <= 1;
         };
@@ -121,12 +137,13 @@ class Matcher {
 
     /// The first that fits counts, unless a later one is at the right place as well.
     void take(const Placement& placement, bool samePlace) {
-        samePlace = samePlace && !convention_.fromWindow;
+        samePlace = samePlace && convention_.fromScreen();
         if (!best_ || (samePlace && !best_->samePlace)) best_ = Fit{placement, samePlace};
     }
 
     const ExtentsConvention& convention_;
     const AtspiExtents& extents_;
+    const AtspiExtents& top_;
     const ScreenWindow& window_;
     std::optional<Fit> best_;
 };
@@ -224,7 +241,7 @@ bool WindowPlaces::hasPopovers() const {
 }
 
 bool WindowPlaces::arePixelsElsewhere() const {
-    if (convention_.fromWindow) return false;
+    if (!convention_.fromScreen()) return false;
     if (windows_.empty()) return true;
     const auto known = [](const auto& placement) { return placement.has_value(); };
     return std::ranges::any_of(placements_, known) &&

@@ -17,12 +17,17 @@ struct AccessibleWindow {
     AtspiExtents extents;
     std::string name;
     bool active = false;
+    /// What is on top of what it holds, such as its title bar. Needed only where extents count from the
+    /// window's surface.
+    AtspiExtents top = {};
 };
 
 /// What a toolkit's extents mean.
 struct ExtentsConvention {
     /// They count from the window's contents, not from the corner of the screen.
     bool fromWindow = false;
+    /// They count from the window's surface, since the application is not told where its windows are.
+    bool fromSurface = false;
     /// A logical unit is a whole number of pixels.
     bool wholeScale = false;
     /// Web pages answer in pixels, also where the rest of the window does not.
@@ -30,6 +35,8 @@ struct ExtentsConvention {
     /// What is drawn inside of a root pane counts from the window, as if nothing were above the pane. Parts
     /// of the toolkit's own in there count as they do elsewhere. (LibreOffice with GTK.)
     bool rootPanesFromWindow = false;
+
+    bool fromScreen() const { return !fromWindow && !fromSurface; }
 
     /// By the toolkit's own name for itself (the property ToolkitName of an application).
     static ExtentsConvention of(const std::string& toolkitName);

@@ -22,6 +22,8 @@ using std::chrono::nanoseconds;
 /// Longer than an application that starts waits for the disk or for a thread of its own.
 constexpr std::chrono::milliseconds quietTime{50};
 constexpr std::chrono::milliseconds idlePoll{5};
+constexpr std::chrono::seconds startingTime{15};
+constexpr std::chrono::milliseconds settlingPatience{2000};
 /// A text cursor that fades in and out takes a twentieth of the time.
 constexpr std::chrono::milliseconds idleUse = quietTime / 5;
 
@@ -105,6 +107,12 @@ bool waitUntilIdle(pid_t process, std::chrono::milliseconds patience) {
         if (now - quietSince >= quietTime) return true;
         if (now >= until) return false;
     }
+}
+
+bool waitUntilSettled(pid_t process) {
+    if (!isYoungerThan(process, startingTime)) return false;
+    waitUntilIdle(process, settlingPatience);
+    return true;
 }
 
 }  // namespace varkel

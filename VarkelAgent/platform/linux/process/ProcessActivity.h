@@ -14,4 +14,9 @@ bool isYoungerThan(pid_t process, std::chrono::milliseconds age);
 /// looked at, counts as idle. Any thread.
 bool waitUntilIdle(pid_t process, std::chrono::milliseconds patience);
 
+/// Waits until a process that was started a moment ago has come to rest, two seconds at the most: until then
+/// an application may still be reading the document that keys are meant for, and take them for nothing or put
+/// them in another place. Whether there was anything to wait for. Any thread.
+bool waitUntilSettled(pid_t process);
+
 }  // namespace varkel

@@ -1,11 +1,36 @@
 #include "platform/linux/session/Session.h"
 
+#include <chrono>
+#include <optional>
+
 #include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/wayland/SwayIPC.h"
+#include "platform/linux/wayland/SwayWindowSystem.h"
+#include "platform/linux/wayland/WaylandConnection.h"
+#include "platform/linux/wayland/WaylandEventPoster.h"
 #include "platform/linux/x11/X11WindowSystem.h"
 
 namespace varkel {
 
+namespace {
+
+/// What a compositor that does not answer may cost at the start.
+constexpr std::chrono::milliseconds greetingLimit{2000};
+
+std::optional<Session> openSway() {
+    WaylandConnection connection;
+    const auto deadline = std::chrono::steady_clock::now() + greetingLimit;
+    if (!SwayIPC::isNamed() || !connection.connect(deadline) || !WaylandEventPoster::isOffered(connection))
+        return std::nullopt;
+    auto windows = std::make_unique<SwayWindowSystem>();
+    auto events = std::make_unique<WaylandEventPoster>(*windows);
+    return Session{std::move(windows), std::move(events)};
+}
+
+}  // namespace
+
 Session openSession() {
+    if (auto sway = openSway()) return *std::move(sway);
     return {std::make_unique<X11WindowSystem>(), std::make_unique<X11EventPoster>()};
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace varkel {
 
@@ -36,6 +37,15 @@ struct ScreenWindow {
     bool popup = false;
     /// The one that the window manager calls active.
     bool active = false;
+};
+
+/// The windows of one process.
+struct ProcessWindows {
+    std::vector<ScreenWindow> windows;
+    /// Whether the process itself is told where they are on the screen, as X11 does and Wayland does not.
+    /// Where it is not, its places count from a window, and a window's area is what is seen of it, without
+    /// shadows.
+    bool knowTheirPlace = true;
 };
 
 }  // namespace varkel

@@ -55,7 +55,7 @@ class WindowSystem {
 
     /// Where the windows of a process are, also minimised ones, and its menus, popovers and tool tips that
     /// are on the screen, as far as the window system knows of them. Empty when it does not answer in time.
-    virtual std::vector<ScreenWindow> screenWindowsOf(pid_t process) = 0;
+    virtual ProcessWindows screenWindowsOf(pid_t process) = 0;
 
     /// Waits until the application in front has read the events that were posted to it, no longer than
     /// `patience`.
@@ -63,6 +63,10 @@ class WindowSystem {
 
     /// Whether pictures of the screen can be had.
     virtual bool isScreenReadable() = 0;
+
+    /// What a person should know of this session, a "name=value" line each: what it is, and how to get what
+    /// it does not allow. Empty where there is nothing to say.
+    virtual std::vector<std::string> describeSession() { return {}; }
 
     /// Variables, "NAME=value", that an application is launched with so that it may come to the front. Empty
     /// where none are needed.

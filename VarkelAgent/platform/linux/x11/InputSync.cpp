@@ -24,10 +24,6 @@ constexpr std::chrono::milliseconds focusPatience{300};
 constexpr std::chrono::milliseconds focusPoll{5};
 /// How long an application gets to read that it has the focus.
 constexpr std::chrono::milliseconds pingPatience{2000};
-/// Until then an application may still be reading the document that the keys are meant for, and take them for
-/// nothing or put them in another place.
-constexpr std::chrono::seconds startingTime{15};
-constexpr std::chrono::milliseconds idlePatience{2000};
 
 bool answersPing(X11Connection::Session& session, xcb_window_t window) {
     const auto protocols = session.property<xcb_atom_t>(window, "WM_PROTOCOLS", 64);
@@ -144,10 +140,7 @@ KeyReceiver waitUntilKeysAreHeard(X11Connection::Session& session) {
     if (!session) return {};
     // Having read that it has the focus, the application may have moved it on within its window.
     KeyReceiver receiver = keyReceiver(session);
-    if (receiver.process && isYoungerThan(*receiver.process, startingTime)) {
-        waitUntilIdle(*receiver.process, idlePatience);
-        receiver = keyReceiver(session);
-    }
+    if (receiver.process && waitUntilSettled(*receiver.process)) receiver = keyReceiver(session);
     return receiver;
 }
 

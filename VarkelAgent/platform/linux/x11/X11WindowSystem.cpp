@@ -20,8 +20,8 @@ bool X11WindowSystem::activate(const std::vector<WindowId>& windows, std::chrono
     return activateWindows(connection_, {windows.begin(), windows.end()}, patience);
 }
 
-std::vector<ScreenWindow> X11WindowSystem::screenWindowsOf(pid_t process) {
-    return varkel::screenWindowsOf(places_, process);
+ProcessWindows X11WindowSystem::screenWindowsOf(pid_t process) {
+    return {varkel::screenWindowsOf(places_, process), true};
 }
 
 void X11WindowSystem::waitUntilEventsAreRead(std::chrono::milliseconds patience) {

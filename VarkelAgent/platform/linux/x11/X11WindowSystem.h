@@ -16,7 +16,7 @@ class X11WindowSystem : public WindowSystem {
     std::optional<std::vector<ClientWindow>> clientWindows() override;
     bool isActive(WindowId window) override;
     bool activate(const std::vector<WindowId>& windows, std::chrono::milliseconds patience) override;
-    std::vector<ScreenWindow> screenWindowsOf(pid_t process) override;
+    ProcessWindows screenWindowsOf(pid_t process) override;
     void waitUntilEventsAreRead(std::chrono::milliseconds patience) override;
     bool isScreenReadable() override;
 

@@ -26,6 +26,7 @@ struct Scene {
     std::string toolkit;
     std::vector<ScreenWindow> screen;
     std::vector<Element> elements;
+    bool knowTheirPlace = true;
 };
 
 ScreenWindow window(const PixelRect& area, const Edges& frame = {}, bool popup = false) {
@@ -65,7 +66,9 @@ std::vector<std::string> corners(const Scene& scene) {
     ScriptedBus bus([&](const ScriptedCall& call) { return answer(scene, call); });
     AtspiBus atspi;
     AtspiSession session(atspi, ::getpid());
-    ElementPlaces places(session, [&scene](pid_t) { return scene.screen; });
+    ElementPlaces places(session, [&scene](pid_t) {
+        return ProcessWindows{scene.screen, scene.knowTheirPlace};
+    });
     std::vector<std::string> found;
     std::vector<std::uint32_t> waiting{AtspiSession::rootNode};
     while (!waiting.empty()) {
@@ -116,6 +119,29 @@ TEST(ElementPlaces, PutsWhatARootPaneHoldsBelowItsMenuBar) {
     EXPECT_THAT(corners(scene),
                 testing::ElementsAre("/window 0,0", "/panel 0,44", "/pane 0,44", "/button 4,46",
                                      "/sidebar 1350,124", "/native 1350,124", "/entry 1354,165"));
+}
+
+TEST(ElementPlaces, CountsFromTheSurfaceWhereNoApplicationKnowsItsPlace) {
+    const auto scene = [](const std::string& toolkit, const AtspiExtents& extents, const AtspiExtents& bar) {
+        return Scene{toolkit,
+                     {window({300, 100, 400, 200})},
+                     {application,
+                      {"/window", "/application", AtspiRole::frame, extents},
+                      {"/bar", "/window", AtspiRole::panel, bar},
+                      {"/button", "/bar", AtspiRole::pushButton, {bar.x + 7, bar.y + 9, 30, 20}}},
+                     false};
+    };
+    const auto atTheEdge = testing::ElementsAre("/window 300,100", "/bar 300,100", "/button 307,109");
+    for (const char* toolkit : {"gtk", "GTK", "Qt", "Chromium"})
+        EXPECT_THAT(corners(scene(toolkit, {0, 0, 400, 200}, {0, 0, 400, 40})), atTheEdge) << toolkit;
+    // A shadow around it: as wide on both sides, its height told by the title bar.
+    EXPECT_THAT(corners(scene("gtk", {0, 0, 452, 252}, {26, 23, 400, 47})),
+                testing::ElementsAre("/window 274,77", "/bar 300,100", "/button 307,109"));
+    // What is on top does not reach from side to side, lies lower than the shadow could, or the window has
+    // another size than is seen.
+    EXPECT_THAT(corners(scene("gtk", {0, 0, 452, 252}, {26, 23, 300, 47})), testing::IsEmpty());
+    EXPECT_THAT(corners(scene("gtk", {0, 0, 452, 252}, {26, 60, 400, 47})), testing::IsEmpty());
+    EXPECT_THAT(corners(scene("Qt", {0, 0, 380, 200}, {0, 0, 380, 40})), testing::IsEmpty());
 }
 
 TEST(ElementPlaces, PutsMenusWhereTheirOwnWindowIsOrNowhere) {
