@@ -25,8 +25,7 @@ class Consent(DesktopTest):
         return self.requests.submit(self.agent.request, "POST", path, body, 70.0)
 
     def decide(self, label):
-        with self.desktop.x() as display:
-            press(display, self.agent, self.overlay, label)
+        press(self.desktop, self.agent, self.overlay, label)
 
     def test_the_person_decides(self):
         button = self.find_one(identifier="button")

@@ -86,8 +86,7 @@ class Tour(DesktopTest):
             progress = bridge.read()
             self.assertIn("the person", progress["params"]["message"])
             self.assertEqual(self.app.all("clicked"), [], "nothing happens before the decision")
-            with self.desktop.x() as display:
-                press(display, agent, overlay, label)
+            press(self.desktop, agent, overlay, label)
             answer = bridge.read()
             while "id" not in answer:
                 answer = bridge.read()

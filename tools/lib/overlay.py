@@ -30,7 +30,7 @@ def wait_for_button(agent, process, label):
     return wait_for(lambda: _button(agent, process, label), 15, f"a prompt with the button {label}")
 
 
-def press(display, agent, process, label):
+def press(desktop, agent, process, label):
     """Presses a button of the prompt with the mouse, as a person does: again when the window was still on its way
     to its place."""
     def is_gone():
@@ -38,7 +38,7 @@ def press(display, agent, process, label):
 
     def pressed():
         frame = wait_for_button(agent, process, label)["frame"]
-        display.click(round(frame["x"] + frame["width"] / 2), round(frame["y"] + frame["height"] / 2))
+        desktop.click(round(frame["x"] + frame["width"] / 2), round(frame["y"] + frame["height"] / 2))
         try:
             return wait_for(is_gone, 3, "the prompt to go")
         except DesktopError:

@@ -14,6 +14,7 @@ from agent import Agent, AgentError, binary_path
 from inspector import start_inspector
 from overlay import start_overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
+from sway_desktop import SwayDesktop
 from tour import APPLICATION, SHORTCUT, Tour, take_tour
 
 
@@ -63,7 +64,9 @@ Try it:
 def print_host_configuration(agent, desktop):
     """What a host's configuration needs, to start varkel-mcp for this agent on this desktop."""
     environment = getattr(desktop, "environment", None) or os.environ
-    names = ("DISPLAY", "XAUTHORITY", "WAYLAND_DISPLAY")
+    names = ["DISPLAY", "XAUTHORITY"]
+    if environment.get("WAYLAND_DISPLAY"):
+        names = ["WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", *names]
     server = {"command": os.path.join(os.path.dirname(binary_path()), "varkel-mcp"),
               "args": ["--port", str(agent.port), "--token-file", agent.token_file],
               "env": {name: environment[name] for name in names if environment.get(name)}}
@@ -108,8 +111,11 @@ def run(options, desktop, application_pid, home):
 
 
 def run_on_private_desktop(options):
-    with PrivateDesktop(1440, 900) as desktop:
-        print(f"No DISPLAY is set: a private desktop is on display {desktop.display}.")
+    with SwayDesktop(1440, 900) if options.wayland else PrivateDesktop(1440, 900) as desktop:
+        if options.wayland:
+            print("A private desktop of sway's, without a screen.")
+        else:
+            print(f"No DISPLAY is set: a private desktop is on display {desktop.display}.")
         desktop.add_shortcut(SHORTCUT, "tr a-z A-Z")
         application = desktop.start([APPLICATION])
         desktop.activate(desktop.wait_for_window(application))
@@ -133,6 +139,7 @@ def main():
     parser.add_argument("--once", action="store_true", help="end after the tour; status 0 when all of it went well")
     parser.add_argument("--port", type=int, help="the port to serve on (default: 47824 if free, else another)")
     parser.add_argument("--private", action="store_true", help="use a private desktop even when DISPLAY is set")
+    parser.add_argument("--wayland", action="store_true", help="use a private desktop of sway's, on Wayland")
     parser.add_argument("--screenshot", default="build/desktop.png", metavar="FILE",
                         help="where the tour puts its screenshot (default: %(default)s)")
     options = parser.parse_args()
@@ -141,7 +148,7 @@ def main():
     sys.stdout.reconfigure(line_buffering=True)
     exit_on_signals()
     try:
-        found = os.environ.get("DISPLAY") and not options.private
+        found = os.environ.get("DISPLAY") and not options.private and not options.wayland
         return run_on_found_desktop(options) if found else run_on_private_desktop(options)
     except (AgentError, DesktopError, x11.XError, OSError) as error:
         print(f"tools/run: {error}", file=sys.stderr)

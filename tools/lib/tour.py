@@ -171,8 +171,7 @@ def show_toolkit(tour, program):
         count, _ = size_and_depth(tour.agent.tree(process.pid).json()["tree"])
     finally:
         tour.desktop.stop(process)
-    with tour.desktop.x() as display:
-        tour.desktop.activate(display.window_of(tour.application_pid))
+    tour.desktop.activate(tour.desktop.window_of(tour.application_pid))
     return f"{program}: {count} elements; its {element['role']} holds {text!r}"
 
 
@@ -189,11 +188,11 @@ def ask_first(tour):
     said = []
     for choice, status in (("Deny", 403), ("Allow", 200)):
         button = tour.find(role="AXButton", label="About Widget Factory")[0]
-        with ThreadPoolExecutor() as requests, tour.desktop.x() as display:
+        with ThreadPoolExecutor() as requests:
             pending = requests.submit(tour.agent.request, "POST", "/ax/click", {"elementId": button["id"]}, 70)
             wait_for_button(tour.agent, tour.overlay, choice)
             tour.desktop.screenshot(tour.screenshot_path)
-            press(display, tour.agent, tour.overlay, choice)
+            press(tour.desktop, tour.agent, tour.overlay, choice)
             answer = pending.result()
         expect(answer.status == status, f"after {choice}: {answer.status} {answer.body[:200]!r}")
         said.append(f"{choice}: {answer.body.decode()}")
@@ -256,18 +255,16 @@ def find_code(tour):
                                  "A QR code"])
     window = tour.desktop.wait_for_window(poster)
     try:
-        with tour.desktop.x() as display:
-            def codes():
-                tour.desktop.screenshot(tour.picture_path("code"))
-                found = tour.post("/visual/find", imagePath=tour.picture_path("code"), query=payload)["results"]
-                return [match for match in found if match["type"] == "icon"]
-            found = wait_for(codes, PATIENCE, "the code in the picture")
-            x, y, width, height = display.geometry(window)
+        def codes():
+            tour.desktop.screenshot(tour.picture_path("code"))
+            found = tour.post("/visual/find", imagePath=tour.picture_path("code"), query=payload)["results"]
+            return [match for match in found if match["type"] == "icon"]
+        found = wait_for(codes, PATIENCE, "the code in the picture")
+        x, y, width, height = tour.desktop.geometry(window)
     finally:
         tour.desktop.stop(poster)
     # The window manager need not give the focus back.
-    with tour.desktop.x() as display:
-        tour.desktop.activate(display.window_of(tour.application_pid))
+    tour.desktop.activate(tour.desktop.window_of(tour.application_pid))
     frame = {"x": x, "y": y, "width": width, "height": height}
     expect(len(found) == 1 and found[0]["text"] == payload, f"found {found}")
     expect(contains(frame, found[0]["boundingBox"]), f"found at {found[0]['boundingBox']}, it is at {frame}")

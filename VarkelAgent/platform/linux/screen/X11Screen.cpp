@@ -1,15 +1,13 @@
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
+#include "platform/linux/screen/X11Screen.h"
+
 #include <xcb/shm.h>
 
 #include <algorithm>
 #include <bit>
 #include <span>
 
-#include "base/Environment.h"
-#include "base/FileDescriptor.h"
-#include "platform/Screen.h"
+#include "platform/linux/screen/ScreenParts.h"
+#include "platform/linux/screen/SharedMemory.h"
 #include "platform/linux/x11/X11Connection.h"
 
 namespace varkel {
@@ -18,34 +16,6 @@ namespace {
 
 constexpr std::chrono::milliseconds captureLimit(5'000);
 constexpr std::uint32_t allPlanes = ~0U;
-
-/// Memory that the X server writes an image into. Empty when the system has none to give.
-class SharedMemory {
-  public:
-    explicit SharedMemory(std::size_t size)
-        : file_(memfd_create("varkel-screen", MFD_CLOEXEC | MFD_ALLOW_SEALING)), size_(size) {
-        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0) return;
-        // So the server cannot take memory away that is being read here.
-        fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK);
-        void* mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
-        if (mapped != MAP_FAILED) bytes_ = static_cast<std::uint8_t*>(mapped);
-    }
-    SharedMemory(const SharedMemory&) = delete;
-    SharedMemory& operator=(const SharedMemory&) = delete;
-    ~SharedMemory() {
-        if (bytes_) munmap(bytes_, size_);
-    }
-
-    explicit operator bool() const { return bytes_ != nullptr; }
-    /// A descriptor for the server, which xcb closes once it has been sent.
-    int duplicate() const { return fcntl(file_.get(), F_DUPFD_CLOEXEC, 3); }
-    std::span<const std::uint8_t> bytes() const { return {bytes_, size_}; }
-
-  private:
-    FileDescriptor file_;
-    std::size_t size_;
-    std::uint8_t* bytes_ = nullptr;
-};
 
 /// How the server writes the root window's pixels.
 struct PixelFormat {
@@ -182,29 +152,16 @@ std::vector<std::uint8_t> captureOverSocket(X11Connection::Session& session, con
     return convert({xcb_get_image_data(reply.get()), static_cast<std::size_t>(length)}, area, format);
 }
 
-/// The part of the area that lies on the screen.
-ScreenArea visiblePart(const std::optional<ScreenArea>& wanted, int width, int height) {
-    if (!wanted) return {0, 0, width, height};
-    const int left = std::clamp(wanted->x, 0, width);
-    const int top = std::clamp(wanted->y, 0, height);
-    const int right = std::clamp(wanted->x + wanted->width, left, width);
-    const int bottom = std::clamp(wanted->y + wanted->height, top, height);
-    return {left, top, right - left, bottom - top};
-}
-
 class X11Screen : public Screen {
   public:
     ScreenImage capture(std::optional<ScreenArea> wanted) override {
-        if (environment().contains("WAYLAND_DISPLAY")) {
-            throw ScreenError("This is a Wayland session, of which no images can be taken yet.");
-        }
         X11Connection::Session session(connection_, captureLimit);
         if (!session)
             throw ScreenError("There is no X server to take an image of (DISPLAY names none that answers).");
         const XcbPtr<xcb_get_geometry_reply_t> root(
             xcb_get_geometry_reply(session.get(), xcb_get_geometry(session.get(), session.root()), nullptr));
         if (!root) throw ScreenError("The X server does not answer.");
-        const ScreenArea area = visiblePart(wanted, root->width, root->height);
+        const ScreenArea area = visiblePart(wanted, {0, 0, root->width, root->height});
         if (area.width <= 0 || area.height <= 0) throw ScreenError("Nothing of it lies on the screen.");
 
         const PixelFormat format = formatOf(session.get(), session.screen());
@@ -219,7 +176,7 @@ class X11Screen : public Screen {
 
 }  // namespace
 
-std::unique_ptr<Screen> makeSystemScreen() {
+std::unique_ptr<Screen> makeX11Screen() {
     return std::make_unique<X11Screen>();
 }
 
