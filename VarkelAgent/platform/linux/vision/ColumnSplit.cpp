@@ -21,6 +21,9 @@ constexpr int nearby = 8;
 /// The rows that must be cut at a place: fewer where the space is wide as well.
 constexpr int leastRows = 3;
 constexpr int leastRowsAtWideSpace = 2;
+/// Or that are cut or only have a space there, as wide and wider than those around: next to numbers that end
+/// where the next column begins, no row is cut.
+constexpr int leastRowsOpen = 4;
 
 bool isSameRow(const PixelBox& a, const PixelBox& b) {
     return 2 * (std::min(a.y1, b.y1) - std::max(a.y0, b.y0)) > std::min(a.height(), b.height());
@@ -45,32 +48,103 @@ Lines around(Lines lines, const PixelBox& line) {
     return {from, to};
 }
 
-/// How many other rows have one line that begins at `left` and another that begins at `right`.
-int rowsCutAt(Lines near, const PixelBox& line, int left, int right) {
+/// A space between two parts of a line.
+struct Space {
+    int from = 0;
+    int to = 0;
+    int width() const { return to - from; }
+};
+
+/// The spaces of a line that may part words or columns, each with the index of the part behind it.
+std::vector<std::pair<Space, std::size_t>> spacesOf(const DetectedLine& line) {
+    std::vector<std::pair<Space, std::size_t>> spaces;
+    int end = line.parts.front().x1;
+    for (std::size_t i = 1; i < line.parts.size(); ++i) {
+        const PixelBox& part = line.parts[i];
+        if (part.x0 - end >= leastSpace * line.box.height()) spaces.emplace_back(Space{end, part.x0}, i);
+        end = std::max(end, part.x1);
+    }
+    return spaces;
+}
+
+bool isNear(int a, int b) {
+    return std::abs(a - b) <= sameStart;
+}
+
+/// How many other rows are cut at a space of a line: behind what begins where the line begins, or ends where
+/// the space does.
+int rowsCutAt(Lines near, const PixelBox& line, const Space& space) {
     int rows = 0;
     for (const DetectedLine& second : near) {
         const PixelBox& box = second.box;
-        if (std::abs(box.x0 - right) > sameStart || isSameRow(box, line) || !isAlike(box, line)) continue;
+        if (!isNear(box.x0, space.to) || isSameRow(box, line) || !isAlike(box, line)) continue;
         rows += std::any_of(near.begin(), near.end(), [&](const DetectedLine& first) {
-            return std::abs(first.box.x0 - left) <= sameStart && first.box.x1 < box.x0 &&
-                   isSameRow(first.box, box) && isAlike(first.box, box);
+            return (isNear(first.box.x0, line.x0) || isNear(first.box.x1, space.from)) &&
+                   first.box.x1 < box.x0 && isSameRow(first.box, box) && isAlike(first.box, box);
         });
     }
     return rows;
 }
 
+/// How many other rows have a space that begins and ends where this one does.
+int rowsOpenAt(Lines near, const PixelBox& line, const Space& space) {
+    int rows = 0;
+    for (const DetectedLine& other : near) {
+        if (isSameRow(other.box, line) || !isAlike(other.box, line)) continue;
+        const auto spaces = spacesOf(other);
+        rows += std::any_of(spaces.begin(), spaces.end(), [&](const auto& one) {
+            return isNear(one.first.from, space.from) && isNear(one.first.to, space.to);
+        });
+    }
+    return rows;
+}
+
+/// Whether what a line begins with, up to a space, is one of a column that ends there, as numbers of lines
+/// do: nearly all other rows end there, too, or have a space, and some are cut.
+bool isInColumnTo(Lines near, const PixelBox& line, const Space& space) {
+    int rows = 0;
+    int cut = 0;
+    int open = 0;
+    for (const DetectedLine& other : near) {
+        const PixelBox& box = other.box;
+        if (isSameRow(box, line) || box.x0 >= space.from || box.x1 <= line.x0) continue;
+        ++rows;
+        if (isNear(box.x1, space.from)) {
+            ++cut;
+            continue;
+        }
+        const auto spaces = spacesOf(other);
+        open += !spaces.empty() && isNear(spaces.front().first.from, space.from) ? 1 : 0;
+    }
+    return cut >= leastRows && 10 * (cut + open) >= 8 * rows;
+}
+
+/// The usual width of spaces around a line.
+int usualSpace(Lines near) {
+    std::vector<int> widths;
+    for (const DetectedLine& line : near) {
+        for (const auto& [space, part] : spacesOf(line)) widths.push_back(space.width());
+    }
+    if (widths.empty()) return 0;
+    const auto middle = widths.begin() + static_cast<std::ptrdiff_t>(widths.size() / 2);
+    std::nth_element(widths.begin(), middle, widths.end());
+    return *middle;
+}
+
 /// The first part of a line that begins the next column.
 std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line, const Patience& patience) {
+    const auto spaces = spacesOf(line);
+    if (spaces.empty()) return std::nullopt;
     const Lines near = around(lines, line.box);
-    int end = line.parts.front().x1;
-    for (std::size_t i = 1; i < line.parts.size(); ++i) {
+    const int usual = usualSpace(near);
+    for (const auto& [space, part] : spaces) {
         patience.check();
-        const PixelBox& part = line.parts[i];
-        const int space = part.x0 - end;
-        const int least = space >= wideSpace * line.box.height() ? leastRowsAtWideSpace : leastRows;
-        const bool isSpace = space >= leastSpace * line.box.height();
-        if (isSpace && rowsCutAt(near, line.box, line.box.x0, part.x0) >= least) return i;
-        end = std::max(end, part.x1);
+        const bool isWide = space.width() >= wideSpace * line.box.height();
+        if (&space == &spaces.front().first && isInColumnTo(near, line.box, space)) return part;
+        const int rows = rowsCutAt(near, line.box, space);
+        if (rows >= (isWide ? leastRowsAtWideSpace : leastRows)) return part;
+        const bool isWider = 10 * space.width() >= 16 * usual;
+        if (isWider && rows + rowsOpenAt(near, line.box, space) >= leastRowsOpen) return part;
     }
     return std::nullopt;
 }

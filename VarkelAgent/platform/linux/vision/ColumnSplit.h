@@ -9,7 +9,7 @@ namespace varkel {
 
 /// Cuts lines that run across two columns of a table because a long entry leaves little space before the
 /// next: where at least two rows nearby begin at the same places and are cut there. Lines keep no order.
-/// Raises Patience::Over. Any thread.
+/// Throws Patience::Over. Any thread.
 void splitAtColumns(std::vector<DetectedLine>& lines, const Patience& patience);
 
 }  // namespace varkel

@@ -24,7 +24,7 @@ struct DetectedLine {
 };
 
 /// Finds what looks like lines of text, of letters of any size, in reading order: rows from the top, each
-/// from the left. Raises Patience::Over. Any thread.
+/// from the left. Throws Patience::Over. Any thread.
 std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& patience);
 
 }  // namespace varkel

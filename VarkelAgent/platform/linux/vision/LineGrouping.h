@@ -17,7 +17,7 @@ struct SmallParts {
 };
 
 /// Joins glyphs, sorted by their left sides, into lines by overlap and distance, and leaves icons beside the
-/// lines out. The lines come in no order. Raises Patience::Over. Any thread.
+/// lines out. The lines come in no order. Throws Patience::Over. Any thread.
 std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
                                          const Patience& patience);
 

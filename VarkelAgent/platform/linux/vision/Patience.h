@@ -20,7 +20,7 @@ class Patience {
     std::chrono::steady_clock::time_point end() const { return end_; }
     bool isOver() const { return cancelled_.stop_requested() || std::chrono::steady_clock::now() >= end_; }
 
-    /// Raises Over when it is.
+    /// Throws Over when it is.
     void check() const {
         if (isOver()) throw Over();
     }

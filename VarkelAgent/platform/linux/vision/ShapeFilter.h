@@ -17,7 +17,7 @@ struct Glyph {
 };
 
 /// The shapes that may be text: without frames, buttons, corners of frames and pictures. Sorted by their left
-/// sides. Raises Patience::Over. Any thread.
+/// sides. Throws Patience::Over. Any thread.
 std::vector<Glyph> letterLikeShapes(const PixelPlanes& image, const ComponentSet& shapes,
                                     const EdgeMasks& edges, const Patience& patience);
 
