@@ -24,8 +24,8 @@ __all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "element_id"
            "only_on_x11", "paths", "wait_for", "walk"]
 
 
-def new_desktop(display=None):
-    return PrivateDesktop(display=display) if ON_X11 else SwayDesktop()
+def new_desktop(display=None, has_person=False):
+    return PrivateDesktop(display=display, has_person=has_person) if ON_X11 else SwayDesktop()
 
 
 def state_of(pid):
@@ -82,9 +82,12 @@ def find(tree, **attributes):
 class DesktopTest(unittest.TestCase):
     """Each test has a desktop and an agent of its own, so that it may break them."""
 
+    # Whether there is a person's mouse on the desktop.
+    has_person = False
+
     def setUp(self):
         # Out of the reach of programs that take the lowest free number: none may get this one while the server is away.
-        self.desktop = self.enterContext(new_desktop(display=f":{1000 + os.getpid()}"))
+        self.desktop = self.enterContext(new_desktop(f":{1000 + os.getpid()}", self.has_person))
         self.agent = Agent(self.desktop.start, self.desktop.directory)
 
     def post(self, path, seconds=30.0, **body):

@@ -12,8 +12,7 @@ import support
 from support import ROOT, DesktopTest
 
 sys.path.insert(0, str(ROOT / "tests/mcp"))
-from agent import Agent  # noqa: E402
-from overlay import press, start_overlay  # noqa: E402
+from overlay import Overlay, press  # noqa: E402
 from pipes import META, Bridge, text_of  # noqa: E402
 
 
@@ -27,6 +26,8 @@ def decode(png):
 
 
 class Tour(DesktopTest):
+    has_person = True
+
     def setUp(self):
         super().setUp()
         self.app = self.start_acts()
@@ -75,8 +76,8 @@ class Tour(DesktopTest):
         self.app.wait_for("scrolled")
 
     def test_the_person_is_asked_by_the_agent_alone(self):
-        overlay = start_overlay(self.desktop, self.desktop.environment["HOME"])
-        agent = Agent(self.desktop.start, self.desktop.directory)  # one that finds the service
+        overlay = Overlay(self.desktop, self.desktop.environment["HOME"])
+        agent = overlay.start_agent(self.desktop)
         bridge = self.start(agent)
         self.desktop.activate(self.app.window)
         button = self.one(bridge, label="Count me")

@@ -43,7 +43,7 @@ def write_token(directory):
     return path
 
 
-def _free_port(wanted):
+def free_port(wanted=0):
     """`wanted` when nothing listens there, else any free port. Somebody may take it before the agent does."""
     for port in (wanted, 0):
         with socket.socket() as probe:
@@ -59,16 +59,17 @@ def _free_port(wanted):
 class Agent:
     """A running agent. `start` is a function like PrivateDesktop.start: it takes a command and Popen options.
 
-    `port`: None takes the default one when it is free and another one otherwise; a number is used as it is."""
+    `port`: None takes the default one when it is free and another one otherwise; a number is used as it is.
+    `token_file`: None writes a fresh token."""
 
-    def __init__(self, start, directory, port=None, binary=None):
-        self.token_file = write_token(directory)
+    def __init__(self, start, directory, port=None, binary=None, token_file=None):
+        self.token_file = token_file or write_token(directory)
         with open(self.token_file, encoding="ascii") as file:
             self._token = file.read().strip()
         self.output = []
         attempts = 1 if port is not None else 5
         for attempt in range(attempts):
-            self.port = port if port is not None else _free_port(DEFAULT_PORT if attempt == 0 else 0)
+            self.port = port if port is not None else free_port(DEFAULT_PORT if attempt == 0 else 0)
             if self._launch(start, binary or binary_path()):
                 return
         raise AgentError("the agent did not start:\n" + "".join(self.output[-20:]))

@@ -104,11 +104,14 @@ def _has_marker(pid, marker):
 
 class PrivateDesktop:
     """A private desktop; a context manager. Used from the main thread. It takes a free display number, or the given one.
+    With `has_person` its screen is a window on a screen behind it, so that there is a mouse that is moved from
+    outside of it: person().
 
     `display` (such as ":7"), `environment` (for children), `directory` (private, removed at the end)."""
 
-    def __init__(self, width=1280, height=900, display=None):
+    def __init__(self, width=1280, height=900, display=None, has_person=False):
         self._size = (width, height)
+        self._has_person, self._screen_behind = has_person, None
         self._processes = []
         self._sessions = set()
         self._marker = uuid.uuid4().hex
@@ -166,6 +169,11 @@ class PrivateDesktop:
     def x(self):
         """A fresh connection to the display."""
         return x11.Display(self.display, self.environment["XAUTHORITY"])
+
+    def person(self):
+        """A connection to the screen behind: its clicks reach the desktop as those of a mouse, and not as events that a
+        program of the desktop makes up."""
+        return x11.Display(self._screen_behind, self.environment["XAUTHORITY"])
 
     def wait_for_window(self, process, seconds=20.0):
         """Waits until a process shows a window, and gives the window."""
@@ -289,12 +297,20 @@ class PrivateDesktop:
         """Starts the X server, the first time on a free display number unless one was given, later on the same."""
         width, height = self._size
         number = [self.display] if self.display else ["-displayfd", "{fd}"]
-        command = ["Xvfb", *number, "-screen", "0", f"{width}x{height}x24", "-nolisten", "tcp", "-noreset",
-                   "-auth", self.environment["XAUTHORITY"]]
+        options = ["-nolisten", "tcp", "-noreset", "-auth", self.environment["XAUTHORITY"]]
+        virtual = ["-screen", "0", f"{width}x{height}x24"]
+        environment = {}
+        if self._has_person and not self._screen_behind:
+            _, line = self._start_with_report(["Xvfb", "-displayfd", "{fd}", *virtual, *options], "Xvfb")
+            self._screen_behind = ":" + line
+        if self._has_person:
+            environment = {"DISPLAY": self._screen_behind}
+        server = ["Xephyr", "-screen", f"{width}x{height}"] if self._has_person else ["Xvfb", *virtual]
+        command = [server[0], *number, *server[1:], *options]
         if self.display:
-            self.x_server = self.start(command)
+            self.x_server = self.start(command, env=environment)
         else:
-            self.x_server, line = self._start_with_report(command, "Xvfb")
+            self.x_server, line = self._start_with_report(command, server[0], env=environment)
             self.display = ":" + line
         self.environment["DISPLAY"] = self.display
         wait_for(self._display_answers, 20, "the X server")

@@ -10,9 +10,9 @@ import sys
 import tempfile
 
 import x11
-from agent import Agent, AgentError, binary_path
+from agent import DEFAULT_PORT, Agent, AgentError, binary_path, free_port
 from inspector import start_inspector
-from overlay import start_overlay
+from overlay import Overlay
 from private_desktop import DesktopError, PrivateDesktop, end_process, exit_on_signals
 from sway_desktop import SwayDesktop
 from tour import APPLICATION, SHORTCUT, Tour, take_tour
@@ -91,8 +91,8 @@ def wait_for_end(agent):
 
 def run(options, desktop, application_pid, home):
     # The agent looks for the service once, when it starts.
-    overlay = start_overlay(desktop, home) if options.consent else None
-    agent = Agent(desktop.start, desktop.directory, options.port)
+    overlay = Overlay(desktop, home, options.port or free_port(DEFAULT_PORT)) if options.consent else None
+    agent = overlay.start_agent(desktop) if overlay else Agent(desktop.start, desktop.directory, options.port)
     if options.mcp:
         print_host_configuration(agent, desktop)
         return wait_for_end(agent)
@@ -111,7 +111,7 @@ def run(options, desktop, application_pid, home):
 
 
 def run_on_private_desktop(options):
-    with SwayDesktop(1440, 900) if options.wayland else PrivateDesktop(1440, 900) as desktop:
+    with SwayDesktop(1440, 900) if options.wayland else PrivateDesktop(1440, 900, has_person=options.consent) as desktop:
         if options.wayland:
             print("A private desktop of sway's, without a screen.")
         else:
@@ -131,7 +131,7 @@ def run_on_found_desktop(options):
 def main():
     parser = argparse.ArgumentParser(prog="tools/run", description=__doc__)
     parser.add_argument("--consent", action="store_true",
-                        help="start the example overlay service, which asks before anything is done")
+                        help="start varkel-overlay, which asks before anything is done")
     parser.add_argument("--inspector", action="store_true",
                         help="instead of the tour, start varkel-inspector, which shows in a browser what the agent sees")
     parser.add_argument("--mcp", action="store_true",
@@ -143,6 +143,8 @@ def main():
     parser.add_argument("--screenshot", default="build/desktop.png", metavar="FILE",
                         help="where the tour puts its screenshot (default: %(default)s)")
     options = parser.parse_args()
+    if options.consent and options.wayland:
+        parser.error("--consent needs X11: in a Wayland session it cannot be told which clicks are a person's")
     options.screenshot = os.path.abspath(options.screenshot)
     os.makedirs(os.path.dirname(options.screenshot), exist_ok=True)
     sys.stdout.reconfigure(line_buffering=True)

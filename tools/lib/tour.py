@@ -187,7 +187,7 @@ def ask_first(tour):
     """Plays the person, too: nobody sees a private desktop."""
     said = []
     for choice, status in (("Deny", 403), ("Allow", 200)):
-        button = tour.find(role="AXButton", label="About Widget Factory")[0]
+        button = tour.find(role="AXRadioButton", label="Page 2")[0]
         with ThreadPoolExecutor() as requests:
             pending = requests.submit(tour.agent.request, "POST", "/ax/click", {"elementId": button["id"]}, 70)
             wait_for_button(tour.agent, tour.overlay, choice)
@@ -196,7 +196,7 @@ def ask_first(tour):
             answer = pending.result()
         expect(answer.status == status, f"after {choice}: {answer.status} {answer.body[:200]!r}")
         said.append(f"{choice}: {answer.body.decode()}")
-    tour.wait_for_element(is_about_window, "the button's window")
+    tour.wait_for_element(lambda e: e.get("label") == "Row 3" and "frame" in e, "what the button shows")
     return f"{', '.join(said)}; the prompt is in {tour.screenshot_path}"
 
 

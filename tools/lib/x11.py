@@ -223,15 +223,23 @@ class Display:
         self._request(25, 0, struct.pack("<II", self.root, to_window_manager) + event)
         self.active_window()  # a round trip: the server has the event now
 
-    def click(self, x, y):
-        """Moves the pointer and presses the left button there, as a mouse does."""
+    def move_pointer(self, x, y):
+        """Moves the pointer there."""
+        self._fake([(6, 0)], x, y)
+
+    def click(self, x=None, y=None):
+        """Moves the pointer and presses the left button there, as a mouse does, or where the pointer is."""
+        motion = [] if x is None else [(6, 0)]
+        self._fake([*motion, (4, 1), (5, 1)], x or 0, y or 0)
+
+    def _fake(self, events, x, y):
+        """Has XTEST make events, each a kind and a button."""
         name = b"XTEST"
         reply = self._reply(98, 0, struct.pack("<Hxx", len(name)) + name)
         present, major = reply[8], reply[9]
         if not present:
             raise XError("the display takes no made-up input")
-        press, release, motion = 4, 5, 6
-        for kind, detail in ((motion, 0), (press, 1), (release, 1)):
+        for kind, detail in events:
             self._request(major, 2, struct.pack("<BBxxII8xhh8x", kind, detail, 0, self.root, x, y))
         self.active_window()  # a reply: by now the server has taken the input
 
