@@ -20,7 +20,8 @@ const char* inWords(bool granted) {
 }  // namespace
 
 bool runPermissionCheck(TrustPrompt prompt, const std::string& executable) {
-    const bool accessibility = Platform::current().permissions->AXIsProcessTrustedWithOptions(prompt);
+    Permissions& permissions = *Platform::current().permissions;
+    const bool accessibility = permissions.AXIsProcessTrustedWithOptions(prompt);
     const bool screenRecording = askForScreenCapture(prompt);
     print("executable=" + executable + "\n");
     print(std::string("accessibility=") + inWords(accessibility) + "\n");
@@ -33,6 +34,7 @@ bool runPermissionCheck(TrustPrompt prompt, const std::string& executable) {
         print("hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n");
         if (prompt == TrustPrompt::yes) openScreenRecordingSettings();
     }
+    for (const std::string& line : permissions.describeSession()) print(line + "\n");
     return accessibility && screenRecording;
 }
 

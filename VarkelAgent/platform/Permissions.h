@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 namespace varkel {
 
 /// The parts of the desktop's settings where a person grants what the agent needs.
@@ -23,6 +26,10 @@ class Permissions {
 
     /// Asks for the permission to read the screen; whether it is granted now.
     virtual bool CGRequestScreenCaptureAccess() = 0;
+
+    /// What else the person should know of this session: what it allows programs, and how to get what is
+    /// missing, a "name=value" line each. Empty where there is nothing to say.
+    virtual std::vector<std::string> describeSession() { return {}; }
 
     /// Shows a pane of the desktop's settings. Does not wait for it; does nothing where there is none.
     virtual void openSettings(SettingsPane pane) = 0;

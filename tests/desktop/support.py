@@ -9,7 +9,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/lib"))
-from agent import Agent, walk  # noqa: E402
+from agent import Agent, binary_path, walk  # noqa: E402
 from overlay import DISCOVERY  # noqa: E402
 from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
 from reporting import ReportingApp  # noqa: E402
@@ -20,7 +20,7 @@ APPS = ROOT / "tests/desktop/apps"
 # Which kind of desktop the tests run on: "sway", or X11 without the variable.
 ON_X11 = os.environ.get("VARKEL_DESKTOP", "x11") == "x11"
 only_on_x11 = unittest.skipUnless(ON_X11, "about X11 alone")
-__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "element_id", "find", "main", "new_desktop",
+__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "binary_path", "element_id", "find", "main", "new_desktop",
            "only_on_x11", "paths", "wait_for", "walk"]
 
 

@@ -9,7 +9,7 @@ import sys
 
 import cairo
 import support
-from support import ROOT, DesktopTest
+from support import ROOT, DesktopTest, only_on_x11
 
 sys.path.insert(0, str(ROOT / "tests/mcp"))
 from overlay import Overlay, press  # noqa: E402
@@ -117,6 +117,7 @@ class Tour(DesktopTest):
             y = line["frame"]["y"] + line["frame"]["height"] / 2
             self.assertTrue(0 < x - frame["x"] < frame["width"] and 0 < y - frame["y"] < frame["height"], (line, frame))
 
+    @only_on_x11
     def test_screens_of_other_kinds(self):
         """With few colours, and with a server that shares no memory."""
         for depth, options in ((24, []), (24, ["-extension", "MIT-SHM"]), (16, []), (16, ["-extension", "MIT-SHM"])):

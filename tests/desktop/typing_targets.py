@@ -29,11 +29,12 @@ class GtkTarget:
 
     name = "gtk"
 
-    def __init__(self, desktop):
-        self._desktop = desktop
+    def __init__(self, desktop, **environment):
+        self._desktop, self._environment = desktop, environment
 
     def __enter__(self):
-        self.app = ReportingApp(self._desktop, [os.path.join(_HERE, "keyboard_app.py")], env={"NO_AT_BRIDGE": "1"})
+        self.app = ReportingApp(self._desktop, [os.path.join(_HERE, "keyboard_app.py")],
+                                env={"NO_AT_BRIDGE": "1", **self._environment})
         self.process, self.window, self.wait_for = self.app.process, self.app.window, self.app.wait_for
         self._desktop.activate(self.window)
         return self

@@ -36,9 +36,14 @@ class SwayDesktop(PrivateDesktop):
         self.start_accessibility_bus()
 
     def close(self):
+        self.unplug_devices()
+        super().close()
+
+    def unplug_devices(self):
+        """Leaves the desktop without a mouse and a keyboard."""
         if self._devices:
             self._devices.close()
-        super().close()
+            self._devices = None
 
     # -- what a user of the desktop does
 
@@ -127,7 +132,8 @@ class SwayDesktop(PrivateDesktop):
         # sway refuses to run as root. In a user namespace it does not see that it is.
         disguise = ["unshare", "--user", "--map-user=1000", "--map-group=1000"] if os.getuid() == 0 else []
         folder = self.environment["XDG_RUNTIME_DIR"]
-        for left in glob.glob(os.path.join(folder, "wayland-*")) + glob.glob(os.path.join(folder, "sway-ipc.*")):
+        # What one that was killed has left: it would take other names.
+        for left in glob.glob(os.path.join(folder, "wayland-*")) + glob.glob(os.path.join(folder, "sway*.sock")):
             os.unlink(left)
         self.compositor = self.start([*disguise, "sway", "-c", configuration], env={
             "WLR_BACKENDS": "headless", "WLR_RENDERER": "pixman", "WLR_LIBINPUT_NO_DEVICES": "1",
@@ -135,7 +141,18 @@ class SwayDesktop(PrivateDesktop):
         self.environment["SWAYSOCK"] = os.path.join(folder, "sway.sock")
         self.environment["WAYLAND_DISPLAY"] = "wayland-1"
         wait_for(self._answers, 20, "sway")
+        self.unplug_devices()
         self._devices = wayland_devices.Devices(os.path.join(folder, "wayland-1"))
+        if self._xwayland:
+            self._learn_display()
+
+    def _learn_display(self):
+        """sway chooses the number of its X server, and tells what it starts."""
+        path = os.path.join(self.directory, "display")
+        self.command(f"exec echo $DISPLAY > {path}.new && mv {path}.new {path}")
+        wait_for(lambda: os.path.exists(path), 10, "the display's number")
+        with open(path, encoding="ascii") as file:
+            self.display = self.environment["DISPLAY"] = file.read().strip()
 
     def _answers(self):
         if self.compositor.poll() is not None:

@@ -16,6 +16,7 @@ class LinuxPermissions : public Permissions {
     bool AXIsProcessTrustedWithOptions(TrustPrompt prompt) override;
     bool CGPreflightScreenCaptureAccess() override { return windows_.isScreenReadable(); }
     bool CGRequestScreenCaptureAccess() override { return CGPreflightScreenCaptureAccess(); }
+    std::vector<std::string> describeSession() override { return windows_.describeSession(); }
     void openSettings(SettingsPane pane) override;
 
   private:

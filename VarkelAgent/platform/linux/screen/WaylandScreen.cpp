@@ -94,9 +94,11 @@ class Painter {
 
     void paint(const ScreenArea& part, ScreenImage& image) const {
         for (int y = 0; y < part.height; ++y) {
-            const auto row = static_cast<std::size_t>(part.y - image.area.y + y);
-            const auto column = static_cast<std::size_t>(part.x - image.area.x);
-            std::uint8_t* to = &image.pixels[(row * static_cast<std::size_t>(image.area.width) + column) * 3];
+            const int row = part.y - image.area.y + y;
+            const int column = part.x - image.area.x;
+            const auto before = static_cast<std::size_t>(row) * static_cast<std::size_t>(image.area.width) +
+                                static_cast<std::size_t>(column);
+            std::uint8_t* to = &image.pixels[before * 3];
             for (int x = 0; x < part.width; ++x, to += 3) paintUnit(part, x, y, to);
         }
     }
@@ -178,9 +180,9 @@ class Capture {
         Frame frame;
         constexpr int withoutPointer = 0;
         const WaylandPtr<zwlr_screencopy_frame_v1, zwlr_screencopy_frame_v1_destroy> request(
-            zwlr_screencopy_manager_v1_capture_output_region(
-                screencopy_.get(), withoutPointer, output.output, part.x - output.area.x,
-                part.y - output.area.y, part.width, part.height));
+            zwlr_screencopy_manager_v1_capture_output_region(screencopy_.get(), withoutPointer, output.output,
+                                                             part.x - output.area.x, part.y - output.area.y,
+                                                             part.width, part.height));
         zwlr_screencopy_frame_v1_add_listener(request.get(), &listener, &frame);
         wait(frame, frame.described);
         if (!frame.isSane()) throw lost();

@@ -19,6 +19,8 @@ constexpr std::string_view magic = "i3-ipc";
 constexpr std::size_t headSize = magic.size() + 2 * sizeof(std::uint32_t);
 /// A tree of some thousand windows has a few megabytes.
 constexpr std::size_t maxPayload = std::size_t{32} << 20;
+/// Of objects and lists within one another: two for each container in a container.
+constexpr std::size_t maxDepth = 256;
 constexpr std::uint32_t eventBit = std::uint32_t{1} << 31;
 constexpr std::uint32_t inputEvent = eventBit | 21;
 /// What changes who is in front, and what changes the keyboards.
@@ -49,16 +51,25 @@ bool SwayIPC::isNamed() {
 
 std::optional<boost::json::value> SwayIPC::ask(Message message, std::string_view payload,
                                                Clock::time_point deadline) {
-    if (!socket_) {
-        received_.clear();
-        socket_ = connectToLocalSocket(socketPath());
+    // One that was kept may have ended with the sway that it led to.
+    if (socket_) {
+        if (auto answer = exchange(message, payload, deadline)) return answer;
     }
+    received_.clear();
+    socket_ = connectToLocalSocket(socketPath());
+    return exchange(message, payload, deadline);
+}
+
+std::optional<boost::json::value> SwayIPC::exchange(Message message, std::string_view payload,
+                                                    Clock::time_point deadline) {
     bool open = socket_ && send(message, payload, deadline);
     while (open) {
         const auto frame = takeFrame();
         if (frame && frame->type == static_cast<std::uint32_t>(message)) {
             boost::system::error_code error;
-            auto value = boost::json::parse(frame->payload, error);
+            boost::json::parse_options options;
+            options.max_depth = maxDepth;
+            auto value = boost::json::parse(frame->payload, error, {}, options);
             if (error) break;
             return value;
         }

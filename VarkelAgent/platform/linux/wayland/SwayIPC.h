@@ -46,6 +46,8 @@ class SwayIPC {
         std::string payload;
     };
 
+    std::optional<boost::json::value> exchange(Message message, std::string_view payload,
+                                               Clock::time_point deadline);
     bool send(Message message, std::string_view payload, Clock::time_point deadline);
     bool awaitSocket(short events, Clock::time_point deadline);
     bool receiveMore();
