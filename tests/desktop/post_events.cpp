@@ -10,7 +10,8 @@
 using namespace varkel;
 
 int main() {
-    const Session session = openSession();
+    AtspiBus bus;
+    const Session session = openSession(bus);
     EventPoster& poster = *session.events;
     for (std::string line; std::getline(std::cin, line);) {
         std::istringstream words(line);

@@ -28,7 +28,7 @@ Platform makeSystemPlatform() {
     keepMemorySmall();
     // Shared by several members of the platform; they live as long as the process.
     static AtspiBus bus;
-    Session session = openSession();
+    Session session = openSession(bus);
     static const std::unique_ptr<WindowSystem> windows = std::move(session.windows);
     Platform platform;
     platform.eventPoster = std::move(session.events);

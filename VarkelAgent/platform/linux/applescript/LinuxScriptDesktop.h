@@ -32,7 +32,8 @@ class LinuxScriptDesktop : public ScriptDesktop {
     void launch(const ApplicationName& application);
     void type(const std::string& text, WindowId window);
 
-    Session session_ = openSession();
+    AtspiBus bus_;
+    Session session_ = openSession(bus_);
     AppManager applications_{*session_.windows};
     std::map<std::pair<std::string, bool>, std::string> identifiers_;
 };

@@ -4,6 +4,9 @@
 #include <optional>
 
 #include "platform/linux/input/X11EventPoster.h"
+#include "platform/linux/wayland/AccessibleWindowSystem.h"
+#include "platform/linux/wayland/RemoteDesktop.h"
+#include "platform/linux/wayland/RemoteEventPoster.h"
 #include "platform/linux/wayland/SwayIPC.h"
 #include "platform/linux/wayland/SwayWindowSystem.h"
 #include "platform/linux/wayland/WaylandConnection.h"
@@ -27,10 +30,24 @@ std::optional<Session> openSway() {
     return Session{std::move(windows), std::move(events)};
 }
 
+/// A Wayland desktop that tells nothing of its windows, and lends devices by the session's bus: GNOME.
+std::optional<Session> openRemoteDesktop(AtspiBus& bus) {
+    WaylandConnection connection;
+    if (!connection.connect(std::chrono::steady_clock::now() + greetingLimit)) return std::nullopt;
+    std::vector<std::unique_ptr<InputDevices>> devices;
+    devices.push_back(std::make_unique<MutterRemoteDesktop>());
+    if (!devices.back()->isOffered(Deadline::in(greetingLimit))) return std::nullopt;
+    auto windows = std::make_unique<AccessibleWindowSystem>(bus);
+    auto events = std::make_unique<RemoteEventPoster>(std::move(devices), makeMutterClipboard(), *windows);
+    windows->setSwitcher([poster = events.get()] { poster->switchWindow(); });
+    return Session{std::move(windows), std::move(events)};
+}
+
 }  // namespace
 
-Session openSession() {
+Session openSession(AtspiBus& bus) {
     if (auto sway = openSway()) return *std::move(sway);
+    if (auto desktop = openRemoteDesktop(bus)) return *std::move(desktop);
     return {std::make_unique<X11WindowSystem>(), std::make_unique<X11EventPoster>()};
 }
 

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "platform/EventPoster.h"
+#include "platform/linux/atspi/AtspiBus.h"
 #include "platform/linux/windows/WindowSystem.h"
 
 namespace varkel {
@@ -14,7 +15,7 @@ struct Session {
 };
 
 /// The session that the environment names. What it is is found out once, here; the rest connects on first
-/// use.
-Session openSession();
+/// use. `bus` outlives what is given.
+Session openSession(AtspiBus& bus);
 
 }  // namespace varkel
