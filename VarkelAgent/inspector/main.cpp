@@ -65,9 +65,9 @@ bool hasBrowser() {
 }
 
 std::string privateFolder() {
-    const std::string runtime = valueOf("XDG_RUNTIME_DIR");
+    std::string runtime = valueOf("XDG_RUNTIME_DIR");
     if (!runtime.empty()) return runtime;
-    const std::string temporary = valueOf("TMPDIR");
+    std::string temporary = valueOf("TMPDIR");
     return temporary.empty() ? "/tmp" : temporary;
 }
 

@@ -261,8 +261,9 @@ TEST(InspectorRelay, SaysWhyThereIsNoAnswer) {
     const auto ask = [&](std::uint16_t port, const char* secret) {
         Relay relay(port, [secret] { return secret; });
         HTTPResponse response;
-        boost::asio::co_spawn(context, relay.send("POST", "/ax/tree", "{}", std::chrono::seconds(1)),
-                              [&](const std::exception_ptr&, HTTPResponse given) { response = given; });
+        boost::asio::co_spawn(
+            context, relay.send("POST", "/ax/tree", "{}", std::chrono::seconds(1)),
+            [&](const std::exception_ptr&, HTTPResponse given) { response = std::move(given); });
         context.restart();
         context.run();
         return std::to_string(response.status) + ' ' + *response.body;
