@@ -1,13 +1,14 @@
 """Types a mixed text into real applications under several layouts and counts what arrives wrong, beside xdotool.
 
-    tools/bench typing [--rounds 20] [--characters 2000] [--delays 12,1] [--targets gtk,xterm,chromium]
-                       [--layouts us,de,fr] [--no-xdotool]
+    tools/bench typing [--rounds 20] [--characters 2000] [--delays 12,1] [--targets gtk,xterm,chromium,foot,gtk3,gtk4,qt5,qt6]
+                       [--layouts us,de,fr] [--no-xdotool] [--wayland]
 
 A full run takes hours (2,000 characters at 18 ms are 36 s, times rounds, delays, targets and layouts). Errors are
 counted by aligning what the application holds with what was typed: lost, added (doubled or stray), wrong."""
 
 import argparse
 import difflib
+import functools
 import os
 import random
 import subprocess
@@ -20,10 +21,12 @@ sys.path[:0] = [os.path.join(_ROOT, folder) for folder in ("tools/lib", "tests/d
 
 from agent import Agent  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals  # noqa: E402
-from terminal_and_browser import ChromiumTarget, XTermTarget  # noqa: E402
-from typing_targets import GtkTarget, wait_for_text  # noqa: E402
+from sway_desktop import SwayDesktop  # noqa: E402
+from terminal_and_browser import ChromiumTarget, FootTarget, XTermTarget  # noqa: E402
+from typing_targets import FormTarget, GtkTarget, wait_for_text  # noqa: E402
 
-_TARGETS = {target.name: target for target in (GtkTarget, XTermTarget, ChromiumTarget)}
+_TARGETS = {target.name: target for target in (GtkTarget, XTermTarget, FootTarget, ChromiumTarget)}
+_TARGETS.update({name: functools.partial(FormTarget, toolkit=name) for name in ("gtk3", "gtk4", "qt5", "qt6")})
 
 _PIECES = {
     "plain": "the quick brown fox jumps over the lazy dog 0123456789",
@@ -97,14 +100,15 @@ def run(desktop, agent, options):
     for name in options.targets:
         with _TARGETS[name](desktop) as target:
             for layout in options.layouts:
-                subprocess.run(["setxkbmap", layout], env=desktop.environment, check=True)
+                desktop.set_layout(layout)
                 for delay in options.delays:
                     for tool in options.tools:
-                        failed |= measure(desktop, agent, target, layout, delay, tool, options)
+                        failed |= measure(desktop, agent, (name, target), layout, delay, tool, options)
     return failed
 
 
-def measure(desktop, agent, target, layout, delay, tool, options):
+def measure(desktop, agent, named_target, layout, delay, tool, options):
+    name, target = named_target
     totals, seconds, example = [0, 0, 0], 0.0, None
     rounds = options.rounds if tool == "agent" else options.xdotool_rounds
     for number in range(rounds):
@@ -121,7 +125,7 @@ def measure(desktop, agent, target, layout, delay, tool, options):
         if found != text and example is None:
             example = first_difference(text, found)
         totals = [sum(pair) for pair in zip(totals, errors(text, found))]
-    print(f"{layout:7}{target.name:10}{delay:6}  {tool:9}{rounds:7}{rounds * options.characters:11}"
+    print(f"{layout:7}{name:10}{delay:6}  {tool:9}{rounds:7}{rounds * options.characters:11}"
           f"{totals[0]:7}{totals[1]:6}{totals[2]:6}  {seconds / max(1, rounds):.1f}", flush=True)
     if example:
         print(f"       first: {example}", flush=True)
@@ -134,16 +138,21 @@ def main():
     parser.add_argument("--xdotool-rounds", type=int, default=None, help="default: as --rounds")
     parser.add_argument("--characters", type=int, default=2000)
     parser.add_argument("--delays", type=lambda text: [int(part) for part in text.split(",")], default=[12, 1])
-    parser.add_argument("--targets", type=lambda text: text.split(","), default=list(_TARGETS))
+    parser.add_argument("--targets", type=lambda text: text.split(","), default=None)
     parser.add_argument("--layouts", type=lambda text: text.split(","), default=["us", "de", "fr"])
     parser.add_argument("--seed", default="varkel")
     parser.add_argument("--no-xdotool", dest="tools", action="store_const", const=["agent"],
                         default=["agent", "xdotool"])
+    parser.add_argument("--wayland", action="store_true", help="on a desktop of sway's, where xdotool is left out")
     options = parser.parse_args()
+    if options.wayland:
+        options.tools = ["agent"]
+    options.targets = options.targets or (["gtk3", "gtk4", "qt5", "foot"] if options.wayland else
+                                          ["gtk", "xterm", "chromium"])
     if options.xdotool_rounds is None:
         options.xdotool_rounds = options.rounds
     exit_on_signals()
-    with PrivateDesktop() as desktop:
+    with SwayDesktop() if options.wayland else PrivateDesktop() as desktop:
         agent = Agent(desktop.start, desktop.directory)
         sys.exit(1 if run(desktop, agent, options) else 0)
 

@@ -1,4 +1,4 @@
-"""Applications to type into besides the tests' own one: xterm and a Chromium text area.
+"""Applications to type into besides the tests' own one: xterm, foot and a Chromium text area.
 
 Each is a context manager made with a PrivateDesktop; `clear()` empties it, `text()` reads it."""
 
@@ -23,15 +23,16 @@ while True:
 
 class XTermTarget:
     name = "xterm"
+    _COMMAND = ("xterm", "-u8", "-e")
 
     def __init__(self, desktop):
         self._desktop = desktop
 
     def __enter__(self):
-        self._path = os.path.join(self._desktop.directory, f"xterm-{time.monotonic_ns()}")
+        self._path = os.path.join(self._desktop.directory, f"{self.name}-{time.monotonic_ns()}")
         open(self._path, "wb").close()
         self._start = 0
-        self.process = self._desktop.start(["xterm", "-u8", "-e", sys.executable, "-c", _RAW_READER, self._path])
+        self.process = self._desktop.start([*self._COMMAND, sys.executable, "-c", _RAW_READER, self._path])
         self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
         time.sleep(0.5)  # the reader has no way to tell that the terminal is in raw mode
@@ -47,6 +48,11 @@ class XTermTarget:
 
     def clear(self):
         self._start = os.path.getsize(self._path)
+
+
+class FootTarget(XTermTarget):
+    name = "foot"
+    _COMMAND = ("foot",)
 
 
 _PAGE = """<!doctype html><meta charset=utf-8><title>typing</title>
@@ -111,7 +117,7 @@ class ChromiumTarget:
         profile = os.path.join(self._desktop.directory, f"chromium-{time.monotonic_ns()}")
         self.process = self._desktop.start(
             ["chromium", "--no-sandbox", "--no-first-run", "--disable-gpu", "--disable-dev-shm-usage",
-             "--password-store=basic", f"--user-data-dir={profile}", f"--app={url}"])
+             "--password-store=basic", "--ozone-platform-hint=auto", f"--user-data-dir={profile}", f"--app={url}"])
         self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
         self._wait(lambda state: state and state["focused"], 60)

@@ -75,6 +75,7 @@ class Tour(DesktopTest):
         bridge.call("scroll", elementId=rows["id"], direction="down", amount=150, timeoutMs=0)
         self.app.wait_for("scrolled")
 
+    @only_on_x11
     def test_the_person_is_asked_by_the_agent_alone(self):
         overlay = Overlay(self.desktop, self.desktop.environment["HOME"])
         agent = overlay.start_agent(self.desktop)

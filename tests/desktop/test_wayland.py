@@ -84,6 +84,20 @@ class Keys(Wayland):
 
 
 class Loss(Wayland):
+    def test_an_application_that_reads_nothing_lives_on(self):
+        """Its compositor ends one whose socket is full."""
+        target = self.target()
+        self.assert_types(target)
+        os.kill(target.process.pid, signal.SIGSTOP)
+        try:
+            answer = self.send(text=TEXT * 40, delay_ms=1)
+        finally:
+            os.kill(target.process.pid, signal.SIGCONT)
+        self.assertEqual(answer.status, 500, answer.body)
+        self.assertIn("does not read", answer.json()["message"])
+        wait_for(lambda: target.text().startswith(TEXT * 3), 10, "what it was sent")
+        self.assert_types(target)
+
     def test_a_compositor_that_stops_ends_the_text_and_works_again(self):
         target = self.target()
         sway = self.desktop.compositor.pid

@@ -50,6 +50,30 @@ class GtkTarget:
         self.app.events.clear()
 
 
+class FormTarget:
+    """The text area of text_form.py in a toolkit; what it held when it was last cleared stays in it, unseen."""
+
+    def __init__(self, desktop, toolkit):
+        self._desktop, self._toolkit, self._start = desktop, toolkit, 0
+        self._file = FileTarget(os.path.join(desktop.directory, f"{toolkit}-{time.monotonic_ns()}"))
+
+    def __enter__(self):
+        self.process = self._desktop.start(["/usr/bin/python3", os.path.join(_HERE, "apps/text_form.py"), self._toolkit,
+                                            self._file.path], env={"GSK_RENDERER": "cairo"})
+        self.window = self._desktop.wait_for_window(self.process, 60)
+        self._desktop.activate(self.window)
+        return self
+
+    def __exit__(self, *_):
+        self._desktop.stop(self.process)
+
+    def text(self):
+        return self._file.text()[self._start:]
+
+    def clear(self):
+        self._start = len(self._file.text())
+
+
 class FileTarget:
     """What text_form.py has written into its file."""
 

@@ -21,22 +21,22 @@ std::string variable(const char* name) {
     return found == environment().end() ? std::string() : found->second;
 }
 
-std::string displayPath() {
-    std::string display = variable("WAYLAND_DISPLAY");
-    if (display.empty() || display.front() == '/') return display;
-    const std::string folder = variable("XDG_RUNTIME_DIR");
-    return folder.empty() ? std::string() : folder + "/" + display;
-}
-
 void setTrue(void* done, wl_callback* /*callback*/, std::uint32_t /*serial*/) {
     *static_cast<bool*>(done) = true;
 }
 
 }  // namespace
 
+std::string WaylandConnection::socketPath() {
+    std::string display = variable("WAYLAND_DISPLAY");
+    if (display.empty() || display.front() == '/') return display;
+    const std::string folder = variable("XDG_RUNTIME_DIR");
+    return folder.empty() ? std::string() : folder + "/" + display;
+}
+
 bool WaylandConnection::connect(Clock::time_point deadline) {
     if (display_ != nullptr) return true;
-    FileDescriptor socket = connectToLocalSocket(displayPath());
+    FileDescriptor socket = connectToLocalSocket(socketPath());
     if (!socket) return false;
     display_ = wl_display_connect_to_fd(socket.release());
     if (display_ == nullptr) return false;

@@ -36,6 +36,8 @@ class WaylandConnection {
     /// Connects to the compositor that WAYLAND_DISPLAY names and learns what it offers. False when none
     /// answers in time.
     bool connect(Clock::time_point deadline);
+    /// The compositor's socket in the file system; empty when the environment names none.
+    static std::string socketPath();
     bool isConnected() const { return display_ != nullptr; }
     void disconnect();
 

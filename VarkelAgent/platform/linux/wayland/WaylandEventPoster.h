@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,7 @@
 #include "platform/EventPoster.h"
 #include "platform/linux/wayland/KeyFocus.h"
 #include "platform/linux/wayland/OwnKeymap.h"
+#include "platform/linux/wayland/UnreadEvents.h"
 #include "platform/linux/wayland/WaylandConnection.h"
 #include "platform/linux/wayland/WaylandOutputs.h"
 
@@ -53,6 +55,7 @@ class WaylandEventPoster : public EventPoster {
     void connect(Clock::time_point deadline);
     void disconnect();
     void synchronise(Clock::time_point deadline);
+    void awaitReading(const KeyFocus& focus);
     void awaitDevicesKnown();
     static void takeCapabilities(void* self, wl_seat* seat, std::uint32_t capabilities);
     static void ignoreName(void* self, wl_seat* seat, const char* name);
@@ -80,6 +83,9 @@ class WaylandEventPoster : public EventPoster {
     std::uint64_t keyboardChanges_ = 0;
     /// Whose start has been waited for.
     std::optional<pid_t> settled_;
+    std::optional<UnreadEvents> unread_;
+    std::optional<pid_t> unreadOf_;
+    unsigned pressesUntilLook_ = 0;
     WaylandConnection connection_;
     WaylandOutputs outputs_;
     wl_seat* seat_ = nullptr;
