@@ -19,6 +19,7 @@ sys.path.append(str(ROOT / "bench"))
 from agent import Agent, walk  # noqa: E402
 from chromium import CHROMIUM  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
+from sway_desktop import SwayDesktop  # noqa: E402
 from tree import MAX_CHILDREN, PythonWalk, many_buttons_page, wait_until_settled  # noqa: E402
 
 LAST = "Button 2999"
@@ -122,9 +123,10 @@ def report(seconds):
 def main():
     parser = argparse.ArgumentParser(prog="tools/bench click", description=__doc__)
     parser.add_argument("--rounds", type=int, default=9)
+    parser.add_argument("--wayland", action="store_true", help="on a desktop of sway's")
     options = parser.parse_args()
     exit_on_signals()
-    with PrivateDesktop() as desktop:
+    with SwayDesktop() if options.wayland else PrivateDesktop() as desktop:
         os.environ.update(desktop.environment)  # for the bindings, which run in this process
         agent = Agent(desktop.start, desktop.directory)
         python_walk = PythonWalk()

@@ -17,6 +17,7 @@ sys.path.insert(0, str(ROOT / "tools/lib"))
 from agent import Agent, size_and_depth  # noqa: E402
 from chromium import CHROMIUM  # noqa: E402
 from private_desktop import PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
+from sway_desktop import SwayDesktop  # noqa: E402
 
 MAX_CHILDREN = 1000
 CACHE_SECONDS = 1.0
@@ -151,9 +152,10 @@ def main():
     parser.add_argument("--rounds", type=int, default=7)
     parser.add_argument("--only", default="", help="measure only applications whose name holds this")
     parser.add_argument("--without-agent", action="store_true", help="measure the Python bindings alone")
+    parser.add_argument("--wayland", action="store_true", help="on a desktop of sway's")
     options = parser.parse_args()
     exit_on_signals()
-    with PrivateDesktop() as desktop:
+    with SwayDesktop() if options.wayland else PrivateDesktop() as desktop:
         os.environ.update(desktop.environment)  # for the bindings, which run in this process
         agent = None if options.without_agent else Agent(desktop.start, desktop.directory)
         python_walk = PythonWalk()
