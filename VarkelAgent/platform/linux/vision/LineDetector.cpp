@@ -264,7 +264,6 @@ std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& pa
     for (DetectedLine& line : findLines(levels.front().glyphs, SmallParts{}, picture.at(0), patience)) {
         found.push_back(std::move(line));
     }
-    sortForReading(found);
     return found;
 }
 

@@ -23,8 +23,8 @@ struct DetectedLine {
     }
 };
 
-/// Finds what looks like lines of text, of letters of any size, in reading order: rows from the top, each
-/// from the left. Throws Patience::Over. Any thread.
+/// Finds what looks like lines of text, of letters of any size, in no order. Throws Patience::Over. Any
+/// thread.
 std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& patience);
 
 }  // namespace varkel

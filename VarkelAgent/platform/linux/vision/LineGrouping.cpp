@@ -300,24 +300,4 @@ std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, Small
     return lines;
 }
 
-void sortForReading(std::vector<DetectedLine>& lines) {
-    const auto middle = [](const DetectedLine& line) {
-        const PixelBox box = line.boxInPicture();
-        return box.y0 + box.y1;
-    };
-    const auto left = [](const DetectedLine& line) { return line.boxInPicture().x0; };
-    std::stable_sort(lines.begin(), lines.end(),
-                     [&](const DetectedLine& a, const DetectedLine& b) { return middle(a) < middle(b); });
-    for (auto row = lines.begin(); row != lines.end();) {
-        const PixelBox first = row->boxInPicture();
-        auto end = std::find_if(row, lines.end(), [&](const DetectedLine& line) {
-            return middle(line) > 2 * first.y1 - first.height() / 2;
-        });
-        if (end == row) ++end;
-        std::stable_sort(row, end,
-                         [&](const DetectedLine& a, const DetectedLine& b) { return left(a) < left(b); });
-        row = end;
-    }
-}
-
 }  // namespace varkel

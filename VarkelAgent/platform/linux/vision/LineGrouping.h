@@ -21,8 +21,4 @@ struct SmallParts {
 std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
                                          const Patience& patience);
 
-/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their
-/// middles lie within it. Any thread.
-void sortForReading(std::vector<DetectedLine>& lines);
-
 }  // namespace varkel

@@ -1,6 +1,7 @@
 #include "platform/linux/vision/TextRecogniser.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <system_error>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "platform/linux/vision/Patience.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/ReadingRepair.h"
+#include "platform/linux/vision/WhitePlane.h"
 
 namespace varkel {
 
@@ -22,9 +24,61 @@ constexpr unsigned mostWorkers = 4;
 constexpr float doubtful = 0.8F;
 /// Tesseract was seen to read nothing on pictures of this width and more.
 constexpr int tooWide = 32767;
+/// For what was found among the white of a picture only.
+constexpr float leastForWhite = 0.75F;
+constexpr std::size_t leastWhite = 3;
 
 unsigned usualWorkers() {
     return std::clamp(std::thread::hardware_concurrency(), 1U, mostWorkers);
+}
+
+/// Rows from the top, each from the left. Lines share a row with the row's first line as long as their
+/// middles lie within it.
+void sortForReading(std::vector<RecognisedLine>& lines) {
+    const auto middle = [](const RecognisedLine& line) { return line.box.y0 + line.box.y1; };
+    const auto left = [](const RecognisedLine& line) { return line.box.x0; };
+    std::stable_sort(lines.begin(), lines.end(),
+                     [&](const RecognisedLine& a, const RecognisedLine& b) { return middle(a) < middle(b); });
+    for (auto row = lines.begin(); row != lines.end();) {
+        const PixelBox first = row->box;
+        auto end = std::find_if(row, lines.end(), [&](const RecognisedLine& line) {
+            return middle(line) > 2 * first.y1 - first.height() / 2;
+        });
+        if (end == row) ++end;
+        std::stable_sort(row, end,
+                         [&](const RecognisedLine& a, const RecognisedLine& b) { return left(a) < left(b); });
+        row = end;
+    }
+}
+
+/// How much of a box lies within another, 0 to 1.
+double shareWithin(const PixelBox& box, const PixelBox& other) {
+    const double width = std::min(box.x1, other.x1) - std::max(box.x0, other.x0);
+    const double height = std::min(box.y1, other.y1) - std::max(box.y0, other.y0);
+    if (width <= 0 || height <= 0) return 0;
+    return width * height / (static_cast<double>(box.width()) * box.height());
+}
+
+/// Puts a line in the place of what was read there less surely, or only in part.
+void takeIfBetter(RecognisedLine line, std::vector<RecognisedLine>& lines) {
+    constexpr float surer = 0.1F;
+    float confidence = 0;
+    PixelBox all = line.box;
+    int covered = 0;
+    const auto isHere = [&](const RecognisedLine& one) {
+        return std::max(shareWithin(one.box, line.box), shareWithin(line.box, one.box)) > 0.5;
+    };
+    for (const RecognisedLine& one : lines) {
+        if (!isHere(one)) continue;
+        all = united(all, one.box);
+        covered += one.box.width();
+        confidence = std::max(confidence, one.confidence);
+    }
+    const bool isWhole = 10 * line.box.width() >= 9 * all.width();
+    const bool isLonger = 5 * line.box.width() >= 6 * covered;
+    if (covered > 0 && !(isWhole && (isLonger || line.confidence >= confidence + surer))) return;
+    std::erase_if(lines, isHere);
+    lines.push_back(std::move(line));
 }
 
 }  // namespace
@@ -32,11 +86,11 @@ unsigned usualWorkers() {
 /// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
 /// and each line and its reading, which belong to the worker that took it.
 struct TextRecogniser::Page {
-    Page(const PixelPlanes& ofImage, const Patience& ofCaller)
-        : image(ofImage), patience(ofCaller), lines(detectLines(image, patience)), readings(lines.size()) {}
+    Page(const Pyramid& ofImage, std::vector<DetectedLine> ofLines, const Patience& ofCaller)
+        : image(ofImage), patience(ofCaller), lines(std::move(ofLines)), readings(lines.size()) {}
 
-    const Pyramid image;
-    const Patience patience;
+    const Pyramid& image;
+    const Patience& patience;
     std::vector<DetectedLine> lines;
     std::vector<LineReading> readings;
     std::size_t next = 0;
@@ -61,12 +115,42 @@ TextRecogniser::~TextRecogniser() {
 std::optional<std::vector<RecognisedLine>> TextRecogniser::recognise(const PixelPlanes& image,
                                                                      const std::stop_token& cancelled) {
     const Patience patience(patience_, cancelled);
-    std::shared_ptr<Page> page;
     try {
-        page = std::make_shared<Page>(image, patience);
+        const Pyramid picture(image);
+        auto found = readLines(picture, detectLines(picture, patience), patience, cancelled);
+        if (!found || !readWhiteLines(image, *found, patience, cancelled)) return std::nullopt;
+        dropLonelyPictures(*found);
+        sortForReading(*found);
+        return found;
     } catch (const Patience::Over&) {
         return std::nullopt;
     }
+}
+
+bool TextRecogniser::readWhiteLines(const PixelPlanes& image, std::vector<RecognisedLine>& found,
+                                    const Patience& patience, const std::stop_token& cancelled) {
+    const PixelPlanes white = whiteOf(image);
+    const Pyramid picture(white);
+    std::vector<DetectedLine> lines = detectLines(picture, patience);
+    std::erase_if(lines, [&](const DetectedLine& line) {
+        return std::any_of(found.begin(), found.end(), [&](const RecognisedLine& one) {
+            return one.confidence >= doubtful && shareWithin(line.boxInPicture(), one.box) > 0.5;
+        });
+    });
+    auto more = readLines(picture, std::move(lines), patience, cancelled);
+    if (!more) return false;
+    for (RecognisedLine& line : *more) {
+        if (line.confidence >= leastForWhite && line.text.size() >= leastWhite)
+            takeIfBetter(std::move(line), found);
+    }
+    return true;
+}
+
+std::optional<std::vector<RecognisedLine>> TextRecogniser::readLines(const Pyramid& picture,
+                                                                     std::vector<DetectedLine> lines,
+                                                                     const Patience& patience,
+                                                                     const std::stop_token& cancelled) {
+    const auto page = std::make_shared<Page>(picture, std::move(lines), patience);
     if (!page->lines.empty()) {
         std::unique_lock lock(mutex_);
         if (!startWorkers()) return std::nullopt;

@@ -15,15 +15,9 @@
 #include "platform/linux/vision/LineMemory.h"
 #include "platform/linux/vision/LineRecogniser.h"
 #include "platform/linux/vision/PixelPlanes.h"
+#include "platform/linux/vision/RecognisedLine.h"
 
 namespace varkel {
-
-/// One line read on a picture.
-struct RecognisedLine {
-    PixelBox box;
-    std::string text;
-    float confidence = 0;
-};
 
 /// Reads the text of pictures on one worker thread per core. Workers and their recognisers are made when the
 /// first picture comes and kept. All pictures share the workers, line by line, so that several at once take
@@ -52,6 +46,14 @@ class TextRecogniser {
     /// Called with the lock held; false when no thread can be had.
     bool startWorkers();
     std::unique_ptr<LineRecogniser> makeOrNull() const;
+    /// What was read of these lines with some confidence; nothing as with recognise().
+    std::optional<std::vector<RecognisedLine>> readLines(const Pyramid& picture,
+                                                         std::vector<DetectedLine> lines,
+                                                         const Patience& patience,
+                                                         const std::stop_token& cancelled);
+    /// Adds the lines of white letters on pictures; false when readLines() gives nothing.
+    bool readWhiteLines(const PixelPlanes& image, std::vector<RecognisedLine>& found,
+                        const Patience& patience, const std::stop_token& cancelled);
     /// Takes off the line what turns out to be none of it.
     LineReading readLine(LineRecogniser& recogniser, const Pyramid& picture, DetectedLine& line);
     LineReading readCut(LineRecogniser& recogniser, const PixelPlanes& image, const DetectedLine& line);

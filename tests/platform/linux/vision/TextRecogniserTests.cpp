@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <latch>
 #include <thread>
 
-#include "platform/linux/vision/LeadingPicture.h"
+#include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/TextRecogniser.h"
 #include "support/Deadline.h"
 
@@ -82,6 +83,45 @@ TEST(TextRecogniser, ReadsEveryLineOnceAndInOrder) {
     for (std::size_t i = 1; i < lines->size(); ++i) EXPECT_LT((*lines)[i - 1].box.y0, (*lines)[i].box.y0);
     EXPECT_EQ((*lines)[0].box.x0, 20);
     EXPECT_EQ((*lines)[0].box.height(), 12);
+}
+
+TEST(TextRecogniser, FindsWhiteLettersOnAPhotograph) {
+    PixelPlanes page = strokes(4);
+    std::uint32_t noise = 1;
+    for (std::size_t i = 0; i < page.red.size(); ++i) {
+        const bool isLetter = page.red[i] == 0;
+        for (auto* plane : {&page.red, &page.green, &page.blue}) {
+            noise = noise * 1664525U + 1013904223U;
+            (*plane)[i] = isLetter ? 255 : static_cast<std::uint8_t>(noise >> 25);
+        }
+    }
+    Script script;
+    TextRecogniser recogniser(script.maker(), 1);
+    const auto lines = recogniser.recognise(page, {});
+    ASSERT_TRUE(lines);
+    ASSERT_EQ(lines->size(), 4U);
+    EXPECT_EQ((*lines)[0].box, (PixelBox{20, 10, 46, 22}));
+}
+
+TEST(ReadingFilter, TakesSingleCharactersForIconsWhereNothingOfTheirSizeStandsInTheirRow) {
+    const RecognisedLine label{{40, 10, 90, 22}, "Search", 0.95F};
+    struct Case {
+        const char* what;
+        RecognisedLine one;
+        bool stays;
+    };
+    const std::vector<Case> cases{
+        {"as high as the label", {{10, 12, 18, 20}, "Q", 0.93F}, true},
+        {"twice as high", {{10, 6, 34, 30}, "Q", 0.93F}, false},
+        {"twice as high, but read surely", {{10, 6, 34, 30}, "7", 0.96F}, true},
+        {"in another row", {{10, 42, 18, 50}, "Q", 0.93F}, false},
+        {"a bracket on a row of its own", {{10, 42, 16, 54}, "}", 0.6F}, true},
+    };
+    for (const Case& one : cases) {
+        std::vector<RecognisedLine> lines{label, one.one};
+        dropLonelyPictures(lines);
+        EXPECT_EQ(lines.size(), one.stays ? 2U : 1U) << one.what;
+    }
 }
 
 TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+#include "platform/linux/vision/PixelPlanes.h"
+
+namespace varkel {
+
+/// One line read on a picture.
+struct RecognisedLine {
+    PixelBox box;
+    std::string text;
+    float confidence = 0;
+};
+
+}  // namespace varkel
