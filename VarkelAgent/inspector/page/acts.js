@@ -6,7 +6,7 @@ import {compare} from "./model.js";
 const mostActs = 20;
 const mostLines = 30;
 /// The agent reads an application anew when its last reading is a second old.
-const untilFresh = 1050;
+export const untilFresh = 1050;
 
 function line(className, text) {
   const element = document.createElement("div");

@@ -1,6 +1,6 @@
 // Puts the page together: what is read, what is selected, and who is told.
 
-import {Acts} from "./acts.js";
+import {Acts, untilFresh} from "./acts.js";
 import {agent, failureOf, onRequest, request} from "./agent.js";
 import {Details} from "./details.js";
 import {Model} from "./model.js";
@@ -10,14 +10,18 @@ import {TreeView} from "./tree.js";
 
 const longestChoice = 30000;
 const mostLogged = 200;
+const mostAttempts = 3;
 const ownBatch = `inspector-${crypto.randomUUID()}`;
 const $ = (id) => document.getElementById(id);
 
 const state = {
   model: null,
   selected: null,
+  name: "",
   /// The batch that holds the chosen application; null follows the one in front.
   batch: null,
+  /// The id of that application's first element.
+  chosen: null,
   agentPort: 0,
   target() {
     return this.batch ? {batch_id: this.batch} : {};
@@ -59,11 +63,20 @@ function select(item) {
 
 // -- reading
 
-/// Of a batch's application there is no tree, but its first element passes a search without filters.
+/// Of a batch's application there is no tree, but its first element passes a search without filters. The agent keeps
+/// what was read last for a second, by the application in front: when another caller has read that one meanwhile, its
+/// tree is what comes, and the next reading has to wait.
 async function readTree() {
-  const answer = await (state.batch ? agent("/ax/find", {maxResults: 1, ...state.target()}) : agent("/ax/tree", {}));
-  if (!answer.ok) return {answer};
-  return {answer, root: state.batch ? answer.json.matches[0] : answer.json.tree};
+  if (!state.batch) {
+    const answer = await agent("/ax/tree", {});
+    return {answer, root: answer.json.tree};
+  }
+  for (let attempt = 1; ; ++attempt) {
+    const answer = await agent("/ax/find", {maxResults: 1, ...state.target()});
+    const root = answer.ok ? answer.json.matches[0] : undefined;
+    if (!root || !state.chosen || root.id === state.chosen || attempt === mostAttempts) return {answer, root};
+    await pause(untilFresh);
+  }
 }
 
 /// Whether what was read is the browser that shows this page.
@@ -81,8 +94,9 @@ function showTree(root, answer) {
   details.show(state.selected);
   search.search();
   const name = model.root.element.label || model.root.element.role;
+  if (name !== state.name) $("keys-application").value = model.root.element.label || "";
+  state.name = name;
   $("application").textContent = `${name}${state.batch ? ", chosen" : ", in front"}`;
-  if (document.activeElement !== $("keys-application")) $("keys-application").value = model.root.element.label || "";
   const drawn = performance.now() - began;
   if (isThisBrowser(model)) {
     say("This is the browser that shows this page: press Choose, and bring another application to the front.");
@@ -138,7 +152,9 @@ async function choose() {
       break;
     }
     state.batch = ownBatch;
+    state.chosen = null;
     await refresh();
+    state.chosen = state.model && state.model.root.element.id;
     if (!state.model || !isThisBrowser(state.model) || performance.now() > end) break;
     say("Bring the application to the front.");
     do await pause(300); while (document.hasFocus() && performance.now() < end);

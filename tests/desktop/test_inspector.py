@@ -1,0 +1,249 @@
+"""The inspector's page in a real browser, worked by the agent through the page's own accessibility tree.
+
+There are two agents: the test has one find, type and press in the page, and the page has the other act on an application.
+One alone would have them read each other's trees, which it keeps for a second by the application in front. What came of
+the acts is read in the application."""
+
+import http.server
+import os
+import re
+import subprocess
+import threading
+
+import support
+from support import APPS, DesktopTest, wait_for
+
+from agent import Agent
+from chromium import CHROMIUM
+from inspector import start_inspector
+from reporting import ReportingApp
+
+HOSTILE = "<img src=x onerror=\"document.title='taken'\"><script>document.title='taken'</script>"
+# Beside the applications, which wheels and clicks at a place must reach.
+PLACE = {"--window-position": "410,0", "--window-size": "870,900"}
+SCREEN_WIDTH = 1280
+
+
+class WebPage(http.server.ThreadingHTTPServer):
+    """A site of one page, which tells it what is done to the page."""
+
+    PAGE = """<!doctype html><meta charset=utf-8><title>Site</title><button id=b></button><input id=i aria-label=Name>
+<script>
+const tell = (what) => fetch("/", {method: "POST", body: what});
+b.textContent = %s;
+b.onclick = () => tell("clicked");
+i.oninput = () => tell("changed " + i.value);
+</script>"""
+
+    def __init__(self):
+        super().__init__(("127.0.0.1", 0), WebHandler)
+        self.told = []
+        self.url = f"http://127.0.0.1:{self.server_address[1]}/"
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+    def wait_for(self, what):
+        wait_for(lambda: what in self.told, 15, f"the site to be told {what!r}, not {self.told}")
+
+
+class WebHandler(http.server.BaseHTTPRequestHandler):
+    def answer(self, content=b""):
+        self.send_response(200)
+        self.send_header("Content-Type", "text/html")
+        self.send_header("Content-Length", str(len(content)))
+        self.end_headers()
+        self.wfile.write(content)
+
+    def do_GET(self):
+        label = '"' + HOSTILE.replace('"', '\\"').replace("</", "<\\/") + '"'
+        self.answer((WebPage.PAGE % label).encode())
+
+    def do_POST(self):
+        self.server.told.append(self.rfile.read(int(self.headers["Content-Length"])).decode())
+        self.answer()
+
+    def log_message(self, *_):
+        pass
+
+
+class InspectorTest(DesktopTest):
+    def setUp(self):
+        super().setUp()
+        shown = Agent(self.desktop.start, self.desktop.directory)
+        _, address = start_inspector(self.desktop.start, shown, "--no-browser")
+        self.browser = self.open_browser("inspector", address)
+        self.desktop.activate(self.browser)
+        wait_for(lambda: self.page("/batch/begin").status == 200, 10, "a batch for the browser")
+        self.shown("elements, read in|browser that shows this page")
+
+    def open_browser(self, name, address):
+        profile = os.path.join(self.desktop.directory, name)
+        place = [f"{option}={value}" for option, value in PLACE.items()]
+        process = self.desktop.start([*CHROMIUM, f"--user-data-dir={profile}", *place, address])
+        return self.desktop.wait_for_window(process, 60)
+
+    # -- the page, as the agent sees it
+
+    def page(self, path, **body):
+        return self.post(path, 60, batch_id="page", **body)
+
+    def all_in_page(self, **query):
+        answer = self.page("/ax/find", maxResults=1000, **query)
+        return answer.json()["matches"] if answer.status == 200 else []
+
+    def in_page(self, **query):
+        return wait_for(lambda: self.all_in_page(**query), 30, f"{query} in the page")[0]
+
+    def shown(self, pattern):
+        """Waits for a text in the page, and gives it."""
+        return self.in_page(role="AXStaticText", valueRegex=pattern)["value"]
+
+    def press(self, label, role="AXButton"):
+        answer = self.page("/ax/click", elementId=self.in_page(role=role, label=label)["id"])
+        self.assertEqual(answer.json(), {"ok": True, "method": "ax_press"}, label)
+
+    def fill(self, label, text):
+        def filled():
+            field = self.in_page(role="AXTextField", label=label)
+            return self.page("/ax/type", elementId=field["id"], text=text).status == 200
+        wait_for(filled, 15, f"the field {label}")
+
+    def choose(self, window, name):
+        """Has the page take the application of a window, as a person does who works the page first."""
+        self.move_to_the_left(window)
+        self.desktop.activate(self.browser)
+        self.press("Choose the application")
+        self.shown("Bring the application to the front")
+        self.desktop.activate(window)
+        self.shown("elements, read in")
+        self.shown(f"^{re.escape(name)}, chosen$")
+        self.desktop.activate(self.browser)
+
+    def move_to_the_left(self, window):
+        self.xdotool("windowmove", window, 0, 0)
+
+    def xdotool(self, *arguments):
+        subprocess.run(["xdotool", *map(str, arguments)], env=self.desktop.environment, check=True)
+
+    def select(self, count=1, **query):
+        """Finds an element with the page's search line and selects it."""
+        self.press("Clear search")
+        for name, text in query.items():
+            self.fill(f"Search {name}", text)
+        self.shown(f"^{count} found")
+        self.press("Next match")
+
+    def selected(self):
+        """The id that the page shows of the selected element."""
+        return self.shown("^[0-9a-f]{16}$")
+
+    def assert_page_was_not_taken(self, shown):
+        self.shown(f"^{re.escape(shown)}$")
+        self.assertEqual([each["label"] for each in self.all_in_page(role="AXImage", label="Screen")], ["Screen"])
+        self.assertTrue(self.all_in_page(role="AXWindow", label="varkel-inspector"), "the page's title has changed")
+
+    # -- what a person does with it
+
+    def test_gtk(self):
+        app = ReportingApp(self.desktop, [str(APPS / "acts_app.py"), HOSTILE])
+        self.choose(app.window, "acts_app.py")
+        button = next(each for each in support.walk(self.tree(app.pid)) if each.get("label") == "Count me")
+
+        self.select(label="Count me")
+        self.assertEqual(self.selected(), button["id"])
+        self.shown(r'^\{"label":"Count me"\}$')
+        self.press("Copy search, checked")
+        self.shown("^checked: finds it alone$")
+        self.shown("^Copied the search.$")
+        self.press("Click element")
+        app.wait_for("clicked", widget="button")
+        self.shown(r'^200 in \d+ ms: \{"ok":true,"method":"ax_press"\}$')
+
+        self.select(identifier="entry", valueRegex="^bef")
+        self.fill("Text to type", "Größe 5 €")
+        self.press("Type text")
+        app.wait_for("changed", widget="entry", text="Größe 5 €")
+        self.shown(r'^changed AXTextField "entry" = "Größe 5 €" \(value was "before"')
+
+        self.select(role="AXScrollArea")
+        self.press("Scroll element")
+        app.wait_for("scrolled")
+
+        self.fill("Keys", "space")
+        self.desktop.activate(app.window)
+        self.press("Press keys")
+        app.wait_for("clicked", widget="button")
+        self.shown(r'^POST /keystrokes \{"keys":\["space"\],"app_name":"acts_app.py"\}$')
+        self.assert_page_was_not_taken(HOSTILE)
+
+    def test_the_mouse_and_the_keyboard(self):
+        app = ReportingApp(self.desktop, [str(APPS / "acts_app.py"), "Acts"])
+        self.choose(app.window, "acts_app.py")
+        tree = self.tree(app.pid)
+        button = next(each for each in support.walk(tree) if each.get("label") == "Count me")
+
+        def rows():
+            return len(self.all_in_page(role="AXStaticText", label="POST /"))
+
+        image, frame = self.in_page(label="Screen")["frame"], button["frame"]
+        scale = image["width"] / SCREEN_WIDTH
+        place = [image["x"] + (frame["x"] + frame["width"] / 2) * scale,
+                 image["y"] + (frame["y"] + frame["height"] / 2) * scale]
+        before = rows()
+        for step in range(20):
+            self.point(place[0] - 20 + step, place[1])
+        self.assertEqual(rows(), before)
+        self.point(*place)
+        self.xdotool("click", 1)
+        self.assertEqual(self.selected(), button["id"])
+        self.assertEqual(rows(), before)
+
+        self.agent.request("POST", "/keystrokes", {"keys": ["t", "home", "down"]})
+        self.shown(f"^{support.find(tree, role='AXWindow')['id']}$")
+        self.agent.request("POST", "/keystrokes", {"keys": ["left", "right", "end", "home"]})
+        self.shown(f"^{tree['id']}$")
+
+        self.press("every second", role="AXCheckBox")
+        app.do("rename")
+        self.shown("^Count me no more$")
+        self.press("every second", role="AXCheckBox")
+
+        self.press("Recognise lines and barcodes")
+        self.shown(r"^Count me no more \(confidence [01]\.\d\d\)$")
+        self.fill("Text in the image", "count ME")
+        self.press("Find in the image")
+        self.shown(r"Count me no more \(score [01]\.\d\d\)$")
+
+    def point(self, x, y):
+        self.xdotool("mousemove", round(x), round(y))
+
+    def test_qt(self):
+        form = ReportingApp(self.desktop, [str(APPS / "qt_form.py"), "6"])
+        self.choose(form.window, "qt_form.py")
+        self.select(label="Count me")
+        self.press("Click element")
+        form.wait_for("clicked", widget="button")
+        self.select(role="AXTextField", valueRegex="^before$")
+        self.fill("Text to type", "after")
+        self.press("Type text")
+        form.wait_for("changed", widget="entry", text="after")
+
+    def test_web(self):
+        site = WebPage()
+        self.addCleanup(site.server_close)
+        self.addCleanup(site.shutdown)
+        window = self.open_browser("site", site.url)
+        self.choose(window, "Chromium")
+        self.select(role="AXButton", label="onerror")
+        self.assert_page_was_not_taken(HOSTILE)
+        self.press("Click element")
+        site.wait_for("clicked")
+        self.select(role="AXTextField", label="Name")
+        self.fill("Text to type", "<b>Größe</b>")
+        # Chromium's fields get a text as keys, which go to what is in front.
+        self.desktop.activate(window)
+        self.press("Type text")
+        site.wait_for("changed <b>Größe</b>")
+
+
+if __name__ == "__main__":
+    support.main()
