@@ -55,4 +55,17 @@ Task<Target> AgentReader::look(std::string elementId, std::optional<std::string>
     co_return failed(Target::State::noAnswer);
 }
 
+Task<bool> AgentReader::isThere() const {
+    try {
+        HTTPRequest request;
+        request.method = "GET";
+        request.path = "/health";
+        HTTPClient client(co_await boost::asio::this_coro::executor, port_);
+        const HTTPResponse response = co_await client.send(request, patience);
+        co_return response.status == 200;
+    } catch (const std::exception&) {
+        co_return false;
+    }
+}
+
 }  // namespace varkel::overlay

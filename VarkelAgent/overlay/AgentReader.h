@@ -25,6 +25,9 @@ class AgentReader {
     /// outlive the task.
     Task<Target> look(std::string elementId, std::optional<std::string> batchId) const;
 
+    /// Whether an agent is there. Does not throw; any executor. The reader must outlive the task.
+    Task<bool> isThere() const;
+
   private:
     std::uint16_t port_;
     FindToken findToken_;

@@ -9,7 +9,6 @@ namespace {
 constexpr int widthInCharacters = 50;
 constexpr int textHeight = 220;
 constexpr int spacing = 8;
-constexpr const char* idOfDenied = "everything is denied";
 
 // Colours of its own, so that it can be read whatever the theme.
 constexpr const char* styleSheet = R"(
@@ -81,8 +80,8 @@ std::string footerFor(const PromptWindow::Surroundings& surroundings) {
 
 }  // namespace
 
-PromptWindow::PromptWindow(Choose choose, std::function<void()> askAgain)
-    : choose_(std::move(choose)), askAgain_(std::move(askAgain)), window_(gtk_window_new(GTK_WINDOW_POPUP)) {
+PromptWindow::PromptWindow(Choose choose)
+    : choose_(std::move(choose)), window_(gtk_window_new(GTK_WINDOW_POPUP)) {
     useStyleSheet();
     GtkWindow* window = GTK_WINDOW(window_);
     gtk_window_set_title(window, "Varkel asks");
@@ -190,25 +189,22 @@ void PromptWindow::unfold() {
     place();
 }
 
-void PromptWindow::showDenied(std::chrono::seconds left) {
-    const auto minutes = std::chrono::ceil<std::chrono::minutes>(left).count();
-    const std::string text = "Everything that an assistant asks for is denied for " +
-                             std::to_string(minutes) + (minutes == 1 ? " more minute." : " more minutes.");
-    if (shown_ != idOfDenied) {
+void PromptWindow::showNotice(const Notice& notice) {
+    if (shown_ != notice.button) {
         clear();
-        shown_ = idOfDenied;
+        shown_ = notice.button;
         target_.reset();
         content_ = gtk_box_new(GTK_ORIENTATION_VERTICAL, spacing);
         gtk_container_set_border_width(GTK_CONTAINER(content_), spacing);
         gtk_container_add(GTK_CONTAINER(window_), content_);
-        footer_ = addLabel(content_, text, "footer");
+        footer_ = addLabel(content_, notice.text, "footer");
         GtkWidget* row = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, spacing);
         gtk_container_add(GTK_CONTAINER(content_), row);
-        addButton(row, "Ask again", "deny", askAgain_);
+        addButton(row, notice.button, "deny", notice.press);
         gtk_widget_show_all(content_);
         place();
     }
-    gtk_label_set_text(GTK_LABEL(footer_), text.c_str());
+    gtk_label_set_text(GTK_LABEL(footer_), notice.text.c_str());
     refresh();
 }
 

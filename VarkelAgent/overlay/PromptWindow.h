@@ -21,7 +21,7 @@ class PromptWindow {
   public:
     using Choose = std::function<void(const std::string& id, Choice choice)>;
 
-    PromptWindow(Choose choose, std::function<void()> askAgain);
+    explicit PromptWindow(Choose choose);
     PromptWindow(const PromptWindow&) = delete;
     PromptWindow& operator=(const PromptWindow&) = delete;
     ~PromptWindow();
@@ -39,8 +39,15 @@ class PromptWindow {
     /// can be.
     void show(const Question& question, const std::optional<Box>& target, const Surroundings& surroundings);
 
-    /// Says that everything is denied, and for how long.
-    void showDenied(std::chrono::seconds left);
+    /// Something to say while nothing is asked, and what can be done about it.
+    struct Notice {
+        std::string text;
+        std::string button;
+        std::function<void()> press;
+    };
+
+    /// Shows a notice; one with the button of the one that is shown changes its text.
+    void showNotice(const Notice& notice);
 
     /// Takes the window off the screen; it is gone when this returns.
     void hide();
@@ -60,7 +67,6 @@ class PromptWindow {
     void place();
 
     Choose choose_;
-    std::function<void()> askAgain_;
     GtkWidget* window_;
     GtkWidget* content_ = nullptr;
     GtkWidget* fold_ = nullptr;

@@ -40,17 +40,25 @@ bool hasTarget(const Action& action) {
 }  // namespace
 
 Service::Service(std::string secret, std::uint16_t agentPort, AgentReader::FindToken findToken)
-    : window_([this](const std::string& id, Choice choice) { choose(id, choice); },
-              [this] {
-                  prompts_.askAgain();
-                  refresh();
-              }),
+    : window_([this](const std::string& id, Choice choice) { choose(id, choice); }),
       reader_(agentPort, std::move(findToken)),
-      server_(std::move(secret), handler()) {}
+      server_(std::move(secret), handler()) {
+    lookWhetherAgentRuns();
+}
 
 Service::~Service() {
     if (timer_ != 0) g_source_remove(timer_);
     prompts_.denyAll(now());
+}
+
+void Service::lookWhetherAgentRuns() {
+    boost::asio::co_spawn(server_.executor(), reader_.isThere(),
+                          [this](const std::exception_ptr&, bool runs) {
+                              runOnMain([this, runs] {
+                                  mustSayThatAgentRuns_ = runs;
+                                  refresh();
+                              });
+                          });
 }
 
 /// Everything is handed to the display's thread, in the order in which it comes.
@@ -74,6 +82,7 @@ ConsentHandler Service::handler() {
 
 void Service::receive(AgentEvent event) {
     if (!event.id || !event.action) return;
+    mustSayThatAgentRuns_ = false;
     if (event.type == "destructivePrompt") {
         begin(event);
     } else if (event.type == "actionDetails") {
@@ -137,16 +146,36 @@ void Service::refresh() {
         showQuestion(*question, time);
     } else {
         mark_.mark(std::nullopt);
-        const auto denied = prompts_.deniedUntil();
-        denied ? window_.showDenied(std::chrono::ceil<std::chrono::seconds>(*denied - time)) : window_.hide();
+        showNoticeIfAny(time);
     }
-    if (prompts_.isBusy() && timer_ == 0) {
+    if ((prompts_.isBusy() || mustSayThatAgentRuns_) && timer_ == 0) {
         const auto again = [](gpointer self) -> gboolean {
             static_cast<Service*>(self)->timer_ = 0;
             static_cast<Service*>(self)->refresh();
             return G_SOURCE_REMOVE;
         };
         timer_ = g_timeout_add(tick, again, this);
+    }
+}
+
+void Service::showNoticeIfAny(Moment now) {
+    if (const auto denied = prompts_.deniedUntil()) {
+        const auto minutes = std::chrono::ceil<std::chrono::minutes>(*denied - now).count();
+        std::string text = "Everything that an assistant asks for is denied for ";
+        text.append(std::to_string(minutes)).append(minutes == 1 ? " more minute." : " more minutes.");
+        window_.showNotice({std::move(text), "Ask again", [this] {
+                                prompts_.askAgain();
+                                refresh();
+                            }});
+    } else if (mustSayThatAgentRuns_) {
+        window_.showNotice(
+            {"The agent runs already. It asks only where it could when it started: start it again.", "Close",
+             [this] {
+                 mustSayThatAgentRuns_ = false;
+                 refresh();
+             }});
+    } else {
+        window_.hide();
     }
 }
 

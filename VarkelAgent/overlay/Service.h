@@ -30,6 +30,7 @@ class Service {
 
   private:
     ConsentHandler handler();
+    void lookWhetherAgentRuns();
     void receive(AgentEvent event);
     void keepDetails(AgentEvent event);
     void begin(const AgentEvent& prompt);
@@ -39,6 +40,7 @@ class Service {
 
     /// Brings the screen to what the prompts say, and comes back as long as time matters to them.
     void refresh();
+    void showNoticeIfAny(Moment now);
     void showQuestion(const Question& question, Moment now);
 
     Prompts prompts_;
@@ -48,6 +50,8 @@ class Service {
     TargetMark mark_;
     AgentReader reader_;
     guint timer_ = 0;
+    /// The agent runs already, and looks for a service only when it starts.
+    bool mustSayThatAgentRuns_ = false;
     /// What was just allowed needs the place on the screen more than the next question does.
     Moment quietUntil_{};
     /// Last, since its threads use the others.

@@ -199,6 +199,13 @@ class Consent(DesktopTest):
         self.assertEqual(asked.result().status, 200)
         self.assertEqual(len(self.app.all("clicked")), 1)
 
+    def test_a_service_that_comes_too_late_says_so(self):
+        self.desktop.stop(self.overlay.process)
+        late = Overlay(self.desktop, self.home, self.agent.port)
+        wait_for_button(self.agent, late, "Close")
+        self.assertIn("The agent runs already", texts(self.agent, late)[0])
+        press(self.desktop, self.agent, late, "Close")
+
     def test_a_prompt_goes_with_the_agent(self):
         self.click_button()
         wait_for_button(self.agent, self.overlay, "Allow")
