@@ -32,11 +32,20 @@ void useStyleSheet() {
     g_object_unref(provider);
 }
 
+/// A hyphen at the end of a line would look like one of the text's own.
+void addNoHyphens(GtkWidget* label) {
+    PangoAttrList* attributes = pango_attr_list_new();
+    pango_attr_list_insert(attributes, pango_attr_insert_hyphens_new(FALSE));
+    gtk_label_set_attributes(GTK_LABEL(label), attributes);
+    pango_attr_list_unref(attributes);
+}
+
 /// A text of several lines at the most; never markup.
 GtkWidget* addLabel(GtkWidget* box, const std::string& text, const char* style) {
     GtkWidget* label = gtk_label_new(text.c_str());
     gtk_label_set_xalign(GTK_LABEL(label), 0);
     gtk_label_set_line_wrap(GTK_LABEL(label), TRUE);
+    addNoHyphens(label);
     gtk_label_set_line_wrap_mode(GTK_LABEL(label), PANGO_WRAP_WORD_CHAR);
     gtk_label_set_width_chars(GTK_LABEL(label), widthInCharacters);
     gtk_label_set_max_width_chars(GTK_LABEL(label), widthInCharacters);
@@ -56,12 +65,12 @@ GtkWidget* makeTextView(const std::string& text) {
     gtk_text_buffer_set_text(buffer, text.data(), static_cast<gint>(text.size()));
     gtk_text_view_set_editable(GTK_TEXT_VIEW(view), FALSE);
     gtk_text_view_set_cursor_visible(GTK_TEXT_VIEW(view), FALSE);
-    gtk_text_view_set_wrap_mode(GTK_TEXT_VIEW(view), GTK_WRAP_WORD_CHAR);
+    gtk_text_view_set_wrap_mode(GTK_TEXT_VIEW(view), GTK_WRAP_NONE);
     gtk_widget_set_can_focus(view, FALSE);
     g_signal_connect(view, "button-press-event", G_CALLBACK(swallow), nullptr);
 
     GtkWidget* scrolled = gtk_scrolled_window_new(nullptr, nullptr);
-    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_NEVER, GTK_POLICY_AUTOMATIC);
+    gtk_scrolled_window_set_policy(GTK_SCROLLED_WINDOW(scrolled), GTK_POLICY_AUTOMATIC, GTK_POLICY_AUTOMATIC);
     gtk_scrolled_window_set_overlay_scrolling(GTK_SCROLLED_WINDOW(scrolled), FALSE);
     gtk_scrolled_window_set_max_content_height(GTK_SCROLLED_WINDOW(scrolled), textHeight);
     gtk_scrolled_window_set_propagate_natural_height(GTK_SCROLLED_WINDOW(scrolled), TRUE);

@@ -18,6 +18,8 @@ namespace {
 constexpr std::size_t longestName = 40;
 constexpr std::size_t mostNamedKeys = 3;
 constexpr std::size_t longestKey = 30;
+/// A paragraph of the length of a whole text keeps the screen for minutes.
+constexpr std::size_t longestLine = 62;
 
 constexpr std::pair<std::string_view, std::string_view> nouns[] = {
     {"AXButton", "button"},
@@ -80,11 +82,80 @@ bool isInvisible(UChar32 character) {
                     U_GC_CN_MASK)) != 0;
 }
 
+/// Counts the marks over and under one character: thousands of them take a minute to be drawn.
+class MarkCount {
+  public:
+    bool isTooMany(UChar32 character) {
+        const bool isMark = (U_GET_GC_MASK(character) & U_GC_M_MASK) != 0;
+        count_ = isMark ? count_ + 1 : 0;
+        return count_ > most;
+    }
+
+  private:
+    static constexpr std::size_t most = 4;
+    std::size_t count_ = 0;
+};
+
+/// Puts characters together to lines that fit into the prompt, which need not be broken there with hyphens
+/// that are not in the text.
+class Lines {
+  public:
+    void add(UChar32 character) {
+        if (character == '\n') return end("\n");
+        const std::size_t width = widthOf(character);
+        if (width_ + width > longestLine) breakLine();
+        append(line_, character);
+        width_ += width;
+        if (character != ' ') return;
+        breakAt_ = line_.size();
+        widthAtBreak_ = width_;
+    }
+
+    std::string take() && {
+        end("");
+        return std::move(lines_);
+    }
+
+  private:
+    static std::size_t widthOf(UChar32 character) {
+        constexpr std::size_t tab = 8;
+        if (character == '\t') return tab;
+        if ((U_GET_GC_MASK(character) & U_GC_M_MASK) != 0) return 0;
+        const auto width = u_getIntPropertyValue(character, UCHAR_EAST_ASIAN_WIDTH);
+        return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+    }
+
+    /// After the last blank, or else where it is full.
+    void breakLine() {
+        std::string rest = breakAt_ > 0 ? line_.substr(breakAt_) : std::string();
+        const std::size_t width = breakAt_ > 0 ? width_ - widthAtBreak_ : 0;
+        line_.resize(breakAt_ > 0 ? breakAt_ : line_.size());
+        end("\n↪ ");
+        line_ = std::move(rest);
+        width_ = width;
+    }
+
+    void end(std::string_view ending) {
+        lines_ += line_;
+        lines_ += ending;
+        line_.clear();
+        width_ = breakAt_ = widthAtBreak_ = 0;
+    }
+
+    std::string lines_;
+    std::string line_;
+    std::size_t width_ = 0;
+    std::size_t breakAt_ = 0;
+    std::size_t widthAtBreak_ = 0;
+};
+
 /// One line without blanks at its ends and without several in a row.
 std::string oneLine(std::string_view text, std::size_t longest) {
     std::string line;
     bool blank = false;
+    MarkCount marks;
     forEachCodePoint(text, [&](UChar32 character) {
+        if (marks.isTooMany(character)) return;
         if (u_isUWhiteSpace(character) != 0 || isInvisible(character)) {
             blank = !line.empty();
             return;
@@ -119,7 +190,7 @@ std::string describeElement(const Target& target) {
     const std::string_view noun = nounOf(target.role);
     const std::string label = oneLine(target.label, 1);
     if (label.empty()) return withArticle(noun) + " without a name";
-    return "the " + std::string(noun) + " " + quoted(target.label);
+    return "the " + std::string(noun) + " " + inQuotes(target.label);
 }
 
 /// "ctrl+a" as "Ctrl+A".
@@ -187,7 +258,7 @@ std::string describeTyping(const AgentEvent& details, const Target& target, Word
     const std::string text = details.text.value_or("");
     const bool shortened = details.shortened.value_or(false);
     const bool isNamed = target.state == Target::State::found && !oneLine(target.label, 1).empty();
-    const std::string where = isNamed ? quoted(target.label) : describeElement(target);
+    const std::string where = isNamed ? inQuotes(target.label) : describeElement(target);
     if (text.empty()) return "Type an empty text into " + where + inApplication(target);
     showText(text, "the text", wording);
     noteLineBreaks(text, wording);
@@ -218,7 +289,7 @@ std::string describeScroll(const AgentEvent& details, const Target& target) {
 }
 
 std::string describeShortcut(const Action& action, Wording& wording) {
-    std::string sentence = "Run the Shortcut " + quoted(action.target);
+    std::string sentence = "Run the Shortcut " + inQuotes(action.target);
     if (mayBeScript(action.target)) {
         showText(action.target, "the whole name", wording);
         wording.unfolded = true;
@@ -256,7 +327,7 @@ std::string sentenceOf(const Action& action, const Target& target, Wording& word
     if (action.kind == "run_applescript") {
         return isKnown ? describeScript(details, wording) : std::string("Run an AppleScript");
     }
-    return "Do something that is not known here: " + quoted(action.kind);
+    return "Do something that is not known here: " + inQuotes(action.kind);
 }
 
 /// Why the target cannot be named; empty when it can.
@@ -290,24 +361,22 @@ bool hasPlainModifiers(std::string_view key) {
 
 }  // namespace
 
-std::string quoted(std::string_view text, std::size_t longest) {
+std::string inQuotes(std::string_view text, std::size_t longest) {
     return '"' + oneLine(text, longest) + '"';
 }
 
 std::string visible(std::string_view text) {
-    std::string shown;
+    Lines lines;
+    MarkCount marks;
     forEachCodePoint(text, [&](UChar32 character) {
-        if (character == '\n' || character == '\t') {
-            shown += static_cast<char>(character);
-        } else if (isInvisible(character)) {
-            std::array<char, 16> number{};
-            std::snprintf(number.data(), number.size(), "⟨%04X⟩", static_cast<unsigned>(character));
-            shown += number.data();
-        } else {
-            append(shown, character);
-        }
+        const bool isShown = character == '\n' || character == '\t' ||
+                             (!isInvisible(character) && !marks.isTooMany(character));
+        if (isShown) return lines.add(character);
+        std::array<char, 16> number{};
+        std::snprintf(number.data(), number.size(), "⟨%04X⟩", static_cast<unsigned>(character));
+        forEachCodePoint(number.data(), [&](UChar32 each) { lines.add(each); });
     });
-    return shown;
+    return std::move(lines).take();
 }
 
 Wording describe(const Action& action, const Target& target) {

@@ -30,10 +30,11 @@ Wording describe(const Action& action, const Target& target);
 
 /// A text of others as one line of at most this many characters, in straight quotation marks, of which it
 /// has none itself.
-std::string quoted(std::string_view text, std::size_t longest = 60);
+std::string inQuotes(std::string_view text, std::size_t longest = 60);
 
 /// A text of others with its lines, where characters that cannot be seen, or that turn the order of others
-/// round, are replaced by their numbers.
+/// round, are replaced by their numbers. Lines of more than 62 columns go on in the next one, after an
+/// arrow.
 std::string visible(std::string_view text);
 
 /// Whether consent that was given to an application for a while covers this: a click, a text or a scroll in

@@ -107,12 +107,20 @@ TEST(Wording, SaysPlainlyWhatItDoesNotKnowAndWhatIsUnusual) {
 }
 
 TEST(Wording, ShowsTextsOfOthersAsData) {
-    EXPECT_EQ(quoted("Send\" in Bank \"x"), "\"Send' in Bank 'x\"");
-    EXPECT_EQ(quoted("<b>a</b> &amp;"), "\"<b>a</b> &amp;\"") << "shown as it is: labels are no markup";
-    EXPECT_EQ(quoted("  two\n\tlines\u202E\u200B  "), "\"two lines\"");
-    EXPECT_EQ(quoted("\xFF\xFEx"), "\"\uFFFD\uFFFDx\"");
-    EXPECT_EQ(quoted(std::string(100'000, 'x'), 5), "\"xxxx…\"");
+    EXPECT_EQ(inQuotes("Send\" in Bank \"x"), "\"Send' in Bank 'x\"");
+    EXPECT_EQ(inQuotes("<b>a</b> &amp;"), "\"<b>a</b> &amp;\"") << "shown as it is: labels are no markup";
+    EXPECT_EQ(inQuotes("  two\n\tlines\u202E\u200B  "), "\"two lines\"");
+    EXPECT_EQ(inQuotes("\xFF\xFEx"), "\"\uFFFD\uFFFDx\"");
+    EXPECT_EQ(inQuotes(std::string(100'000, 'x'), 5), "\"xxxx…\"");
     EXPECT_EQ(visible("a\tb\n\u202Ec\x01\r"), "a\tb\n⟨202E⟩c⟨0001⟩⟨000D⟩");
+    const std::string full(62, 'x');
+    EXPECT_EQ(visible(full + "\n" + full + "yz\n"), full + "\n" + full + "\n↪ yz\n");
+    EXPECT_EQ(visible("aa " + full), "aa \n↪ " + full) << "broken at a blank where there is one";
+    EXPECT_EQ(visible(full.substr(1) + "漢"), full.substr(1) + "\n↪ 漢") << "two columns wide";
+    std::string marks = "e";
+    for (int i = 0; i < 6; ++i) marks += "\u0301";
+    EXPECT_EQ(visible(marks), marks.substr(0, 9) + "⟨0301⟩⟨0301⟩") << "four marks at the most";
+    EXPECT_EQ(inQuotes(marks), '"' + marks.substr(0, 9) + '"');
     const std::string hostile(100'000, '\n');
     const Wording wording = describe(actionOf("click", id), element("AXButton", hostile + "x", "M\u2066ail"));
     EXPECT_EQ(wording.sentence, R"(Click the button "x" in M ail)");
