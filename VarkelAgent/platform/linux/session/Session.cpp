@@ -5,6 +5,8 @@
 
 #include "platform/linux/input/X11EventPoster.h"
 #include "platform/linux/wayland/AccessibleWindowSystem.h"
+#include "platform/linux/wayland/FakeInput.h"
+#include "platform/linux/wayland/KWinWindowSystem.h"
 #include "platform/linux/wayland/RemoteDesktop.h"
 #include "platform/linux/wayland/RemoteEventPoster.h"
 #include "platform/linux/wayland/SwayIPC.h"
@@ -43,10 +45,23 @@ std::optional<Session> openRemoteDesktop(AtspiBus& bus) {
     return Session{std::move(windows), std::move(events)};
 }
 
+std::optional<Session> openPlasma() {
+    WaylandConnection connection;
+    if (!connection.connect(std::chrono::steady_clock::now() + greetingLimit) ||
+        !KWinWindowSystem::isThere(Deadline::in(greetingLimit)))
+        return std::nullopt;
+    auto windows = std::make_unique<KWinWindowSystem>();
+    std::vector<std::unique_ptr<InputDevices>> devices;
+    devices.push_back(std::make_unique<FakeInput>());
+    auto events = std::make_unique<RemoteEventPoster>(std::move(devices), nullptr, *windows);
+    return Session{std::move(windows), std::move(events)};
+}
+
 }  // namespace
 
 Session openSession(AtspiBus& bus) {
     if (auto sway = openSway()) return *std::move(sway);
+    if (auto plasma = openPlasma()) return *std::move(plasma);
     if (auto desktop = openRemoteDesktop(bus)) return *std::move(desktop);
     return {std::make_unique<X11WindowSystem>(), std::make_unique<X11EventPoster>()};
 }

@@ -102,8 +102,7 @@ SdBusMessage MutterRemoteDesktop::motionCall(CGPoint point, Deadline deadline) {
         throw EventError("The compositor names no screen for the pointer to be moved on.");
     SdBusMessage message = newSessionCall("NotifyPointerMotionAbsolute");
     if (message)
-        sd_bus_message_append(message.get(), "sdd", stream_.c_str(), (point.x + 0.5) * scale_,
-                              (point.y + 0.5) * scale_);
+        sd_bus_message_append(message.get(), "sdd", stream_.c_str(), point.x * scale_, point.y * scale_);
     return message;
 }
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ranges>
 #include <utility>
 
 #include "platform/linux/wayland/OwnKeymap.h"
@@ -58,7 +57,8 @@ void RemoteDesktop::press(xkb_keysym_t keysym, std::span<const xkb_keysym_t> mod
     for (const xkb_keysym_t each : held) calls.push_back(keyCall(byKeysym, each, true));
     for (const bool down : {true, false})
         calls.push_back(onKey ? keyCall(byKeysym, *onKey, down) : keyCall(byNumber, place->key, down));
-    for (const xkb_keysym_t each : std::views::reverse(held)) calls.push_back(keyCall(byKeysym, each, false));
+    std::ranges::reverse(held);
+    for (const xkb_keysym_t each : held) calls.push_back(keyCall(byKeysym, each, false));
     SdBusMessage last = std::move(calls.back());
     calls.pop_back();
     for (SdBusMessage& each : calls) bus_.send(std::move(each));

@@ -113,4 +113,11 @@ xkb_mod_mask_t SeatKeymap::modifiersOf(const Key& key, xkb_layout_index_t layout
     return count == 0 ? 0 : masks[0];
 }
 
+xkb_mod_mask_t SeatKeymap::modifiersPressedBy(xkb_keycode_t key) const {
+    const std::unique_ptr<xkb_state, Unref> state(xkb_state_new(keymap_.get()));
+    if (!state) return 0;
+    xkb_state_update_key(state.get(), key, XKB_KEY_DOWN);
+    return xkb_state_serialize_mods(state.get(), XKB_STATE_MODS_DEPRESSED);
+}
+
 }  // namespace varkel

@@ -40,10 +40,14 @@ class SeatKeymap {
     /// The modifiers that choose a level of a key.
     xkb_mod_mask_t modifiersOf(const Key& key, xkb_layout_index_t layout) const;
 
+    /// The modifiers that a key turns on while it is down.
+    xkb_mod_mask_t modifiersPressedBy(xkb_keycode_t key) const;
+
   private:
     struct Unref {
         void operator()(xkb_context* context) const { xkb_context_unref(context); }
         void operator()(xkb_keymap* keymap) const { xkb_keymap_unref(keymap); }
+        void operator()(xkb_state* state) const { xkb_state_unref(state); }
     };
 
     std::unique_ptr<xkb_keymap, Unref> keymap_;

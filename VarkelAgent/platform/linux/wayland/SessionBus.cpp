@@ -67,7 +67,7 @@ SdBusMessage SessionBus::newCall(const MethodCall& call) {
 
 SessionBus::Answer SessionBus::call(SdBusMessage message, Deadline deadline) {
     if (bus_ == nullptr || !message || deadline.passed()) return {};
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_message* reply = nullptr;
     const int result = sd_bus_call(bus_, message.get(), microseconds(deadline), &error, &reply);
     Answer answer{SdBusMessage(reply), error.message == nullptr ? "" : error.message};
