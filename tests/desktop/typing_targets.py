@@ -1,6 +1,7 @@
 """An application to type into, which tells what it holds."""
 
 import os
+import subprocess
 import time
 
 from reporting import ReportingApp
@@ -51,15 +52,15 @@ class GtkTarget:
 
 
 class FormTarget:
-    """The text area of text_form.py in a toolkit; what it held when it was last cleared stays in it, unseen."""
+    """The text area of text_form.py in a toolkit."""
 
     def __init__(self, desktop, toolkit):
-        self._desktop, self._toolkit, self._start = desktop, toolkit, 0
+        self._desktop, self._toolkit = desktop, toolkit
         self._file = FileTarget(os.path.join(desktop.directory, f"{toolkit}-{time.monotonic_ns()}"))
 
     def __enter__(self):
         self.process = self._desktop.start(["/usr/bin/python3", os.path.join(_HERE, "apps/text_form.py"), self._toolkit,
-                                            self._file.path], env={"GSK_RENDERER": "cairo"})
+                                            self._file.path], env={"GSK_RENDERER": "cairo"}, stdin=subprocess.PIPE, text=True)
         self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
         return self
@@ -68,10 +69,12 @@ class FormTarget:
         self._desktop.stop(self.process)
 
     def text(self):
-        return self._file.text()[self._start:]
+        return self._file.text()
 
     def clear(self):
-        self._start = len(self._file.text())
+        self.process.stdin.write("clear\n")
+        self.process.stdin.flush()
+        wait_for_text(self, "")
 
 
 class FileTarget:

@@ -77,6 +77,7 @@ std::string name(std::uint32_t key) {
 
 /// Numbers below ten would be digits.
 std::string number(xkb_keysym_t keysym) {
+    if (keysym == XKB_KEY_NoSymbol) return "NoSymbol";
     constexpr std::string_view digits = "0123456789abcdef";
     std::string hex;
     for (int shift = 28; shift >= 0; shift -= 4) hex += digits[(keysym >> shift) & 0xF];
@@ -153,7 +154,8 @@ std::string OwnKeymap::text() const {
     };
     for (const Key& each : fixedKeys()) add(each.key, each.plain, each.shifted);
     for (std::size_t i = 0; i < spareKeys; ++i) {
-        if (bound_[i] != XKB_KEY_NoSymbol) add(spares[i], bound_[i], bound_[i + spareKeys]);
+        const xkb_keysym_t shifted = bound_[i + spareKeys];
+        if (bound_[i] != XKB_KEY_NoSymbol || shifted != XKB_KEY_NoSymbol) add(spares[i], bound_[i], shifted);
     }
     symbols +=
         "modifier_map Shift { Shift_L };\nmodifier_map Lock { Caps_Lock };\n"

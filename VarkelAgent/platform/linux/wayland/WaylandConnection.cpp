@@ -54,6 +54,12 @@ void WaylandConnection::disconnect() {
     if (display_ != nullptr) wl_display_disconnect(std::exchange(display_, nullptr));
 }
 
+bool WaylandConnection::hasEnded() const {
+    if (display_ == nullptr || wl_display_get_error(display_) != 0) return true;
+    pollfd socket{wl_display_get_fd(display_), 0, 0};
+    return poll(&socket, 1, 0) > 0;
+}
+
 bool WaylandConnection::synchronise(Clock::time_point deadline) {
     if (display_ == nullptr) return false;
     const WaylandPtr<wl_callback, wl_callback_destroy> callback(wl_display_sync(display_));

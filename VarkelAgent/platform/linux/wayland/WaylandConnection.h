@@ -39,6 +39,8 @@ class WaylandConnection {
     /// The compositor's socket in the file system; empty when the environment names none.
     static std::string socketPath();
     bool isConnected() const { return display_ != nullptr; }
+    /// Whether the compositor has ended it, as far as can be told without waiting.
+    bool hasEnded() const;
     void disconnect();
 
     /// Waits until the compositor has carried out all that was asked of it. False when it did not.

@@ -160,7 +160,7 @@ void WaylandEventPoster::postTogether(std::span<const CGEvent> events) {
 void WaylandEventPoster::post(const CGEvent& event, Clock::time_point deadline) {
     if (event.type == CGEventType::keyUp) return;
     // A compositor that has gone is noticed before anything is said to the next one.
-    if (connection_.isConnected() && !connection_.synchronise(deadline)) disconnect();
+    if (connection_.isConnected() && connection_.hasEnded()) disconnect();
     connect(deadline);
     if (event.type == CGEventType::keyDown) return postKeyDown(event, deadline);
     postMouse(event, deadline);
