@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -25,23 +26,25 @@ std::vector<Stack> stacksOf(const std::vector<PixelBox>& parts) {
     return stacks;
 }
 
-/// The height of capitals of all stacks but the first.
-int heightOfRest(const std::vector<Stack>& stacks) {
-    int top = stacks[1].box.y0;
+using Stacks = std::span<const Stack>;
+
+/// From the highest top to the usual bottom.
+int heightOf(Stacks stacks) {
+    int top = stacks.front().box.y0;
     std::vector<int> bottoms;
-    for (auto stack = stacks.begin() + 1; stack != stacks.end(); ++stack) {
-        top = std::min(top, stack->box.y0);
-        bottoms.push_back(stack->box.y1);
+    for (const Stack& stack : stacks) {
+        top = std::min(top, stack.box.y0);
+        bottoms.push_back(stack.box.y1);
     }
     const auto middle = bottoms.begin() + static_cast<std::ptrdiff_t>(bottoms.size() / 2);
     std::nth_element(bottoms.begin(), middle, bottoms.end());
     return *middle - top;
 }
 
-/// The usual width of the blanks behind the second stack; 0 where there are none.
-int usualBlank(const std::vector<Stack>& stacks, int height) {
+/// The usual width of the blanks between stacks; 0 where there are none.
+int usualBlank(Stacks stacks, int height) {
     std::vector<int> blanks;
-    for (std::size_t i = 2; i < stacks.size(); ++i) {
+    for (std::size_t i = 1; i < stacks.size(); ++i) {
         const int gap = stacks[i].box.x0 - stacks[i - 1].box.x1;
         if (4 * gap >= height) blanks.push_back(gap);
     }
@@ -59,32 +62,43 @@ bool isAlphanumeric(std::string_view text) {
 }  // namespace
 
 std::optional<DetectedLine> withoutLeadingPicture(const DetectedLine& line) {
+    // What is left of a frame or an icon after edges that touch lines are taken off is in pieces at times.
+    constexpr std::size_t mostPieces = 3;
     const std::vector<Stack> stacks = stacksOf(line.parts);
-    if (stacks.size() < 2) return std::nullopt;
-    const PixelBox& first = stacks.front().box;
-    const int height = heightOfRest(stacks);
-    const int gap = stacks[1].box.x0 - first.x1;
-    const bool squarish =
-        10 * first.width() >= 6 * first.height() && 10 * first.width() <= 17 * first.height();
-    if (!squarish || 10 * first.height() < 7 * height || 2 * gap < height) return std::nullopt;
-    if (20 * gap < 27 * usualBlank(stacks, height)) return std::nullopt;
+    PixelBox first;
+    std::size_t parts = 0;
+    for (std::size_t i = 0; i + 1 < stacks.size() && i < mostPieces; ++i) {
+        first = i == 0 ? stacks[0].box : united(first, stacks[i].box);
+        parts += stacks[i].parts;
+        const Stacks rest = Stacks(stacks).subspan(i + 1);
+        const int height = heightOf(rest);
+        const int gap = rest.front().box.x0 - first.x1;
+        if (10 * first.width() > 17 * std::max(first.height(), height)) return std::nullopt;
+        if (2 * gap < height) continue;
+        if (20 * gap < 27 * usualBlank(rest, height)) return std::nullopt;
 
-    DetectedLine rest = line;
-    rest.parts.erase(rest.parts.begin(),
-                     rest.parts.begin() + static_cast<std::ptrdiff_t>(stacks.front().parts));
-    rest.box = rest.parts.front();
-    for (const PixelBox& part : rest.parts) rest.box = united(rest.box, part);
-    return rest;
+        DetectedLine text = line;
+        text.parts.erase(text.parts.begin(), text.parts.begin() + static_cast<std::ptrdiff_t>(parts));
+        text.box = text.parts.front();
+        for (const PixelBox& part : text.parts) text.box = united(text.box, part);
+        return text;
+    }
+    return std::nullopt;
 }
 
 bool beginsWithPicture(const LineReading& whole, const LineReading& rest) {
     constexpr float sure = 0.9F;
     constexpr float surer = 0.04F;
+    constexpr float nearly = 0.01F;
     if (rest.text.empty()) return false;
     const std::string_view word = std::string_view(whole.text).substr(0, whole.text.find(' '));
-    const bool isNumber = std::all_of(
+    const bool hasDigit = std::any_of(
         word.begin(), word.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
-    if (isNumber || rest.confidence < whole.confidence) return false;
+    if (hasDigit || word == "}" || (word.size() > 2 && isAlphanumeric(word))) return false;
+    const bool isLetter =
+        word.size() == 1 && isAlphanumeric(word) && word != "A" && word != "I" && word != "a";
+    if (isLetter && rest.confidence >= whole.confidence - nearly) return true;
+    if (rest.confidence < whole.confidence) return false;
     if (rest.confidence >= whole.confidence + surer) return true;
     // Prompts, comments and quotes begin with these.
     const bool isMark =

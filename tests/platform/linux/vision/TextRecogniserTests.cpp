@@ -8,6 +8,7 @@
 #include <latch>
 #include <thread>
 
+#include "platform/linux/vision/LeadingPicture.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/TextRecogniser.h"
 #include "support/Deadline.h"
@@ -101,6 +102,45 @@ TEST(TextRecogniser, FindsWhiteLettersOnAPhotograph) {
     ASSERT_TRUE(lines);
     ASSERT_EQ(lines->size(), 4U);
     EXPECT_EQ((*lines)[0].box, (PixelBox{20, 10, 46, 22}));
+}
+
+TEST(LeadingPicture, IsTakenOffByWhatItWasReadAs) {
+    struct Case {
+        LineReading whole;
+        LineReading rest;
+        bool isPicture;
+    };
+    const std::vector<Case> cases{
+        {{"O Headings", 0.95F}, {"Headings", 0.95F}, true},
+        {{"- Back", 0.9F}, {"Back", 0.96F}, true},
+        {{"vy Next", 0.78F}, {"Next", 0.96F}, true},
+        {{"A newer version", 0.9F}, {"newer version", 0.91F}, false},
+        {{"1.3 KB", 0.8F}, {"KB", 0.96F}, false},
+        {{"} // main", 0.85F}, {"// main", 0.95F}, false},
+        {{"All invoices", 0.9F}, {"invoices", 0.96F}, false},
+        {{"$ make", 0.92F}, {"make", 0.95F}, false},
+        {{"x Open", 0.95F}, {"Open", 0.8F}, false},
+    };
+    for (const Case& one : cases) {
+        EXPECT_EQ(beginsWithPicture(one.whole, one.rest), one.isPicture) << one.whole.text;
+    }
+}
+
+TEST(LeadingPicture, MayBeInPiecesButNotABlankAway) {
+    const auto line = [](std::vector<PixelBox> parts) {
+        DetectedLine made{parts.front(), parts};
+        for (const PixelBox& part : parts) made.box = united(made.box, part);
+        return made;
+    };
+    const std::vector<PixelBox> word{{40, 10, 46, 20}, {48, 10, 54, 20}, {56, 10, 62, 20}};
+    std::vector<PixelBox> parts{{20, 10, 21, 20}, {23, 10, 28, 11}};
+    parts.insert(parts.end(), word.begin(), word.end());
+    const auto rest = withoutLeadingPicture(line(parts));
+    ASSERT_TRUE(rest);
+    EXPECT_EQ(rest->parts, word);
+    parts[1] = {33, 10, 38, 20};
+    parts.erase(parts.begin());
+    EXPECT_FALSE(withoutLeadingPicture(line(parts)));
 }
 
 TEST(ReadingFilter, TakesSingleCharactersForIconsWhereNothingOfTheirSizeStandsInTheirRow) {
