@@ -9,6 +9,8 @@ import os
 import re
 import subprocess
 import threading
+import urllib.request
+from pathlib import Path
 
 import support
 from support import APPS, DesktopTest, wait_for
@@ -243,6 +245,32 @@ class InspectorTest(DesktopTest):
         self.desktop.activate(window)
         self.press("Type text")
         site.wait_for("changed <b>Größe</b>")
+
+
+class StartOfTheBrowser(DesktopTest):
+    """The person's browser is a script here, which tells how it was started."""
+
+    def test_the_key_is_in_a_private_file_until_it_is_used(self):
+        environment, told = self.desktop.environment, os.path.join(self.desktop.directory, "told")
+        script = os.path.join(self.desktop.directory, "browser")
+        with open(script, "w", encoding="ascii") as file:
+            file.write(f'#!/bin/sh\necho "$1 token=$QUELLAN_VARKEL_SIDECAR_TOKEN" >{told}.new\nmv {told}.new {told}\n')
+        os.chmod(script, 0o755)
+        support.add_desktop_entry(self.desktop, "script", "Script", f"{script} %u", "MimeType=text/html;")
+        with open(os.path.join(environment["XDG_CONFIG_HOME"], "mimeapps.list"), "w", encoding="ascii") as file:
+            file.write("[Default Applications]\ntext/html=script.desktop\n")
+        environment["QUELLAN_VARKEL_SIDECAR_TOKEN"] = "secret"
+        program, address = start_inspector(self.desktop.start, self.agent)
+        wait_for(lambda: os.path.exists(told), 20, "the browser to be started")
+        opened, _, token = Path(told).read_text(encoding="utf-8").strip().partition(" ")
+        self.assertEqual(token, "token=")
+        path = opened.removeprefix("file://")
+        self.assertEqual(os.stat(path).st_mode & 0o777, 0o600)
+        self.assertIn(f"url={address}", Path(path).read_text(encoding="utf-8"))
+        self.assertEqual(urllib.request.urlopen(address, timeout=10).status, 200)
+        wait_for(lambda: not os.path.exists(path), 10, "the file to go")
+        program.terminate()
+        self.assertEqual(program.wait(10), 0)
 
 
 if __name__ == "__main__":
