@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/wayland/Portal.h"
 #include "platform/linux/wayland/RemoteDesktop.h"
 #include "platform/linux/wayland/SessionBus.h"
 
@@ -146,9 +147,7 @@ ProcessWindows AccessibleWindowSystem::screenWindowsOf(pid_t /*process*/) {
 bool AccessibleWindowSystem::isScreenReadable() {
     const Deadline deadline = Deadline::in(askLimit);
     SessionBus bus;
-    return bus.connect(deadline) &&
-           bus.property("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
-                        "org.freedesktop.portal.Screenshot", "version", deadline);
+    return bus.connect(deadline) && Portal::versionOf(bus, "org.freedesktop.portal.Screenshot", deadline) > 0;
 }
 
 void AccessibleWindowSystem::waitUntilEventsAreRead(milliseconds patience) {

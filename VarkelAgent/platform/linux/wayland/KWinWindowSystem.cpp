@@ -13,6 +13,7 @@
 #include "base/Environment.h"
 #include "base/FileDescriptor.h"
 #include "platform/linux/wayland/FakeInput.h"
+#include "platform/linux/wayland/Portal.h"
 
 namespace varkel {
 
@@ -271,9 +272,7 @@ ProcessWindows KWinWindowSystem::screenWindowsOf(pid_t process) {
 bool KWinWindowSystem::isScreenReadable() {
     const Deadline deadline = Deadline::in(patience);
     SessionBus bus;
-    return bus.connect(deadline) &&
-           bus.property("org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
-                        "org.freedesktop.portal.Screenshot", "version", deadline);
+    return bus.connect(deadline) && Portal::versionOf(bus, "org.freedesktop.portal.Screenshot", deadline) > 0;
 }
 
 void KWinWindowSystem::waitUntilEventsAreRead(milliseconds limit) {
