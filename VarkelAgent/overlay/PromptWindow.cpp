@@ -84,6 +84,8 @@ std::string footerFor(const PromptWindow::Surroundings& surroundings) {
     if (surroundings.behind == 1) text += " One more waits.";
     if (surroundings.behind > 1)
         text.append(" ").append(std::to_string(surroundings.behind)).append(" more wait.");
+    if (g_getenv("WAYLAND_DISPLAY") != nullptr)
+        text += " In this session a click that a program makes counts, too.";
     return text;
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtk/gtk.h>
 
+#include <array>
 #include <optional>
 
 #include "base/AXFrame.h"
@@ -16,7 +17,7 @@ class TargetMark {
     TargetMark();
     TargetMark(const TargetMark&) = delete;
     TargetMark& operator=(const TargetMark&) = delete;
-    ~TargetMark() { gtk_widget_destroy(window_); }
+    ~TargetMark();
 
     /// Marks a place, or nothing.
     void mark(const std::optional<Box>& target);
@@ -25,7 +26,8 @@ class TargetMark {
     Box boxOf(const AXFrame& frame) const;
 
   private:
-    GtkWidget* window_;
+    /// A window for each side: one with a hole is drawn without it where the X server is not alone.
+    std::array<GtkWidget*, 4> sides_;
     std::optional<Box> target_;
 };
 

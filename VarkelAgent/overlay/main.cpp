@@ -57,7 +57,7 @@ gboolean quit(gpointer) {
 /// Only X11 tells which device an event comes from, and only with its second input extension.
 bool openDisplay() {
     gdk_set_allowed_backends("x11");
-    g_unsetenv("GDK_CORE_DEVICE_EVENTS");
+    for (const char* other : {"GDK_BACKEND", "GDK_CORE_DEVICE_EVENTS"}) g_unsetenv(other);
     if (gtk_init_check(nullptr, nullptr) == FALSE) return false;
     XSetIOErrorHandler(onLostServer);
     return true;
