@@ -9,6 +9,7 @@ import unittest
 
 import support
 from agent import Agent
+from chromium import CHROMIUM
 from reporting import ReportingApp
 from sway_desktop import SwayDesktop
 from support import APPS, wait_for
@@ -140,6 +141,32 @@ class Loss(Wayland):
             os.rename(path + ".away", path)
         self.assertEqual(target.text(), "")
         self.assert_types(target, agent)
+
+
+PAGE = """<!doctype html><title>page</title><button style="position: absolute; left: 120px; top: 80px; width: 200px;
+height: 60px" onclick="document.title = 'clicked'">Press here</button>"""
+
+
+class Places(Wayland):
+    def test_what_is_on_a_page_of_chromium_is_clicked_where_it_is(self):
+        """Chromium draws a shadow of its own around its window, and counts from the shadow's corner."""
+        page = os.path.join(self.desktop.directory, "page.html")
+        with open(page, "w", encoding="utf-8") as file:
+            file.write(PAGE)
+        process = self.desktop.start([*CHROMIUM, "--ozone-platform=wayland",
+                                      f"--user-data-dir={self.desktop.directory}/profile", f"file://{page}"])
+        window = self.desktop.wait_for_window(process, 60)
+        self.desktop.activate(window)
+        self.desktop.move(window, 60, 40)
+
+        def button():
+            tree = self.agent.tree(process.pid).json()["tree"]
+            return (support.find(tree, role="AXButton", label="Press here") or {}).get("frame")
+        # The agent keeps trees for a second, and has to have seen the window at its place.
+        frame = wait_for(lambda: (button() or {"x": 0})["x"] == 180 and button(), 30, "the button at its place")
+        self.assertEqual((frame["width"], frame["height"]), (200, 60))
+        self.desktop.click(frame["x"] + 1, frame["y"] + 1)
+        wait_for(lambda: self.desktop.view(window)["name"].startswith("clicked"), 10, "the click on the button's corner")
 
 
 class Xwayland(Wayland):

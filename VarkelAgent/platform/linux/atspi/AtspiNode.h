@@ -29,6 +29,7 @@ struct AtspiExtents {
     std::int32_t y = 0;
     std::int32_t width = 0;
     std::int32_t height = 0;
+    friend bool operator==(const AtspiExtents&, const AtspiExtents&) = default;
 };
 
 /// What is known of one accessible object in one session.

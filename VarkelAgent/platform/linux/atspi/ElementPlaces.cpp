@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -57,20 +58,38 @@ AtspiExtents ElementPlaces::extentsOfWindow(std::uint32_t window) {
     return filled ? session_.node(children.front()).extents : AtspiExtents{};
 }
 
-/// What is on top among a window's children, and shown.
+/// What is on top in a window, and the widest of that: among its children, or among those of what fills it
+/// with its shadow, as in Chromium.
 AtspiExtents ElementPlaces::topOfWindow(std::uint32_t window) {
-    constexpr std::size_t maxChildren = 16;
-    if (!session_.load(window, AtspiPart::children)) return {};
-    std::vector<std::uint32_t> children = session_.node(window).children;
-    children.resize(std::min(children.size(), maxChildren));
-    session_.load(children, std::array{AtspiPart::extents});
+    constexpr int maxDepth = 4;
+    const AtspiExtents whole = session_.node(window).extents;
+    std::optional<std::uint32_t> next = window;
     AtspiExtents top;
-    for (const std::uint32_t each : children) {
-        const AtspiExtents& extents = session_.node(each).extents;
-        const bool laidOut = extents.width > 1 && extents.height > 1;
-        if (laidOut && (!isShown(top) || extents.y < top.y)) top = extents;
+    for (int depth = 0; next && depth < maxDepth; ++depth) {
+        next = topChild(*next);
+        if (next) top = session_.node(*next).extents;
+        if (top != whole) break;
     }
     return top;
+}
+
+std::optional<std::uint32_t> ElementPlaces::topChild(std::uint32_t node) {
+    constexpr std::size_t maxChildren = 16;
+    if (!session_.load(node, AtspiPart::children)) return std::nullopt;
+    std::vector<std::uint32_t> children = session_.node(node).children;
+    children.resize(std::min(children.size(), maxChildren));
+    session_.load(children, std::array{AtspiPart::extents});
+    const auto isLaidOut = [this](std::uint32_t child) {
+        const AtspiExtents& extents = session_.node(child).extents;
+        return extents.width > 1 && extents.height > 1;
+    };
+    std::erase_if(children, std::not_fn(isLaidOut));
+    const auto place = [this](std::uint32_t child) {
+        const AtspiExtents& extents = session_.node(child).extents;
+        return std::pair(extents.y, -std::int64_t{extents.width});
+    };
+    const auto top = std::ranges::min_element(children, {}, place);
+    return top == children.end() ? std::nullopt : std::optional(*top);
 }
 
 std::optional<PixelRect> ElementPlaces::frame(std::uint32_t node) {

@@ -40,6 +40,7 @@ class ElementPlaces {
     void loadWindows();
     AtspiExtents extentsOfWindow(std::uint32_t window);
     AtspiExtents topOfWindow(std::uint32_t window);
+    std::optional<std::uint32_t> topChild(std::uint32_t node);
     Surface surfaceOf(std::uint32_t node);
     Surface surfaceBelow(std::uint32_t node, const Surface& around);
     std::optional<Placement> inPage(std::uint32_t node, const Placement& around);

@@ -137,6 +137,17 @@ TEST(ElementPlaces, CountsFromTheSurfaceWhereNoApplicationKnowsItsPlace) {
     // A shadow around it: as wide on both sides, its height told by the title bar.
     EXPECT_THAT(corners(scene("gtk", {0, 0, 452, 252}, {26, 23, 400, 47})),
                 testing::ElementsAre("/window 274,77", "/bar 300,100", "/button 307,109"));
+    // The same below what fills the window with its shadow, and beside what is as high up.
+    const Scene deep{"Chromium",
+                     {window({300, 100, 400, 200})},
+                     {application,
+                      {"/window", "/application", AtspiRole::frame, {0, 0, 432, 242}},
+                      {"/root", "/window", AtspiRole::panel, {0, 0, 432, 242}},
+                      {"/close", "/root", AtspiRole::pushButton, {380, 10, 30, 40}},
+                      {"/bar", "/root", AtspiRole::panel, {16, 10, 400, 200}}},
+                     false};
+    EXPECT_THAT(corners(deep),
+                testing::ElementsAre("/window 284,90", "/root 284,90", "/close 664,100", "/bar 300,100"));
     // What is on top does not reach from side to side, lies lower than the shadow could, or the window has
     // another size than is seen.
     EXPECT_THAT(corners(scene("gtk", {0, 0, 452, 252}, {26, 23, 300, 47})), testing::IsEmpty());
