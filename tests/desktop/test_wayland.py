@@ -70,6 +70,16 @@ class Keys(Wayland):
         self.desktop.unplug_devices()
         self.assert_types(target)
 
+    def test_a_program_that_is_launched_gets_a_token_and_the_first_keys(self):
+        target = FileTarget(os.path.join(self.desktop.directory, "typed"))
+        support.add_desktop_entry(self.desktop, "org.example.Form", "Form",
+                                  f"/usr/bin/python3 {APPS}/text_form.py gtk3 {target.path}")
+        self.assertEqual(self.send(app_bundle_id="org.example.Form", text=TEXT).status, 200)
+        self.assertEqual(wait_for_text(target, TEXT), TEXT)
+        view, = self.desktop.views()
+        with open(f"/proc/{view['pid']}/environ", encoding="utf-8") as file:
+            self.assertRegex(file.read(), "\0XDG_ACTIVATION_TOKEN=.")
+
     def test_a_terminal_gets_every_character_under_every_layout(self):
         path = os.path.join(self.desktop.directory, "typed")
         foot = self.desktop.start(["foot", "sh", "-c", f"stty -echo; exec cat > {path}"])

@@ -67,6 +67,13 @@ bool sameName(std::string_view a, std::string_view b) {
     return !a.empty() && isValidUTF8(a) && isValidUTF8(b) && lowerCased(a) == lowerCased(b);
 }
 
+/// Has a program of the system set them and become the command.
+void setVariables(ChildCommand& command, std::vector<std::string> variables) {
+    if (variables.empty()) return;
+    variables.push_back(std::exchange(command.executable, "/usr/bin/env"));
+    command.arguments.insert(command.arguments.begin(), variables.begin(), variables.end());
+}
+
 struct Launchable {
     AppIdentity identity;
     std::vector<std::string> command;
@@ -181,6 +188,7 @@ LaunchOutcome AppManager::openApplicationAtURL(const std::string& url,
     ChildCommand command;
     command.executable = resolveProgram(launchable->command.front());
     command.arguments.assign(std::next(launchable->command.begin()), launchable->command.end());
+    setVariables(command, windows_.launchEnvironment());
     command.workingDirectory = launchable->workingDirectory;
     command.output = ChildCommand::Output::discard;
     command.newSession = true;

@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "platform/linux/wayland/ActivationToken.h"
 #include "platform/linux/wayland/WaylandEventPoster.h"
 
 namespace varkel {
@@ -159,6 +160,12 @@ std::vector<std::string> SwayWindowSystem::describeSession() {
             "so that SWAYSOCK names the socket");
     }
     return lines;
+}
+
+std::vector<std::string> SwayWindowSystem::launchEnvironment() {
+    const auto token = requestActivationToken(Clock::now() + patience);
+    if (!token) return {};
+    return {"XDG_ACTIVATION_TOKEN=" + *token, "DESKTOP_STARTUP_ID=" + *token};
 }
 
 void SwayWindowSystem::waitUntilEventsAreRead(std::chrono::milliseconds limit) {

@@ -24,6 +24,7 @@ class SwayWindowSystem : public WindowSystem, public KeyFocusTeller {
     void waitUntilEventsAreRead(std::chrono::milliseconds patience) override;
     bool isScreenReadable() override;
     std::vector<std::string> describeSession() override;
+    std::vector<std::string> launchEnvironment() override;
 
     std::optional<KeyFocus> keyFocus(std::chrono::steady_clock::time_point deadline) override;
 
