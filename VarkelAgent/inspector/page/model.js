@@ -32,7 +32,7 @@ export class Model {
     return this.items[0];
   }
 
-  /// The same element in this tree: by its id, else what is in its place and has its role.
+  /// What an element of another reading is in this tree: by its id, else what is in its place and has its role.
   counterpart(item) {
     const found = this.byId.get(item.element.id);
     if (found) return found;
