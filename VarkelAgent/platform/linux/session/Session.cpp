@@ -37,6 +37,7 @@ std::optional<Session> openRemoteDesktop(AtspiBus& bus) {
     WaylandConnection connection;
     if (!connection.connect(std::chrono::steady_clock::now() + greetingLimit)) return std::nullopt;
     std::vector<std::unique_ptr<InputDevices>> devices;
+    devices.push_back(std::make_unique<PortalRemoteDesktop>());
     devices.push_back(std::make_unique<MutterRemoteDesktop>());
     if (!devices.back()->isOffered(Deadline::in(greetingLimit))) return std::nullopt;
     auto windows = std::make_unique<AccessibleWindowSystem>(bus);
@@ -53,6 +54,7 @@ std::optional<Session> openPlasma() {
     auto windows = std::make_unique<KWinWindowSystem>();
     std::vector<std::unique_ptr<InputDevices>> devices;
     devices.push_back(std::make_unique<FakeInput>());
+    devices.push_back(std::make_unique<PortalRemoteDesktop>());
     auto events = std::make_unique<RemoteEventPoster>(std::move(devices), nullptr, *windows);
     return Session{std::move(windows), std::move(events)};
 }

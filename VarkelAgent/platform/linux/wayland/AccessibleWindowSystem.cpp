@@ -159,10 +159,17 @@ std::vector<std::string> AccessibleWindowSystem::describeSession() {
                                    "hint_windows=GNOME tells no program where windows are: elements are "
                                    "worked by their own actions. Log in "
                                    "to \"GNOME on Xorg\" for clicks on all of them"};
-    MutterRemoteDesktop mutter;
-    if (!mutter.isOffered(Deadline::in(askLimit)))
+    const std::string portal = describePortal();
+    if (!portal.empty()) {
+        lines.push_back(portal);
+    } else if (!MutterRemoteDesktop().isOffered(Deadline::in(askLimit))) {
         lines.emplace_back(
             "hint_session=GNOME does not lend its keyboard now: see whether the session still runs");
+    }
+    if (!isScreenReadable())
+        lines.emplace_back(
+            "hint_images=Images of the screen come from the desktop's portal: install "
+            "xdg-desktop-portal and xdg-desktop-portal-gnome, and log in anew");
     return lines;
 }
 

@@ -52,13 +52,13 @@ bool FakeInput::isOffered(Deadline deadline) {
 }
 
 bool FakeInput::open(Deadline deadline) {
-    if (!isOffered(deadline)) throw EventError("Plasma does not let this program press keys.");
+    if (!isOffered(deadline)) throw NotLent("Plasma does not let this program press keys.");
     if (devices_ != nullptr) return false;
     const bool hadKeyboard = SeatKeymap::ask(deadline).has_value();
     devices_ = connection_.bind<org_kde_kwin_fake_input>(org_kde_kwin_fake_input_interface, neededVersion);
     if (devices_ == nullptr || org_kde_kwin_fake_input_get_version(devices_) < neededVersion) {
         disconnect();
-        throw EventError("This version of Plasma lets no program press keys.");
+        throw NotLent("This version of Plasma lets no program press keys.");
     }
     org_kde_kwin_fake_input_authenticate(devices_, "varkel-agent", "types and clicks for the person");
     complete(deadline);

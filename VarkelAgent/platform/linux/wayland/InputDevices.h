@@ -10,6 +10,12 @@
 
 namespace varkel {
 
+/// The desktop does not lend its devices this way; another one may work.
+class NotLent : public EventError {
+  public:
+    using EventError::EventError;
+};
+
 /// A keyboard and a pointer that the desktop lends this process. One thread at a time. What was not done by
 /// its deadline, or not at all, is thrown as an EventError; after that the next call begins anew.
 class InputDevices {
@@ -24,6 +30,7 @@ class InputDevices {
 
     /// Makes sure that the desktop has lent them. Whether it has only now: applications may not know them
     /// yet. May ask the person, and then waits longer than the deadline: a minute at the most.
+    /// Throws NotLent when it lends none this way.
     virtual bool open(Deadline deadline) = 0;
 
     /// Finds out what is on the keys now.

@@ -14,6 +14,7 @@
 #include "base/FileDescriptor.h"
 #include "platform/linux/wayland/FakeInput.h"
 #include "platform/linux/wayland/Portal.h"
+#include "platform/linux/wayland/RemoteDesktop.h"
 
 namespace varkel {
 
@@ -281,13 +282,15 @@ void KWinWindowSystem::waitUntilEventsAreRead(milliseconds limit) {
 
 std::vector<std::string> KWinWindowSystem::describeSession() {
     std::vector<std::string> lines{"session=Plasma (Wayland)"};
-    if (!FakeInput().isOffered(Deadline::in(patience)))
+    if (!FakeInput().isOffered(Deadline::in(patience))) {
+        if (const std::string portal = describePortal(); !portal.empty()) lines.push_back(portal);
         lines.emplace_back(
             "hint_session=Plasma lets a program press keys when a desktop entry asks for it: one whose Exec "
             "is this "
             "program's path, with the line X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input. Log in anew "
             "after "
             "adding it");
+    }
     if (!views(Clock::now() + patience))
         lines.emplace_back("hint_windows=The compositor runs no scripts: see whether the session still runs");
     return lines;

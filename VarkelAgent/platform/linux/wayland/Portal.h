@@ -23,6 +23,9 @@ class Portal {
 
     /// `bus` is connected, outlives this object, and loses its handler to it.
     explicit Portal(SessionBus& bus);
+    Portal(const Portal&) = delete;
+    Portal& operator=(const Portal&) = delete;
+    ~Portal() { bus_.setHandler(nullptr); }
 
     /// Whether it offers an interface: its version, 0 when it does not.
     static std::uint32_t versionOf(SessionBus& bus, const char* interface, Deadline deadline);

@@ -1,10 +1,12 @@
 #pragma once
 
-#include <map>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/linux/wayland/InputDevices.h"
+#include "platform/linux/wayland/Portal.h"
 #include "platform/linux/wayland/SeatKeymap.h"
 #include "platform/linux/wayland/SessionBus.h"
 
@@ -66,5 +68,48 @@ class MutterRemoteDesktop : public RemoteDesktop {
     /// Pixels of the stream to a unit of the screen.
     double scale_ = 1;
 };
+
+/// The interface of the desktop's portal, which asks the person first: each time, or once where it remembers
+/// what it was told (from the interface's second version on).
+class PortalRemoteDesktop : public RemoteDesktop {
+  public:
+    bool isOffered(Deadline deadline) override;
+    bool remembers() const { return version_ >= 2; }
+
+  protected:
+    bool isStarted(Deadline deadline) override;
+    void start(Deadline deadline) override;
+    SdBusMessage keyCall(const char* member, std::uint32_t number, bool down) override;
+    SdBusMessage buttonCall(bool down) override;
+    SdBusMessage wheelCall(std::uint32_t axis, std::int32_t steps) override;
+    SdBusMessage motionCall(CGPoint point, Deadline deadline) override;
+
+  private:
+    /// A screen that the person shares.
+    struct Stream {
+        std::uint32_t node = 0;
+        std::int32_t x = 0;
+        std::int32_t y = 0;
+        std::int32_t width = 0;
+        std::int32_t height = 0;
+    };
+
+    static EventError refusal();
+    void createSession(Portal& portal, Deadline deadline);
+    void selectDevices(Portal& portal, Deadline deadline);
+    void selectScreens(Portal& portal, Deadline deadline);
+    void takeResults(sd_bus_message* results);
+    bool takeStreams(sd_bus_message* results);
+    SdBusMessage newSessionCall(const char* member);
+
+    std::uint32_t version_ = 0;
+    std::string session_;
+    std::vector<Stream> streams_;
+    Deadline refusedUntil_ = Deadline::in(Deadline::Duration::zero());
+};
+
+/// What a person should know of the portal, as a line of WindowSystem::describeSession(); empty where there
+/// is none that lends devices. Blocks for a second at the most.
+std::string describePortal();
 
 }  // namespace varkel

@@ -69,20 +69,31 @@ class RemoteEventPoster::Announcement : public TextAnnouncement {
     std::list<WindowId>::iterator text_;
 };
 
-/// Chooses them once for as long as they are there, and opens them.
+/// Opens those that were used last, as long as they are there, otherwise the first that the desktop lends.
 void RemoteEventPoster::openDevices(Deadline deadline) {
-    if (devices_ == nullptr || !devices_->isOffered(deadline)) {
-        const auto offered =
-            std::ranges::find_if(offers_, [deadline](const auto& each) { return each->isOffered(deadline); });
-        devices_ = offered == offers_.end() ? nullptr : offered->get();
-    }
-    if (devices_ == nullptr) throw EventError("This desktop lets no program press keys or move the pointer.");
-    if (!devices_->open(deadline)) return;
+    if (!chooseDevices(deadline)) return;
     devices_->readLayout(Deadline::in(postLimit));
     const Deadline noticed = Deadline::in(noticingTime);
     while (askFocus(Deadline::in(postLimit)).window == 0 && !noticed.passed())
         std::this_thread::sleep_for(frontPoll);
     std::this_thread::sleep_for(firstKeyDelay);
+}
+
+/// Whether they are new.
+bool RemoteEventPoster::chooseDevices(Deadline deadline) {
+    if (devices_ != nullptr && devices_->isOffered(deadline)) return devices_->open(deadline);
+    devices_ = nullptr;
+    for (const auto& each : offers_) {
+        try {
+            if (!each->isOffered(Deadline::in(postLimit))) continue;
+            const bool isNew = each->open(Deadline::in(postLimit));
+            devices_ = each.get();
+            return isNew;
+        } catch (const NotLent&) {
+            continue;
+        }
+    }
+    throw EventError("This desktop lets no program press keys or move the pointer.");
 }
 
 void RemoteEventPoster::postTogether(std::span<const CGEvent> events) {

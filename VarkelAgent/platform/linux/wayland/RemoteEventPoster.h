@@ -21,7 +21,7 @@ namespace varkel {
 /// another window has come to the front while a text is typed. Any thread.
 class RemoteEventPoster : public EventPoster {
   public:
-    /// The first of the devices that the desktop offers are used. `clipboard` may be null, `focus` outlives
+    /// The first of the devices that the desktop lends are used. `clipboard` may be null, `focus` outlives
     /// this object.
     RemoteEventPoster(std::vector<std::unique_ptr<InputDevices>> devices,
                       std::unique_ptr<Clipboard> clipboard, KeyFocusTeller& focus)
@@ -39,6 +39,7 @@ class RemoteEventPoster : public EventPoster {
     using Clock = std::chrono::steady_clock;
 
     void openDevices(Deadline deadline);
+    bool chooseDevices(Deadline deadline);
     void post(const CGEvent& event, Deadline deadline);
     void postKeyDown(const CGEvent& event, Deadline deadline);
     KeyFocus checkedReceiver();
