@@ -89,6 +89,7 @@ void waitForSignal(const sigset_t& ending) {
     ::sigwait(&ending, &number);
 }
 
+/// Serves until a signal ends the process. Gives the exit status when it cannot.
 int serve(const Options& options, const sigset_t& ending) {
     CommandLine credentials;
     credentials.token = options.token;
@@ -111,7 +112,10 @@ int serve(const Options& options, const sigset_t& ending) {
     print("The inspector, for one browser: " + server.address() + "\nCtrl-C ends it.\n");
     if (entry) openBrowser(entry->path());
     waitForSignal(ending);
-    return EXIT_SUCCESS;
+    // At once: the server would wait for what is under way, and the person may be asked about that for
+    // minutes.
+    if (entry) entry->remove();
+    std::_Exit(EXIT_SUCCESS);
 }
 
 int run(const std::vector<std::string>& arguments, const sigset_t& ending) {

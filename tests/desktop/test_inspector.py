@@ -7,8 +7,12 @@ the acts is read in the application."""
 import http.server
 import os
 import re
+import select
+import signal
+import socket
 import subprocess
 import threading
+import urllib.parse
 import urllib.request
 from pathlib import Path
 
@@ -267,10 +271,21 @@ class StartOfTheBrowser(DesktopTest):
         path = opened.removeprefix("file://")
         self.assertEqual(os.stat(path).st_mode & 0o777, 0o600)
         self.assertIn(f"url={address}", Path(path).read_text(encoding="utf-8"))
-        self.assertEqual(urllib.request.urlopen(address, timeout=10).status, 200)
+        with urllib.request.urlopen(address, timeout=10) as entered:
+            cookie = entered.headers["Set-Cookie"]
         wait_for(lambda: not os.path.exists(path), 10, "the file to go")
-        program.terminate()
-        self.assertEqual(program.wait(10), 0)
+
+        # It ends at once, also while the agent keeps a request waiting.
+        self.agent.process.send_signal(signal.SIGSTOP)
+        wait_for(lambda: support.state_of(self.agent.process.pid) == "T", 10, "the agent to stop")
+        host = urllib.parse.urlsplit(address).netloc
+        with socket.create_connection(host.split(":")) as page:
+            below = re.search("Path=([^;]+)", cookie)[1]
+            page.sendall(f"POST {below}agent/ax/tree HTTP/1.1\r\nHost: {host}\r\nOrigin: http://{host}\r\n"
+                         f"Cookie: {cookie.partition(';')[0]}\r\nContent-Length: 2\r\n\r\n{{}}".encode())
+            self.assertEqual(select.select([page], [], [], 1)[0], [])
+            program.terminate()
+            self.assertEqual(program.wait(10), 0)
 
 
 if __name__ == "__main__":
