@@ -6,6 +6,7 @@ import subprocess
 import threading
 import time
 import unittest
+import unittest.mock
 
 import support
 from agent import Agent
@@ -13,7 +14,7 @@ from chromium import CHROMIUM
 from reporting import ReportingApp
 from sway_desktop import SwayDesktop
 from support import APPS, wait_for
-from typing_targets import FileTarget, GtkTarget, wait_for_text
+from typing_targets import FileTarget, FormTarget, GtkTarget, wait_for_text
 
 TEXT = "Grüße, 5 € 漢字 😀 "
 
@@ -32,10 +33,11 @@ class Wayland(unittest.TestCase):
         target = GtkTarget(self.desktop, **environment)
         return self.enterContext(target)
 
-    def send_until(self, target, hindrance, text=TEXT * 20):
+    def send_until(self, target, hindrance, text=TEXT * 20, agent=None):
         """Sends a text, and in the middle of it calls `hindrance`; gives the answer and how long it took from then."""
+        target.clear()
         answers = []
-        sender = threading.Thread(target=lambda: answers.append(self.send(text=text, delay_ms=10)))
+        sender = threading.Thread(target=lambda: answers.append(self.send(agent, text=text, delay_ms=10)))
         sender.start()
         try:
             wait_for(lambda: len(target.text()) > 10, 20, "some of the text")
@@ -151,6 +153,26 @@ class Loss(Wayland):
             os.rename(path + ".away", path)
         self.assertEqual(target.text(), "")
         self.assert_types(target, agent)
+
+
+class OtherCompositors(Wayland):
+    """Those that lend the same devices and have no socket of sway's: sway, without being told where its socket is."""
+
+    def test_the_window_in_front_is_typed_into_and_no_other_one(self):
+        environment = {name: value for name, value in self.desktop.environment.items() if name != "SWAYSOCK"}
+        with unittest.mock.patch.object(self.desktop, "environment", environment):
+            agent = Agent(self.desktop.start, self.desktop.directory)
+            said = subprocess.run([support.binary_path(), "permissions", "--no-prompt"], env=environment,
+                                  capture_output=True, text=True, timeout=30, check=False).stdout
+        self.assertIn("session=Wayland\nhint_windows=", said)
+        first = self.enterContext(FormTarget(self.desktop, "gtk3"))
+        self.assert_types(first, agent)
+        second = self.enterContext(FormTarget(self.desktop, "qt5"))
+        self.assert_types(second, agent)
+        answer, _ = self.send_until(second, lambda: self.desktop.activate(first.window), agent=agent)
+        self.assertEqual(answer.status, 500, answer.body)
+        # Applications say a moment later than sway that they are in front.
+        self.assertTrue(first.text().startswith(TEXT) and len(first.text()) <= len(TEXT) + 3, first.text())
 
 
 PAGE = """<!doctype html><title>page</title><button style="position: absolute; left: 120px; top: 80px; width: 200px;

@@ -13,6 +13,7 @@
 #include "platform/linux/wayland/SwayWindowSystem.h"
 #include "platform/linux/wayland/WaylandConnection.h"
 #include "platform/linux/wayland/WaylandEventPoster.h"
+#include "platform/linux/wayland/WlrootsWindowSystem.h"
 #include "platform/linux/x11/X11WindowSystem.h"
 
 namespace varkel {
@@ -22,14 +23,19 @@ namespace {
 /// What a compositor that does not answer may cost at the start.
 constexpr std::chrono::milliseconds greetingLimit{2000};
 
-std::optional<Session> openSway() {
-    WaylandConnection connection;
-    const auto deadline = std::chrono::steady_clock::now() + greetingLimit;
-    if (!SwayIPC::isNamed() || !connection.connect(deadline) || !WaylandEventPoster::isOffered(connection))
-        return std::nullopt;
-    auto windows = std::make_unique<SwayWindowSystem>();
+template <class Windows>
+Session withOwnDevices(std::unique_ptr<Windows> windows) {
     auto events = std::make_unique<WaylandEventPoster>(*windows);
     return Session{std::move(windows), std::move(events)};
+}
+
+/// A compositor that lends a keyboard and a pointer: sway, and others that are built on the same library.
+std::optional<Session> openWlroots(AtspiBus& bus) {
+    WaylandConnection connection;
+    const auto deadline = std::chrono::steady_clock::now() + greetingLimit;
+    if (!connection.connect(deadline) || !WaylandEventPoster::isOffered(connection)) return std::nullopt;
+    if (SwayIPC::isNamed()) return withOwnDevices(std::make_unique<SwayWindowSystem>());
+    return withOwnDevices(std::make_unique<WlrootsWindowSystem>(bus));
 }
 
 /// A Wayland desktop that tells nothing of its windows, and lends devices by the session's bus: GNOME.
@@ -62,7 +68,7 @@ std::optional<Session> openPlasma() {
 }  // namespace
 
 Session openSession(AtspiBus& bus) {
-    if (auto sway = openSway()) return *std::move(sway);
+    if (auto wlroots = openWlroots(bus)) return *std::move(wlroots);
     if (auto plasma = openPlasma()) return *std::move(plasma);
     if (auto desktop = openRemoteDesktop(bus)) return *std::move(desktop);
     return {std::make_unique<X11WindowSystem>(), std::make_unique<X11EventPoster>()};

@@ -48,6 +48,8 @@ SwayView describe(const json::value& node, pid_t process) {
     view.window.id = static_cast<WindowId>(number(member(node, "id")));
     view.window.process = process;
     view.window.applicationId = text(node, "app_id");
+    // Desktop entries announce the one or the other as the class of a program's windows.
+    view.window.className = view.window.instanceName = view.window.applicationId;
     if (const json::value* properties = member(node, "window_properties")) {
         view.window.className = text(*properties, "class");
         view.window.instanceName = text(*properties, "instance");

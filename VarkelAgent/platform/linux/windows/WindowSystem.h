@@ -19,7 +19,7 @@ using WindowId = std::uint64_t;
 struct ClientWindow {
     WindowId id = 0;
     std::optional<pid_t> process;
-    /// The two names of an X11 window's class; empty for others.
+    /// The two names of an X11 window's class; of others, the names that stand for it.
     std::string instanceName;
     std::string className;
     /// The application's identifier by its own account, when it tells.

@@ -35,6 +35,7 @@ TEST(SwayTree, ListsWindowsTheOneUsedLastAtTheEnd) {
     for (const SwayView& each : views) ids.push_back(each.window.id);
     ASSERT_THAT(ids, testing::ElementsAre(6, 7, 8));
     EXPECT_EQ(views[0].window.applicationId, "org.hidden");
+    EXPECT_EQ(views[0].window.className, "org.hidden");
     EXPECT_FALSE(views[0].visible);
     EXPECT_EQ(views[1].window.className, "XTerm");
     EXPECT_EQ(views[1].window.process, 70);

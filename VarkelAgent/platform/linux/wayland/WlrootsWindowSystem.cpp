@@ -1,0 +1,31 @@
+#include "platform/linux/wayland/WlrootsWindowSystem.h"
+
+#include <screencopy-v1-client.h>
+
+#include <chrono>
+
+#include "platform/linux/wayland/WaylandConnection.h"
+
+namespace varkel {
+
+namespace {
+
+constexpr std::chrono::milliseconds patience{1000};
+
+}  // namespace
+
+bool WlrootsWindowSystem::isScreenReadable() {
+    WaylandConnection connection;
+    return connection.connect(std::chrono::steady_clock::now() + patience) &&
+           connection.offers(zwlr_screencopy_manager_v1_interface.name);
+}
+
+std::vector<std::string> WlrootsWindowSystem::describeSession() {
+    return {
+        "session=Wayland",
+        "hint_windows=This compositor is asked nothing about windows: only the one in front is typed into, "
+        "and elements are worked by their own actions. In a session of sway, start the agent from within "
+        "it, so that SWAYSOCK names sway's socket"};
+}
+
+}  // namespace varkel
