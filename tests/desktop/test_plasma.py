@@ -12,8 +12,9 @@ from reporting import ReportingApp
 from support import find, wait_for
 from typing_targets import GtkTarget, wait_for_text
 
-# What the US layout has.
+# What the US layout has, and what it has not.
 PLAIN = "Hello, WORLD! {[(<>)]} @#$%^&*~`'\"\\|/?;:"
+MIXED = "hello Grüße €5 漢字 😀 end"
 
 
 class Plasma(unittest.TestCase):
@@ -36,13 +37,23 @@ class Plasma(unittest.TestCase):
     def send(self, **fields):
         return self.agent.request("POST", "/keystrokes", {"delay_ms": 2, **fields}, timeout=60)
 
-    def test_keys_arrive_and_what_no_key_gives_fails(self):
+    def test_keys_arrive_and_so_does_what_no_key_gives(self):
         target = self.start_target()
-        answer = self.send(text=PLAIN)
-        self.assertEqual(answer.status, 200, answer.body)
-        self.assertEqual(wait_for_text(target, PLAIN), PLAIN)
-        answer = self.send(keys=["ctrl+a", "delete"], text="漢")
-        self.assertEqual(answer.status, 500, answer.body)
+        for text in (PLAIN, MIXED):
+            with self.subTest(text=text):
+                target.clear()
+                answer = self.send(text=text)
+                self.assertEqual(answer.status, 200, answer.body)
+                self.assertEqual(wait_for_text(target, text), text)
+
+    def test_the_clipboard_is_put_back(self):
+        target = self.start_target()
+        for step in ({"text": "kept"}, {"keys": ["ctrl+a", "ctrl+c"]}, {"text": MIXED}):
+            self.assertEqual(self.send(**step).status, 200)
+        self.assertEqual(wait_for_text(target, MIXED), MIXED)
+        for text in ("kept", "keptkept"):
+            self.assertEqual(self.send(keys=["ctrl+a", "ctrl+v"] if text == "kept" else ["ctrl+v"]).status, 200)
+            self.assertEqual(wait_for_text(target, text), text)
 
     def test_elements_are_where_they_are_clicked(self):
         app = ReportingApp(self.desktop, [str(support.APPS / "acts_app.py"), "Acts"])

@@ -61,7 +61,8 @@ std::optional<Session> openPlasma() {
     std::vector<std::unique_ptr<InputDevices>> devices;
     devices.push_back(std::make_unique<FakeInput>());
     devices.push_back(std::make_unique<PortalRemoteDesktop>());
-    auto events = std::make_unique<RemoteEventPoster>(std::move(devices), nullptr, *windows);
+    auto events =
+        std::make_unique<RemoteEventPoster>(std::move(devices), makeDataControlClipboard(), *windows);
     return Session{std::move(windows), std::move(events)};
 }
 

@@ -29,4 +29,7 @@ class Clipboard {
 /// The clipboard by the interface of GNOME's compositor.
 std::unique_ptr<Clipboard> makeMutterClipboard();
 
+/// The clipboard by the protocol that Plasma's compositor and those of wlroots have for it.
+std::unique_ptr<Clipboard> makeDataControlClipboard();
+
 }  // namespace varkel

@@ -1,9 +1,6 @@
 #include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <deque>
 #include <optional>
 #include <thread>
@@ -13,6 +10,7 @@
 #include "base/FileDescriptor.h"
 #include "platform/EventPoster.h"
 #include "platform/linux/wayland/Clipboard.h"
+#include "platform/linux/wayland/Pipes.h"
 #include "platform/linux/wayland/SessionBus.h"
 
 namespace varkel {
@@ -38,42 +36,6 @@ constexpr std::array copyingPatience{milliseconds(20), milliseconds(100), millis
 /// Between its having read the text and its having inserted it, an application tells nothing; a key that
 /// comes meanwhile would go before the text.
 constexpr milliseconds insertingTime{40};
-
-bool awaitPipe(int descriptor, short events, Deadline deadline) {
-    pollfd pipe{descriptor, events, 0};
-    for (;;) {
-        const int ready = poll(&pipe, 1, static_cast<int>(deadline.left().count()));
-        if (ready >= 0 || errno != EINTR) return ready > 0;
-    }
-}
-
-void makeNonBlocking(int descriptor) {
-    fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
-}
-
-/// What comes until the end; nothing when that is too much, or does not come in time.
-std::optional<std::string> readAll(int descriptor, Deadline deadline) {
-    makeNonBlocking(descriptor);
-    std::string bytes;
-    std::array<char, 65536> buffer{};
-    while (bytes.size() <= maxKept && awaitPipe(descriptor, POLLIN, deadline)) {
-        const ssize_t count = read(descriptor, buffer.data(), buffer.size());
-        if (count == 0) return bytes;
-        if (count < 0) return std::nullopt;
-        bytes.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    return std::nullopt;
-}
-
-bool writeAll(int descriptor, std::string_view bytes, Deadline deadline) {
-    makeNonBlocking(descriptor);
-    while (!bytes.empty() && awaitPipe(descriptor, POLLOUT, deadline)) {
-        const ssize_t count = write(descriptor, bytes.data(), bytes.size());
-        if (count < 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return bytes.empty();
-}
 
 class MutterClipboard : public Clipboard {
   public:
@@ -146,7 +108,7 @@ class MutterClipboard : public Clipboard {
             SdBusMessage question = newSessionCall("SelectionRead");
             if (question) sd_bus_message_append(question.get(), "s", type);
             const FileDescriptor pipe = descriptorOf(bus_.call(std::move(question), deadline));
-            auto bytes = pipe ? readAll(pipe.get(), deadline) : std::nullopt;
+            auto bytes = pipe ? readPipe(pipe.get(), maxKept, deadline) : std::nullopt;
             if (bytes) return {type, *std::move(bytes)};
         }
         return {keptTypes.front(), {}};
@@ -185,7 +147,7 @@ class MutterClipboard : public Clipboard {
             bool written = false;
             {
                 const FileDescriptor pipe = descriptorOf(bus_.call(std::move(question), deadline));
-                written = pipe && writeAll(pipe.get(), offered_.bytes, deadline);
+                written = pipe && writePipe(pipe.get(), offered_.bytes, deadline);
             }
             SdBusMessage end = newSessionCall("SelectionWriteDone");
             if (end) sd_bus_message_append(end.get(), "ub", serial, written ? 1 : 0);

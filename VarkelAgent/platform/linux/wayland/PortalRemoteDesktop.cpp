@@ -178,7 +178,9 @@ bool PortalRemoteDesktop::takeStreams(sd_bus_message* results) {
         if (streams_.size() < maxStreams) streams_.push_back(stream);
         if (sd_bus_message_exit_container(results) < 0) break;
     }
-    return sd_bus_message_exit_container(results) >= 0 && sd_bus_message_exit_container(results) >= 0;
+    // The list, and the variant around it.
+    if (sd_bus_message_exit_container(results) < 0) return false;
+    return sd_bus_message_exit_container(results) >= 0;
 }
 
 /// With the two arguments that all of them begin with.
