@@ -20,8 +20,8 @@ APPS = ROOT / "tests/desktop/apps"
 # Which kind of desktop the tests run on: "sway", or X11 without the variable.
 ON_X11 = os.environ.get("VARKEL_DESKTOP", "x11") == "x11"
 only_on_x11 = unittest.skipUnless(ON_X11, "about X11 alone")
-__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "binary_path", "element_id", "find", "main", "new_desktop",
-           "only_on_x11", "paths", "wait_for", "walk"]
+__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "binary_path", "element_id", "find", "main",
+           "new_desktop", "only_on_x11", "paths", "wait_for", "walk"]
 
 
 def new_desktop(display=None, has_person=False):

@@ -126,7 +126,8 @@ class SwayDesktop(PrivateDesktop):
         configuration = os.path.join(self.directory, "sway.conf")
         width, height = self._size
         with open(configuration, "w", encoding="utf-8") as file:
-            file.write(f"output HEADLESS-1 mode {width}x{height}\nxwayland {'enable' if self._xwayland else 'disable'}\n"
+            file.write(f"output HEADLESS-1 mode {width}x{height}\n"
+                       f"xwayland {'enable' if self._xwayland else 'disable'}\n"
                        f"input * xkb_layout \"{self._layout}\"\ndefault_border none\ndefault_floating_border none\n"
                        'for_window [title=".*"] floating enable\n')
         # sway refuses to run as root. In a user namespace it does not see that it is.
