@@ -2,6 +2,8 @@
 
 Every check reads what the application says it got."""
 
+import os
+import subprocess
 import threading
 import unittest
 
@@ -70,6 +72,30 @@ class Gnome(unittest.TestCase):
                       [(500, "no frame for synthesized click")], (area, answer.body))
         self.target.app.do("look")
         self.assertEqual(self.target.app.all("button-press"), [])
+
+    def test_clicks_and_turns_of_the_wheel_go_to_the_pixel(self):
+        self.assertEqual(self.send(text="a").status, 200)
+        program = os.environ.get("VARKEL_POST_EVENTS") or str(support.ROOT / "build/release/tests/desktop/post_events")
+        poster = self.desktop.start([program], stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.addCleanup(self.desktop.stop, poster)
+
+        def post(line):
+            poster.stdin.write(line + "\n")
+            poster.stdin.flush()
+            self.assertEqual(poster.stdout.readline(), "done\n")
+        presses = []
+        # Where the window is nothing tells.
+        for x, y in ((x, y) for y in range(150, 900, 150) for x in range(150, 1280, 200)):
+            post(f"click {x} {y}")
+            self.target.app.do("look")
+            presses = self.target.app.all("button-press")
+            if presses:
+                break
+        first = presses[0]
+        post(f"click {x + 13} {y + 7}")
+        self.target.wait_for("button-press", button=1, x=first["x"] + 13, y=first["y"] + 7)
+        post(f"scroll {x} {y} -2 0")
+        self.target.wait_for("scroll", x=first["x"], y=first["y"])
 
     def test_an_application_behind_others_comes_to_the_front_for_its_keys(self):
         self.assertEqual(self.send(text="a").status, 200)

@@ -130,7 +130,8 @@ class Portal(unittest.TestCase):
         self.assertEqual([answer.status for answer in answers], [500])
         self.start_portal("yes")
         target.clear()
-        self.assertEqual(self.send(agent, text="b").status, 200)
+        answer = self.send(agent, text="b")
+        self.assertEqual(answer.status, 200, answer.body)
         self.assertEqual(wait_for_text(target, "b"), "b")
 
 

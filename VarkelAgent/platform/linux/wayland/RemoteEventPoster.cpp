@@ -22,6 +22,9 @@ constexpr milliseconds postLimit{2000};
 /// How long an application that was asked to come to the front gets for it.
 constexpr milliseconds frontPatience{1000};
 constexpr milliseconds frontPoll{10};
+/// How long one gets to say that it is in front, where none does: it may just be coming there, or be one that
+/// never says so.
+constexpr milliseconds unknownPatience{500};
 /// How long applications get to notice a keyboard that is new: on a desktop without another one, no window is
 /// active before they have.
 constexpr milliseconds noticingTime{3000};
@@ -179,6 +182,11 @@ KeyFocus RemoteEventPoster::askFocus(Deadline deadline) {
 KeyFocus RemoteEventPoster::awaitReceiver(Deadline deadline) {
     const Deadline until = earlier(deadline, Deadline::in(frontPatience));
     KeyFocus focus = askFocus(deadline);
+    const Deadline known = earlier(deadline, Deadline::in(unknownPatience));
+    while (focus.window == 0 && !known.passed()) {
+        std::this_thread::sleep_for(frontPoll);
+        focus = askFocus(deadline);
+    }
     while (focus.meant && focus.process != focus.meant) {
         if (until.passed())
             throw EventError("The application that the keys are for did not come to the front.");

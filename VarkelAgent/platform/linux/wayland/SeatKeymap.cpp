@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <array>
 
 #include "base/FileDescriptor.h"
@@ -14,6 +15,9 @@ namespace {
 
 /// The largest that systems have are a tenth of it.
 constexpr std::uint32_t maxKeymapSize = 1 << 20;
+
+/// X11 programs, which may be in front, know no more keys.
+constexpr xkb_keycode_t lastOfX11 = 255;
 
 /// What the compositor has told.
 struct SeatNews {
@@ -85,9 +89,9 @@ std::optional<SeatKeymap> SeatKeymap::parse(const std::string& text) {
 std::optional<SeatKeymap::Key> SeatKeymap::find(xkb_keysym_t keysym, xkb_layout_index_t layout,
                                                 xkb_level_index_t levels) const {
     const xkb_keysym_t wanted = canonicalKeysym(keysym);
+    const xkb_keycode_t last = std::min(xkb_keymap_max_keycode(keymap_.get()), lastOfX11);
     for (xkb_level_index_t level = 0; level < levels; ++level) {
-        for (xkb_keycode_t code = xkb_keymap_min_keycode(keymap_.get());
-             code <= xkb_keymap_max_keycode(keymap_.get()); ++code) {
+        for (xkb_keycode_t code = xkb_keymap_min_keycode(keymap_.get()); code <= last; ++code) {
             const xkb_keysym_t* keysyms = nullptr;
             const int count = xkb_keymap_key_get_syms_by_level(keymap_.get(), code, layout, level, &keysyms);
             if (count == 1 && canonicalKeysym(keysyms[0]) == wanted) return Key{code, level, keysyms[0]};

@@ -1,0 +1,60 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/linux/wayland/KWinWindowSystem.h"
+
+namespace varkel {
+namespace {
+
+std::string view(const std::string& more) {
+    return R"({"id":"{57b649c1-ff7b}","pid":42,"title":"T","name":"n","class":"c","entry":"e")" + more + "}";
+}
+
+TEST(KWinViews, PutsTheActiveWindowLastAndLeavesOutWhatIsMalformed) {
+    const std::string list =
+        "[" + view(R"(,"active":true,"x11":true)") + "," +
+        R"({"id":"{1}","pid":7,"active":false},{"id":"{2}","pid":0},{"id":"{3}","pid":1e300},)" +
+        R"({"id":"\"); evil(\"","pid":7},{"pid":7},7,null])";
+    const auto views = readKWinViews(list);
+    ASSERT_EQ(views.size(), 2U);
+    EXPECT_EQ(views[0].uuid, "{1}");
+    EXPECT_FALSE(views[0].active);
+    const KWinView& last = views[1];
+    EXPECT_TRUE(last.active && last.xwayland);
+    EXPECT_EQ(last.window.process, 42);
+    EXPECT_EQ(last.window.instanceName + last.window.className + last.window.applicationId + last.title,
+              "nceT");
+    EXPECT_NE(last.window.id, views[0].window.id);
+    for (const char* text : {"", "[", "{}", "7", "\"x\""})
+        EXPECT_THAT(readKWinViews(text), testing::IsEmpty()) << text;
+}
+
+TEST(KWinViews, CountsAsSeenWhatIsNeitherTheCompositorsFrameNorAShadow) {
+    struct Case {
+        const char* what;
+        const char* more;
+        PixelRect seen;
+    };
+    const Case cases[] = {
+        {"a title bar of the compositor's",
+         R"(,"frame":{"x":10,"y":20,"width":400,"height":330},"buffer":{"x":10,"y":50,"width":400,"height":300})",
+         {10, 50, 400, 300}},
+        {"a shadow of the application's",
+         R"(,"frame":{"x":10,"y":20,"width":400,"height":300},"buffer":{"x":-16,"y":-3,"width":452,"height":349})",
+         {10, 20, 400, 300}},
+        {"fractions",
+         R"(,"frame":{"x":0.5,"y":0,"width":4,"height":4},"buffer":{"x":0.5,"y":0,"width":4,"height":4})",
+         {0.5, 0, 4, 4}},
+        {"nothing told", "", {0, 0, 0, 0}},
+    };
+    for (const Case& each : cases) {
+        const auto views = readKWinViews("[" + view(each.more) + "]");
+        ASSERT_EQ(views.size(), 1U) << each.what;
+        EXPECT_EQ(views[0].area, each.seen) << each.what;
+    }
+}
+
+}  // namespace
+}  // namespace varkel
