@@ -445,6 +445,7 @@ def check_fonts():
 
 
 def draw_screen(seed, directory):
+    """The name of the screen that it draws and its pixels to a point."""
     check_fonts()
     rng = random.Random(seed)
     scale = rng.choice(SCALES)
@@ -468,7 +469,9 @@ def draw_screen(seed, directory):
         canvas.ctx.restore()
         if x:
             canvas.fill(x - 1, 0, 1, height, theme.line)
-    canvas.save(directory, f'seed{seed:05}')
+    name = f'seed{seed:05}'
+    canvas.save(directory, name)
+    return name, scale
 
 
 def draw_plain(size, font, dark, directory):

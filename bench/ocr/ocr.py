@@ -5,11 +5,12 @@ usage: tools/bench ocr [BUILD_DIR] [--rounds N] [--seeds FIRST COUNT]
        tools/bench ocr [BUILD_DIR] --sizes
 
 BUILD_DIR is where the project was built (default: build/release). For each set of screens (`data/ocr`,
-`data/ocr/more`, which was made later, `data/ocr/controls`, which draw_screens draws, and screens that draw.py draws at
-random) prints the figures that score.py defines and the seconds per picture: of this project with no lines remembered,
+`data/ocr/more`, which was made later, and screens that draw.py draws at random, which are also reported by their
+scale) prints the figures that score.py defines and the seconds per picture: of this project with no lines remembered,
 with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in its best mode for
 screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds to them, so
-compare the ratios. The program's peak memory is its own, measured for its largest picture.
+compare the ratios. The program's peak memory is its own, measured for its largest picture. Also prints the seconds
+and memory for one picture of 3840x2160.
 
 Seeds 1 to 200 are for work on the recognition; the default is from 1000 up, where single pictures are not looked at.
 
@@ -20,7 +21,7 @@ import argparse, csv, io, json, os, pathlib, resource, statistics, subprocess, s
 HERE = pathlib.Path(__file__).resolve().parent
 # Last, since tools/bench starts this without the script's folder.
 sys.path.append(str(HERE))
-import draw, score
+import cairo, draw, score
 
 DATA = HERE.parent / 'data' / 'ocr'
 STANDARD = 1280 * 900
@@ -85,7 +86,8 @@ def report(name, figures, seconds, images):
           f'of 1280x900 {statistics.mean(standard):.3f}, slowest of those {max(standard):.3f}')
 
 
-def measure(title, data, build, rounds):
+def measure(title, data, build, rounds, scales=None):
+    """`scales` gives the pixels to a point of each screen, where large ones are to be reported apart."""
     images = sorted((data / 'images').glob('*.png'))
     print(f'== {title}: {len(images)} screens')
     with tempfile.TemporaryDirectory() as directory:
@@ -93,6 +95,10 @@ def measure(title, data, build, rounds):
         figures = lambda results: score.figures(score.totals(data / 'truth', results))
         cold = ours(build, images, base / 'ours', 0, rounds)
         report('ours, nothing remembered', figures(base / 'ours'), cold['seconds'], images)
+        for scale in sorted(set((scales or {}).values())):
+            of_scale = lambda name: scales[name] == scale
+            print(f'{f"  of those at {scale:.0%}":34} '
+                  f'{score.figures(score.totals(data / "truth", base / "ours", of_scale))}')
         print(f'{"":34} model {cold["load"]:.2f} s, peak memory {cold["peak_mib"]} MiB')
         warm = ours(build, images, base / 'warm', 4096, max(2, rounds))
         report('ours, seen before', figures(base / 'warm'), warm['seconds'], images)
@@ -104,6 +110,24 @@ def measure(title, data, build, rounds):
               '(largest child of this run)')
         ratio = statistics.mean(usual.values()) / statistics.mean(cold['seconds'].values())
         print(f'{"":34} the program as users run it takes {ratio:.2f} times as long', flush=True)
+
+
+def measure_large(build, rounds):
+    """The time and memory for a picture of 3840x2160 that is full of small letters."""
+    images = [path for path in sorted((DATA / 'images').glob('*.png')) if png_size(path) == (1280, 900)]
+    with tempfile.TemporaryDirectory() as directory:
+        base = pathlib.Path(directory)
+        target = cairo.ImageSurface(cairo.FORMAT_RGB24, 3840, 2160)
+        context = cairo.Context(target)
+        for i in range(9):
+            source = cairo.ImageSurface.create_from_png(str(images[i % len(images)]))
+            context.set_source_surface(source, i % 3 * 1280, i // 3 * 720)
+            context.rectangle(i % 3 * 1280, i // 3 * 720, 1280, 720)
+            context.fill()
+        target.write_to_png(str(base / 'large.png'))
+        cold = ours(build, [base / 'large.png'], base / 'ours', 0, rounds)
+        lines = len(json.loads((base / 'ours' / 'large.json').read_text())['results'])
+    print(f'== 3840x2160: {lines} lines in {cold["seconds"]["large"]:.2f} s, peak memory {cold["peak_mib"]} MiB', flush=True)
 
 
 def measure_sizes(build):
@@ -134,13 +158,14 @@ def main():
     if arguments.sizes:
         measure_sizes(arguments.build)
         return
-    for data in (DATA, DATA / 'more', DATA / 'controls'):
+    for data in (DATA, DATA / 'more'):
         measure(data.relative_to(HERE.parent), data, arguments.build, arguments.rounds)
+    measure_large(arguments.build, arguments.rounds)
     with tempfile.TemporaryDirectory() as directory:
         first, count = arguments.seeds
-        for seed in range(first, first + count):
-            draw.draw_screen(seed, pathlib.Path(directory))
-        measure(f'drawn at random from seeds {first} to {first + count - 1}', pathlib.Path(directory), arguments.build, 1)
+        scales = dict(draw.draw_screen(seed, pathlib.Path(directory)) for seed in range(first, first + count))
+        measure(f'drawn at random from seeds {first} to {first + count - 1}', pathlib.Path(directory), arguments.build, 1,
+                scales)
 
 
 if __name__ == '__main__':

@@ -94,18 +94,15 @@ class Repair {
             letters_[i].count = (*shares)[i].count;
         }
         dropNarrowBlanks();
-        isLoose_ = true;
         repairLetters(true);
         return textOf(letters_);
     }
 
   private:
     void repairLetters(bool fixedPitch) {
-        xHeight_ = heightOfSmallLetters();
         for (std::size_t i = 0; i < letters_.size(); ++i) {
             if (letters_[i].count != 1) continue;
             repairStem(i);
-            repairCase(letters_[i]);
             repairZero(i, fixedPitch);
         }
     }
@@ -136,36 +133,15 @@ class Repair {
 
     static bool isPunctuation(const Letter& one) { return one.isOneOf({".", ":", "_", "-", "/", "#", "@"}); }
 
-    bool isUnderscore(const GlyphShape& shape) const {
-        const PixelBox& box = shape.box;
-        return box.y0 >= line_.baseline - 1 && box.height() <= 0.25 * capHeight_ + 1 &&
-               box.width() >= 0.4 * capHeight_;
-    }
-
-    /// Gives every letter its shapes; false when they do not come out even. Underscores that the reading
-    /// lacks are put in.
+    /// Gives every letter its shapes; false when they do not come out even.
     bool match() {
-        std::vector<Letter> matched;
         std::size_t next = 0;
-        for (std::size_t i = 0; i < letters_.size(); ++i) {
-            Letter letter = letters_[i];
-            if (next >= shapes_.size()) return false;
-            if (!letter.is("_")) {
-                while (next < shapes_.size() && isUnderscore(shapes_[next]) &&
-                       !letter.isOneOf({"-", ".", ","})) {
-                    matched.push_back({"_", false, next++, 1});
-                    letter.blankBefore = false;
-                }
-            }
+        for (Letter& letter : letters_) {
             letter.count = letter.is("\"") || letter.is("”") || letter.is("“") ? 2 : 1;
             letter.first = next;
             next += letter.count;
-            if (next > shapes_.size()) return false;
-            matched.push_back(letter);
         }
-        if (next != shapes_.size()) return false;
-        letters_ = std::move(matched);
-        return true;
+        return next == shapes_.size();
     }
 
     /// Whether most of the reading's blanks are free cells, apart from those beside punctuation, which the
@@ -324,32 +300,6 @@ class Repair {
         return i > 0 && i + 1 < letters_.size() && isLetter(letters_[i - 1]) && isLetter(letters_[i + 1]);
     }
 
-    /// Letters of one shape in both cases: the small one has a dot, reaches below the baseline, or is as low
-    /// as other small ones.
-    void repairCase(Letter& letter) const {
-        const PixelBox& box = shapes_[letter.first].box;
-        if (letter.is("J") && stemTraits(line_, shapes_[letter.first]).gap) makeSmall(letter);
-        if (letter.isOneOf({"P", "Y"}) && box.y1 >= line_.baseline + 0.2 * capHeight_) makeSmall(letter);
-        if (isLoose_ || !xHeight_ || !letter.isOneOf({"C", "O", "S", "V", "W", "X", "Z"})) return;
-        if (box.height() <= 1.06 * *xHeight_ && box.y1 <= line_.baseline + 1) makeSmall(letter);
-    }
-
-    static void makeSmall(Letter& letter) { letter.text[0] = static_cast<char>(letter.text[0] - 'A' + 'a'); }
-
-    /// The height of small letters that look like no capital; nothing where there are none.
-    std::optional<double> heightOfSmallLetters() const {
-        std::vector<int> heights;
-        for (const Letter& letter : letters_) {
-            if (letter.count == 1 && letter.isOneOf({"a", "e", "m", "n", "r", "u"}))
-                heights.push_back(shapes_[letter.first].box.height());
-        }
-        if (heights.empty()) return std::nullopt;
-        const auto [low, high] = std::minmax_element(heights.begin(), heights.end());
-        // Unlike heights tell that letters and shapes do not belong together.
-        if (*high > *low + 1) return std::nullopt;
-        return (*low + *high) / 2.0;
-    }
-
     void repairZero(std::size_t i, bool fixedPitch) {
         Letter& letter = letters_[i];
         const PixelBox& box = shapes_[letter.first].box;
@@ -375,11 +325,8 @@ class Repair {
     std::vector<GlyphShape> shapes_;
     int top_ = 0;
     int capHeight_ = 1;
-    std::optional<double> xHeight_;
     /// Not known before it is asked for.
     std::optional<bool> hasPlainL_;
-    /// Whether shapes were only aligned with letters, not matched.
-    bool isLoose_ = false;
 };
 
 }  // namespace

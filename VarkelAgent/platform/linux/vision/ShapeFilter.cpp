@@ -120,21 +120,6 @@ bool isInside(const PixelBox& inner, const PixelBox& outer) {
     return inner.x0 > outer.x0 && inner.y0 > outer.y0 && inner.x1 < outer.x1 && inner.y1 < outer.y1;
 }
 
-/// Whether a shape lies on both sides of another, and not only its box around that one's: the dot of an i
-/// lies within the box of what the i touches.
-bool isBesideBothSides(const Component& outer, const ComponentSet& all, const PixelBox& inner) {
-    const int y = (inner.y0 + inner.y1) / 2;
-    bool left = false;
-    bool right = false;
-    for (std::uint32_t i = 0; i < outer.runCount; ++i) {
-        const Run& run = all.runs[outer.firstRun + i];
-        if (run.y != y) continue;
-        left = left || run.x0 < inner.x0;
-        right = right || run.x1 > inner.x1;
-    }
-    return left && right;
-}
-
 bool isAlike(const PixelPlanes& image, std::size_t a, std::size_t b) {
     constexpr int tolerance = 40;
     return std::abs(image.red[a] - image.red[b]) <= tolerance &&
@@ -210,30 +195,33 @@ std::vector<char> findFrames(const PixelPlanes& image, const ComponentSet& all,
         const PixelBox& outer = shapes[i].box;
         if (outer.width() < 14 || outer.height() < 14) continue;
         if (outer.width() > widestShape || outer.height() > tallestLetter) continue;
-        // Zeros have a dot or a stroke in them in some fonts; what else is so slim is hardly a frame.
-        if (4 * outer.width() < 3 * outer.height()) continue;
         const bool block = isBlock(shapes[i], all);
         int inside = 0;
+        bool isDeep = false;
         int tallest = 0;
         int widest = 0;
         auto k = std::lower_bound(shapes.begin(), shapes.end(), outer.x0,
                                   [](const Component& shape, int x) { return shape.box.x0 < x; });
         for (; k != shapes.end() && k->box.x0 < outer.x1; ++k) {
             if (!isInside(k->box, outer) || k->box.height() < 4) continue;
-            if (!isBesideBothSides(shapes[i], all, k->box)) continue;
             // White initials on a coloured disc on white are as much an outline within an outline, but
             // farther within.
             const int depth = std::min(k->box.y0 - outer.y0, outer.y1 - k->box.y1);
             const bool deep = block && 100 * depth > 28 * outer.height();
             if (!deep && isCounter(image, all, *k, outer)) continue;
             ++inside;
+            // The dot of an i lies in the upper half of what the i touches.
+            isDeep = isDeep || 2 * k->box.y1 > outer.y0 + outer.y1;
             tallest = std::max(tallest, k->box.height());
             widest = std::max(widest, k->box.width());
         }
         if (inside >= 2 && outer.height() >= 1.3 * tallest) frames[i] = 1;
         const bool longText = widest > 0.5 * outer.width() && outer.width() > 1.6 * outer.height();
         if (inside == 1 && longText && outer.height() >= 1.3 * tallest) frames[i] = 1;
-        if (inside == 1 && outer.height() >= 20 && outer.height() >= 1.8 * tallest) frames[i] = 1;
+        // Zeros have a dot in them in some fonts; what else is so slim is hardly a frame.
+        const bool isSlim = 4 * outer.width() < 3 * outer.height();
+        if (inside == 1 && isDeep && !isSlim && outer.height() >= 20 && outer.height() >= 1.8 * tallest)
+            frames[i] = 1;
     }
     return frames;
 }
