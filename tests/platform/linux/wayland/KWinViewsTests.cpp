@@ -1,22 +1,33 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "platform/linux/wayland/KWinWindowSystem.h"
 
 namespace varkel {
 namespace {
 
-std::string view(const std::string& more) {
-    return R"({"id":"{57b649c1-ff7b}","pid":42,"title":"T","name":"n","class":"c","entry":"e")" + more + "}";
+/// A window, with more members: each begins with a comma.
+std::string view(std::string_view more) {
+    std::string text = R"({"id":"{57b649c1-ff7b}","pid":42,"title":"T","name":"n","class":"c","entry":"e")";
+    text.append(more).append("}");
+    return text;
+}
+
+std::string listOf(std::initializer_list<std::string_view> views) {
+    std::string text;
+    for (const std::string_view each : views) text.append(text.empty() ? "[" : ",").append(each);
+    return text.append("]");
 }
 
 TEST(KWinViews, PutsTheActiveWindowLastAndLeavesOutWhatIsMalformed) {
     const std::string list =
-        "[" + view(R"(,"active":true,"x11":true)") + "," +
-        R"({"id":"{1}","pid":7,"active":false},{"id":"{2}","pid":0},{"id":"{3}","pid":1e300},)" +
-        R"({"id":"\"); evil(\"","pid":7},{"pid":7},7,null])";
+        listOf({view(R"(,"active":true,"x11":true)"), R"({"id":"{1}","pid":7,"active":false})",
+                R"({"id":"{2}","pid":0})", R"({"id":"{3}","pid":1e300})", R"({"id":"\"); evil(\"","pid":7})",
+                R"({"pid":7})", "7", "null"});
     const auto views = readKWinViews(list);
     ASSERT_EQ(views.size(), 2U);
     EXPECT_EQ(views[0].uuid, "{1}");
@@ -50,7 +61,7 @@ TEST(KWinViews, CountsAsSeenWhatIsNeitherTheCompositorsFrameNorAShadow) {
         {"nothing told", "", {0, 0, 0, 0}},
     };
     for (const Case& each : cases) {
-        const auto views = readKWinViews("[" + view(each.more) + "]");
+        const auto views = readKWinViews(listOf({view(each.more)}));
         ASSERT_EQ(views.size(), 1U) << each.what;
         EXPECT_EQ(views[0].area, each.seen) << each.what;
     }
