@@ -98,7 +98,8 @@ std::optional<KeyFocus> AccessibleWindowSystem::keyFocus(Clock::time_point deadl
 std::optional<std::vector<ClientWindow>> AccessibleWindowSystem::clientWindows() {
     if (!bus_.isReachable()) return std::nullopt;
     std::vector<AccessibleTopLevel> found = findTopLevels(bus_, askLimit);
-    std::ranges::stable_partition(found, [](const AccessibleTopLevel& each) { return !each.active; });
+    std::stable_partition(found.begin(), found.end(),
+                          [](const AccessibleTopLevel& each) { return !each.active; });
     std::vector<ClientWindow> windows;
     for (const AccessibleTopLevel& each : found) {
         auto [program, script] = programsOf(each.process);

@@ -139,7 +139,7 @@ std::vector<KWinView> readKWinViews(std::string_view told) {
         view.xwayland = isTrue(each, "x11");
         views.push_back(std::move(view));
     }
-    std::ranges::stable_partition(views, [](const KWinView& view) { return !view.active; });
+    std::stable_partition(views.begin(), views.end(), [](const KWinView& view) { return !view.active; });
     return views;
 }
 
