@@ -1,10 +1,10 @@
-// Reads pictures through the Vision seam and writes what the OCR endpoint would answer.
+// Reads images through the Vision seam and writes what the OCR endpoint would answer.
 //
 // usage: ocr_bench WORKERS REMEMBERED ROUNDS OUT_DIR IMAGE...
 //
-// WORKERS threads, 0 for the usual number; lines REMEMBERED between pictures, 0 for none. Every picture is
+// WORKERS threads, 0 for the usual number; lines REMEMBERED between images, 0 for none. Every image is
 // read ROUNDS times; the fastest round counts, since whatever else runs on the machine only ever adds to it.
-// Prints a JSON object: seconds per picture, seconds to load the model, peak memory in MiB, processor
+// Prints a JSON object: seconds per image, seconds to load the model, peak memory in MiB, processor
 // seconds.
 #include <sys/resource.h>
 
@@ -36,8 +36,8 @@ std::string fileContent(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Decodes and reads one picture; the whole of what a request costs beside JSON and hashing.
-varkel::OCRResponse readPicture(varkel::Vision& vision, std::string bytes) {
+/// Decodes and reads one image; the whole of what a request costs beside JSON and hashing.
+varkel::OCRResponse readImage(varkel::Vision& vision, std::string bytes) {
     const auto image =
         vision.CGImageSourceCreateImageAtIndex(vision.CGImageSourceCreateWithData(std::move(bytes)), 0);
     varkel::VNRecognizeTextRequest text;
@@ -54,8 +54,8 @@ varkel::OCRResponse readPicture(varkel::Vision& vision, std::string bytes) {
     return response;
 }
 
-/// A white picture with one black bar: makes the workers load their models.
-std::string tinyPicture() {
+/// A white image with one black bar: makes the workers load their models.
+std::string tinyImage() {
     std::string pnm = "P5 60 40 255\n" + std::string(60 * 40, '\xff');
     for (std::size_t y = 10; y < 30; ++y) {
         for (std::size_t x = 20; x < 24; ++x) pnm[pnm.size() - 60 * 40 + y * 60 + x] = '\0';
@@ -73,7 +73,7 @@ int main(int count, char** arguments) {
     std::filesystem::create_directories(outDirectory);
 
     const auto loading = Clock::now();
-    readPicture(vision, tinyPicture());
+    readImage(vision, tinyImage());
     boost::json::object report{{"load", secondsSince(loading)}};
     boost::json::object seconds;
     for (int i = 5; i < count; ++i) {
@@ -83,7 +83,7 @@ int main(int count, char** arguments) {
         varkel::OCRResponse response;
         for (unsigned round = 0; round < std::max(1U, number(3)); ++round) {
             const auto start = Clock::now();
-            response = readPicture(vision, bytes);
+            response = readImage(vision, bytes);
             best = std::min(best, secondsSince(start));
         }
         seconds[path.stem().string()] = best;

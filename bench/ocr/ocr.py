@@ -58,7 +58,7 @@ def lines_of(tsv, scale):
 def doubled(build, image, directory):
     """The picture at twice its size, as the program's best mode wants it."""
     target = pathlib.Path(directory) / image.name
-    subprocess.run([build / 'bench' / 'ocr' / 'scale_picture', image, target], check=True)
+    subprocess.run([build / 'bench' / 'ocr' / 'scale_image', image, target], check=True)
     return target
 
 
@@ -113,7 +113,7 @@ def measure(title, data, build, rounds, scales=None):
 
 
 def measure_large(build, rounds):
-    """The time and memory for a picture of 3840x2160 that is full of small letters."""
+    """The time and memory for an image of 3840x2160 that is full of small letters."""
     images = [path for path in sorted((DATA / 'images').glob('*.png')) if png_size(path) == (1280, 900)]
     with tempfile.TemporaryDirectory() as directory:
         base = pathlib.Path(directory)

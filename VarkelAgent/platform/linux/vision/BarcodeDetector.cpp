@@ -35,13 +35,13 @@ PixelBox boxOf(const ZXing::Position& corners) {
     return box;
 }
 
-/// A picture in shades of grey, or a part of one.
+/// An image in shades of grey, or a part of one.
 struct GreyView {
     const std::uint8_t* pixels = nullptr;
     int width = 0;
     int height = 0;
     int stride = 0;
-    /// Where the part lies in the picture.
+    /// Where the part lies in the image.
     int x = 0;
     int y = 0;
 };
@@ -104,10 +104,10 @@ std::vector<PixelBox> busySquares(const PixelPlanes& image) {
     return squares;
 }
 
-/// Looks at the whole picture, then at each field that may be a matrix code: the library's search for some
+/// Looks at the whole image, then at each field that may be a matrix code: the library's search for some
 /// kinds starts in the middle of what it is given and misses those elsewhere.
-void appendFromPicture(std::vector<DetectedBarcode>& found, const std::vector<std::uint8_t>& grey,
-                       const PixelPlanes& image, const std::vector<PixelBox>& squares) {
+void appendFromImage(std::vector<DetectedBarcode>& found, const std::vector<std::uint8_t>& grey,
+                     const PixelPlanes& image, const std::vector<PixelBox>& squares) {
     ZXing::DecodeHints hints;
     hints.setTryHarder(true);
     hints.setTryRotate(true);
@@ -126,10 +126,10 @@ std::vector<DetectedBarcode> detectBarcodes(const PixelPlanes& image) {
     const std::vector<PixelBox> squares = busySquares(image);
     std::vector<std::uint8_t> grey = luminance(image);
     std::vector<DetectedBarcode> found;
-    appendFromPicture(found, grey, image, squares);
+    appendFromImage(found, grey, image, squares);
     // Light codes on dark ground, as dark themes show them.
     for (std::uint8_t& level : grey) level = static_cast<std::uint8_t>(255 - level);
-    appendFromPicture(found, grey, image, squares);
+    appendFromImage(found, grey, image, squares);
     return found;
 }
 

@@ -132,13 +132,14 @@ int usualSpace(Lines near) {
 }
 
 /// The first part of a line that begins the next column.
-std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line, const Patience& patience) {
+std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line,
+                                      const CancellableDeadline& deadline) {
     const auto spaces = spacesOf(line);
     if (spaces.empty()) return std::nullopt;
     const Lines near = around(lines, line.box);
     const int usual = usualSpace(near);
     for (const auto& [space, part] : spaces) {
-        patience.check();
+        deadline.check();
         const bool isWide = space.width() >= wideSpace * line.box.height();
         if (&space == &spaces.front().first && isInColumnTo(near, line.box, space)) return part;
         const int rows = rowsCutAt(near, line.box, space);
@@ -157,14 +158,14 @@ void fitBox(DetectedLine& line) {
 }
 
 /// Cuts every line once at most; whether any was.
-bool cutOnce(std::vector<DetectedLine>& lines, const Patience& patience) {
+bool cutOnce(std::vector<DetectedLine>& lines, const CancellableDeadline& deadline) {
     std::stable_sort(lines.begin(), lines.end(), [](const DetectedLine& a, const DetectedLine& b) {
         return middleOf(a.box) < middleOf(b.box);
     });
     // Looked for first and cut afterwards, since cutting moves the middles that the lines are sorted by.
     std::vector<std::pair<std::size_t, std::size_t>> cuts;
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (const auto at = nextColumn(lines, lines[i], patience)) cuts.emplace_back(i, *at);
+        if (const auto at = nextColumn(lines, lines[i], deadline)) cuts.emplace_back(i, *at);
     }
     for (const auto& [i, at] : cuts) {
         const auto cut = lines[i].parts.begin() + static_cast<std::ptrdiff_t>(at);
@@ -179,10 +180,10 @@ bool cutOnce(std::vector<DetectedLine>& lines, const Patience& patience) {
 
 }  // namespace
 
-void splitAtColumns(std::vector<DetectedLine>& lines, const Patience& patience) {
+void splitAtColumns(std::vector<DetectedLine>& lines, const CancellableDeadline& deadline) {
     // What was cut is looked at again, and shows the columns to the rows around it.
     constexpr int mostRounds = 8;
-    for (int round = 0; round < mostRounds && cutOnce(lines, patience); ++round) {
+    for (int round = 0; round < mostRounds && cutOnce(lines, deadline); ++round) {
     }
 }
 

@@ -4,8 +4,8 @@
 
 namespace varkel {
 
-/// Where the colour of a picture changes. Bit (x, y) stands for the four pixels from (x, y) to
-/// (x + 1, y + 1), so a mask is one smaller than its picture both ways, and the ink of a shape whose bits
+/// Where the colour of an image changes. Bit (x, y) stands for the four pixels from (x, y) to
+/// (x + 1, y + 1), so a mask is one smaller than its image both ways, and the ink of a shape whose bits
 /// span x0 up to and without x1 spans x0 + 1 up to and without x1.
 struct EdgeMasks {
     /// Edges other than those of long straight lines: what letters are made of.
@@ -16,7 +16,7 @@ struct EdgeMasks {
 
 enum EdgeDirection : std::uint8_t { horizontalEdge = 1, verticalEdge = 2 };
 
-/// Marks the edges of a picture. Any thread.
+/// Marks the edges of an image. Any thread.
 EdgeMasks findEdges(const PixelPlanes& image);
 
 }  // namespace varkel

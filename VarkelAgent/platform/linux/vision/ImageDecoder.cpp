@@ -15,7 +15,7 @@ namespace varkel {
 namespace {
 
 using Bytes = std::span<const unsigned char>;
-using Picture = std::shared_ptr<PixelPlanes>;
+using Planes = std::shared_ptr<PixelPlanes>;
 
 /// A side is compared first: the product of two sides that fit is no overflow.
 bool acceptable(ImageSize size, long long mostPixels) {
@@ -23,7 +23,7 @@ bool acceptable(ImageSize size, long long mostPixels) {
            size.width * size.height <= mostPixels;
 }
 
-Picture makePlanes(int width, int height) {
+Planes makePlanes(int width, int height) {
     auto planes = std::make_shared<PixelPlanes>();
     planes->width = width;
     planes->height = height;
@@ -35,7 +35,7 @@ Picture makePlanes(int width, int height) {
 }
 
 /// Screenshots are PNG files: this path avoids a copy, and libpng's simplified interface never prints.
-Picture decodePNG(Bytes bytes, long long mostPixels) {
+Planes decodePNG(Bytes bytes, long long mostPixels) {
     png_image image{};
     image.version = PNG_IMAGE_VERSION;
     if (png_image_begin_read_from_memory(&image, bytes.data(), bytes.size()) == 0) return nullptr;
@@ -46,7 +46,7 @@ Picture decodePNG(Bytes bytes, long long mostPixels) {
     std::vector<unsigned char> pixels(PNG_IMAGE_SIZE(image));
     const png_color white{255, 255, 255};
     if (png_image_finish_read(&image, &white, pixels.data(), 0, nullptr) == 0) return nullptr;
-    Picture planes = makePlanes(static_cast<int>(image.width), static_cast<int>(image.height));
+    Planes planes = makePlanes(static_cast<int>(image.width), static_cast<int>(image.height));
     for (std::size_t i = 0; i < planes->red.size(); ++i) {
         planes->red[i] = pixels[3 * i];
         planes->green[i] = pixels[3 * i + 1];
@@ -55,7 +55,7 @@ Picture decodePNG(Bytes bytes, long long mostPixels) {
     return planes;
 }
 
-Picture planesOf(Pix* source) {
+Planes planesOf(Pix* source) {
     const PixOwner opaque(pixGetSpp(source) == 4 && pixGetDepth(source) == 32
                               ? pixAlphaBlendUniform(source, 0xffffff00)
                               : pixClone(source));
@@ -63,7 +63,7 @@ Picture planesOf(Pix* source) {
     const PixOwner plain(opaque ? pixRemoveColormap(opaque.get(), REMOVE_CMAP_TO_FULL_COLOR) : nullptr);
     const PixOwner pix(plain ? pixConvertTo32(plain.get()) : nullptr);
     if (!pix) return nullptr;
-    Picture planes = makePlanes(pixGetWidth(pix.get()), pixGetHeight(pix.get()));
+    Planes planes = makePlanes(pixGetWidth(pix.get()), pixGetHeight(pix.get()));
     const l_uint32* data = pixGetData(pix.get());
     const int wordsPerLine = pixGetWpl(pix.get());
     for (int y = 0; y < planes->height; ++y) {
@@ -112,7 +112,7 @@ std::optional<ImageSize> headerSize(Bytes bytes, l_int32 format) {
     return ImageSize{width, height};
 }
 
-Picture decodeGIF(Bytes bytes, long long mostPixels) {
+Planes decodeGIF(Bytes bytes, long long mostPixels) {
     const auto frame = firstGIFFrame(bytes);
     if (!frame || !acceptable(frame->size, mostPixels)) return nullptr;
     // The library decodes every frame it is given, so it is given one.
@@ -122,7 +122,7 @@ Picture decodeGIF(Bytes bytes, long long mostPixels) {
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeOther(Bytes bytes, l_int32 format, long long mostPixels) {
+Planes decodeOther(Bytes bytes, l_int32 format, long long mostPixels) {
     const auto size = format == IFF_BMP ? bmpSize(bytes) : headerSize(bytes, format);
     if (!size || !acceptable(*size, mostPixels)) return nullptr;
     const PixOwner pix(isTIFF(format) ? pixReadMemTiff(bytes.data(), bytes.size(), 0)
@@ -130,7 +130,7 @@ Picture decodeOther(Bytes bytes, l_int32 format, long long mostPixels) {
     return pix ? planesOf(pix.get()) : nullptr;
 }
 
-Picture decodeFormat(Bytes bytes, l_int32 format, long long mostPixels) {
+Planes decodeFormat(Bytes bytes, l_int32 format, long long mostPixels) {
     if (format == IFF_PNG) return decodePNG(bytes, mostPixels);
     if (format == IFF_GIF) return decodeGIF(bytes, mostPixels);
     if (format == IFF_JFIF_JPEG) return decodeJPEG(bytes, mostPixels);
@@ -150,7 +150,7 @@ void silenceLeptonica() {
 }  // namespace
 
 std::shared_ptr<const PixelPlanes> decodeImage(Bytes bytes, long long mostPixels) {
-    // Shorter than any picture, and than what the format test reads.
+    // Shorter than any image, and than what the format test reads.
     constexpr std::size_t shortest = 12;
     if (bytes.size() < shortest) return nullptr;
     silenceLeptonica();

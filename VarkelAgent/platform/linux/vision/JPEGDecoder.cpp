@@ -11,7 +11,7 @@ namespace varkel {
 
 namespace {
 
-/// More than any program writes. Each costs the time of a whole picture, however few bytes it has.
+/// More than any program writes. Each costs the time of a whole image, however few bytes it has.
 constexpr int mostScans = 200;
 
 /// The library's own handlers print and end the process.

@@ -38,9 +38,9 @@ struct Level {
     std::vector<Glyph> glyphs;
 };
 
-Level searchLevel(const PixelPlanes& image, const Patience& patience) {
+Level searchLevel(const PixelPlanes& image, const CancellableDeadline& deadline) {
     EdgeMasks edges = findEdges(image);
-    std::vector<Glyph> glyphs = letterLikeShapes(image, findComponents(edges.shapes), edges, patience);
+    std::vector<Glyph> glyphs = letterLikeShapes(image, findComponents(edges.shapes), edges, deadline);
     for (std::size_t i = 0; i < edges.shapes.bits.size(); ++i) {
         if (edges.lines.bits[i] != 0) edges.shapes.bits[i] = 1;
     }
@@ -82,9 +82,10 @@ int highestPart(const DetectedLine& line) {
 
 /// Leaves out what would join lines of large letters as dots and dashes do, but is a word of small ones.
 std::vector<Glyph> withoutSmallWords(std::vector<Glyph> glyphs, std::size_t level,
-                                     const std::vector<Glyph>& original, const Patience& patience) {
+                                     const std::vector<Glyph>& original,
+                                     const CancellableDeadline& deadline) {
     std::erase_if(glyphs, [&](const Glyph& glyph) {
-        patience.check();
+        deadline.check();
         const PixelBox& box = glyph.box;
         if (box.height() >= smallBesideLarge.lowestLetter) return false;
         // Double quotes and colons are two pieces.
@@ -96,8 +97,8 @@ std::vector<Glyph> withoutSmallWords(std::vector<Glyph> glyphs, std::size_t leve
     return glyphs;
 }
 
-/// Makes a line of each picture where a line is a row of such: letters stand closer to each other.
-std::vector<DetectedLine> withPicturesApart(DetectedLine line) {
+/// Makes a line of each icon where a line is a row of such: letters stand closer to each other.
+std::vector<DetectedLine> withIconsApart(DetectedLine line) {
     std::vector<DetectedLine> stacks;
     int narrowest = std::numeric_limits<int>::max();
     for (const PixelBox& part : line.parts) {
@@ -134,7 +135,7 @@ int coveredWidth(const PixelBox& part, const std::vector<Glyph>& below) {
 /// Whether a line of a level above 0 is one of large letters, rather than what smaller ones become there:
 /// blots of words and paragraphs, or buttons with their labels.
 bool isLargeText(const DetectedLine& line, std::size_t level, const std::vector<Level>& levels,
-                 const Patience& patience) {
+                 const CancellableDeadline& deadline) {
     const int highest = highestPart(line);
     int width = 0;
     int covered = 0;
@@ -143,7 +144,7 @@ bool isLargeText(const DetectedLine& line, std::size_t level, const std::vector<
     std::size_t pieces = 0;
     std::size_t high = 0;
     for (const PixelBox& part : line.parts) {
-        patience.check();
+        deadline.check();
         high += 20 * part.height() >= 9 * highest ? 1 : 0;
         width += 2 * part.width();
         covered += coveredWidth(part, levels[level - 1].glyphs);
@@ -199,9 +200,9 @@ void splitAtRules(const DetectedLine& line, const PixelPlanes& image, std::vecto
 
 /// The lines that glyphs of one level form, cut at rules.
 std::vector<DetectedLine> findLines(const std::vector<Glyph>& glyphs, SmallParts small,
-                                    const PixelPlanes& image, const Patience& patience) {
+                                    const PixelPlanes& image, const CancellableDeadline& deadline) {
     std::vector<DetectedLine> lines;
-    for (const DetectedLine& line : groupIntoLines(glyphs, small, patience)) {
+    for (const DetectedLine& line : groupIntoLines(glyphs, small, deadline)) {
         splitAtRules(line, image, lines);
     }
     return lines;
@@ -209,14 +210,14 @@ std::vector<DetectedLine> findLines(const std::vector<Glyph>& glyphs, SmallParts
 
 /// Takes the shapes within the parts of lines, such as pieces of their letters, off the levels below theirs.
 void claim(const std::vector<DetectedLine>& lines, std::size_t level, std::vector<Level>& levels,
-           const Patience& patience) {
+           const CancellableDeadline& deadline) {
     for (std::size_t below = 0; below < level; ++below) {
         std::vector<Glyph>& glyphs = levels[below].glyphs;
         std::vector<char> taken(glyphs.size());
         const std::size_t by = level - below;
         for (const DetectedLine& line : lines) {
             for (const PixelBox& part : line.parts) {
-                patience.check();
+                deadline.check();
                 forGlyphsWithin(glyphs, grown(scaled(part, by), 1 << by),
                                 [&](std::size_t i) { taken[i] = 1; });
             }
@@ -228,13 +229,14 @@ void claim(const std::vector<DetectedLine>& lines, std::size_t level, std::vecto
 
 /// The lines of large letters on a level above 0.
 std::vector<DetectedLine> findLargeLines(const PixelPlanes& image, std::size_t level,
-                                         const std::vector<Level>& levels, const Patience& patience) {
+                                         const std::vector<Level>& levels,
+                                         const CancellableDeadline& deadline) {
     const std::vector<Glyph> glyphs =
-        withoutSmallWords(levels[level].glyphs, level, levels.front().glyphs, patience);
+        withoutSmallWords(levels[level].glyphs, level, levels.front().glyphs, deadline);
     std::vector<DetectedLine> large;
-    for (DetectedLine& line : findLines(glyphs, smallBesideLarge, image, patience)) {
-        for (DetectedLine& apart : withPicturesApart(std::move(line))) {
-            if (isLargeText(apart, level, levels, patience)) large.push_back(std::move(apart));
+    for (DetectedLine& line : findLines(glyphs, smallBesideLarge, image, deadline)) {
+        for (DetectedLine& apart : withIconsApart(std::move(line))) {
+            if (isLargeText(apart, level, levels, deadline)) large.push_back(std::move(apart));
         }
     }
     return large;
@@ -242,17 +244,17 @@ std::vector<DetectedLine> findLargeLines(const PixelPlanes& image, std::size_t l
 
 }  // namespace
 
-std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& patience) {
+std::vector<DetectedLine> detectLines(const Pyramid& pyramid, const CancellableDeadline& deadline) {
     std::vector<Level> levels;
-    for (std::size_t level = 0; level < picture.levels(); ++level) {
-        levels.push_back(searchLevel(picture.at(level), patience));
+    for (std::size_t level = 0; level < pyramid.levels(); ++level) {
+        levels.push_back(searchLevel(pyramid.at(level), deadline));
     }
 
     // From the largest letters down: what they are made of is none of the smaller ones.
     std::vector<DetectedLine> found;
-    for (std::size_t level = picture.levels() - 1; level > 0; --level) {
-        std::vector<DetectedLine> lines = findLargeLines(picture.at(level), level, levels, patience);
-        claim(lines, level, levels, patience);
+    for (std::size_t level = pyramid.levels() - 1; level > 0; --level) {
+        std::vector<DetectedLine> lines = findLargeLines(pyramid.at(level), level, levels, deadline);
+        claim(lines, level, levels, deadline);
         for (DetectedLine& line : lines) {
             // Twice as large as where it was found: about as large as a reader wants it.
             for (PixelBox& part : line.parts) part = scaled(part, 1);
@@ -261,7 +263,7 @@ std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& pa
             found.push_back(std::move(line));
         }
     }
-    for (DetectedLine& line : findLines(levels.front().glyphs, SmallParts{}, picture.at(0), patience)) {
+    for (DetectedLine& line : findLines(levels.front().glyphs, SmallParts{}, pyramid.at(0), deadline)) {
         found.push_back(std::move(line));
     }
     return found;

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "platform/linux/vision/Patience.h"
+#include "platform/linux/vision/CancellableDeadline.h"
 #include "platform/linux/vision/Pyramid.h"
 
 namespace varkel {
@@ -17,14 +17,14 @@ struct DetectedLine {
     /// The level of the pyramid to cut it from, where its letters are not higher than a reader needs.
     std::size_t level = 0;
 
-    /// The box in pixels of the picture.
-    PixelBox boxInPicture() const {
+    /// The box in pixels of the image.
+    PixelBox boxInImage() const {
         return {box.x0 << level, box.y0 << level, box.x1 << level, box.y1 << level};
     }
 };
 
-/// Finds what looks like lines of text, of letters of any size, in no order. Throws Patience::Over. Any
-/// thread.
-std::vector<DetectedLine> detectLines(const Pyramid& picture, const Patience& patience);
+/// Finds what looks like lines of text, of letters of any size, in no order. Throws
+/// CancellableDeadline::Passed. Any thread.
+std::vector<DetectedLine> detectLines(const Pyramid& pyramid, const CancellableDeadline& deadline);
 
 }  // namespace varkel

@@ -51,7 +51,7 @@ Core coreOf(std::vector<Glyph>::const_iterator from, std::vector<Glyph>::const_i
     return core;
 }
 
-/// Whether a part that stands apart at an end of a line is a picture rather than a letter of it.
+/// Whether a part that stands apart at an end of a line is an icon rather than a letter of it.
 bool isIcon(const Glyph& part, const Core& text, int gap) {
     const PixelBox& box = part.box;
     // What is left of a round frame: an upright stroke farther away than a blank is wide.
@@ -63,7 +63,7 @@ bool isIcon(const Glyph& part, const Core& text, int gap) {
     return squarish && high && (part.closed || outside);
 }
 
-/// Whether a line is nothing but pictures: closed squarish shapes higher than most text.
+/// Whether a line is nothing but icons: closed squarish shapes higher than most text.
 bool isAllIcons(const std::vector<Glyph>& stacks) {
     return std::all_of(stacks.begin(), stacks.end(),
                        [](const Glyph& stack) { return stack.closed && stack.box.height() >= 24; });
@@ -107,8 +107,8 @@ void dropIcons(std::vector<Glyph>& parts) {
 /// Lines under construction: groups of parts with their common boxes.
 class Groups {
   public:
-    Groups(const std::vector<Glyph>& glyphs, SmallParts small, const Patience& patience)
-        : glyphs_(glyphs), limits_(small), patience_(patience) {}
+    Groups(const std::vector<Glyph>& glyphs, SmallParts small, const CancellableDeadline& deadline)
+        : glyphs_(glyphs), limits_(small), deadline_(deadline) {}
 
     void build() {
         startFromLetters();
@@ -158,7 +158,7 @@ class Groups {
             return i;
         };
         for (std::size_t i = 0; i < letters.size(); ++i) {
-            patience_.check();
+            deadline_.check();
             const PixelBox& a = glyphs_[letters[i]].box;
             for (std::size_t k = i + 1; k < letters.size(); ++k) {
                 const PixelBox& b = glyphs_[letters[k]].box;
@@ -183,7 +183,7 @@ class Groups {
     void releaseLowGroups() {
         std::vector<char> low(groups_.size());
         for (std::size_t i = 0; i < groups_.size(); ++i) {
-            patience_.check();
+            deadline_.check();
             for (std::size_t k = 0; k < groups_.size() && low[i] == 0; ++k) {
                 const PixelBox& box = groups_[i].box;
                 if (box.height() <= 0.6 * groups_[k].box.height() &&
@@ -205,7 +205,7 @@ class Groups {
     void attachSmallParts() {
         std::vector<Glyph> rest;
         for (const Glyph& part : small_) {
-            patience_.check();
+            deadline_.check();
             Group* best = nullptr;
             double least = std::numeric_limits<double>::max();
             for (Group& group : groups_) {
@@ -242,7 +242,7 @@ class Groups {
             std::sort(groups_.begin(), groups_.end(),
                       [](const Group& a, const Group& b) { return a.box.x0 < b.box.x0; });
             for (std::size_t i = 0; i < groups_.size(); ++i) {
-                patience_.check();
+                deadline_.check();
                 for (std::size_t k = i + 1; k < groups_.size() && !groups_[i].parts.empty(); ++k) {
                     if (groups_[k].parts.empty()) continue;
                     if (groups_[k].box.x0 > groups_[i].box.x1 + 2 * wordGap * tallestMerge) break;
@@ -282,7 +282,7 @@ class Groups {
 
     const std::vector<Glyph>& glyphs_;
     const SmallParts limits_;
-    const Patience& patience_;
+    const CancellableDeadline& deadline_;
     std::vector<Glyph> small_;
     std::vector<Group> groups_;
 };
@@ -290,11 +290,11 @@ class Groups {
 }  // namespace
 
 std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
-                                         const Patience& patience) {
-    Groups groups(glyphs, small, patience);
+                                         const CancellableDeadline& deadline) {
+    Groups groups(glyphs, small, deadline);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
-    splitAtColumns(lines, patience);
+    splitAtColumns(lines, deadline);
     std::erase_if(lines,
                   [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });
     return lines;

@@ -2,8 +2,8 @@
 
 #include <vector>
 
+#include "platform/linux/vision/CancellableDeadline.h"
 #include "platform/linux/vision/LineDetector.h"
-#include "platform/linux/vision/Patience.h"
 #include "platform/linux/vision/ShapeFilter.h"
 
 namespace varkel {
@@ -17,8 +17,8 @@ struct SmallParts {
 };
 
 /// Joins glyphs, sorted by their left sides, into lines by overlap and distance, and leaves icons beside the
-/// lines out. The lines come in no order. Throws Patience::Over. Any thread.
+/// lines out. The lines come in no order. Throws CancellableDeadline::Passed. Any thread.
 std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, SmallParts small,
-                                         const Patience& patience);
+                                         const CancellableDeadline& deadline);
 
 }  // namespace varkel

@@ -12,7 +12,7 @@ namespace varkel {
 
 namespace {
 
-/// The height of the pictures that the model was trained on; others would be scaled once more.
+/// The height of the images that the model was trained on; others would be scaled once more.
 constexpr int modelHeight = 36;
 constexpr int border = 3;
 constexpr int inkHeight = modelHeight - 2 * border;

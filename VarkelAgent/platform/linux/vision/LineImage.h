@@ -7,14 +7,14 @@
 
 namespace varkel {
 
-/// A grey picture of one line, black on white, as the recogniser likes it.
+/// A grey image of one line, black on white, as the recogniser likes it.
 struct LineImage {
     int width = 0;
     int height = 0;
     std::vector<std::uint8_t> pixels;
 };
 
-/// A line cut out of a picture at its own size.
+/// A line cut out of an image at its own size.
 struct LinePlane {
     int width = 0;
     int height = 0;
@@ -27,14 +27,14 @@ struct LinePlane {
 };
 
 /// What a word's letters are told by: their contrast with the background, or by being the whitest there is,
-/// as on labels that lie with a shadow on a picture.
+/// as on labels that lie with a shadow on an image.
 enum class Ink { contrasting, white };
 
-/// Cuts a line out of a picture. Every word has its own background and contrast, so that selected or coloured
+/// Cuts a line out of an image. Every word has its own background and contrast, so that selected or coloured
 /// words come out like the others. Any thread.
 LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink ink = Ink::contrasting);
 
-/// The width in pixels of the picture that prepareLine would make of a line, to be asked first: a line of a
+/// The width in pixels of the image that prepareLine would make of a line, to be asked first: a line of a
 /// single row becomes a thousand times as large. Any thread.
 std::int64_t preparedWidth(const LinePlane& line);
 

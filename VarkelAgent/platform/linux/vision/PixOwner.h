@@ -10,7 +10,7 @@ struct PixDestroyer {
     void operator()(Pix* pix) const { pixDestroy(&pix); }
 };
 
-/// The one owner of a Leptonica picture.
+/// The one owner of a Leptonica image.
 using PixOwner = std::unique_ptr<Pix, PixDestroyer>;
 
 }  // namespace varkel

@@ -7,7 +7,7 @@
 
 namespace varkel {
 
-/// An opaque picture as three planes of 8-bit samples, row after row without gaps. Planes, not interleaved
+/// An opaque image as three planes of 8-bit samples, row after row without gaps. Planes, not interleaved
 /// pixels: the loops over them then run on whole vector registers.
 struct PixelPlanes {
     int width = 0;

@@ -28,19 +28,19 @@ std::vector<std::uint8_t> halved(const std::vector<std::uint8_t>& plane, const P
     return half;
 }
 
-PixelPlanes halfOf(const PixelPlanes& picture) {
+PixelPlanes halfOf(const PixelPlanes& image) {
     PixelPlanes half;
-    half.width = picture.width / 2;
-    half.height = picture.height / 2;
-    half.red = halved(picture.red, picture, half);
-    half.green = halved(picture.green, picture, half);
-    half.blue = halved(picture.blue, picture, half);
+    half.width = image.width / 2;
+    half.height = image.height / 2;
+    half.red = halved(image.red, image, half);
+    half.green = halved(image.green, image, half);
+    half.blue = halved(image.blue, image, half);
     return half;
 }
 
 }  // namespace
 
-Pyramid::Pyramid(const PixelPlanes& picture) : picture_(picture) {
+Pyramid::Pyramid(const PixelPlanes& image) : image_(image) {
     halves_.reserve(mostLevels - 1);
     while (levels() < mostLevels) {
         const PixelPlanes& last = at(levels() - 1);

@@ -23,7 +23,7 @@ constexpr float leastForLarge = 0.5F;
 
 bool isLarge(const DetectedLine& line) {
     constexpr int large = 20;
-    return line.boxInPicture().height() >= large;
+    return line.boxInImage().height() >= large;
 }
 
 /// What a single character needs where nothing of its size stands in its row.
@@ -61,7 +61,7 @@ bool isText(const LineReading& reading, const DetectedLine& line) {
     return characters >= 5 || reading.confidence >= (isClear ? leastForClear : leastForFew);
 }
 
-void dropLonelyPictures(std::vector<RecognisedLine>& lines) {
+void dropLonelyIcons(std::vector<RecognisedLine>& lines) {
     const auto isMate = [](const RecognisedLine& line, const PixelBox& single) {
         const PixelBox& box = line.box;
         const int middle = single.y0 + single.y1;

@@ -14,6 +14,6 @@ bool isText(const LineReading& reading, const DetectedLine& line);
 
 /// Leaves single characters out that are not read surely and have nothing of their size in their row: icons
 /// that look like letters are larger or smaller than the text around them. Any thread.
-void dropLonelyPictures(std::vector<RecognisedLine>& lines);
+void dropLonelyIcons(std::vector<RecognisedLine>& lines);
 
 }  // namespace varkel

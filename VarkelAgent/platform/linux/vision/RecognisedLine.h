@@ -6,7 +6,7 @@
 
 namespace varkel {
 
-/// One line read on a picture.
+/// One line read on an image.
 struct RecognisedLine {
     PixelBox box;
     std::string text;

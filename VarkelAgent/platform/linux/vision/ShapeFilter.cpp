@@ -185,13 +185,13 @@ bool isCounter(const PixelPlanes& image, const ComponentSet& all, const Componen
     return false;
 }
 
-/// Marks shapes that surround others: frames, buttons, round pictures with initials in them. Those too large
+/// Marks shapes that surround others: frames, buttons, round portraits with initials in them. Those too large
 /// to be letters are left out anyway.
 std::vector<char> findFrames(const PixelPlanes& image, const ComponentSet& all,
-                             const std::vector<Component>& shapes, const Patience& patience) {
+                             const std::vector<Component>& shapes, const CancellableDeadline& deadline) {
     std::vector<char> frames(shapes.size());
     for (std::size_t i = 0; i < shapes.size(); ++i) {
-        patience.check();
+        deadline.check();
         const PixelBox& outer = shapes[i].box;
         if (outer.width() < 14 || outer.height() < 14) continue;
         if (outer.width() > widestShape || outer.height() > tallestLetter) continue;
@@ -228,12 +228,12 @@ std::vector<char> findFrames(const PixelPlanes& image, const ComponentSet& all,
 
 /// Marks the sides of small frames whose corners fade away: a flat stroke with an upright one at its end.
 void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& frames,
-                      const Patience& patience) {
+                      const CancellableDeadline& deadline) {
     constexpr int thin = 3;
     constexpr int corner = 6;
     const auto near = [](int a, int b) { return std::abs(a - b) <= corner; };
     for (std::size_t i = 0; i < shapes.size(); ++i) {
-        patience.check();
+        deadline.check();
         const PixelBox& flat = shapes[i].box;
         if (flat.height() > thin || flat.width() < 10) continue;
         auto k = std::lower_bound(shapes.begin(), shapes.end(), flat.x0 - corner,
@@ -254,18 +254,18 @@ void markBrokenFrames(const std::vector<Component>& shapes, std::vector<char>& f
 }  // namespace
 
 std::vector<Glyph> letterLikeShapes(const PixelPlanes& image, const ComponentSet& shapes,
-                                    const EdgeMasks& edges, const Patience& patience) {
+                                    const EdgeMasks& edges, const CancellableDeadline& deadline) {
     std::vector<Component> candidates;
     for (const Component& shape : shapes.components) {
-        patience.check();
+        deadline.check();
         if (shape.area < 2) continue;
         if (isPartOfFrame(shape, shapes, edges.lines) || isSwitch(shape, shapes)) continue;
         candidates.push_back(shape);
     }
     std::sort(candidates.begin(), candidates.end(),
               [](const Component& a, const Component& b) { return a.box.x0 < b.box.x0; });
-    std::vector<char> frames = findFrames(image, shapes, candidates, patience);
-    markBrokenFrames(candidates, frames, patience);
+    std::vector<char> frames = findFrames(image, shapes, candidates, deadline);
+    markBrokenFrames(candidates, frames, deadline);
 
     std::vector<Glyph> letters;
     for (std::size_t i = 0; i < candidates.size(); ++i) {

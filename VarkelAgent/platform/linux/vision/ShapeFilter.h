@@ -2,9 +2,9 @@
 
 #include <vector>
 
+#include "platform/linux/vision/CancellableDeadline.h"
 #include "platform/linux/vision/Components.h"
 #include "platform/linux/vision/EdgeMask.h"
-#include "platform/linux/vision/Patience.h"
 
 namespace varkel {
 
@@ -16,9 +16,9 @@ struct Glyph {
     bool closed = false;
 };
 
-/// The shapes that may be text: without frames, buttons, corners of frames and pictures. Sorted by their left
-/// sides. Throws Patience::Over. Any thread.
+/// The shapes that may be text: without frames, buttons, corners of frames and images. Sorted by their left
+/// sides. Throws CancellableDeadline::Passed. Any thread.
 std::vector<Glyph> letterLikeShapes(const PixelPlanes& image, const ComponentSet& shapes,
-                                    const EdgeMasks& edges, const Patience& patience);
+                                    const EdgeMasks& edges, const CancellableDeadline& deadline);
 
 }  // namespace varkel

@@ -6,10 +6,10 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/linux/vision/LeadingPicture.h"
+#include "platform/linux/vision/CancellableDeadline.h"
+#include "platform/linux/vision/LeadingIcon.h"
 #include "platform/linux/vision/LineDetector.h"
 #include "platform/linux/vision/LineMemory.h"
-#include "platform/linux/vision/Patience.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/ReadingRepair.h"
 #include "platform/linux/vision/WhitePlane.h"
@@ -22,9 +22,9 @@ namespace {
 constexpr unsigned mostWorkers = 4;
 /// Readings above this are nearly always right.
 constexpr float doubtful = 0.8F;
-/// Tesseract was seen to read nothing on pictures of this width and more.
+/// Tesseract was seen to read nothing on images of this width and more.
 constexpr int tooWide = 32767;
-/// For what was found among the white of a picture only.
+/// For what was found among the white of an image only.
 constexpr float leastForWhite = 0.75F;
 constexpr std::size_t leastWhite = 3;
 
@@ -83,14 +83,14 @@ void takeIfBetter(RecognisedLine line, std::vector<RecognisedLine>& lines) {
 
 }  // namespace
 
-/// A picture whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
+/// An image whose lines are being read. Guarded by the recogniser's mutex, apart from the constant members
 /// and each line and its reading, which belong to the worker that took it.
 struct TextRecogniser::Page {
-    Page(const Pyramid& ofImage, std::vector<DetectedLine> ofLines, const Patience& ofCaller)
-        : image(ofImage), patience(ofCaller), lines(std::move(ofLines)), readings(lines.size()) {}
+    Page(const Pyramid& ofImage, std::vector<DetectedLine> ofLines, const CancellableDeadline& ofCaller)
+        : image(ofImage), deadline(ofCaller), lines(std::move(ofLines)), readings(lines.size()) {}
 
     const Pyramid& image;
-    const Patience& patience;
+    const CancellableDeadline& deadline;
     std::vector<DetectedLine> lines;
     std::vector<LineReading> readings;
     std::size_t next = 0;
@@ -98,14 +98,14 @@ struct TextRecogniser::Page {
     bool failed = false;
     std::condition_variable_any finished;
 
-    bool isTaken() const { return failed || next == lines.size() || patience.isOver(); }
+    bool isTaken() const { return failed || next == lines.size() || deadline.passed(); }
 };
 
 TextRecogniser::TextRecogniser(MakeLineRecogniser make, unsigned workers, std::size_t remembered,
-                               std::chrono::milliseconds patience)
+                               std::chrono::milliseconds timeLimit)
     : make_(std::move(make)),
       workerCount_(workers > 0 ? workers : usualWorkers()),
-      patience_(patience),
+      timeLimit_(timeLimit),
       memory_(remembered) {}
 
 TextRecogniser::~TextRecogniser() {
@@ -114,30 +114,30 @@ TextRecogniser::~TextRecogniser() {
 
 std::optional<std::vector<RecognisedLine>> TextRecogniser::recognise(const PixelPlanes& image,
                                                                      const std::stop_token& cancelled) {
-    const Patience patience(patience_, cancelled);
+    const CancellableDeadline deadline(timeLimit_, cancelled);
     try {
-        const Pyramid picture(image);
-        auto found = readLines(picture, detectLines(picture, patience), patience, cancelled);
-        if (!found || !readWhiteLines(image, *found, patience, cancelled)) return std::nullopt;
-        dropLonelyPictures(*found);
+        const Pyramid pyramid(image);
+        auto found = readLines(pyramid, detectLines(pyramid, deadline), deadline, cancelled);
+        if (!found || !readWhiteLines(image, *found, deadline, cancelled)) return std::nullopt;
+        dropLonelyIcons(*found);
         sortForReading(*found);
         return found;
-    } catch (const Patience::Over&) {
+    } catch (const CancellableDeadline::Passed&) {
         return std::nullopt;
     }
 }
 
 bool TextRecogniser::readWhiteLines(const PixelPlanes& image, std::vector<RecognisedLine>& found,
-                                    const Patience& patience, const std::stop_token& cancelled) {
+                                    const CancellableDeadline& deadline, const std::stop_token& cancelled) {
     const PixelPlanes white = whiteOf(image);
-    const Pyramid picture(white);
-    std::vector<DetectedLine> lines = detectLines(picture, patience);
+    const Pyramid pyramid(white);
+    std::vector<DetectedLine> lines = detectLines(pyramid, deadline);
     std::erase_if(lines, [&](const DetectedLine& line) {
         return std::any_of(found.begin(), found.end(), [&](const RecognisedLine& one) {
-            return one.confidence >= doubtful && shareWithin(line.boxInPicture(), one.box) > 0.5;
+            return one.confidence >= doubtful && shareWithin(line.boxInImage(), one.box) > 0.5;
         });
     });
-    auto more = readLines(picture, std::move(lines), patience, cancelled);
+    auto more = readLines(pyramid, std::move(lines), deadline, cancelled);
     if (!more) return false;
     for (RecognisedLine& line : *more) {
         if (line.confidence >= leastForWhite && line.text.size() >= leastWhite)
@@ -146,19 +146,19 @@ bool TextRecogniser::readWhiteLines(const PixelPlanes& image, std::vector<Recogn
     return true;
 }
 
-std::optional<std::vector<RecognisedLine>> TextRecogniser::readLines(const Pyramid& picture,
+std::optional<std::vector<RecognisedLine>> TextRecogniser::readLines(const Pyramid& pyramid,
                                                                      std::vector<DetectedLine> lines,
-                                                                     const Patience& patience,
+                                                                     const CancellableDeadline& deadline,
                                                                      const std::stop_token& cancelled) {
-    const auto page = std::make_shared<Page>(picture, std::move(lines), patience);
+    const auto page = std::make_shared<Page>(pyramid, std::move(lines), deadline);
     if (!page->lines.empty()) {
         std::unique_lock lock(mutex_);
         if (!startWorkers()) return std::nullopt;
         pages_.push_back(page);
         work_.notify_all();
         const auto isDone = [&] { return page->isTaken() && page->busy == 0; };
-        // The first wait ends early when patience is over, the second waits for the lines under way.
-        page->finished.wait_until(lock, cancelled, patience.end(), isDone);
+        // The first wait ends early when the deadline has passed, the second waits for the lines under way.
+        page->finished.wait_for(lock, cancelled, deadline.left(), isDone);
         page->finished.wait(lock, isDone);
         std::erase(pages_, page);
     }
@@ -168,7 +168,7 @@ std::optional<std::vector<RecognisedLine>> TextRecogniser::readLines(const Pyram
     for (std::size_t i = 0; i < page->lines.size(); ++i) {
         LineReading& reading = page->readings[i];
         if (!isText(reading, page->lines[i])) continue;
-        found.push_back({page->lines[i].boxInPicture(), std::move(reading.text), reading.confidence});
+        found.push_back({page->lines[i].boxInImage(), std::move(reading.text), reading.confidence});
     }
     return found;
 }
@@ -210,12 +210,12 @@ std::unique_ptr<LineRecogniser> TextRecogniser::makeOrNull() const {
     }
 }
 
-LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const Pyramid& picture, DetectedLine& line) {
-    LineReading whole = readCut(recogniser, picture.at(line.level), line);
-    auto rest = withoutLeadingPicture(line);
+LineReading TextRecogniser::readLine(LineRecogniser& recogniser, const Pyramid& pyramid, DetectedLine& line) {
+    LineReading whole = readCut(recogniser, pyramid.at(line.level), line);
+    auto rest = withoutLeadingIcon(line);
     if (!rest) return whole;
-    LineReading other = readCut(recogniser, picture.at(line.level), *rest);
-    if (!beginsWithPicture(whole, other)) return whole;
+    LineReading other = readCut(recogniser, pyramid.at(line.level), *rest);
+    if (!beginsWithIcon(whole, other)) return whole;
     line = *std::move(rest);
     return other;
 }
@@ -225,7 +225,7 @@ LineReading TextRecogniser::readCut(LineRecogniser& recogniser, const PixelPlane
     const LinePlane plane = extractLine(image, line);
     LineReading reading = readPlane(recogniser, plane);
     if (!plane.ambiguous || reading.confidence >= doubtful) return reading;
-    // White letters with a dark shadow on a light picture: the shadow contrasts most.
+    // White letters with a dark shadow on a light image: the shadow contrasts most.
     LineReading other = readPlane(recogniser, extractLine(image, line, Ink::white));
     return other.confidence > reading.confidence ? other : reading;
 }

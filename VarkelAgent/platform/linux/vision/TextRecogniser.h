@@ -19,24 +19,24 @@
 
 namespace varkel {
 
-/// Reads the text of pictures on one worker thread per core. Workers and their recognisers are made when the
-/// first picture comes and kept. All pictures share the workers, line by line, so that several at once take
+/// Reads the text of images on one worker thread per core. Workers and their recognisers are made when the
+/// first image comes and kept. All images share the workers, line by line, so that several at once take
 /// no longer than one after the other.
 class TextRecogniser {
   public:
     using MakeLineRecogniser = std::function<std::unique_ptr<LineRecogniser>()>;
 
     /// `workers` 0 means one per core, within reason; `remembered` lines are not read again when they come
-    /// again; a picture is given up after `patience`.
+    /// again; an image is given up after `timeLimit`.
     explicit TextRecogniser(MakeLineRecogniser make = LineRecogniser::make, unsigned workers = 0,
                             std::size_t remembered = 4096,
-                            std::chrono::milliseconds patience = std::chrono::seconds(60));
+                            std::chrono::milliseconds timeLimit = std::chrono::seconds(60));
     TextRecogniser(const TextRecogniser&) = delete;
     TextRecogniser& operator=(const TextRecogniser&) = delete;
     ~TextRecogniser();
 
     /// The lines that were read with some confidence, in reading order; nothing when there is no model, the
-    /// picture takes too long or `cancelled` was requested before all lines were taken. Blocks. Any thread.
+    /// image takes too long or `cancelled` was requested before all lines were taken. Blocks. Any thread.
     std::optional<std::vector<RecognisedLine>> recognise(const PixelPlanes& image,
                                                          const std::stop_token& cancelled);
 
@@ -47,15 +47,15 @@ class TextRecogniser {
     bool startWorkers();
     std::unique_ptr<LineRecogniser> makeOrNull() const;
     /// What was read of these lines with some confidence; nothing as with recognise().
-    std::optional<std::vector<RecognisedLine>> readLines(const Pyramid& picture,
+    std::optional<std::vector<RecognisedLine>> readLines(const Pyramid& pyramid,
                                                          std::vector<DetectedLine> lines,
-                                                         const Patience& patience,
+                                                         const CancellableDeadline& deadline,
                                                          const std::stop_token& cancelled);
-    /// Adds the lines of white letters on pictures; false when readLines() gives nothing.
+    /// Adds the lines of white letters on images; false when readLines() gives nothing.
     bool readWhiteLines(const PixelPlanes& image, std::vector<RecognisedLine>& found,
-                        const Patience& patience, const std::stop_token& cancelled);
+                        const CancellableDeadline& deadline, const std::stop_token& cancelled);
     /// Takes off the line what turns out to be none of it.
-    LineReading readLine(LineRecogniser& recogniser, const Pyramid& picture, DetectedLine& line);
+    LineReading readLine(LineRecogniser& recogniser, const Pyramid& pyramid, DetectedLine& line);
     LineReading readCut(LineRecogniser& recogniser, const PixelPlanes& image, const DetectedLine& line);
     LineReading readPlane(LineRecogniser& recogniser, const LinePlane& plane);
     void serve(const std::stop_token& ending);
@@ -64,7 +64,7 @@ class TextRecogniser {
 
     const MakeLineRecogniser make_;
     const unsigned workerCount_;
-    const std::chrono::milliseconds patience_;
+    const std::chrono::milliseconds timeLimit_;
     LineMemory memory_;
     std::mutex mutex_;
     std::condition_variable_any work_;

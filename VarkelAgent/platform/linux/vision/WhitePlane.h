@@ -4,7 +4,7 @@
 
 namespace varkel {
 
-/// A grey copy of a picture in which only what is nearly white stands out, as letters on photographs do. Any
+/// A grey copy of an image in which only what is nearly white stands out, as letters on photographs do. Any
 /// thread.
 PixelPlanes whiteOf(const PixelPlanes& image);
 

@@ -60,7 +60,7 @@ TEST(ColumnSplit, CutsWhereRowsShowAColumn) {
     };
     for (const Case& one : cases) {
         auto lines = linesOf(one.rows);
-        splitAtColumns(lines, Patience(std::chrono::hours(1), {}));
+        splitAtColumns(lines, CancellableDeadline(std::chrono::hours(1), {}));
         EXPECT_EQ(lines.size(), one.lines) << one.what;
     }
 }

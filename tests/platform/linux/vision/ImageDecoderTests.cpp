@@ -10,12 +10,12 @@
 namespace varkel {
 namespace {
 
-std::shared_ptr<const PixelPlanes> decode(const std::string& bytes, long long mostPixels = largestPicture) {
+std::shared_ptr<const PixelPlanes> decode(const std::string& bytes, long long mostPixels = largestImage) {
     return decodeImage({reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()}, mostPixels);
 }
 
-/// A white picture with a blue-green rectangle at (10, 5), 20 by 10.
-PixOwner picture() {
+/// A white image with a blue-green rectangle at (10, 5), 20 by 10.
+PixOwner image() {
     PixOwner pix(pixCreate(64, 48, 32));
     pixSetAllArbitrary(pix.get(), 0xffffff00);
     for (int y = 5; y < 15; ++y) {
@@ -44,7 +44,7 @@ constexpr Format formats[] = {{"PNG", IFF_PNG, 0},    {"JPEG", IFF_JFIF_JPEG, 24
                               {"PNM", IFF_PNM, 0}};
 
 TEST(ImageDecoder, DecodesTheUsualFormats) {
-    const PixOwner pix = picture();
+    const PixOwner pix = image();
     for (const Format& format : formats) {
         const auto planes = decode(encode(pix.get(), format.code));
         ASSERT_TRUE(planes) << format.name;
@@ -67,7 +67,7 @@ std::string noiseOf(const std::string& bytes, bool expectNothing) {
 }
 
 TEST(ImageDecoder, SurvivesFilesThatAreCutOffOrFlippedAnywhereWithoutAWord) {
-    const PixOwner pix = picture();
+    const PixOwner pix = image();
     for (const Format& format : formats) {
         const std::string bytes = encode(pix.get(), format.code);
         for (std::size_t at = 0; at < bytes.size(); at += 1 + bytes.size() / 61) {
@@ -81,8 +81,8 @@ TEST(ImageDecoder, SurvivesFilesThatAreCutOffOrFlippedAnywhereWithoutAWord) {
     EXPECT_EQ(noiseOf("P2\n2 20 0 1\n", true), "");
 }
 
-TEST(ImageDecoder, RefusesPicturesBeyondTheLimit) {
-    const PixOwner pix = picture();
+TEST(ImageDecoder, RefusesImagesBeyondTheLimit) {
+    const PixOwner pix = image();
     for (const Format& format : formats) {
         const std::string bytes = encode(pix.get(), format.code);
         EXPECT_TRUE(decode(bytes, 64 * 48)) << format.name;
@@ -93,7 +93,7 @@ TEST(ImageDecoder, RefusesPicturesBeyondTheLimit) {
 }
 
 TEST(ImageDecoder, DecodesOnlyTheFirstFrameOfAnAnimation) {
-    const PixOwner pix = picture();
+    const PixOwner pix = image();
     const std::string single = encode(pix.get(), IFF_GIF);
     // A second frame that claims an enormous size follows the first.
     const std::string enormous(
@@ -108,15 +108,15 @@ TEST(ImageDecoder, DecodesOnlyTheFirstFrameOfAnAnimation) {
     EXPECT_EQ(planes->width, 64);
 }
 
-TEST(ImageDecoder, RefusesAProgressivePictureOfEndlessScans) {
-    const PixOwner pix = picture();
+TEST(ImageDecoder, RefusesAProgressiveImageOfEndlessScans) {
+    const PixOwner pix = image();
     l_uint8* data = nullptr;
     size_t size = 0;
     pixWriteMemJpeg(&data, &size, pix.get(), 90, 1);
     const std::string bytes(reinterpret_cast<char*>(data), size);
     lept_free(data);
     ASSERT_TRUE(decode(bytes));
-    // The last scan over and over: a few bytes each, and all of the picture is gone through again for it.
+    // The last scan over and over: a few bytes each, and all of the image is gone through again for it.
     const std::size_t scan = bytes.rfind("\xFF\xDA");
     const std::size_t end = bytes.rfind("\xFF\xD9");
     ASSERT_LT(scan, end);

@@ -16,7 +16,7 @@
 namespace varkel {
 namespace {
 
-/// A white picture with barcodes, and its bytes as a PNM file.
+/// A white image with barcodes, and its bytes as a PNM file.
 class Canvas {
   public:
     Canvas(std::size_t width, std::size_t height) : width_(width), grey_(width * height, '\xFF') {}
@@ -68,7 +68,7 @@ class LinuxVisionTest : public testing::Test {
     static inline std::unique_ptr<LinuxVision> shared;
 };
 
-/// Whether the ink of a piece of text, in pixels from the top left of a picture of 1280 by 900, is where a
+/// Whether the ink of a piece of text, in pixels from the top left of an image of 1280 by 900, is where a
 /// line was found, in shares from the bottom.
 bool isAt(const CGRect& found, const boost::json::array& ink) {
     const auto at = [&](std::size_t index) { return ink[index].to_number<double>(); };
@@ -77,16 +77,16 @@ bool isAt(const CGRect& found, const boost::json::array& ink) {
            std::abs(found.width * 1280 - at(2)) <= 6 && std::abs(found.height * 900 - at(3)) <= 6;
 }
 
-TEST_F(LinuxVisionTest, ReadsPicturesOfScreensToTheLetterAndWhereItIs) {
-    // What of each picture was read when this was written down; more is welcome.
+TEST_F(LinuxVisionTest, ReadsImagesOfScreensToTheLetterAndWhereItIs) {
+    // What of each image was read when this was written down; more is welcome.
     const struct {
         const char* name;
         int right;
-    } pictures[] = {
+    } images[] = {
         {"form_dark", 46}, {"settings_dark", 45}, {"terminal", 24}, {"files_light", 116}, {"gtk_widgets", 71},
     };
-    for (const auto& [name, right] : pictures) {
-        const std::string corpus = VARKEL_PICTURES;
+    for (const auto& [name, right] : images) {
+        const std::string corpus = VARKEL_SCREENS;
         const Found found = look(test::contents(corpus + "/images/" + name + ".png"));
         std::multimap<std::string, CGRect> lines;
         for (const auto& line : found.text) lines.emplace(line.candidates.at(0).string, line.boundingBox);

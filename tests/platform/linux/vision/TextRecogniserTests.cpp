@@ -8,7 +8,7 @@
 #include <latch>
 #include <thread>
 
-#include "platform/linux/vision/LeadingPicture.h"
+#include "platform/linux/vision/LeadingIcon.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/TextRecogniser.h"
 #include "support/Deadline.h"
@@ -104,11 +104,11 @@ TEST(TextRecogniser, FindsWhiteLettersOnAPhotograph) {
     EXPECT_EQ((*lines)[0].box, (PixelBox{20, 10, 46, 22}));
 }
 
-TEST(LeadingPicture, IsTakenOffByWhatItWasReadAs) {
+TEST(LeadingIcon, IsTakenOffByWhatItWasReadAs) {
     struct Case {
         LineReading whole;
         LineReading rest;
-        bool isPicture;
+        bool isIcon;
     };
     const std::vector<Case> cases{
         {{"O Headings", 0.95F}, {"Headings", 0.95F}, true},
@@ -122,11 +122,11 @@ TEST(LeadingPicture, IsTakenOffByWhatItWasReadAs) {
         {{"x Open", 0.95F}, {"Open", 0.8F}, false},
     };
     for (const Case& one : cases) {
-        EXPECT_EQ(beginsWithPicture(one.whole, one.rest), one.isPicture) << one.whole.text;
+        EXPECT_EQ(beginsWithIcon(one.whole, one.rest), one.isIcon) << one.whole.text;
     }
 }
 
-TEST(LeadingPicture, MayBeInPiecesButNotABlankAway) {
+TEST(LeadingIcon, MayBeInPiecesButNotABlankAway) {
     const auto line = [](std::vector<PixelBox> parts) {
         DetectedLine made{parts.front(), parts};
         for (const PixelBox& part : parts) made.box = united(made.box, part);
@@ -135,12 +135,12 @@ TEST(LeadingPicture, MayBeInPiecesButNotABlankAway) {
     const std::vector<PixelBox> word{{40, 10, 46, 20}, {48, 10, 54, 20}, {56, 10, 62, 20}};
     std::vector<PixelBox> parts{{20, 10, 21, 20}, {23, 10, 28, 11}};
     parts.insert(parts.end(), word.begin(), word.end());
-    const auto rest = withoutLeadingPicture(line(parts));
+    const auto rest = withoutLeadingIcon(line(parts));
     ASSERT_TRUE(rest);
     EXPECT_EQ(rest->parts, word);
     parts[1] = {33, 10, 38, 20};
     parts.erase(parts.begin());
-    EXPECT_FALSE(withoutLeadingPicture(line(parts)));
+    EXPECT_FALSE(withoutLeadingIcon(line(parts)));
 }
 
 TEST(ReadingFilter, TakesSingleCharactersForIconsWhereNothingOfTheirSizeStandsInTheirRow) {
@@ -159,7 +159,7 @@ TEST(ReadingFilter, TakesSingleCharactersForIconsWhereNothingOfTheirSizeStandsIn
     };
     for (const Case& one : cases) {
         std::vector<RecognisedLine> lines{label, one.one};
-        dropLonelyPictures(lines);
+        dropLonelyIcons(lines);
         EXPECT_EQ(lines.size(), one.stays ? 2U : 1U) << one.what;
     }
 }
@@ -179,7 +179,7 @@ TEST(TextRecogniser, DoesNotReadAgainWhatItRemembers) {
     EXPECT_EQ(forgetful.reads, 10);
 }
 
-TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {
+TEST(TextRecogniser, SeveralImagesShareTheWorkers) {
     Script script;
     script.onRead = [] { std::this_thread::yield(); };
     TextRecogniser recogniser(script.maker(), 2, 0);
@@ -194,7 +194,7 @@ TEST(TextRecogniser, SeveralPicturesShareTheWorkers) {
     EXPECT_LE(script.mostAtOnce, 2);
 }
 
-TEST(TextRecogniser, APictureThatTakesTooLongIsGivenUp) {
+TEST(TextRecogniser, AnImageThatTakesTooLongIsGivenUp) {
     Script script;
     TextRecogniser impatient(script.maker(), 1, 0, 0ms);
     EXPECT_FALSE(impatient.recognise(strokes(9), {})) << "before its lines are found";
@@ -209,7 +209,7 @@ TEST(TextRecogniser, APictureThatTakesTooLongIsGivenUp) {
     EXPECT_LE(script.reads, 1) << "the other lines are left";
 }
 
-TEST(TextRecogniser, APictureThatWaitsForItsTurnCanBeCancelled) {
+TEST(TextRecogniser, AnImageThatWaitsForItsTurnCanBeCancelled) {
     Script script;
     std::latch started(1);
     std::promise<void> release;

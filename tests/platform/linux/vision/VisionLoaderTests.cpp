@@ -10,7 +10,7 @@
 namespace varkel {
 namespace {
 
-TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadPicture) {
+TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadImage) {
     test::FakeDesktop desktop;
     desktop.addApplication(1);
     desktop.frontmost = 1;

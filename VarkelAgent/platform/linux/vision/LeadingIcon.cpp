@@ -1,4 +1,4 @@
-#include "platform/linux/vision/LeadingPicture.h"
+#include "platform/linux/vision/LeadingIcon.h"
 
 #include <algorithm>
 #include <cctype>
@@ -61,7 +61,7 @@ bool isAlphanumeric(std::string_view text) {
 
 }  // namespace
 
-std::optional<DetectedLine> withoutLeadingPicture(const DetectedLine& line) {
+std::optional<DetectedLine> withoutLeadingIcon(const DetectedLine& line) {
     // What is left of a frame or an icon after edges that touch lines are taken off is in pieces at times.
     constexpr std::size_t mostPieces = 3;
     const std::vector<Stack> stacks = stacksOf(line.parts);
@@ -86,7 +86,7 @@ std::optional<DetectedLine> withoutLeadingPicture(const DetectedLine& line) {
     return std::nullopt;
 }
 
-bool beginsWithPicture(const LineReading& whole, const LineReading& rest) {
+bool beginsWithIcon(const LineReading& whole, const LineReading& rest) {
     constexpr float sure = 0.9F;
     constexpr float surer = 0.04F;
     constexpr float nearly = 0.01F;
