@@ -3,6 +3,7 @@
 Every check reads what the application says it got, or the state of the X server, never the agent's word for it."""
 
 import ctypes
+import difflib
 import os
 import signal
 import subprocess
@@ -117,12 +118,15 @@ class Keyboard(unittest.TestCase):
                 wait_for(lambda: len(self.target.text()) >= min(length + 20, len(text)), 20, "more of the text")
         finally:
             sender.join()
-        # The key that an application is about to look up when the map is replaced under it may be another one;
-        # what follows must be right again.
+        # The key that an application is about to look up when the map is replaced under it may be another one,
+        # or on Wayland none; what follows must be right again.
         found = wait_for_text(self.target, text)
-        wrong = sum(a != b for a, b in zip(found, text))
-        self.assertEqual(len(found), len(text))
-        self.assertLessEqual(wrong, 4)
+        changes = difflib.SequenceMatcher(None, text, found, autojunk=False).get_opcodes()
+        wrong = [max(c[2] - c[1], c[4] - c[3]) for c in changes if c[0] != "equal"]
+        self.assertLessEqual(sum(wrong), 4, changes)
+        self.assertLessEqual(len(found), len(text))
+        if ON_X11:
+            self.assertEqual(len(found), len(text))
         self.assertEqual(found[-30:], text[-30:])
 
     def test_an_application_that_reads_late_gets_the_text_all_the_same(self):

@@ -126,7 +126,7 @@ TEST_F(LinuxVisionTest, FindsSeveralBarcodesOfDifferentKinds) {
 
 TEST_F(LinuxVisionTest, FindsMatrixCodesOfAnySizeAnywhere) {
     for (const int size : {100, 200}) {
-        for (const std::size_t x : {10, 600}) {
+        for (const std::size_t x : {10U, 600U}) {
             Canvas canvas(900, 500);
             canvas.barcode(ZXing::BarcodeFormat::DataMatrix, "PART 4711", x, 60, size, size);
             canvas.barcode(ZXing::BarcodeFormat::Aztec, "GATE B12", x, 280, size, size);
