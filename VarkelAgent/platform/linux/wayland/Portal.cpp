@@ -49,14 +49,20 @@ Portal::Outcome Portal::ask(SdBusMessage message, const std::function<void(sd_bu
     read_ = read;
     answered_ = false;
     outcome_ = Outcome::failed;
-    if (bus_.call(std::move(message), deadline)) bus_.processUntil([this] { return answered_; }, deadline);
+    if (const SessionBus::Answer answer = bus_.call(std::move(message), deadline)) {
+        const char* sender = sd_bus_message_get_sender(answer.message.get());
+        owner_ = sender == nullptr ? "" : sender;
+        bus_.processUntil([this] { return answered_; }, deadline);
+    }
     read_ = nullptr;
     return outcome_;
 }
 
 void Portal::take(sd_bus_message* message) {
     if (sd_bus_message_is_signal(message, "org.freedesktop.DBus", "NameOwnerChanged") > 0) {
-        answered_ = true;
+        // What has come and gone before this request may be told only now.
+        const char *name = nullptr, *owner = nullptr;
+        if (sd_bus_message_read(message, "ss", &name, &owner) > 0 && owner_ == owner) answered_ = true;
         return;
     }
     const char* at = sd_bus_message_get_path(message);

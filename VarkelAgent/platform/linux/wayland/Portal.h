@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <string>
 
@@ -43,8 +44,11 @@ class Portal {
 
     SessionBus& bus_;
     std::string token_;
-    unsigned tokens_ = 0;
+    /// Of all portals: the paths of one connection's requests must differ.
+    static inline std::atomic<unsigned> tokens_ = 0;
     std::string request_;
+    /// The connection that has taken the request.
+    std::string owner_;
     std::function<void(sd_bus_message*)> read_;
     bool answered_ = false;
     Outcome outcome_ = Outcome::failed;
