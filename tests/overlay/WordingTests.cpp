@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "json/JSONDecoder.h"
+#include "overlay/DisplayText.h"
 #include "overlay/Placement.h"
 #include "overlay/Wording.h"
 
