@@ -91,11 +91,8 @@ void waitForSignal(const sigset_t& ending) {
 
 /// Serves until a signal ends the process. Gives the exit status when it cannot.
 int serve(const Options& options, const sigset_t& ending) {
-    CommandLine credentials;
-    credentials.token = options.token;
-    credentials.tokenFile = options.tokenFile;
     const auto screen = makeSystemScreen();
-    Relay relay(options.agentPort, [credentials] { return resolveToken(credentials); });
+    Relay relay(options.agentPort, [options] { return resolveToken(options); });
     std::optional<EntryFile> entry;
     InspectorServer server(relay, *screen);
     server.whenEntered([&] {
@@ -119,7 +116,7 @@ int serve(const Options& options, const sigset_t& ending) {
 }
 
 int run(const std::vector<std::string>& arguments, const sigset_t& ending) {
-    const Defaults defaults = makeDefaults(environment());
+    const TokenSource defaults = defaultTokenSource(environment());
     const auto options = parseOptions(arguments, defaults);
     if (!options) {
         std::fputs(usage(defaults).c_str(), stderr);

@@ -40,8 +40,8 @@ CommandLine ended(CommandLine line, CommandLine::Outcome outcome) {
 
 }  // namespace
 
-Defaults makeDefaults(const Environment& environment) {
-    Defaults defaults;
+TokenSource defaultTokenSource(const Environment& environment) {
+    TokenSource defaults;
     const auto token = environment.find(tokenVariable);
     if (token != environment.end()) defaults.token = token->second;
     const auto file = environment.find(tokenFileVariable);
@@ -50,11 +50,10 @@ Defaults makeDefaults(const Environment& environment) {
     return defaults;
 }
 
-CommandLine parseCommandLine(std::span<const std::string> arguments, const Defaults& defaults) {
+CommandLine parseCommandLine(std::span<const std::string> arguments, const TokenSource& defaults) {
     using Outcome = CommandLine::Outcome;
     CommandLine line;
-    line.token = defaults.token;
-    line.tokenFile = defaults.tokenFile;
+    static_cast<TokenSource&>(line) = defaults;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string& argument = arguments[i];
         if (takesValue(argument)) {
@@ -71,7 +70,7 @@ CommandLine parseCommandLine(std::span<const std::string> arguments, const Defau
     return line;
 }
 
-std::string usageText(const Defaults& defaults) {
+std::string usageText(const TokenSource& defaults) {
     return "Usage: varkel-agent [options] [install|permissions]\n"
            "Options:\n"
            "  --port <port>            Listen port (default: " +

@@ -15,16 +15,17 @@ inline constexpr const char* tokenVariable = "QUELLAN_VARKEL_SIDECAR_TOKEN";
 
 inline constexpr std::int64_t defaultPort = 47824;
 
-/// What holds when the command line says nothing.
-struct Defaults {
+/// Where the token comes from: it is given, or else it is in a file.
+struct TokenSource {
     std::string token;
     std::string tokenFile;
 };
 
-Defaults makeDefaults(const Environment& environment);
+/// What holds when the command line says nothing.
+TokenSource defaultTokenSource(const Environment& environment);
 
 /// What the command line asks for.
-struct CommandLine {
+struct CommandLine : TokenSource {
     enum class Outcome {
         run,
         /// Asked for.
@@ -35,8 +36,6 @@ struct CommandLine {
 
     Outcome outcome = Outcome::run;
     std::int64_t port = defaultPort;
-    std::string token;
-    std::string tokenFile;
     std::optional<std::string> executablePath;
     bool prompt = true;
     std::optional<std::string> command;
@@ -44,9 +43,9 @@ struct CommandLine {
 
 /// Reads the arguments that follow the program's path, up to the first one that ends the program. A pure
 /// function.
-CommandLine parseCommandLine(std::span<const std::string> arguments, const Defaults& defaults);
+CommandLine parseCommandLine(std::span<const std::string> arguments, const TokenSource& defaults);
 
 /// The usage text, ten lines each ended by a line feed.
-std::string usageText(const Defaults& defaults);
+std::string usageText(const TokenSource& defaults);
 
 }  // namespace varkel

@@ -25,10 +25,10 @@ std::string readTokenFile(const std::string& path) {
     return std::string(trimmedOfWhiteSpace(text));
 }
 
-std::string resolveToken(const CommandLine& line) {
-    if (!line.token.empty()) return line.token;
+std::string resolveToken(const TokenSource& source) {
+    if (!source.token.empty()) return source.token;
     try {
-        return readTokenFile(line.tokenFile);
+        return readTokenFile(source.tokenFile);
     } catch (const std::system_error&) {
         return {};
     }

@@ -11,6 +11,6 @@ namespace varkel {
 std::string readTokenFile(const std::string& path);
 
 /// The server's token: the one given, as it is, else that of the token file; empty when there is none.
-std::string resolveToken(const CommandLine& line);
+std::string resolveToken(const TokenSource& source);
 
 }  // namespace varkel

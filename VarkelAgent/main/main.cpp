@@ -35,7 +35,7 @@ constexpr int permissionsMissing = 3;
 // Long enough not to come between the requests of one task.
 constexpr std::chrono::seconds idleBeforeRelease(2);
 
-int failWithUsage(const std::string& message, const Defaults& defaults) {
+int failWithUsage(const std::string& message, const TokenSource& defaults) {
     print(message + usageText(defaults));
     return EXIT_FAILURE;
 }
@@ -65,14 +65,14 @@ int checkPermissions(const CommandLine& line, const std::string& program) {
 }
 
 /// Runs one of the commands that end the process. Gives the exit status.
-int runCommand(const CommandLine& line, const Defaults& defaults, const std::string& program) {
+int runCommand(const CommandLine& line, const TokenSource& defaults, const std::string& program) {
     if (*line.command == "install") return install(line);
     if (*line.command == "permissions") return checkPermissions(line, program);
     return failWithUsage("Unknown command: " + *line.command + "\n", defaults);
 }
 
 /// Serves until the process is killed. Gives the exit status.
-Task<int> serve(CommandLine line, Defaults defaults) {
+Task<int> serve(CommandLine line, TokenSource defaults) {
     std::string token = resolveToken(line);
     if (token.empty()) {
         co_return failWithUsage(
@@ -95,7 +95,7 @@ Task<int> serve(CommandLine line, Defaults defaults) {
 }
 
 Task<int> runServer(std::string program, std::vector<std::string> arguments) {
-    const Defaults defaults = makeDefaults(environment());
+    const TokenSource defaults = defaultTokenSource(environment());
     const CommandLine line = parseCommandLine(arguments, defaults);
     switch (line.outcome) {
         case CommandLine::Outcome::usage:

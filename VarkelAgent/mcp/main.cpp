@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <limits>
 #include <optional>
 #include <semaphore>
 #include <string>
@@ -20,7 +19,7 @@
 
 #include "base/Environment.h"
 #include "base/IdleTimer.h"
-#include "main/CommandLine.h"
+#include "main/ClientOptions.h"
 #include "main/Token.h"
 #include "mcp/Agent.h"
 #include "mcp/LineReader.h"
@@ -103,28 +102,18 @@ class Input {
     std::counting_semaphore<mostWaitingLines> room_{mostWaitingLines};
 };
 
-std::string usage(const Defaults& defaults) {
+std::string usage(const TokenSource& defaults) {
     return "Usage: varkel-mcp [options]\n"
            "Serves the Model Context Protocol on standard input and output, for the varkel-agent of this "
            "desktop.\n"
-           "Options:\n"
-           "  --port <port>        The agent's port (default: " +
-           std::to_string(defaultPort) +
-           ")\n"
-           "  --token <token>      The agent's token (default: $QUELLAN_VARKEL_SIDECAR_TOKEN)\n"
-           "  --token-file <path>  The file with the agent's token (default: " +
-           defaults.tokenFile + ")\n";
+           "Options:\n" +
+           clientOptionsUsage("--port", defaults);
 }
 
-bool isUsable(const CommandLine& line) {
-    return line.outcome == CommandLine::Outcome::run && !line.command && !line.executablePath &&
-           line.prompt && line.port > 0 && line.port <= std::numeric_limits<std::uint16_t>::max();
-}
-
-void serve(const CommandLine& line) {
+void serve(const ClientOptions& options) {
     asio::io_context context(1);
     const auto guard = asio::make_work_guard(context);
-    HTTPAgent agent(static_cast<std::uint16_t>(line.port), [line] { return resolveToken(line); });
+    HTTPAgent agent(options.agentPort, [options] { return resolveToken(options); });
     const auto screen = makeSystemScreen();
     DesktopTools tools({agent, *screen});
     IdleTimer memoryRelease(context.get_executor(), idleBeforeRelease, releaseFreeMemory);
@@ -139,17 +128,17 @@ void serve(const CommandLine& line) {
 }
 
 int run(const std::vector<std::string>& arguments) {
-    const Defaults defaults = makeDefaults(environment());
-    const CommandLine line = parseCommandLine(arguments, defaults);
-    if (line.outcome == CommandLine::Outcome::usage) {
-        std::fputs(usage(defaults).c_str(), stdout);
-        return EXIT_SUCCESS;
-    }
-    if (!isUsable(line)) {
+    const TokenSource defaults = defaultTokenSource(environment());
+    const auto options = parseClientOptions(arguments, defaults);
+    if (!options) {
         std::fputs(usage(defaults).c_str(), stderr);
         return EXIT_FAILURE;
     }
-    serve(line);
+    if (options->help) {
+        std::fputs(usage(defaults).c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    serve(*options);
     return EXIT_SUCCESS;
 }
 

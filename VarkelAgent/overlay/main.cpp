@@ -8,12 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "base/Environment.h"
-#include "main/CommandLine.h"
+#include "main/ClientOptions.h"
 #include "main/Token.h"
 #include "overlay/Discovery.h"
 #include "overlay/Service.h"
@@ -25,23 +24,12 @@ namespace {
 /// To be removed when the X server ends, which ends the process at once. Null when there is none.
 const Discovery* announced = nullptr;
 
-std::string usage(const Defaults& defaults) {
+std::string usage(const TokenSource& defaults) {
     return "Usage: varkel-overlay [options]\n"
            "Shows what varkel-agent is about to do and lets the person allow or deny it. Start it before the "
            "agent.\n"
-           "Options:\n"
-           "  --port <port>        The agent's port (default: " +
-           std::to_string(defaultPort) +
-           ")\n"
-           "  --token <token>      The agent's token, to name what it acts upon (default: "
-           "$QUELLAN_VARKEL_SIDECAR_TOKEN)\n"
-           "  --token-file <path>  The file with the agent's token (default: " +
-           defaults.tokenFile + ")\n";
-}
-
-bool isUsable(const CommandLine& line) {
-    return line.outcome == CommandLine::Outcome::run && !line.command && !line.executablePath &&
-           line.prompt && line.port > 0 && line.port <= std::numeric_limits<std::uint16_t>::max();
+           "Options:\n" +
+           clientOptionsUsage("--port", defaults);
 }
 
 int onLostServer(Display*) {
@@ -72,7 +60,7 @@ void warnOfWayland() {
         stderr);
 }
 
-int serve(const CommandLine& line) {
+int serve(const ClientOptions& options) {
     const std::string home = homeDirectory(environment());
     if (Discovery::isServed(home)) {
         std::fputs("varkel-overlay: another overlay service runs already\n", stderr);
@@ -84,7 +72,7 @@ int serve(const CommandLine& line) {
     }
     warnOfWayland();
     const std::string secret = freshSecret();
-    Service service(secret, static_cast<std::uint16_t>(line.port), [line] { return resolveToken(line); });
+    Service service(secret, options.agentPort, [options] { return resolveToken(options); });
     const Discovery discovery(home, service.port(), secret);
     announced = &discovery;
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) g_unix_signal_add(number, quit, nullptr);
@@ -97,17 +85,17 @@ int serve(const CommandLine& line) {
 }
 
 int run(const std::vector<std::string>& arguments) {
-    const Defaults defaults = makeDefaults(environment());
-    const CommandLine line = parseCommandLine(arguments, defaults);
-    if (line.outcome == CommandLine::Outcome::usage) {
-        std::fputs(usage(defaults).c_str(), stdout);
-        return EXIT_SUCCESS;
-    }
-    if (!isUsable(line)) {
+    const TokenSource defaults = defaultTokenSource(environment());
+    const auto options = parseClientOptions(arguments, defaults);
+    if (!options) {
         std::fputs(usage(defaults).c_str(), stderr);
         return EXIT_FAILURE;
     }
-    return serve(line);
+    if (options->help) {
+        std::fputs(usage(defaults).c_str(), stdout);
+        return EXIT_SUCCESS;
+    }
+    return serve(*options);
 }
 
 }  // namespace

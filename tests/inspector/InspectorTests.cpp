@@ -279,7 +279,7 @@ TEST(InspectorRelay, SaysWhyThereIsNoAnswer) {
 }
 
 TEST(InspectorOptions, ReadsTheCommandLine) {
-    const Defaults defaults{"", "/token"};
+    const TokenSource defaults{"", "/token"};
     const std::vector<std::string> all{"--port",  "1", "--agent-port", "2",
                                        "--token", "t", "--token-file", "f"};
     const auto options = parseOptions(all, defaults);

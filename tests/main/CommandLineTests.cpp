@@ -8,7 +8,7 @@ namespace {
 using Outcome = CommandLine::Outcome;
 
 CommandLine parse(const std::vector<std::string>& arguments) {
-    return parseCommandLine(arguments, Defaults{"env-token", "/default/file"});
+    return parseCommandLine(arguments, TokenSource{"env-token", "/default/file"});
 }
 
 TEST(CommandLine, EndsAtTheFirstArgumentThatEndsTheProgram) {
