@@ -16,8 +16,29 @@ ROOT = Path(__file__).resolve().parents[2]
 COPY = ROOT / "build/mutants/source"
 BUILD = ROOT / "build/mutants/build"
 RECOGNITION = ("VarkelAgent/ocr/", "VarkelAgent/visual/", "VarkelAgent/platform/linux/vision/")
+# The suites on a desktop that reach a file: those of the first beginning that it has.
+LINUX = "VarkelAgent/platform/linux/"
+SUITES = {
+    LINUX + "x11/": "tree actions activation keyboard",
+    LINUX + "input/": "keyboard",
+    LINUX + "screen/": "mcp sway.mcp gnome",
+    LINUX + "wayland/KWin": "plasma",
+    LINUX + "wayland/FakeInput": "plasma",
+    LINUX + "wayland/Mutter": "gnome",
+    LINUX + "wayland/Portal": "portal",
+    LINUX + "wayland/": "sway.wayland sway.keyboard sway.actions gnome plasma",
+    LINUX + "session/": "sway.wayland gnome plasma portal",
+    LINUX + "windows/": "sway.wayland gnome plasma activation",
+    LINUX + "applescript/": "scripts",
+    LINUX + "apps/": "activation",
+    LINUX: "tree actions toolkits sway.tree breakdowns",
+    "VarkelAgent/overlay/": "consent",
+    "VarkelAgent/inspector/": "inspector",
+    "VarkelAgent/mcp/": "mcp",
+    "VarkelAgent/": "service docs breakdowns shortages",
+}
 # What nothing but a desktop reaches; the tests without one cannot notice it.
-DESKTOP = ("VarkelAgent/platform/linux/x11/", "VarkelAgent/platform/linux/input/", "VarkelAgent/platform/linux/screen/")
+DESKTOP = tuple(LINUX + room for room in ("x11/", "input/", "screen/", "wayland/", "session/", "windows/"))
 SWAPS = {"==": "!=", "!=": "==", "<": "<=", "<=": "<", ">": ">=", ">=": ">", "&&": "||", "||": "&&", "+": "-", "-": "+",
          "*": "/", "/": "*", "+=": "-=", "-=": "+=", "true": "false", "false": "true"}
 OPERATOR = re.compile(r" (==|!=|<=|>=|&&|\|\||\+=|-=|[<>+*/-]) |\b(true|false)\b")
@@ -28,6 +49,8 @@ STATEMENT = re.compile(r"^\s+(?!return|co_return|using|const|auto|static|case|th
                        r"[\w:>.\[\]*()+-]+(\(.*\)| [+|&-]?= .*|\+\+|--);$")
 TEXT = re.compile(r'"(?:[^"\\]|\\.)*"|\'(?:[^\'\\]|\\.)\'|//.*')
 TEST_LIMIT = 300
+DESKTOP_LIMIT = 1800
+DESKTOP_TARGETS = ("programs", "post_events", "clock_shim")
 
 
 def blanked(line: str) -> str:
@@ -129,25 +152,42 @@ def copy_sources():
             path.unlink()
 
 
-def build():
-    return run(["cmake", "--build", str(BUILD), "-j", "2", "--target", "unit_tests", "varkel-mcp"])
+def build(*more):
+    return run(["cmake", "--build", str(BUILD), "-j", "2", "--target", "unit_tests", "varkel-mcp", *more])
 
 
-def test():
+def suites_of(file):
+    """The names of the suites on a desktop that reach a file, as a regular expression."""
+    names = next(suites for beginning, suites in SUITES.items() if file.startswith(beginning))
+    return r"^desktop\.(" + names.replace(".", r"\.").replace(" ", "|") + ")$"
+
+
+def test(*which, jobs="4", limit=TEST_LIMIT):
     """Whether the tests notice: they fail, twice, since a busy machine may fail one of them by chance."""
-    base = ["ctest", "--test-dir", str(BUILD), "-LE", "desktop"]
-    status, output = run([*base, "-j", "4", "--stop-on-failure", "--timeout", "100"], TEST_LIMIT)
+    base = ["ctest", "--test-dir", str(BUILD)]
+    status, output = run([*base, *which, "-j", jobs, "--stop-on-failure", "--timeout", "100"], limit)
     failed = re.findall(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
     if status == 0:
         return []
     if status is None:
         return ["no end"]
-    status, output = run([*base, "-R", "^(" + "|".join(map(re.escape, failed)) + ")$", "--timeout", "100"], TEST_LIMIT)
+    status, output = run([*base, "-R", "^(" + "|".join(map(re.escape, failed)) + ")$", "--timeout", "100"], limit)
     again = re.findall(r"^\s*\d+ - (\S+) \(", output, re.MULTILINE)
     return again or (["no end"] if status is None else [])
 
 
-def try_mutant(mutant):
+def tests_that_fail(file, desktop):
+    """Of the tests without a desktop; when asked for and those miss it, of the suites on one that reach the file."""
+    failed = test("-LE", "desktop")
+    if failed or not desktop:
+        return failed
+    status, output = build(*DESKTOP_TARGETS)
+    if status != 0:
+        sys.exit(output[-3000:])
+    return test("-R", suites_of(file), jobs="1", limit=DESKTOP_LIMIT)
+
+
+def try_mutant(mutant, desktop):
     """What the tests say: "noticed" with the first test's name, "missed" or why there is nothing to say."""
     path = COPY / mutant["file"]
     original = path.read_text(encoding="utf-8")
@@ -164,7 +204,7 @@ def try_mutant(mutant):
         status, _ = build()
         if status != 0:
             return "does not compile", ""
-        failed = test()
+        failed = tests_that_fail(mutant["file"], desktop)
         return ("noticed", failed[0]) if failed else ("missed", "")
     finally:
         path.write_text(original, encoding="utf-8")
@@ -178,7 +218,7 @@ def prepare():
         status, output = build()
     if status != 0:
         sys.exit(output[-3000:])
-    if failed := test():
+    if failed := test("-LE", "desktop"):
         sys.exit(f"these tests fail without any change: {failed}")
 
 
@@ -190,6 +230,8 @@ def main():
                         help='"recognition", "rest" (all but that), "all", or the beginning of paths')
     parser.add_argument("--replay", metavar="FILE", help="the changes that an earlier run printed to this file")
     parser.add_argument("--log", metavar="FILE", help="where every change goes with its outcome, one JSON a line")
+    parser.add_argument("--desktop", action="store_true",
+                        help="try what the other tests miss on the desktop suites that reach the file as well")
     parser.add_argument("--list", action="store_true", help="only tell what would be changed")
     options = parser.parse_args()
     mutants = draw(options)
@@ -203,7 +245,7 @@ def main():
         if sum(counts.values()) == options.count:
             break
         began = time.monotonic()
-        outcome, test_name = try_mutant(mutant)
+        outcome, test_name = try_mutant(mutant, options.desktop)
         if outcome not in counts:
             continue
         counts[outcome] += 1
