@@ -118,6 +118,7 @@ TEST(Wording, ShowsTextsOfOthersAsData) {
     EXPECT_EQ(visible(full + "\n" + full + "yz\n"), full + "\n" + full + "\n↪ yz\n");
     EXPECT_EQ(visible("aa " + full), "aa \n↪ " + full) << "broken at a blank where there is one";
     EXPECT_EQ(visible(full.substr(1) + "漢"), full.substr(1) + "\n↪ 漢") << "two columns wide";
+    EXPECT_EQ(visible(full.substr(2) + "漢"), full.substr(2) + "漢") << "no wider";
     std::string marks = "e";
     for (int i = 0; i < 6; ++i) marks += "\u0301";
     EXPECT_EQ(visible(marks), marks.substr(0, 9) + "⟨0301⟩⟨0301⟩") << "four marks at the most";
