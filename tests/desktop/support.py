@@ -11,21 +11,26 @@ ROOT = Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(ROOT / "tools/lib"))
 from agent import Agent, binary_path, walk  # noqa: E402
 from overlay import DISCOVERY  # noqa: E402
+from kwin_desktop import KWinDesktop  # noqa: E402
+from mutter_desktop import MutterDesktop  # noqa: E402
 from private_desktop import DesktopError, PrivateDesktop, exit_on_signals, wait_for  # noqa: E402
 from reporting import ReportingApp  # noqa: E402
 from sway_desktop import SwayDesktop  # noqa: E402
 
 APPS = ROOT / "tests/desktop/apps"
 
-# Which kind of desktop the tests run on: "sway", or X11 without the variable.
-ON_X11 = os.environ.get("VARKEL_DESKTOP", "x11") == "x11"
+# Which kind of desktop the tests run on: X11 without the variable.
+DESKTOP = {"x11": PrivateDesktop, "sway": SwayDesktop, "mutter": MutterDesktop,
+           "kwin": KWinDesktop}[os.environ.get("VARKEL_DESKTOP", "x11")]
+ON_X11 = DESKTOP is PrivateDesktop
 only_on_x11 = unittest.skipUnless(ON_X11, "about X11 alone")
-__all__ = ["APPS", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "binary_path", "element_id", "find", "main",
-           "new_desktop", "only_on_x11", "paths", "wait_for", "walk"]
+needs_windows = unittest.skipUnless(DESKTOP.tells_windows, "this desktop tells nothing of its windows")
+__all__ = ["APPS", "DESKTOP", "ON_X11", "ROOT", "DesktopError", "DesktopTest", "binary_path", "element_id", "find", "main",
+           "needs_windows", "new_desktop", "only_on_x11", "paths", "wait_for", "walk"]
 
 
 def new_desktop(display=None, has_person=False):
-    return PrivateDesktop(display=display, has_person=has_person) if ON_X11 else SwayDesktop()
+    return PrivateDesktop(display=display, has_person=has_person) if ON_X11 else DESKTOP()
 
 
 def state_of(pid):

@@ -22,11 +22,13 @@ MIXED = "hello Grüße €5 漢字 😀 end"
 class Gnome(unittest.TestCase):
     def setUp(self):
         self.desktop = self.enterContext(MutterDesktop())
+        # So that the agent's are the first.
+        self.desktop.unplug_devices()
         self.agent = Agent(self.desktop.start, self.desktop.directory)
         self.target = self.start_target()
 
     def start_target(self):
-        target = self.enterContext(GtkTarget(self.desktop, NO_AT_BRIDGE="0"))
+        target = self.enterContext(GtkTarget(self.desktop))
 
         def is_shown():
             answer = self.agent.tree(target.process.pid)
@@ -119,6 +121,7 @@ class Gnome(unittest.TestCase):
         sender.join(15)
         self.assertEqual([answer.status for answer in answers], [500])
         self.desktop.start_compositor()
+        self.desktop.unplug_devices()
         target = self.start_target()
         wait_for(lambda: self.send(text="b").status == 200, 20, "keys to work again")
         self.assertEqual(wait_for_text(target, "b"), "b")

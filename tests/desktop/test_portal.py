@@ -72,7 +72,7 @@ class Portal(unittest.TestCase):
     def start_target(self):
         agent = Agent(self.desktop.start, self.desktop.directory)
         self.addCleanup(self.desktop.stop, agent.process)
-        target = self.enterContext(GtkTarget(self.desktop, NO_AT_BRIDGE="0"))
+        target = self.enterContext(GtkTarget(self.desktop))
 
         def is_shown():
             answer = agent.tree(target.process.pid)

@@ -109,6 +109,13 @@ class PrivateDesktop:
 
     `display` (such as ":7"), `environment` (for children), `directory` (private, removed at the end)."""
 
+    # What a desktop can do. Whether it tells programs which windows there are, where they are and which is in front:
+    tells_windows = True
+    # Whether its keyboard may get another layout while applications run:
+    changes_layout = True
+    # Whether what the layout has no key for is pasted:
+    pastes = False
+
     def __init__(self, width=1280, height=900, display=None, has_person=False):
         self._size = (width, height)
         self._has_person, self._screen_behind = has_person, None
@@ -227,8 +234,10 @@ class PrivateDesktop:
             display.click(x, y)
 
     def set_layout(self, layout):
-        """Gives the person's keyboard another layout."""
+        """Gives the person's keyboard another layout. False where the desktop had to begin anew for that, and its windows
+        are gone."""
         subprocess.run(["setxkbmap", "-option", "", "-layout", layout], env=self.environment, check=True, timeout=20)
+        return True
 
     def add_shortcut(self, name, script):
         """Gives the desktop's person a Shortcut, a shell script."""

@@ -13,44 +13,23 @@ import struct
 import subprocess
 
 import wayland_devices
-from private_desktop import DesktopError, PrivateDesktop, wait_for
+from private_desktop import DesktopError, wait_for
+from wayland_desktop import WaylandDesktop
 
 _RUN_COMMAND, _GET_TREE = 0, 4
 
 
-class SwayDesktop(PrivateDesktop):
+class SwayDesktop(WaylandDesktop):
     """A private desktop; a context manager. Used from the main thread. Windows float where they come up, as they do on
     other desktops. `xwayland`: whether programs for X11 can run on it."""
 
+    NAME = "sway"
+
     def __init__(self, width=1280, height=900, layout="us", xwayland=False):
         super().__init__(width, height)
-        self._layout, self._xwayland, self._devices = layout, xwayland, None
-
-    def _start_windows(self):
-        environment = self.environment
-        del environment["XAUTHORITY"]
-        environment.update({"GDK_BACKEND": "wayland", "QT_QPA_PLATFORM": "wayland", "XDG_SESSION_TYPE": "wayland",
-                            "XDG_CURRENT_DESKTOP": "sway"})
-        self.start_session_bus()
-        self.start_compositor()
-        self.start_accessibility_bus()
-
-    def close(self):
-        self.unplug_devices()
-        super().close()
-
-    def unplug_devices(self):
-        """Leaves the desktop without a mouse and a keyboard."""
-        if self._devices:
-            self._devices.close()
-            self._devices = None
+        self._layout, self._xwayland = layout, xwayland
 
     # -- what a user of the desktop does
-
-    def on_screen(self, window, x, y):
-        """Where on the screen a place is that a window's own application calls so."""
-        left, top = self.geometry(window)[:2]
-        return left + x, top + y
 
     def ask(self, kind, payload=""):
         """One request to sway over its socket, and its answer."""
@@ -85,8 +64,7 @@ class SwayDesktop(PrivateDesktop):
 
     def wait_for_window(self, process, seconds=20.0):
         def window():
-            if process.poll() is not None:
-                raise DesktopError(f"{process.args} ended before it showed a window:\n{self.log()}")
+            self._check_lives(process)
             return self.window_of(process.pid)
         return wait_for(window, seconds, f"a window of {process.args}")
 
@@ -116,6 +94,7 @@ class SwayDesktop(PrivateDesktop):
 
     def set_layout(self, layout):
         self.command(f"input * xkb_layout \"{layout}\"")
+        return True
 
     def screenshot(self, path):
         subprocess.run(["grim", path], env=self.environment, check=True, timeout=30, stdin=subprocess.DEVNULL)
@@ -143,7 +122,7 @@ class SwayDesktop(PrivateDesktop):
         self.environment["WAYLAND_DISPLAY"] = "wayland-1"
         wait_for(self._answers, 20, "sway")
         self.unplug_devices()
-        self._devices = wayland_devices.Devices(os.path.join(folder, "wayland-1"))
+        self._devices = wayland_devices.Devices(self._socket())
         if self._xwayland:
             self._learn_display()
 
@@ -156,8 +135,7 @@ class SwayDesktop(PrivateDesktop):
             self.display = self.environment["DISPLAY"] = file.read().strip()
 
     def _answers(self):
-        if self.compositor.poll() is not None:
-            raise DesktopError(f"sway did not start:\n{self.log()}")
+        self._check_compositor()
         try:
             self.ask(_GET_TREE)
         except (OSError, ValueError):

@@ -11,9 +11,7 @@ import time
 _KEYMAP = b"""xkb_keymap {
 xkb_keycodes { include "evdev+aliases(qwerty)" }; xkb_types { include "complete" }; xkb_compat { include "complete" };
 xkb_symbols { include "pc+us+inet(evdev)" }; };\0"""
-# Objects are numbered in the order in which they are made.
-_DISPLAY, _REGISTRY, _FIRST_CALLBACK, _SEAT, _MICE, _KEYBOARDS, _MOUSE, _KEYBOARD, _FIRST_FREE = range(1, 10)
-_LEFT_BUTTON = 0x110
+_DISPLAY, _LEFT_BUTTON = 1, 0x110
 
 
 def _text(value):
@@ -21,51 +19,38 @@ def _text(value):
     return struct.pack("=I", len(raw)) + raw + b"\0" * (-len(raw) % 4)
 
 
-class Devices:
-    """`path`: the compositor's socket. They are unplugged with close()."""
+class _Client:
+    """A connection to a compositor at `path`; what it offers is known then."""
 
     def __init__(self, path, timeout=10.0):
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self._socket.settimeout(timeout)
-        self._callback = _FIRST_CALLBACK
-        self._globals = {}
+        self._last, self._globals = _DISPLAY, {}
         try:
             self._socket.connect(path)
-            self._send(_DISPLAY, 1, struct.pack("=I", _REGISTRY))
+            self._registry = self._make(_DISPLAY, 1)
             self._synchronise()
-            for number, interface in ((_SEAT, "wl_seat"), (_MICE, "zwlr_virtual_pointer_manager_v1"),
-                                      (_KEYBOARDS, "zwp_virtual_keyboard_manager_v1")):
-                self._send(_REGISTRY, 0, struct.pack("=I", self._globals[interface]) + _text(interface)
-                           + struct.pack("=II", 1, number))
-            self._send(_MICE, 0, struct.pack("=II", _SEAT, _MOUSE))
-            self._send(_KEYBOARDS, 0, struct.pack("=II", _SEAT, _KEYBOARD))
-            self._send_keymap()
+            self._plug_in()
             self._synchronise()
         except BaseException:
             self._socket.close()
             raise
 
+    def _plug_in(self):
+        raise NotImplementedError
+
     def close(self):
         self._socket.close()
 
-    def click(self, x, y, width, height):
-        """Presses the left button in the middle of a pixel of a screen of this size."""
-        self._send(_MOUSE, 1, struct.pack("=5I", _now(), 2 * int(x) + 1, 2 * int(y) + 1, 2 * width, 2 * height))
-        self._send(_MOUSE, 4)
-        for pressed in (1, 0):
-            self._send(_MOUSE, 2, struct.pack("=3I", _now(), _LEFT_BUTTON, pressed))
-            self._send(_MOUSE, 4)
-        self._synchronise()
+    def _make(self, maker, opcode, body=b"", after=b""):
+        """Has an object make another one, whose number is given."""
+        self._last += 1
+        self._send(maker, opcode, body + struct.pack("=I", self._last) + after)
+        return self._last
 
-    def _send_keymap(self):
-        file = os.memfd_create("keymap")
-        try:
-            os.write(file, _KEYMAP)
-            body = struct.pack("=II", 1, len(_KEYMAP))
-            head = struct.pack("=II", _KEYBOARD, (8 + len(body)) << 16)
-            socket.send_fds(self._socket, [head + body], [file])
-        finally:
-            os.close(file)
+    def _bind(self, interface, version=1):
+        return self._make(self._registry, 0, struct.pack("=I", self._globals[interface]) + _text(interface)
+                          + struct.pack("=I", version))
 
     def _send(self, number, opcode, body=b""):
         self._socket.sendall(struct.pack("=II", number, (8 + len(body)) << 16 | opcode) + body)
@@ -81,19 +66,63 @@ class Devices:
 
     def _synchronise(self):
         """Waits until the compositor has taken in all that was sent, and takes note of what it offers."""
-        callback = self._callback
-        self._callback = _FIRST_FREE if callback == _FIRST_CALLBACK else callback + 1
-        self._send(_DISPLAY, 0, struct.pack("=I", callback))
+        callback = self._make(_DISPLAY, 0)
         while True:
             number, head = struct.unpack("=II", self._receive(8))
             body = self._receive((head >> 16) - 8)
             if number == _DISPLAY and head & 0xFFFF == 0:
                 raise OSError(f"the compositor refused a request: {body!r}")
-            if number == _REGISTRY and head & 0xFFFF == 0:
+            if number == self._registry and head & 0xFFFF == 0:
                 name, size = struct.unpack_from("=II", body)
                 self._globals.setdefault(body[8:8 + size - 1].decode(), name)
             if number == callback:
                 return
+
+
+class Devices(_Client):
+    """Those that compositors lend which are built on sway's library. They are unplugged with close()."""
+
+    def _plug_in(self):
+        seat = struct.pack("=I", self._bind("wl_seat"))
+        mice = self._bind("zwlr_virtual_pointer_manager_v1")
+        keyboards = self._bind("zwp_virtual_keyboard_manager_v1")
+        self._mouse = self._make(mice, 0, seat)
+        self._keyboard = self._make(keyboards, 0, seat)
+        self._send_keymap()
+
+    def click(self, x, y, width, height):
+        """Presses the left button in the middle of a pixel of a screen of this size."""
+        self._send(self._mouse, 1, struct.pack("=5I", _now(), 2 * int(x) + 1, 2 * int(y) + 1, 2 * width, 2 * height))
+        self._send(self._mouse, 4)
+        for pressed in (1, 0):
+            self._send(self._mouse, 2, struct.pack("=3I", _now(), _LEFT_BUTTON, pressed))
+            self._send(self._mouse, 4)
+        self._synchronise()
+
+    def _send_keymap(self):
+        file = os.memfd_create("keymap")
+        try:
+            os.write(file, _KEYMAP)
+            body = struct.pack("=II", 1, len(_KEYMAP))
+            head = struct.pack("=II", self._keyboard, (8 + len(body)) << 16)
+            socket.send_fds(self._socket, [head + body], [file])
+        finally:
+            os.close(file)
+
+
+class KWinDevices(_Client):
+    """Those that Plasma's compositor lends. They are unplugged with close()."""
+
+    def _plug_in(self):
+        self._input = self._bind("org_kde_kwin_fake_input", 4)
+        self._send(self._input, 0, _text("person") + _text("a person's mouse and keyboard"))
+
+    def click(self, x, y):
+        """Presses the left button in the middle of a pixel."""
+        self._send(self._input, 9, struct.pack("=2i", 256 * int(x) + 128, 256 * int(y) + 128))
+        for pressed in (1, 0):
+            self._send(self._input, 2, struct.pack("=2I", _LEFT_BUTTON, pressed))
+        self._synchronise()
 
 
 def _now():

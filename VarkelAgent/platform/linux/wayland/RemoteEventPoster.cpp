@@ -19,6 +19,8 @@ using std::chrono::milliseconds;
 
 /// What a desktop that does not answer may cost a request that posts.
 constexpr milliseconds postLimit{2000};
+/// What the desktop gets to lend its devices, which takes it many steps, once.
+constexpr milliseconds lendingLimit{10000};
 /// How long an application that was asked to come to the front gets for it.
 constexpr milliseconds frontPatience{1000};
 constexpr milliseconds frontPoll{10};
@@ -84,12 +86,13 @@ void RemoteEventPoster::openDevices(Deadline deadline) {
 
 /// Whether they are new.
 bool RemoteEventPoster::chooseDevices(Deadline deadline) {
-    if (devices_ != nullptr && devices_->isOffered(deadline)) return devices_->open(deadline);
+    if (devices_ != nullptr && devices_->isOffered(deadline))
+        return devices_->open(Deadline::in(lendingLimit));
     devices_ = nullptr;
     for (const auto& each : offers_) {
         try {
             if (!each->isOffered(Deadline::in(postLimit))) continue;
-            const bool isNew = each->open(Deadline::in(postLimit));
+            const bool isNew = each->open(Deadline::in(lendingLimit));
             devices_ = each.get();
             return isNew;
         } catch (const NotLent&) {
