@@ -15,7 +15,6 @@ namespace {
 /// The height of the images that the model was trained on; others would be scaled once more.
 constexpr int modelHeight = 36;
 constexpr int border = 3;
-constexpr int inkHeight = modelHeight - 2 * border;
 /// The depth of descenders below the baseline, in heights of capitals.
 constexpr double descent = 0.33;
 
@@ -264,8 +263,17 @@ Size withDescenders(const LinePlane& line) {
     return {line.width, std::max(line.height, line.baseline + depth)};
 }
 
+/// The height of a line's ink within the model's. The recogniser's time is proportional to the width that
+/// comes of it, and long lines are read as well from lower letters; single characters and short words are
+/// not.
+int inkHeightOf(const Size& size) {
+    constexpr int shortLine = modelHeight - 2 * border;
+    constexpr int longLine = 24;
+    return size.width < 3 * size.height ? shortLine : longLine;
+}
+
 /// Whether a line is far higher than what the recogniser takes.
-bool wantsHalving(const Size& size) {
+bool wantsHalving(const Size& size, int inkHeight) {
     return size.height >= 2 * inkHeight && size.width >= 2;
 }
 
@@ -273,8 +281,7 @@ Size halved(const Size& size) {
     return {size.width / 2, size.height / 2};
 }
 
-/// The width of a line of this size once it is scaled to the height of the model's ink.
-std::int64_t scaledWidth(const Size& size) {
+std::int64_t scaledWidth(const Size& size, int inkHeight) {
     return std::max<std::int64_t>(1, std::llround(static_cast<double>(size.width) * inkHeight / size.height));
 }
 
@@ -295,10 +302,9 @@ void halve(std::vector<float>& plane, Size& size) {
     size = {w, h};
 }
 
-LineImage scaled(const std::vector<float>& plane, const Size& size) {
+LineImage scaled(const std::vector<float>& plane, const Size& size, int toHeight) {
     const auto [width, height] = size;
-    const int toWidth = static_cast<int>(scaledWidth(size));
-    constexpr int toHeight = inkHeight;
+    const int toWidth = static_cast<int>(scaledWidth(size, toHeight));
     const std::vector<Tap> columns = makeTaps(width, toWidth);
     const std::vector<Tap> rows = makeTaps(height, toHeight);
     std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
@@ -314,13 +320,14 @@ LineImage scaled(const std::vector<float>& plane, const Size& size) {
             out[x] = sum;
         }
     }
-    LineImage result{toWidth + 2 * border, toHeight + 2 * border, {}};
+    const int top = (modelHeight - toHeight) / 2;
+    LineImage result{toWidth + 2 * border, modelHeight, {}};
     result.pixels.assign(static_cast<std::size_t>(result.width) * static_cast<std::size_t>(result.height),
                          255);
     for (int y = 0; y < toHeight; ++y) {
         const Tap& tap = rows[static_cast<std::size_t>(y)];
         std::uint8_t* out =
-            result.pixels.data() + static_cast<std::ptrdiff_t>(y + border) * result.width + border;
+            result.pixels.data() + static_cast<std::ptrdiff_t>(y + top) * result.width + border;
         for (int x = 0; x < toWidth; ++x) {
             float sum = 0;
             for (std::size_t k = 0; k < 4; ++k) {
@@ -357,16 +364,18 @@ LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink in
 
 std::int64_t preparedWidth(const LinePlane& line) {
     Size size = withDescenders(line);
-    while (wantsHalving(size)) size = halved(size);
-    return scaledWidth(size) + 2 * border;
+    const int inkHeight = inkHeightOf(size);
+    while (wantsHalving(size, inkHeight)) size = halved(size);
+    return scaledWidth(size, inkHeight) + 2 * border;
 }
 
 LineImage prepareLine(const LinePlane& line) {
     std::vector<float> plane = line.darkness;
     Size size = withDescenders(line);
     plane.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
-    while (wantsHalving(size)) halve(plane, size);
-    return scaled(plane, size);
+    const int inkHeight = inkHeightOf(size);
+    while (wantsHalving(size, inkHeight)) halve(plane, size);
+    return scaled(plane, size, inkHeight);
 }
 
 }  // namespace varkel
