@@ -8,22 +8,22 @@
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::FakeDesktop;
-using test::runTask;
 using testing::IsEmpty;
 
 AXElementInfo info(std::string id, std::string role, std::optional<std::string> label = {},
                    std::optional<std::string> value = {}, std::optional<std::string> identifier = {}) {
-    AXElementInfo element;
-    element.id = std::move(id);
-    element.role = std::move(role);
-    element.label = std::move(label);
-    element.value = std::move(value);
-    element.identifier = std::move(identifier);
-    return element;
+    return {std::move(id),
+            std::move(role),
+            std::move(label),
+            std::move(value),
+            std::move(identifier),
+            {},
+            {},
+            {},
+            {}};
 }
 
 /// window(a: "Save" group(b: button "Save as", c: field "123"), d: field "a123", e: button without anything)
@@ -41,8 +41,7 @@ std::vector<std::string> idsOf(const char* body, std::int64_t maxResults = 1000)
     std::vector<AXElementInfo> matches;
     collectMatches(scene(), filter, maxResults, matches);
     std::vector<std::string> ids;
-    ids.reserve(matches.size());
-    for (const AXElementInfo& match : matches) ids.push_back(match.id);
+    std::ranges::transform(matches, std::back_inserter(ids), &AXElementInfo::id);
     return ids;
 }
 
@@ -110,4 +109,4 @@ TEST(AXFind, SearchesTheTreeOfTheBatchsApplicationAndAnswersWithSubtrees) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

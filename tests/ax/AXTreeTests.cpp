@@ -1,18 +1,11 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <array>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/executor_work_guard.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_future.hpp>
 #include <condition_variable>
 #include <future>
-#include <limits>
-#include <mutex>
-#include <set>
-#include <thread>
 
 #include "ax/AXTree.h"
 #include "ax/BatchManager.h"
@@ -22,11 +15,8 @@
 #include "support/FakeDesktop.h"
 #include "support/RunTask.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
-
-using test::FakeDesktop;
-using test::runTask;
 
 constexpr pid_t editor = 10;
 constexpr pid_t browser = 20;
@@ -40,11 +30,11 @@ class AXTreeTest : public testing::Test {
     }
 
     static HTTPResponse request(std::optional<std::int64_t> rootPid) {
-        return test::answerOf("/ax/tree", rootPid ? "{\"root_pid\":" + std::to_string(*rootPid) + "}" : "{}");
+        return answerOf("/ax/tree", rootPid ? "{\"root_pid\":" + std::to_string(*rootPid) + "}" : "{}");
     }
 
     static std::string cacheHeader(const HTTPResponse& response) {
-        return test::headerOf(response, "X-Varkel-Cache");
+        return headerOf(response, "X-Varkel-Cache");
     }
 
     FakeDesktop desktop;
@@ -52,11 +42,7 @@ class AXTreeTest : public testing::Test {
 
 TEST_F(AXTreeTest, IsServedFromTheCacheForASecondAndWhileTheSameApplicationIsInFront) {
     using Front = std::optional<pid_t>;
-    const struct {
-        double age;
-        Front before, after;
-        bool hit;
-    } cases[] = {
+    const std::tuple<double, Front, Front, bool> cases[] = {
         {0, editor, editor, true},        {0.999, editor, editor, true},   {1.0, editor, editor, true},
         {1.001, editor, editor, false},   {-5, editor, editor, true},      {0, editor, browser, false},
         {0, editor, std::nullopt, false}, {0, std::nullopt, editor, true}, {0, {}, {}, true},
@@ -93,29 +79,28 @@ class AXTreeAtOnceTest : public AXTreeTest {
         desktop.frontmost = browser;
         desktop.knownWithoutWaiting = true;
         desktop.whenRead = [this](pid_t pid) { hold(pid); };
-        for (auto& context : contexts_) threads_.emplace_back([&] { context.run(); });
         BatchManager::shared().begin("x", editor);
     }
 
     ~AXTreeAtOnceTest() override {
         for (std::size_t number = 0; number < 100; ++number) letGoOn(number);
-        guards_.clear();
-        for (std::thread& thread : threads_) thread.join();
+        first_.join();
+        second_.join();
         BatchManager::shared().end("x");
     }
 
     /// Returns when the request has got as far as it can.
     std::future<AXTreeData> ask(TreeTarget target) {
-        auto& context = contexts_[next_++ % contexts_.size()];
-        auto answer = boost::asio::co_spawn(context, axTreeData(std::move(target)), boost::asio::use_future);
-        boost::asio::post(context, std::packaged_task<void()>([] {})).get();
+        auto& thread = next_++ % 2 == 0 ? first_ : second_;
+        auto answer = boost::asio::co_spawn(thread, axTreeData(std::move(target)), boost::asio::use_future);
+        boost::asio::post(thread, std::packaged_task<void()>([] {})).get();
         return answer;
     }
 
     /// The applications whose reading has begun, once there are as many.
     std::vector<pid_t> begun(std::size_t count) {
         std::unique_lock lock(mutex_);
-        changed_.wait_for(lock, test::patience, [&] { return begun_.size() >= count; });
+        changed_.wait_for(lock, patience, [&] { return begun_.size() >= count; });
         return begun_;
     }
 
@@ -131,17 +116,14 @@ class AXTreeAtOnceTest : public AXTreeTest {
         const std::size_t number = begun_.size();
         begun_.push_back(pid);
         changed_.notify_all();
-        changed_.wait_for(lock, test::patience, [&] { return free_.contains(number); });
+        changed_.wait_for(lock, patience, [&] { return free_.contains(number); });
     }
 
     std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<pid_t> begun_;
     std::set<std::size_t> free_;
-    std::array<boost::asio::io_context, 2> contexts_;
-    std::vector<boost::asio::executor_work_guard<boost::asio::io_context::executor_type>> guards_{
-        boost::asio::make_work_guard(contexts_[0]), boost::asio::make_work_guard(contexts_[1])};
-    std::vector<std::thread> threads_;
+    boost::asio::thread_pool first_{1}, second_{1};
     std::size_t next_ = 0;
 };
 
@@ -234,4 +216,4 @@ TEST_F(AXTreeTest, OfABatchIsItsApplicationsUnderTheFrontmostOnesKey) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -3,16 +3,13 @@
 #include <sys/stat.h>
 
 #include <csignal>
-#include <system_error>
 
 #include "base/AtomicFile.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::contents;
-using test::modeOf;
 using testing::ElementsAre;
 
 /// Files of this process end at `bytes`, as on a full disk, until the end of the scope.
@@ -37,7 +34,7 @@ class FullDisk {
 };
 
 TEST(AtomicFile, ReplacesWhateverHasTheNameAndItsMode) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.write("list", "old", 0644);
     const mode_t mask = ::umask(0277);
     writeFileAtomically(path, "new", 0600);
@@ -48,7 +45,7 @@ TEST(AtomicFile, ReplacesWhateverHasTheNameAndItsMode) {
 }
 
 TEST(AtomicFile, DoesNotWriteThroughALinkAndLeavesNothingBehindWhenItCannotTakeTheName) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string other = folder.write("other", "theirs");
     std::filesystem::create_symlink(other, folder / "list");
     writeFileAtomically(folder / "list", "mine", 0600);
@@ -60,7 +57,7 @@ TEST(AtomicFile, DoesNotWriteThroughALinkAndLeavesNothingBehindWhenItCannotTakeT
 }
 
 TEST(AtomicFile, LeavesWhatWasThereWhenTheDiskIsFull) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder.write("list", "old");
     {
         const FullDisk full(1'000);
@@ -71,4 +68,4 @@ TEST(AtomicFile, LeavesWhatWasThereWhenTheDiskIsFull) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -8,10 +8,7 @@
 #include "support/NoNewThreads.h"
 #include "support/RunTask.h"
 
-namespace varkel {
-namespace {
-
-using test::runTask;
+namespace varkel::test {
 
 TEST(BlockingPool, RunsElsewhereAndResumesAtHome) {
     BlockingPool pool;
@@ -38,7 +35,7 @@ TEST(BlockingPool, RefusesWorkOnlyWithoutAnyThread) {
         co_return co_await runBlocking(answer, pool);
     };
     {
-        const test::NoNewThreads shortage;
+        const NoNewThreads shortage;
         EXPECT_THROW(runTask(task()), std::system_error);
     }
     EXPECT_EQ(runTask(task()), 42);
@@ -47,13 +44,13 @@ TEST(BlockingPool, RefusesWorkOnlyWithoutAnyThread) {
     std::atomic<bool> done = false;
     {
         // The one thread there is may be busy: the work waits for it.
-        const test::NoNewThreads shortage;
+        const NoNewThreads shortage;
         EXPECT_NO_THROW(pool.submit([&] { done = true; }));
     }
     EXPECT_FALSE(done);
     release.set_value();
     EXPECT_EQ(runTask(task()), 42);
-    EXPECT_TRUE(test::eventually([&] { return done.load(); }));
+    EXPECT_TRUE(eventually([&] { return done.load(); }));
 }
 
 TEST(BlockingPool, GrowsWithTheWorkUpToItsLimit) {
@@ -85,5 +82,4 @@ TEST(BlockingPool, SleepsAtLeastAsLongAsAsked) {
     EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(20));
 }
 
-}  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -7,7 +7,6 @@
 #include "base/Event.h"
 
 namespace varkel {
-namespace {
 
 TEST(Event, ResumesThoseThatWaitAndKeepsNoneThatComesLater) {
     boost::asio::io_context context;
@@ -30,5 +29,4 @@ TEST(Event, ResumesThoseThatWaitAndKeepsNoneThatComesLater) {
     EXPECT_EQ(resumed, 3);
 }
 
-}  // namespace
 }  // namespace varkel

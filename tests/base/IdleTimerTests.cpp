@@ -5,7 +5,6 @@
 #include "base/IdleTimer.h"
 
 namespace varkel {
-namespace {
 
 using namespace std::chrono_literals;
 
@@ -39,5 +38,4 @@ TEST(IdleTimer, CallsItsTaskOnceAfterTheLastTouch) {
     }
 }
 
-}  // namespace
 }  // namespace varkel

@@ -1,15 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "base/ParseInteger.h"
 
 namespace varkel {
-namespace {
 
 TEST(ParseInteger, TakesASignAndDigitsAndNothingElse) {
     const std::vector<std::pair<std::string, std::optional<std::int64_t>>> cases{
@@ -25,5 +18,4 @@ TEST(ParseInteger, TakesASignAndDigitsAndNothingElse) {
     EXPECT_EQ(parseInteger<std::uint8_t>("256"), std::nullopt);
 }
 
-}  // namespace
 }  // namespace varkel

@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "http/UnauthenticatedConnections.h"
 
 namespace varkel {
-namespace {
 
 TEST(UnauthenticatedConnections, CloseTheFirstWhenThereAreTooMany) {
     UnauthenticatedConnections all(2);
@@ -56,5 +51,4 @@ TEST(UnauthenticatedConnections, CloseTheOneThatHasHeldALongHeadForLongest) {
     EXPECT_EQ(closed, "23");
 }
 
-}  // namespace
 }  // namespace varkel

@@ -1,23 +1,18 @@
 #include <gmock/gmock.h>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
-#include <boost/asio/io_context.hpp>
 #include <boost/json.hpp>
-#include <thread>
 
-#include "http/HTTPServer.h"
 #include "http/JSONResponse.h"
 #include "inspector/InspectorServer.h"
 #include "inspector/Options.h"
 #include "inspector/Session.h"
-#include "support/Deadline.h"
 #include "support/RawClient.h"
+#include "support/RunTask.h"
+#include "support/RunningServer.h"
 
 namespace varkel::inspector {
 namespace {
 
-using test::eventually;
 using test::RawClient;
 using test::RawResponse;
 using testing::HasSubstr;
@@ -39,28 +34,15 @@ class EchoingAgent {
         for (const char* path : {"/ax/tree", "/ax/find", "/ocr", "/visual/find", "/applescript/run"}) {
             server_.registerRoute("POST", path, echo);
         }
-        starter_ = std::thread([this] {
-            boost::asio::co_spawn(context_, server_.start(), boost::asio::detached);
-            context_.run();
-        });
-        if (!eventually([this] { return server_.listeningPort() != 0; })) {
-            throw std::runtime_error("the server does not listen");
-        }
-    }
-    EchoingAgent(const EchoingAgent&) = delete;
-    EchoingAgent& operator=(const EchoingAgent&) = delete;
-    ~EchoingAgent() {
-        server_.cancel();
-        starter_.join();
+        running_.emplace(server_);
     }
 
     std::uint16_t port() const { return server_.listeningPort(); }
     std::int64_t refused() const { return server_.getRejectionCount(); }
 
   private:
-    boost::asio::io_context context_{1};
     HTTPServer server_{0, token};
-    std::thread starter_;
+    std::optional<test::RunningServer> running_;
 };
 
 class DrawnScreen : public Screen {
@@ -87,9 +69,7 @@ class InspectorTest : public testing::Test {
 
     RawResponse send(const std::string& method, const std::string& path, const std::string& headers,
                      const std::string& body = "") const {
-        return RawClient(server.port())
-            .request(method + ' ' + path + " HTTP/1.1\r\n" + headers +
-                     "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+        return RawClient(server.port()).request(test::requestText(method + ' ' + path, body, headers));
     }
 
     /// Brings the key and keeps what it was exchanged for.
@@ -134,12 +114,7 @@ TEST_F(InspectorTest, RefusesWhatIsNotItsOwnPage) {
     enter();
     const std::string own = "Origin: http://" + host + "\r\n";
     const std::string otherCookie = cookie.substr(0, cookie.size() - 4) + "00\r\n";
-    const struct {
-        const char* name;
-        const char* method;
-        std::string headers;
-        int status;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::string, int> cases[] = {
         {"the page", "POST", hostLine() + own + cookie, 200},
         {"reading needs no origin", "GET", hostLine() + cookie, 200},
         {"no cookie", "POST", hostLine() + own, 401},
@@ -155,12 +130,12 @@ TEST_F(InspectorTest, RefusesWhatIsNotItsOwnPage) {
         {"a rebound name, reading", "GET", "Host: attacker.example\r\n" + cookie, 403},
         {"no host", "GET", cookie, 403},
     };
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.name);
-        const bool reads = std::string_view(each.method) == "GET";
+    for (const auto& [name, method, headers, status] : cases) {
+        SCOPED_TRACE(name);
+        const bool reads = std::string_view(method) == "GET";
         const RawResponse response =
-            send(each.method, base + (reads ? "" : "agent/ax/tree"), each.headers, reads ? "" : "{}");
-        EXPECT_EQ(response.status(), each.status);
+            send(method, base + (reads ? "" : "agent/ax/tree"), headers, reads ? "" : "{}");
+        EXPECT_EQ(response.status(), status);
         EXPECT_THAT(response.body, Not(HasSubstr(token)));
     }
     EXPECT_EQ(agent.refused(), 0);
@@ -183,32 +158,17 @@ TEST_F(InspectorTest, ForbidsWhatComesFromElsewhere) {
 
 TEST_F(InspectorTest, HandsOnWhatThePageUsesAndNothingElse) {
     enter();
-    const struct {
-        const char* method;
-        std::string path;
-        int status;
-    } cases[] = {
-        {"GET", base, 200},
-        {"GET", base + "main.js", 200},
-        {"GET", base + "about", 200},
-        {"GET", base + "agent/health", 200},
-        {"POST", base + "agent/ax/tree", 200},
-        {"POST", base + "agent/ax/find", 200},
-        {"POST", base + "agent/applescript/run", 404},
-        {"POST", base + "agent/shortcut", 404},
-        {"POST", base + "agent/ocr", 404},
-        {"POST", base + "agent/visual/find", 404},
-        {"POST", base + "agent/ax/tree?x", 404},
-        {"POST", base + "agent/../agent/ax/tree", 404},
-        {"GET", base + "agent/ax/tree", 404},
-        {"GET", base + "../main.js", 404},
-        {"POST", "/agent/ax/tree", 404},
-        {"POST", "/ax/tree", 404},
+    const auto check = [&](const char* method, std::initializer_list<std::string> paths, int status) {
+        for (const std::string& path : paths)
+            EXPECT_EQ(send(method, path, ofPage(), "{}").status(), status) << method << ' ' << path;
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(send(each.method, each.path, ofPage(), "{}").status(), each.status)
-            << each.method << ' ' << each.path;
-    }
+    check("GET", {base, base + "main.js", base + "about", base + "agent/health"}, 200);
+    check("POST", {base + "agent/ax/tree", base + "agent/ax/find"}, 200);
+    check("POST",
+          {base + "agent/applescript/run", base + "agent/shortcut", base + "agent/ocr", "/agent/ax/tree",
+           base + "agent/visual/find", base + "agent/ax/tree?x", base + "agent/../agent/ax/tree", "/ax/tree"},
+          404);
+    check("GET", {base + "agent/ax/tree", base + "../main.js"}, 404);
     const RawResponse answer = post("agent/ax/tree", R"({"root_pid":7})");
     EXPECT_EQ(answer.body, R"({"root_pid":7})");
     EXPECT_EQ(answer.headers.at("X-Varkel-Cache"), "HIT");
@@ -260,13 +220,8 @@ TEST(InspectorRelay, SaysWhyThereIsNoAnswer) {
     boost::asio::io_context context(1);
     const auto ask = [&](std::uint16_t port, const char* secret) {
         Relay relay(port, [secret] { return secret; });
-        HTTPResponse response;
-        boost::asio::co_spawn(
-            context, relay.send("POST", "/ax/tree", "{}", std::chrono::seconds(1)),
-            [&](const std::exception_ptr&, HTTPResponse given) { response = std::move(given); });
-        context.restart();
-        context.run();
-        return std::to_string(response.status) + ' ' + *response.body;
+        return test::statusAndBody(
+            test::runTask(relay.send("POST", "/ax/tree", "{}", std::chrono::seconds(1))));
     };
     Listener silent(context);
     ASSERT_FALSE(silent.listen(0));
@@ -284,10 +239,8 @@ TEST(InspectorOptions, ReadsTheCommandLine) {
                                        "--token", "t", "--token-file", "f"};
     const auto options = parseOptions(all, defaults);
     ASSERT_TRUE(options);
-    EXPECT_EQ(options->port, 1);
-    EXPECT_EQ(options->agentPort, 2);
-    EXPECT_EQ(options->token, "t");
-    EXPECT_EQ(options->tokenFile, "f");
+    EXPECT_EQ(std::tuple(options->port, options->agentPort, options->token, options->tokenFile),
+              std::tuple(1, 2, "t", "f"));
     EXPECT_TRUE(options->opensBrowser);
     EXPECT_EQ(parseOptions({}, defaults)->tokenFile, "/token");
     const std::vector<std::vector<std::string>> faulty{

@@ -1,36 +1,28 @@
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "base/Graphemes.h"
 #include "keys/KeyMap.h"
 
 namespace varkel {
-namespace {
 
 constexpr std::uint64_t shift = 0x20000;
 
 TEST(KeyMap, TypesEveryPrintableASCIICharacterWithTheKeyThatAUSKeyboardHasForIt) {
     // By rows of the physical keyboard, which is not how the map is written.
-    const struct {
-        std::string_view plain;
-        std::string_view shifted;
-        std::vector<std::uint16_t> keyCodes;
-    } rows[] = {
+    const std::tuple<std::string_view, std::string_view, std::vector<std::uint16_t>> rows[] = {
         {"`1234567890-=", "~!@#$%^&*()_+", {50, 18, 19, 20, 21, 23, 22, 26, 28, 25, 29, 27, 24}},
         {"qwertyuiop[]\\", "QWERTYUIOP{}|", {12, 13, 14, 15, 17, 16, 32, 34, 31, 35, 33, 30, 42}},
         {"asdfghjkl;'", "ASDFGHJKL:\"", {0, 1, 2, 3, 5, 4, 38, 40, 37, 41, 39}},
         {"zxcvbnm,./", "ZXCVBNM<>?", {6, 7, 8, 9, 11, 45, 46, 43, 47, 44}},
     };
     std::size_t count = 0;
-    for (const auto& row : rows) {
-        ASSERT_EQ(row.plain.size(), row.keyCodes.size());
-        ASSERT_EQ(row.shifted.size(), row.keyCodes.size());
-        for (std::size_t at = 0; at < row.keyCodes.size(); ++at, count += 2) {
-            EXPECT_EQ(keyCodeForCharacter(row.plain.substr(at, 1)), (KeyPress{row.keyCodes[at], 0}))
-                << row.plain[at];
-            EXPECT_EQ(keyCodeForCharacter(row.shifted.substr(at, 1)), (KeyPress{row.keyCodes[at], shift}))
-                << row.shifted[at];
+    for (const auto& [plain, shifted, keyCodes] : rows) {
+        ASSERT_EQ(plain.size(), keyCodes.size());
+        ASSERT_EQ(shifted.size(), keyCodes.size());
+        for (std::size_t at = 0; at < keyCodes.size(); ++at, count += 2) {
+            EXPECT_EQ(keyCodeForCharacter(plain.substr(at, 1)), (KeyPress{keyCodes[at], 0})) << plain[at];
+            EXPECT_EQ(keyCodeForCharacter(shifted.substr(at, 1)), (KeyPress{keyCodes[at], shift}))
+                << shifted[at];
         }
     }
     EXPECT_EQ(count, 94U);
@@ -87,10 +79,7 @@ TEST(KeyMap, ReadsChords) {
 }
 
 TEST(Graphemes, AreWhatAPersonCountsAsOneCharacter) {
-    const struct {
-        std::string_view text;
-        std::vector<std::string_view> characters;
-    } cases[] = {
+    const std::pair<std::string_view, std::vector<std::string_view>> cases[] = {
         {"", {}},
         {"ab", {"a", "b"}},
         {"a\r\nb\n", {"a", "\r\n", "b", "\n"}},
@@ -100,7 +89,7 @@ TEST(Graphemes, AreWhatAPersonCountsAsOneCharacter) {
         {"👍🏽", {"👍🏽"}},
         {"한글", {"한", "글"}},
     };
-    for (const auto& each : cases) EXPECT_EQ(graphemeClusters(each.text), each.characters) << each.text;
+    for (const auto& [text, characters] : cases) EXPECT_EQ(graphemeClusters(text), characters) << text;
 }
 
 TEST(Graphemes, LoseNoByteOfATextThatIsNotUTF8) {
@@ -110,5 +99,4 @@ TEST(Graphemes, LoseNoByteOfATextThatIsNotUTF8) {
     EXPECT_EQ(joined, text);
 }
 
-}  // namespace
 }  // namespace varkel

@@ -8,7 +8,7 @@
 #include "support/RunTask.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 class Keystrokes : public testing::Test {
@@ -16,7 +16,7 @@ class Keystrokes : public testing::Test {
     Keystrokes() {
         desktop.running = {"running", "com.apple.Terminal"};
         desktop.installed = {"installed"};
-        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>("/no/such/tool");
+        Platform::current().toolPaths = std::make_unique<FakeToolPaths>("/no/such/tool");
     }
 
     /// The answer to a request; what is done for it is in the desktop's log alone.
@@ -31,7 +31,7 @@ class Keystrokes : public testing::Test {
             [&](SendKeystrokesRequest request) { return sendKeystrokes(std::move(request), sleep); });
         HTTPRequest request;
         request.body = body;
-        return test::statusAndBody(test::runTask(handler(std::move(request))));
+        return statusAndBody(runTask(handler(std::move(request))));
     }
 
     /// What was done, in one line; pauses only where they are asked for.
@@ -49,13 +49,13 @@ class Keystrokes : public testing::Test {
             "osascript",
             "#!/bin/sh\ncd '" + folder_.path().string() + "'\nprintf '%s\\n' \"$@\" > arguments\n" + script,
             0700);
-        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(path);
+        Platform::current().toolPaths = std::make_unique<FakeToolPaths>(path);
     }
 
-    std::string fileOfTool(const std::string& name) const { return test::contents(folder_ / name); }
+    std::string fileOfTool(const std::string& name) const { return contents(folder_ / name); }
 
-    test::FakeDesktop desktop;
-    test::TemporaryFolder folder_;
+    FakeDesktop desktop;
+    TemporaryFolder folder_;
 };
 
 /// The answer to a request that was carried out.
@@ -73,9 +73,7 @@ TEST_F(Keystrokes, AreAnsweredAndArrive) {
         return R"(400 {"error":"unsupported_applescript_target","bundle_id":")" + id + R"("})";
     };
     const std::string family = " ud83d udc68 u200d ud83d udc69 u200d ud83d udc67";
-    const struct {
-        std::string body, answer, done;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {R"({"text":"hI"})", ok("", 2, 0),
          "announce hI, down 4, up 4, down 34 flags 20000, up 34 flags 20000, announcement ends"},
         // What has no key goes as its own units.
@@ -102,9 +100,9 @@ TEST_F(Keystrokes, AreAnsweredAndArrive) {
         {R"({"text":"a","mode":"applescript","app_bundle_id":"running"})", noTerminal("running"),
          "activate all windows"},
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(answer(each.body), each.answer) << each.body;
-        EXPECT_EQ(done(), each.done) << each.body;
+    for (const auto& [body, answered, log] : cases) {
+        EXPECT_EQ(answer(body), answered) << body;
+        EXPECT_EQ(done(), log) << body;
     }
     desktop.launches = false;
     EXPECT_EQ(answer(R"({"text":"a","app_bundle_id":"installed"})"), noApp("installed"));
@@ -116,14 +114,14 @@ TEST_F(Keystrokes, AreAnsweredAndArrive) {
 }
 
 TEST_F(Keystrokes, KeepTheDelayInItsRange) {
-    const std::pair<std::string, int> cases[] = {{"-5", 500},
-                                                 {"1", 500},
-                                                 {"7", 3500},
-                                                 {"3.0", 1500},
-                                                 {"null", 6000},
-                                                 {"250", 125000},
-                                                 {"9223372036854775807", 125000},
-                                                 {"-9223372036854775808", 500}};
+    const std::map<std::string, int> cases{{"-5", 500},
+                                           {"1", 500},
+                                           {"7", 3500},
+                                           {"3.0", 1500},
+                                           {"null", 6000},
+                                           {"250", 125000},
+                                           {"9223372036854775807", 125000},
+                                           {"-9223372036854775808", 500}};
     for (const auto& [delay, half] : cases) {
         answer(R"({"keys":["a"],"app_bundle_id":"running","delay_ms":)" + delay + "}");
         const auto pause = [](int microseconds) { return "sleep " + std::to_string(microseconds) + " us"; };
@@ -149,19 +147,18 @@ TEST_F(Keystrokes, ActivateByNameThroughTheScriptingToolAndGoOnWithoutIt) {
 }
 
 TEST_F(Keystrokes, ChooseTheMethodByModeAndTarget) {
-    const struct {
-        std::string fields, method;
-    } cases[] = {{R"("text":"ls")", "applescript"},
-                 {R"("text":"ls","mode":"AUTO")", "applescript"},
-                 {R"("text":"ls","mode":"whatever")", "applescript"},
-                 {R"("text":"ls","mode":"CGEvent")", "cgevent"},
-                 {R"("keys":["cmd+t"])", "cgevent"},
-                 {R"("keys":["cmd+t"],"mode":"AppleScript")", "applescript"}};
+    const std::pair<std::string, std::string> cases[] = {
+        {R"("text":"ls")", "applescript"},
+        {R"("text":"ls","mode":"AUTO")", "applescript"},
+        {R"("text":"ls","mode":"whatever")", "applescript"},
+        {R"("text":"ls","mode":"CGEvent")", "cgevent"},
+        {R"("keys":["cmd+t"])", "cgevent"},
+        {R"("keys":["cmd+t"],"mode":"AppleScript")", "applescript"}};
     installTool("cat >/dev/null");
-    for (const auto& each : cases) {
-        EXPECT_THAT(answer("{" + each.fields + R"(,"app_bundle_id":"com.apple.Terminal"})"),
-                    testing::StartsWith(R"(200 {"ok":true,"method":")" + each.method))
-            << each.fields;
+    for (const auto& [fields, method] : cases) {
+        EXPECT_THAT(answer("{" + fields + R"(,"app_bundle_id":"com.apple.Terminal"})"),
+                    testing::StartsWith(R"(200 {"ok":true,"method":")" + method))
+            << fields;
     }
 }
 
@@ -177,10 +174,10 @@ TEST_F(Keystrokes, HandATerminalItsWholeTextAndThenPressTheChordsThatTheyKnow) {
     const std::string body = R"({"text":"a","app_bundle_id":"com.apple.Terminal"})";
     installTool("cat >/dev/null; echo out; printf '\\377' >&2; exit 1");
     EXPECT_EQ(answer(body), R"(500 {"error":"applescript_failed","stderr":"","stdout":"out\n"})");
-    Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>("/no/such/tool");
+    Platform::current().toolPaths = std::make_unique<FakeToolPaths>("/no/such/tool");
     EXPECT_EQ(answer(body),
               R"(500 {"error":"applescript_failed","stderr":"No such file or directory","stdout":""})");
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <boost/asio/io_context.hpp>
-#include <memory>
 
 #include "http/Listener.h"
 #include "platform/ChildProcess.h"
@@ -59,10 +58,7 @@ class AgentProcess : public testing::Test {
     }
 
     std::string post(const std::string& path, const std::string& body) const {
-        return RawClient(port)
-            .request("POST " + path + " x\r\nx-varkel-token: t\r\nContent-Length: " +
-                     std::to_string(body.size()) + "\r\n\r\n" + body)
-            .body;
+        return RawClient(port).request(test::requestText("POST " + path, body, "x-varkel-token: t\r\n")).body;
     }
 
     test::TemporaryFolder home;
@@ -93,11 +89,7 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
         "hint_screen_recording=System Settings -> Privacy & Security -> Screen Recording\n";
     const std::string blank = home.write("blank", " \r\n\t");
     const std::string invalid = home.write("invalid", "abc\xFF");
-    const struct {
-        std::vector<std::string> arguments;
-        int status;
-        std::string output;
-    } cases[] = {
+    const std::tuple<std::vector<std::string>, int, std::string> cases[] = {
         {{"--help"}, 0, usage},
         {{"--port", "abc"}, 1, usage},
         {{}, 1, missing},
@@ -115,20 +107,17 @@ TEST_F(AgentProcess, EndsWithTheMessageAndTheStatus) {
          1,
          "Fatal error: cannot read the token file /x: No such file or directory\n"},
     };
-    for (const auto& c : cases) {
-        const ChildResult result = runChild(agent(c.arguments));
-        EXPECT_EQ(result.standardOutput, c.output) << testing::PrintToString(c.arguments);
-        EXPECT_EQ(result.status, c.status) << testing::PrintToString(c.arguments);
+    for (const auto& [arguments, status, output] : cases) {
+        const ChildResult result = runChild(agent(arguments));
+        EXPECT_EQ(result.standardOutput, output) << testing::PrintToString(arguments);
+        EXPECT_EQ(result.status, status) << testing::PrintToString(arguments);
     }
 }
 
 TEST_F(AgentProcess, FindsItsTokenInOrder) {
     const std::string padded = home.write("padded", " \t abc \r\n\u2028");
     home.write("Vault-Quellan/secrets/varkel/sidecar-token", "from-default\n");
-    const struct {
-        std::vector<std::string> arguments, variables;
-        std::string token;
-    } cases[] = {
+    const std::tuple<std::vector<std::string>, std::vector<std::string>, std::string> cases[] = {
         {{}, {}, "from-default"},
         {{}, {"QUELLAN_VARKEL_SIDECAR_TOKEN=from-variable"}, "from-variable"},
         {{"--token", "from-option"}, {"QUELLAN_VARKEL_SIDECAR_TOKEN=from-variable"}, "from-option"},
@@ -138,12 +127,11 @@ TEST_F(AgentProcess, FindsItsTokenInOrder) {
          "abc"},
         {{"--token-file", padded}, {"QUELLAN_VARKEL_SIDECAR_TOKEN_FILE=/nowhere"}, "abc"},
     };
-    for (const auto& c : cases) {
-        const auto child = start(c.arguments, c.variables);
+    for (const auto& [arguments, variables, token] : cases) {
+        const auto child = start(arguments, variables);
         RawClient client(port);
-        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: " + c.token + "\r\n\r\n").status(), 404)
-            << c.token;
-        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: x" + c.token + "\r\n\r\n").status(), 401);
+        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: " + token + "\r\n\r\n").status(), 404) << token;
+        EXPECT_EQ(client.request("GET /x y\r\nX-Varkel-Token: x" + token + "\r\n\r\n").status(), 401);
     }
     // One from the option is kept as it is.
     const auto child = start({"--token", "abc\n"});

@@ -12,43 +12,31 @@ CommandLine parse(const std::vector<std::string>& arguments) {
 }
 
 TEST(CommandLine, EndsAtTheFirstArgumentThatEndsTheProgram) {
-    const std::vector<std::pair<std::vector<std::string>, Outcome>> cases{
-        {{}, Outcome::run},
-        {{"--help"}, Outcome::usage},
-        {{"-h", "--port"}, Outcome::usage},
-        {{"--port", "8080", "--help"}, Outcome::usage},
-        {{"--port", "abc", "--help"}, Outcome::usageError},
-        {{"--port"}, Outcome::usageError},
-        {{"--token"}, Outcome::usageError},
-        {{"--token-file"}, Outcome::usageError},
-        {{"--executable-path"}, Outcome::usageError},
-        {{"--port", "--help"}, Outcome::usageError},
-        {{"--token", "--help"}, Outcome::run},
-        {{"foo", "--Help"}, Outcome::run},
+    using Lines = std::initializer_list<std::vector<std::string>>;
+    const auto check = [](Outcome outcome, const Lines& lines) {
+        for (const auto& arguments : lines)
+            EXPECT_EQ(parse(arguments).outcome, outcome) << testing::PrintToString(arguments);
     };
-    for (const auto& [arguments, outcome] : cases) {
-        EXPECT_EQ(parse(arguments).outcome, outcome) << testing::PrintToString(arguments);
-    }
+    check(Outcome::run, {{}, {"--token", "--help"}, {"foo", "--Help"}});
+    check(Outcome::usage, {{"--help"}, {"-h", "--port"}, {"--port", "8080", "--help"}});
+    check(Outcome::usageError, {{"--port", "abc", "--help"},
+                                {"--port", "--help"},
+                                {"--port"},
+                                {"--token"},
+                                {"--token-file"},
+                                {"--executable-path"}});
 }
 
 TEST(CommandLine, KeepsTheLastOfEachAndTheDefaultsOfTheRest) {
-    const CommandLine plain = parse({});
-    EXPECT_EQ(plain.port, 47824);
-    EXPECT_EQ(plain.token, "env-token");
-    EXPECT_EQ(plain.tokenFile, "/default/file");
-    EXPECT_EQ(plain.executablePath, std::nullopt);
-    EXPECT_TRUE(plain.prompt);
-    EXPECT_EQ(plain.command, std::nullopt);
-
-    const CommandLine full =
-        parse({"--port", "1", "install", "--token", " a ", "--no-prompt", "--token-file", "f",
-               "--executable-path", "e", "--token", "", "--port", "2", "--unknown"});
-    EXPECT_EQ(full.port, 2);
-    EXPECT_EQ(full.token, "");
-    EXPECT_EQ(full.tokenFile, "f");
-    EXPECT_EQ(full.executablePath, "e");
-    EXPECT_FALSE(full.prompt);
-    EXPECT_EQ(full.command, "--unknown");
+    const auto fields = [](const CommandLine& line) {
+        return std::tuple(line.port, line.token, line.tokenFile, line.executablePath, line.prompt,
+                          line.command);
+    };
+    EXPECT_EQ(fields(parse({})),
+              std::tuple(47824, "env-token", "/default/file", std::nullopt, true, std::nullopt));
+    EXPECT_EQ(fields(parse({"--port", "1", "install", "--token", " a ", "--no-prompt", "--token-file", "f",
+                            "--executable-path", "e", "--token", "", "--port", "2", "--unknown"})),
+              std::tuple(2, "", "f", "e", false, "--unknown"));
 }
 
 }  // namespace

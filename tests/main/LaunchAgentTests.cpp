@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <memory>
-#include <system_error>
+#include <numeric>
 
 #include "main/LaunchAgent.h"
 #include "main/PermissionCheck.h"
@@ -11,10 +10,9 @@
 #include "support/FakeToolPaths.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::contents;
 using testing::IsEmpty;
 
 constexpr const char* listName = "Library/LaunchAgents/io.github.varkel.varkel-agent.plist";
@@ -32,11 +30,7 @@ class SteppingClock : public Clock {
         if (afterSleep) afterSleep();
     }
 
-    int slept() const {
-        int sum = 0;
-        for (const int each : sleeps) sum += each;
-        return sum;
-    }
+    int slept() const { return std::accumulate(sleeps.begin(), sleeps.end(), 0); }
 
     const std::chrono::steady_clock::time_point start{};
     std::vector<int> sleeps;
@@ -68,7 +62,7 @@ class LaunchAgent : public testing::Test {
     void useTool(const std::string& ending) {
         const std::string path =
             folder.write("launchctl", "#!/bin/sh\necho \"$@\" >>\"$0.calls\"\n" + ending + "\n", 0755);
-        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(path);
+        Platform::current().toolPaths = std::make_unique<FakeToolPaths>(path);
     }
 
     std::string calls() const { return contents(folder / "launchctl.calls"); }
@@ -87,8 +81,8 @@ class LaunchAgent : public testing::Test {
         return testing::internal::GetCapturedStdout();
     }
 
-    test::FakeDesktop desktop;
-    test::TemporaryFolder folder;
+    FakeDesktop desktop;
+    TemporaryFolder folder;
     SteppingClock* clock = nullptr;
     NoPermissions* permissions = nullptr;
     std::string printed;
@@ -106,7 +100,7 @@ TEST_F(LaunchAgent, WritesTheListForItsOwnerAloneAndLoadsIt) {
         {"EnvironmentVariables", {{"QUELLAN_VARKEL_SIDECAR_TOKEN", "secret"}}},
     };
     EXPECT_EQ(parsePropertyList(contents(list())), expected);
-    EXPECT_EQ(test::modeOf(list()), 0600U);
+    EXPECT_EQ(modeOf(list()), 0600U);
     // The token is in the list, and on no command line.
     EXPECT_EQ(calls(), "unload -w " + list() + "\nload -w " + list() + "\n");
     EXPECT_THAT(permissions->opened, IsEmpty());
@@ -137,7 +131,7 @@ TEST_F(LaunchAgent, WarnsWhenTheServiceManagerRefusesAndFailsWithoutItOrAFolder)
     }
     useTool("[ $1 = load ]");
     EXPECT_THAT(install(), testing::EndsWith("LaunchAgent loaded successfully.\n"));
-    Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(folder / "nothing");
+    Platform::current().toolPaths = std::make_unique<FakeToolPaths>(folder / "nothing");
     EXPECT_THROW(install(), LaunchError);
     EXPECT_EQ(printed, "Wrote plist to " + list() + "\n");
     std::filesystem::remove_all(home());
@@ -153,4 +147,4 @@ TEST(LaunchedExecutable, IsTheFirstThatIsKnown) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

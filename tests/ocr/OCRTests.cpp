@@ -6,18 +6,15 @@
 #include "support/ScriptedDesktop.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::line;
-using test::ScriptedDesktop;
-
 HTTPResponse post(const std::string& body) {
-    return test::answerOf("/ocr", body);
+    return answerOf("/ocr", body);
 }
 
 std::string cacheHeader(const HTTPResponse& response) {
-    return test::headerOf(response, "X-Varkel-Cache");
+    return headerOf(response, "X-Varkel-Cache");
 }
 
 /// A body whose image is "img" and the given bytes, in base64 that needs no padding.
@@ -36,7 +33,7 @@ class OCRRequests : public testing::Test {
     }
 
     ScriptedDesktop desktop;
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
 };
 
 TEST_F(OCRRequests, AnswersLinesWithPixelBoxesFromTheTopLeft) {
@@ -51,11 +48,7 @@ TEST_F(OCRRequests, AnswersLinesWithPixelBoxesFromTheTopLeft) {
 
 TEST_F(OCRRequests, RepeatsWithinATenthOfASecondComeFromTheCache) {
     EXPECT_EQ(*post(bodyFor("one")).body, R"({"results":[]})");
-    const struct {
-        std::string body;
-        double later;
-        const char* cache;
-    } steps[] = {
+    const std::tuple<std::string, double, const char*> steps[] = {
         {bodyFor("one"), 0.05, "HIT"},
         {bodyFor("one", R"(,"pid":0,"windowId":0)"), 0, "HIT"},
         {bodyFor("one", R"(,"pid":null,"windowId":null,"other":1)"), 0, "HIT"},
@@ -64,11 +57,11 @@ TEST_F(OCRRequests, RepeatsWithinATenthOfASecondComeFromTheCache) {
         {bodyFor("two"), 0, "MISS"},
         {bodyFor("one"), 0.06, "MISS"},
     };
-    for (const auto& step : steps) {
-        desktop.time += step.later;
+    for (const auto& [body, later, cache] : steps) {
+        desktop.time += later;
         const int runs = desktop.runs;
-        EXPECT_EQ(cacheHeader(post(step.body)), step.cache) << step.body << step.later;
-        EXPECT_EQ(desktop.runs - runs, std::string(step.cache) == "MISS" ? 1 : 0) << step.body;
+        EXPECT_EQ(cacheHeader(post(body)), cache) << body << later;
+        EXPECT_EQ(desktop.runs - runs, std::string(cache) == "MISS" ? 1 : 0) << body;
     }
 }
 
@@ -104,9 +97,9 @@ TEST_F(OCRRequests, UnusableImagesAndBodiesAreTheCallersFault) {
           std::string(R"({"imagePath":""})"), std::string(R"({"imagePath":"/no/such/file"})"),
           R"({"imagePath":")" + folder.path().string() + "\"}", R"({"imagePath":")" + folder / "pipe" + "\"}",
           bodyFor("six", R"(,"pid":4294967297)")}) {
-        EXPECT_EQ(test::statusAndBody(post(body)), "400 " + noImage) << body;
+        EXPECT_EQ(statusAndBody(post(body)), "400 " + noImage) << body;
     }
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include <boost/json.hpp>
 #include <future>
@@ -96,9 +95,7 @@ TEST(ConsentServer, IsFoundByTheAgentAsLongAsItIsThere) {
     EXPECT_FALSE(Discovery::isServed(home.path().string()));
     {
         const Discovery discovery(home.path().string(), server.port(), "secret");
-        struct stat status {};
-        ASSERT_EQ(::stat((home / path).c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 0777U, 0600U);
+        EXPECT_EQ(test::modeOf(home / path), 0600U);
         EXPECT_TRUE(Discovery::isServed(home.path().string()));
 
         const auto client = OverlayClient::init(URLSession::shared(), home.path().string());

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <map>
-
 #include "overlay/Prompts.h"
 
 namespace varkel::overlay {

@@ -18,20 +18,11 @@ Action actionOf(const char* kind, const std::string& details, const std::string&
 }
 
 Target element(const char* role, const std::string& label, const std::string& application = "Mail") {
-    Target target;
-    target.state = State::found;
-    target.application = application;
-    target.applicationId = "0123456789abcdef";
-    target.role = role;
-    target.label = label;
-    target.frame = AXFrame{1, 2, 3, 4};
-    return target;
+    return {State::found, application, "0123456789abcdef", role, label, AXFrame{1, 2, 3, 4}};
 }
 
 Target unknown(State state) {
-    Target target;
-    target.state = state;
-    return target;
+    return {state, "", "", "", "", {}};
 }
 
 const std::string id = R"("elementId":"e")";
@@ -86,11 +77,7 @@ TEST(Wording, SaysWhatIsAboutToHappen) {
 }
 
 TEST(Wording, SaysPlainlyWhatItDoesNotKnowAndWhatIsUnusual) {
-    const struct {
-        Action action;
-        Target target;
-        const char* note;
-    } cases[] = {
+    const std::tuple<Action, Target, const char*> cases[] = {
         {actionOf("click", id), Target{State::found, "Mail", "a", "AXButton", "Send", {}}, "cannot be seen"},
         {actionOf("click", id), unknown(State::noToken), "no token here"},
         {actionOf("click", id), unknown(State::noAnswer), "does not answer"},
@@ -130,11 +117,7 @@ TEST(Wording, ShowsTextsOfOthersAsData) {
 
 TEST(Wording, TellsWhatConsentForAnApplicationCovers) {
     const Target mail = element("AXButton", "Send");
-    const struct {
-        Action action;
-        Target target;
-        bool covered;
-    } cases[] = {
+    const std::tuple<Action, Target, bool> cases[] = {
         {actionOf("click", id), mail, true},
         {actionOf("type", id + R"(,"text":"x")"), mail, true},
         {actionOf("scroll", id), mail, true},

@@ -1,8 +1,6 @@
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <atomic>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/json.hpp>
@@ -41,35 +39,27 @@ constexpr const char* refused = R"(403 {"error":"consent_denied"})";
 TEST_F(ConsentTest, FindsTheServiceByItsFileAlone) {
     const ScriptedOverlay overlay([](int) { return statusReply(200); });
     const std::string port = std::to_string(overlay.port());
-    const struct {
-        std::string discovery;
-        bool found;
-        const char* answer;
-    } cases[] = {
-        {R"({"port": )" + port + R"(.0, "token": "", "other": [[{}]]})", true, ""},
-        {"\xEF\xBB\xBF{\"port\": " + port + ", \"token\": \"t\"}" + std::string(2'000'000, ' '), true, ""},
-        // Nothing listens on a port that does not exist.
-        {R"({"port": 99999, "token": "t"})", true, refused},
-        {R"({"port": -1, "token": "t"})", true, refused},
-        {R"({"port": "1", "token": "t"})", false, ""},
-        {R"({"port": 1.5, "token": "t"})", false, ""},
-        {R"({"port": 1})", false, ""},
-        {R"({"port": 1, "token": 1})", false, ""},
-        {R"([1, "t"])", false, ""},
-        {"", false, ""},
-        // A secret that would add headers is not sent.
-        {R"({"port": )" + port + R"(, "token": "a\r\nX-Other: b"})", true, refused},
-    };
     testing::internal::CaptureStderr();
     EXPECT_FALSE(OverlayClient::init(URLSession::shared(), home.path())) << "no file";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    for (const auto& [discovery, found, answer] : cases) {
+    const auto check = [&](const std::string& discovery, bool found, const char* answer) {
         testing::internal::CaptureStderr();
         const auto client = home.clientOf(discovery);
         const std::string said = testing::internal::GetCapturedStderr();
         EXPECT_EQ(client.has_value(), found) << discovery.substr(0, 80);
         EXPECT_EQ(said.starts_with("No consent will be asked for"), !found) << said;
         EXPECT_EQ(ask(client), answer) << discovery.substr(0, 80);
+    };
+    check(R"({"port": )" + port + R"(.0, "token": "", "other": [[{}]]})", true, "");
+    check("\xEF\xBB\xBF{\"port\": " + port + ", \"token\": \"t\"}" + std::string(2'000'000, ' '), true, "");
+    // Nothing listens on a port that does not exist.
+    check(R"({"port": 99999, "token": "t"})", true, refused);
+    check(R"({"port": -1, "token": "t"})", true, refused);
+    // A secret that would add headers is not sent.
+    check(R"({"port": )" + port + R"(, "token": "a\r\nX-Other: b"})", true, refused);
+    for (const char* text : {R"({"port": "1", "token": "t"})", R"({"port": 1.5, "token": "t"})",
+                             R"({"port": 1})", R"({"port": 1, "token": 1})", R"([1, "t"])", ""}) {
+        check(text, false, "");
     }
 }
 

@@ -3,12 +3,10 @@
 
 #include <boost/describe.hpp>
 #include <boost/json.hpp>
-#include <functional>
-#include <map>
-#include <set>
 
 #include "ax/AXActions.h"
 #include "ax/AXFind.h"
+#include "ax/ChangeCounter.h"
 #include "json/JSONDecoder.h"
 #include "keys/Keystrokes.h"
 #include "ocr/OCR.h"
@@ -22,14 +20,8 @@
 #include "support/TemporaryHome.h"
 #include "visual/VisualFind.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
-
-using test::AgentServer;
-using test::RawResponse;
-using test::ScriptedDesktop;
-using test::ScriptedOverlay;
-using test::statusReply;
 
 const YAML::Node& document() {
     static const YAML::Node loaded = YAML::LoadFile(VARKEL_OPENAPI);
@@ -76,23 +68,16 @@ Fields documentedFields(const std::string& name) {
 }
 
 template <class T>
-struct TypeName {
-    static std::string get() { return boost::describe::has_describe_members<T>::value ? "object" : "string"; }
-};
-template <std::integral T>
-struct TypeName<T> {
-    static std::string get() { return std::is_same_v<T, bool> ? "boolean" : "integer"; }
-};
-template <std::floating_point T>
-struct TypeName<T> {
-    static std::string get() { return "number"; }
-};
-template <class T>
-struct TypeName<std::vector<T>> {
-    static std::string get() { return "array of " + TypeName<T>::get(); }
-};
-template <class T>
-struct TypeName<std::optional<T>> : TypeName<T> {};
+std::string typeName() {
+    if constexpr (decoding::isOptional<T>) return typeName<typename T::value_type>();
+    if constexpr (std::is_same_v<T, bool>) return "boolean";
+    if constexpr (std::integral<T>) return "integer";
+    if constexpr (std::floating_point<T>) return "number";
+    if constexpr (requires(T list) { list.emplace_back(); }) {
+        return "array of " + typeName<typename T::value_type>();
+    }
+    return boost::describe::has_describe_members<T>::value ? "object" : "string";
+}
 
 template <class Record>
 Fields fieldsOf() {
@@ -101,7 +86,7 @@ Fields fieldsOf() {
     boost::mp11::mp_for_each<Members>([&](auto descriptor) {
         using Field = std::remove_reference_t<decltype(Record().*descriptor.pointer)>;
         const bool optional = decoding::isOptional<Field>;
-        fields.insert(std::string(descriptor.name) + (optional ? "?: " : ": ") + TypeName<Field>::get());
+        fields.insert(std::string(descriptor.name) + (optional ? "?: " : ": ") + typeName<Field>());
     });
     return fields;
 }
@@ -161,33 +146,27 @@ class OpenAPIEndpoints : public testing::Test {
     OpenAPIEndpoints() {
         desktop.trusted = true;
         desktop.installed = {"com.apple.Terminal"};
-        desktop.text = {test::line("Save", {0, 0, 0.5, 0.5})};
+        desktop.text = {line("Save", {0, 0, 0.5, 0.5})};
         desktop.barcodes.emplace_back().payloadStringValue = "Save me";
         const auto button = application->add("AXButton", "Save");
         button->actions.insert(AXAction::press);
         button->settable.insert(AXAttribute::value);
         button->setFrame({0, 0, 10, 10});
         application->add("AXUnknown", "No frame");
-        Platform::current().toolPaths = std::make_unique<test::FakeToolPaths>(home / "tool");
+        Platform::current().toolPaths = std::make_unique<FakeToolPaths>(home / "tool");
         agent.emplace(home.clientOf(overlay));
     }
 
     void useTool(const std::string& script) { home.write("tool", "#!/bin/sh\n" + script + "\n", 0700); }
 
     RawResponse request(const std::string& path, const std::string& body) const {
-        const std::string method = methodOf(path);
         const std::string consent =
             "x-varkel-mcp-consent: granted\r\nx-overlay-token: " + std::string(home.secret) + "\r\n";
-        return agent->send(method, path, body, consent);
-    }
-
-    static std::string textOf(const RawResponse& response) {
-        return std::to_string(response.status()) + " " + response.body;
+        return agent->send(methodOf(path) + " " + path, body, consent);
     }
 
     static std::string methodOf(const std::string& path) {
-        const YAML::Node item = document()["paths"][path];
-        return item["get"] ? "GET" : "POST";
+        return document()["paths"][path]["get"] ? "GET" : "POST";
     }
 
     /// An element's id, as a search for its label gives it.
@@ -211,8 +190,8 @@ class OpenAPIEndpoints : public testing::Test {
     }
 
     ScriptedDesktop desktop;
-    std::shared_ptr<test::SceneElement> application = desktop.addApplication(100, "Front");
-    test::TemporaryHome home;
+    std::shared_ptr<SceneElement> application = desktop.addApplication(100, "Front");
+    TemporaryHome home;
     ScriptedOverlay overlay{[](int) { return statusReply(423); }};
     std::optional<AgentServer> agent;
     std::set<std::string> seen;
@@ -223,7 +202,6 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
     const std::string frameless = R"({"elementId":")" + idOf("No frame") + '"';
     const std::string nowhere = R"({"elementId":"0")";
     const std::string image = R"({"imageBase64":"aW1nb25l")";
-    const std::function<void()> nothing = [] {};
     const auto untrusted = [&] { desktop.trusted = false; };
     const auto nobodyInFront = [&] { desktop.frontmost.reset(); };
     const auto recognitionFails = [&] { desktop.recognitionFails = true; };
@@ -240,125 +218,118 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
     const std::string notFound = R"(404 {"error":"element_not_found"})";
     const std::string noTool = R"(","message":"No such file or directory"})";
     const std::string batch = R"(200 {"ok":true,"batch_id":"default"})";
-    // What the answer begins with.
-    const struct {
-        const char* path;
-        std::string body, answer;
-        std::function<void()> before;
-    } cases[] = {
-        {"/health", "", R"(200 {"ok":true,"version":)", nothing},
-        {"/ax/tree", "{}", R"(200 {"tree":{"id":)", nothing},
-        {"/ax/tree", R"({"root_pid":null,"other":null})", R"(200 {"tree":{"id":)", nothing},
-        {"/ax/tree", R"({"root_pid":1,"root_pid":100.0})", R"(200 {"tree":{"id":)", nothing},
-        {"/ax/tree", R"({"root_pid":"1"})", bad, nothing},
-        {"/ax/tree", R"({"other":1.5})", bad, nothing},
-        {"/ax/tree", R"({"root_pid":99999999999})", bad, nothing},
-        {"/ax/tree", "{}", missing, untrusted},
-        {"/ax/tree", "{}", nobody, nobodyInFront},
-        {"/ax/find", R"({"role":"AXButton"})", R"(200 {"matches":[{"id":)", nothing},
-        {"/ax/find", R"({"maxResults":"1"})", because + R"(the value of \"maxResults\" is a string)",
-         nothing},
-        {"/ax/find", "{}", missing, untrusted},
-        {"/ax/find", "{}", nobody, nobodyInFront},
-        {"/ax/click", save + "}", R"(200 {"ok":true,"method":"ax_press"})", nothing},
-        {"/ax/click", R"({"elementId":7})", bad, nothing},
-        {"/ax/click", save + "}", missing, untrusted},
-        {"/ax/click", nowhere + "}", notFound, nothing},
-        {"/ax/click", frameless + "}", R"(500 {"error":"action_failed")", nothing},
-        {"/ax/type", save + R"(,"text":"x"})", R"(200 {"ok":true,"method":"ax_value"})", nothing},
-        {"/ax/type", save + R"(,"text":null})", bad, nothing},
-        {"/ax/type", save + R"(,"text":"x"})", missing, untrusted},
-        {"/ax/type", nowhere + R"(,"text":"x"})", notFound, nothing},
-        {"/ax/type", save + R"(,"text":"x"})", nobody, nobodyInFront},
-        {"/ax/scroll", save + R"(,"direction":"up"})",
-         R"(200 {"ok":true,"method":"ax_scroll","direction":"up","amount":100})", nothing},
-        {"/ax/scroll", save + R"(,"direction":"out"})", R"(400 {"error":"invalid_input","hint":)", nothing},
-        {"/ax/scroll", save + R"(,"direction":"up"})", missing, untrusted},
-        {"/ax/scroll", nowhere + R"(,"direction":"out"})", notFound, nothing},
-        {"/ax/scroll", save + R"(,"direction":"up"})", nobody, nobodyInFront},
-        {"/keystrokes", R"({"text":"a","delay_ms":1})", R"(200 {"ok":true,"method":"cgevent")", nothing},
-        {"/keystrokes", R"({"text":"a","delay_ms":1.5})", because, nothing},
-        {"/keystrokes", R"({"keys":["nope"]})", R"(400 {"error":"unknown_key","token":"nope"})", nothing},
-        {"/keystrokes", R"({"text":"a","app_bundle_id":"none"})", R"(404 {"error":"app_not_found")", nothing},
-        {"/keystrokes", R"({"text":"a","app_bundle_id":"com.apple.Terminal"})",
-         R"(500 {"error":"applescript_failed")", toolFails},
-        {"/ax/tree_and_ocr", image + "}", R"(200 {"tree":{"id":)", nothing},
-        {"/ax/tree_and_ocr", R"({"windowId":-1})", because, nothing},
-        {"/ax/tree_and_ocr", image + "}", missing, untrusted},
-        {"/ax/tree_and_ocr", "{}", R"(500 {"error":"internal_error","message":"badRequest"})", nothing},
-        {"/ax/tree_and_ocr", image + "}", R"(500 {"error":"internal_error","message":"invalidRequest"})",
-         nobodyInFront},
-        {"/ax/tree_and_ocr", image + R"(,"windowId":2})",
-         R"(500 {"error":"internal_error","message":"invalidRequest"})", recognitionFails},
-        {"/batch/begin", "not JSON", batch, nothing},
-        {"/batch/begin", R"({"batch_id":7})", batch, nothing},
-        {"/batch/begin", R"({"batch_id":"mine","other":"1"})", R"(200 {"ok":true,"batch_id":"mine"})",
-         nothing},
-        {"/batch/begin", "{}", missing, untrusted},
-        {"/batch/begin", "{}", nobody, nobodyInFront},
-        {"/batch/end", "[]", batch, untrusted},
-        {"/batch/end", R"({"batch_id":"mine"})", R"(200 {"ok":true,"batch_id":"mine"})", untrusted},
-        {"/ocr", image + "}", R"(200 {"results":[{"text":"Save")", nothing},
-        {"/ocr", "{}", because + R"(No valid image provided or could not decode image"})", nothing},
-        {"/ocr", image + R"(,"pid":1})", R"(500 {"error":"ocr_failed","message":"invalidRequest"})",
-         recognitionFails},
-        {"/ocr", R"({"windowId":1.5})", invalid, nothing},
-        {"/shortcut/list", "", R"(200 {"ok":true,"shortcuts":["done"]})", nothing},
-        {"/shortcut/list", "", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails},
-        {"/shortcut/list", "", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing},
-        {"/shortcut", R"({"name":"a"})", R"(200 {"ok":true,"output":"done\n"})", nothing},
-        {"/shortcut", R"({"name":"a","input":5})", invalid, nothing},
-        {"/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails},
-        {"/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing},
-        {"/shortcut", R"({"name":"a","timeoutMs":1})", R"(504 {"error":"shortcut_timeout","name":"a")",
-         toolHangs},
-        {"/applescript/run", R"({"script":"return 1"})", R"(200 {"ok":true,"output":"done"})", nothing},
-        {"/applescript/run", R"({"script":null})", invalid, nothing},
-        {"/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed","exitCode":3)",
-         toolFails},
-        {"/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed)" + noTool,
-         toolIsMissing},
-        {"/visual/find", image + R"(,"query":"save"})", R"(200 {"results":[{"text":"Save")", nothing},
-        {"/visual/find", R"({"query":"save"})", because + R"(No valid image provided"})", nothing},
-        {"/visual/find", R"({"query":1})", invalid, nothing},
-        {"/visual/find", image + R"(,"query":"save"})",
-         R"(500 {"error":"visual_find_failed","message":"invalidRequest"})", recognitionFails},
-    };
-    for (const auto& [path, body, answer, before] : cases) {
+    // What the answer begins with. An act that fails has done nothing.
+    const auto check = [&](
+                           const std::string& path, const std::string& body, const std::string& answer,
+                           const std::function<void()>& before = [] {}) {
         desktop.trusted = true;
         desktop.frontmost = 100;
         desktop.recognitionFails = false;
         useTool("echo done");
         desktop.time += 10;  // nothing from a cache
         before();
+        desktop.forgetDone();
+        const std::uint64_t changes = globalChangeCounter().value();
         const RawResponse response = request(path, body);
-        EXPECT_THAT(textOf(response), testing::StartsWith(answer)) << path << " " << body;
+        EXPECT_THAT(response.statusAndBody(), testing::StartsWith(answer)) << path << " " << body;
         expectDocumented(path, response);
-    }
-    for (const auto& [path, answer] : std::map<std::string, std::string>{{"/ax/tree", bad},
-                                                                         {"/ax/find", because},
-                                                                         {"/ax/click", bad},
-                                                                         {"/ax/type", bad},
-                                                                         {"/ax/scroll", bad},
-                                                                         {"/keystrokes", because},
-                                                                         {"/ax/tree_and_ocr", because},
-                                                                         {"/ocr", invalid},
-                                                                         {"/shortcut", invalid},
-                                                                         {"/applescript/run", invalid},
-                                                                         {"/visual/find", invalid}}) {
-        for (const char* body : {"", "{", "null", "[]", "\"text\"", "\xFF", "{} {}"}) {
-            EXPECT_THAT(textOf(request(path, body)), testing::StartsWith(answer)) << path << " " << body;
+        if (response.status() == 200 || !path.starts_with("/ax/")) return;
+        EXPECT_EQ(globalChangeCounter().value(), changes) << path << " " << body;
+        EXPECT_THAT(desktop.done(), testing::IsEmpty()) << path << " " << body;
+    };
+    check("/health", "", R"(200 {"ok":true,"version":)");
+    check("/ax/tree", "{}", R"(200 {"tree":{"id":)");
+    check("/ax/tree", R"({"root_pid":null,"other":null})", R"(200 {"tree":{"id":)");
+    check("/ax/tree", R"({"root_pid":1,"root_pid":100.0})", R"(200 {"tree":{"id":)");
+    check("/ax/tree", R"({"root_pid":"1"})", bad);
+    check("/ax/tree", R"({"other":1.5})", bad);
+    check("/ax/tree", R"({"root_pid":99999999999})", bad);
+    check("/ax/tree", "{}", missing, untrusted);
+    check("/ax/tree", "{}", nobody, nobodyInFront);
+    check("/ax/find", R"({"role":"AXButton"})", R"(200 {"matches":[{"id":)");
+    check("/ax/find", R"({"maxResults":"1"})", because + R"(the value of \"maxResults\" is a string)");
+    check("/ax/find", "{}", missing, untrusted);
+    check("/ax/find", "{}", nobody, nobodyInFront);
+    check("/ax/click", save + "}", R"(200 {"ok":true,"method":"ax_press"})");
+    check("/ax/click", R"({"elementId":7})", bad);
+    check("/ax/click", save + "}", missing, untrusted);
+    check("/ax/click", nowhere + "}", notFound);
+    check("/ax/click", frameless + "}", R"(500 {"error":"action_failed")");
+    check("/ax/type", save + R"(,"text":"x"})", R"(200 {"ok":true,"method":"ax_value"})");
+    check("/ax/type", save + R"(,"text":null})", bad);
+    check("/ax/type", save + R"(,"text":"x"})", missing, untrusted);
+    check("/ax/type", nowhere + R"(,"text":"x"})", notFound);
+    check("/ax/type", save + R"(,"text":"x"})", nobody, nobodyInFront);
+    check("/ax/scroll", save + R"(,"direction":"up"})",
+          R"(200 {"ok":true,"method":"ax_scroll","direction":"up","amount":100})");
+    check("/ax/scroll", save + R"(,"direction":"out"})",
+          R"(400 {"error":"invalid_input","hint":"direction must be up, down, left, or right"})");
+    check("/ax/scroll", save + R"(,"direction":"up"})", missing, untrusted);
+    check("/ax/scroll", nowhere + R"(,"direction":"out"})", notFound);
+    check("/ax/scroll", save + R"(,"direction":"up"})", nobody, nobodyInFront);
+    check("/keystrokes", R"({"text":"a","delay_ms":1})", R"(200 {"ok":true,"method":"cgevent")");
+    check("/keystrokes", R"({"text":"a","delay_ms":1.5})", because);
+    check("/keystrokes", R"({"keys":["nope"]})", R"(400 {"error":"unknown_key","token":"nope"})");
+    check("/keystrokes", R"({"text":"a","app_bundle_id":"none"})", R"(404 {"error":"app_not_found")");
+    check("/keystrokes", R"({"text":"a","app_bundle_id":"com.apple.Terminal"})",
+          R"(500 {"error":"applescript_failed")", toolFails);
+    check("/ax/tree_and_ocr", image + "}", R"(200 {"tree":{"id":)");
+    check("/ax/tree_and_ocr", R"({"windowId":-1})", because);
+    check("/ax/tree_and_ocr", image + "}", missing, untrusted);
+    check("/ax/tree_and_ocr", "{}", R"(500 {"error":"internal_error","message":"badRequest"})");
+    check("/ax/tree_and_ocr", image + "}", R"(500 {"error":"internal_error","message":"invalidRequest"})",
+          nobodyInFront);
+    check("/ax/tree_and_ocr", image + R"(,"windowId":2})",
+          R"(500 {"error":"internal_error","message":"invalidRequest"})", recognitionFails);
+    check("/batch/begin", "not JSON", batch);
+    check("/batch/begin", R"({"batch_id":7})", batch);
+    check("/batch/begin", R"({"batch_id":"mine","other":"1"})", R"(200 {"ok":true,"batch_id":"mine"})");
+    check("/batch/begin", "{}", missing, untrusted);
+    check("/batch/begin", "{}", nobody, nobodyInFront);
+    check("/batch/end", "[]", batch, untrusted);
+    check("/batch/end", R"({"batch_id":"mine"})", R"(200 {"ok":true,"batch_id":"mine"})", untrusted);
+    check("/ocr", image + "}", R"(200 {"results":[{"text":"Save")");
+    check("/ocr", "{}", because + R"(No valid image provided or could not decode image"})");
+    check("/ocr", image + R"(,"pid":1})", R"(500 {"error":"ocr_failed","message":"invalidRequest"})",
+          recognitionFails);
+    check("/ocr", R"({"windowId":1.5})", invalid);
+    check("/shortcut/list", "", R"(200 {"ok":true,"shortcuts":["done"]})");
+    check("/shortcut/list", "", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails);
+    check("/shortcut/list", "", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing);
+    check("/shortcut", R"({"name":"a"})", R"(200 {"ok":true,"output":"done\n"})");
+    check("/shortcut", R"({"name":"a","input":5})", invalid);
+    check("/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed","exitCode":3)", toolFails);
+    check("/shortcut", R"({"name":"a"})", R"(500 {"error":"shortcut_failed)" + noTool, toolIsMissing);
+    check("/shortcut", R"({"name":"a","timeoutMs":1})", R"(504 {"error":"shortcut_timeout","name":"a")",
+          toolHangs);
+    check("/applescript/run", R"({"script":"return 1"})", R"(200 {"ok":true,"output":"done"})");
+    check("/applescript/run", R"({"script":null})", invalid);
+    check("/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed","exitCode":3)",
+          toolFails);
+    check("/applescript/run", R"({"script":"x"})", R"(500 {"error":"applescript_failed)" + noTool,
+          toolIsMissing);
+    check("/visual/find", image + R"(,"query":"save"})", R"(200 {"results":[{"text":"Save")");
+    check("/visual/find", R"({"query":"save"})", because + R"(No valid image provided"})");
+    check("/visual/find", R"({"query":1})", invalid);
+    check("/visual/find", image + R"(,"query":"save"})",
+          R"(500 {"error":"visual_find_failed","message":"invalidRequest"})", recognitionFails);
+    const auto checkMalformed = [&](std::initializer_list<const char*> paths, const std::string& answer) {
+        for (const char* path : paths) {
+            for (const char* body : {"", "{", "null", "[]", "\"text\"", "\xFF", "{} {}"})
+                check(path, body, answer);
         }
-    }
+    };
+    checkMalformed({"/ax/tree", "/ax/click", "/ax/type", "/ax/scroll"}, bad);
+    checkMalformed({"/ax/find", "/keystrokes", "/ax/tree_and_ocr"}, because);
+    checkMalformed({"/ocr", "/shortcut", "/applescript/run", "/visual/find"}, invalid);
+
     for (const auto& item : document()["paths"]) {
         const auto path = item.first.as<std::string>();
-        if (path != "/health") expectDocumented(path, agent->sendWithoutToken(methodOf(path), path, "{}"));
+        if (path != "/health")
+            expectDocumented(path, agent->sendWithoutToken(methodOf(path) + " " + path, "{}"));
     }
-    for (const auto& [path, body] : {std::pair{"/ax/click", save + "}"},
-                                     {"/keystrokes", std::string("{}")},
-                                     {"/shortcut", R"({"name":"a"})"},
-                                     {"/applescript/run", "{}"}}) {
-        const RawResponse denied = agent->send("POST", path, body);
+    for (const std::string path : {"/ax/click", "/keystrokes", "/shortcut", "/applescript/run"}) {
+        const RawResponse denied = agent->send("POST " + path, R"({"name":"a","elementId":"0"})");
         EXPECT_EQ(denied.status(), 403) << path;
         expectDocumented(path, denied);
     }
@@ -378,4 +349,4 @@ TEST_F(OpenAPIEndpoints, GiveTheAnswersThatAreDescribedAndNoOthers) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -9,21 +9,18 @@
 #include "support/RunTask.h"
 #include "support/ScriptedDesktop.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::line;
-using test::ScriptedDesktop;
-
 HTTPResponse post(const std::string& body) {
-    return test::answerOf("/ax/tree_and_ocr", body);
+    return answerOf("/ax/tree_and_ocr", body);
 }
 
 /// Where the whole answer, the tree and the lines came from.
 std::string cacheHeaders(const HTTPResponse& response) {
     std::string values;
     for (const char* name : {"X-Varkel-Cache", "X-Varkel-AX-Cache", "X-Varkel-OCR-Cache"}) {
-        values += test::headerOf(response, name) + " ";
+        values += headerOf(response, name) + " ";
     }
     return values;
 }
@@ -67,4 +64,4 @@ TEST(TreeAndOCR, AFailedTreeCancelsTheRecognitionAndIsTheErrorReported) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

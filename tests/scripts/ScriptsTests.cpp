@@ -3,7 +3,6 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <sstream>
 #include <thread>
 
 #include "base/BlockingPool.h"
@@ -17,7 +16,7 @@
 #include "support/RunTask.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 /// The handlers, on a system whose tools are shell scripts that the test writes. They leave nothing behind.
@@ -25,92 +24,75 @@ class Scripts : public testing::Test {
   protected:
     Scripts() {
         Platform platform;
-        platform.toolPaths = std::make_unique<test::FakeToolPaths>(folder_ / "tool");
+        platform.toolPaths = std::make_unique<FakeToolPaths>(folder_ / "tool");
         Platform::install(std::move(platform));
     }
     ~Scripts() override {
         Platform::install({});
-        EXPECT_FALSE(test::hasChildren());
+        EXPECT_FALSE(hasChildren());
     }
 
     void installTool(const std::string& script) {
         folder_.write("tool", "#!/bin/sh\ncd '" + folder_.path().string() + "'\n" + script + "\n", 0700);
     }
 
-    static HTTPResponse call(std::string_view path, const std::string& body) {
-        return test::answerOf(path, body);
-    }
+    static HTTPResponse call(std::string_view path, const std::string& body) { return answerOf(path, body); }
     static std::string answer(std::string_view path, const std::string& body) {
-        return test::statusAndBody(call(path, body));
+        return statusAndBody(call(path, body));
     }
 
-    std::string file(const std::string& name) const { return test::contents(folder_ / name); }
+    std::string file(const std::string& name) const { return contents(folder_ / name); }
     bool exists(const std::string& name) const { return std::filesystem::exists(folder_ / name); }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 constexpr const char* script = R"({"script":"return 1"})";
 constexpr const char* shortcut = R"({"name":"Tidy up"})";
 
 TEST_F(Scripts, AnswerWithWhatTheToolPrintedAndHowItEnded) {
-    const struct {
-        std::string tool;
-        std::string path;
-        std::string body;
-        std::string answer;
-    } cases[] = {
-        {"cat >/dev/null; printf ' \\n hello\\302\\240\\n'", "/applescript/run", script,
-         R"(200 {"ok":true,"output":"hello"})"},
-        {"cat >/dev/null", "/applescript/run", script, R"(200 {"ok":true,"output":""})"},
-        {"cat >/dev/null; printf '\\377'", "/applescript/run", script, R"(200 {"ok":true,"output":""})"},
-        {"echo out; echo 'no  such' >&2; exit 3", "/applescript/run", script,
-         R"(500 {"error":"applescript_failed","exitCode":3,"stderr":"no  such\n","stdout":"out\n"})"},
-        {"echo out; printf 'a\\377' >&2; exit 255", "/applescript/run", script,
-         R"(500 {"error":"applescript_failed","exitCode":255,"stderr":"","stdout":"out\n"})"},
-        {"kill -SEGV $$", "/applescript/run", script,
-         R"(500 {"error":"applescript_failed","exitCode":11,"stderr":"","stdout":""})"},
-        {"echo \"$@\"; cat", "/applescript/run", R"({"script":"some text"})",
-         R"(200 {"ok":true,"output":"-\nsome text"})"},
-        {"echo \"$#,$1,$2\"; cat", "/shortcut", R"({"name":" Tidy up ","input":"é\n"})",
-         R"(200 {"ok":true,"output":"2,run, Tidy up \né\n"})"},
-        {"echo $#,$1,$2; cat", "/shortcut", R"({"name":"","input":null,"timeoutMs":null})",
-         R"(200 {"ok":true,"output":"2,run,\n"})"},
-        {"cat; echo end", "/shortcut", R"({"name":"x","input":""})", R"(200 {"ok":true,"output":"end\n"})"},
-        {"printf '\\377'", "/shortcut", shortcut, R"(200 {"ok":true,"output":""})"},
-        {"echo out; echo bad >&2; exit 7", "/shortcut", shortcut,
-         R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n","stdout":"out\n"})"},
-        {"echo \"$@\"; printf '\\n  One\\t\\n\\n \\nTwo words\\r\\nThree'", "/shortcut/list", "not read",
-         R"(200 {"ok":true,"shortcuts":["list","One","Two words","Three"]})"},
-        {"true", "/shortcut/list", "", R"(200 {"ok":true,"shortcuts":[]})"},
-        {"true", "/shortcut", "{}", R"(400 {"error":"bad_request","message":"Invalid JSON body"})"},
-        {"echo out; echo bad >&2; exit 7", "/shortcut/list", "",
-         R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n"})"},
+    const auto check = [&](const std::string& path, const std::string& body, const std::string& tool,
+                           const std::string& expected) {
+        installTool(tool);
+        EXPECT_EQ(answer(path, body), expected) << tool;
     };
-    for (const auto& each : cases) {
-        installTool(each.tool);
-        EXPECT_EQ(answer(each.path, each.body), each.answer) << each.tool;
+    const std::string run = "/applescript/run";
+    check(run, script, "cat >/dev/null; printf ' \\n hello\\302\\240\\n'",
+          R"(200 {"ok":true,"output":"hello"})");
+    check(run, script, "cat >/dev/null", R"(200 {"ok":true,"output":""})");
+    check(run, script, "cat >/dev/null; printf '\\377'", R"(200 {"ok":true,"output":""})");
+    check(run, script, "echo out; echo 'no  such' >&2; exit 3",
+          R"(500 {"error":"applescript_failed","exitCode":3,"stderr":"no  such\n","stdout":"out\n"})");
+    check(run, script, "echo out; printf 'a\\377' >&2; exit 255",
+          R"(500 {"error":"applescript_failed","exitCode":255,"stderr":"","stdout":"out\n"})");
+    check(run, script, "kill -SEGV $$",
+          R"(500 {"error":"applescript_failed","exitCode":11,"stderr":"","stdout":""})");
+    check(run, R"({"script":"some text"})", "echo \"$@\"; cat", R"(200 {"ok":true,"output":"-\nsome text"})");
+    const std::string all = "echo \"$#,$1,$2\"; cat";
+    check("/shortcut", R"({"name":" Tidy up ","input":"é\n"})", all,
+          R"(200 {"ok":true,"output":"2,run, Tidy up \né\n"})");
+    check("/shortcut", R"({"name":"","input":null,"timeoutMs":null})", all,
+          R"(200 {"ok":true,"output":"2,run,\n"})");
+    // Any limit that a request can name, and an input that is empty.
+    for (const char* limit : {"60000", "9223372036854775807", "-9223372036854775808", "0", "1e6"}) {
+        check("/shortcut", std::string(R"({"name":"x","input":"","timeoutMs":)") + limit + "}",
+              "cat; echo end", R"(200 {"ok":true,"output":"end\n"})");
     }
+    check("/shortcut", shortcut, "printf '\\377'", R"(200 {"ok":true,"output":""})");
+    const std::string fails = "echo out; echo bad >&2; exit 7";
+    check("/shortcut", shortcut, fails,
+          R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n","stdout":"out\n"})");
+    check("/shortcut/list", "", fails, R"(500 {"error":"shortcut_failed","exitCode":7,"stderr":"bad\n"})");
+    check("/shortcut/list", "", "true", R"(200 {"ok":true,"shortcuts":[]})");
+    check("/shortcut/list", "not read", "echo \"$@\"; printf '\\n  One\\t\\n\\n \\nTwo words\\r\\nThree'",
+          R"(200 {"ok":true,"shortcuts":["list","One","Two words","Three"]})");
 }
 
-TEST_F(Scripts, SayWhyTheToolCannotBeStarted) {
-    const std::string missing = R"(","message":"No such file or directory"})";
-    EXPECT_EQ(answer("/applescript/run", script), R"(500 {"error":"applescript_failed)" + missing);
-    EXPECT_EQ(answer("/shortcut", shortcut), R"(500 {"error":"shortcut_failed)" + missing);
-    EXPECT_EQ(answer("/shortcut/list", ""), R"(500 {"error":"shortcut_failed)" + missing);
+TEST_F(Scripts, GetTheirWholeNameOrDoNotRun) {
     // What was consented to is the whole name; up to the zero byte it may be another Shortcut's.
     installTool("touch ran");
     EXPECT_EQ(call("/shortcut", R"({"name":"Tidy\u0000 up"})").status, 500);
     EXPECT_FALSE(exists("ran"));
-}
-
-TEST_F(Scripts, AcceptAnyLimitThatARequestCanName) {
-    installTool("cat; echo done");
-    for (const char* limit : {"60000", "9223372036854775807", "-9223372036854775808", "0", "1e6"}) {
-        EXPECT_EQ(answer("/shortcut", std::string(R"({"name":"x","timeoutMs":)") + limit + "}"),
-                  R"(200 {"ok":true,"output":"done\n"})")
-            << limit;
-    }
 }
 
 TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
@@ -126,7 +108,7 @@ TEST_F(Scripts, StopAShortcutAtItsLimitWithAllThatItStarted) {
         std::istringstream pids(file("started"));
         int stopped = 0;
         for (pid_t pid = 0; pids >> pid; ++stopped) {
-            EXPECT_TRUE(test::eventually([&] { return !test::isAlive(pid); })) << tool;
+            EXPECT_TRUE(eventually([&] { return !isAlive(pid); })) << tool;
         }
         EXPECT_EQ(stopped, 2) << tool;
     }
@@ -152,14 +134,14 @@ TEST_F(Scripts, ThatNeverEndHoldNoThreadOfTheSharedPool) {
             found += exists("started-" + std::to_string(number)) ? 1 : 0;
         return found;
     };
-    EXPECT_TRUE(test::eventually([&] { return started() == count; }));
+    EXPECT_TRUE(eventually([&] { return started() == count; }));
     const auto work = [] { return 5; };
     const auto other = [&]() -> Task<int> { co_return co_await runBlocking(work); };
-    EXPECT_EQ(test::runTask(other()), 5);
+    EXPECT_EQ(runTask(other()), 5);
     folder_.write("go", "");
     serving.join();
     EXPECT_EQ(answered, count);
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

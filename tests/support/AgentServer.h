@@ -1,39 +1,38 @@
 #pragma once
 
-#include <boost/asio/io_context.hpp>
 #include <optional>
 #include <string>
-#include <thread>
+#include <vector>
 
-#include "http/HTTPServer.h"
-#include "routes/OverlayClient.h"
+#include "routes/Routes.h"
 #include "support/RawClient.h"
+#include "support/RunningServer.h"
 
 namespace varkel::test {
 
 /// All of the agent's endpoints behind a loopback socket, on the desktop that is installed.
 class AgentServer {
   public:
-    static constexpr const char* token = "the agent's token";
-
-    explicit AgentServer(const std::optional<OverlayClient>& overlay);
-    AgentServer(const AgentServer&) = delete;
-    AgentServer& operator=(const AgentServer&) = delete;
-    ~AgentServer();
+    explicit AgentServer(const std::optional<OverlayClient>& overlay) {
+        registerRoutes(server_, overlay);
+        running_.emplace(server_);
+    }
 
     std::vector<std::string> routes() const { return server_.registeredRoutes(); }
 
     /// Sends a request with the token. `headers`: further lines, each with its line break.
-    RawResponse send(const std::string& method, const std::string& path, const std::string& body,
-                     const std::string& headers = "") const;
-
-    RawResponse sendWithoutToken(const std::string& method, const std::string& path,
-                                 const std::string& body) const;
+    RawResponse send(const std::string& methodAndPath, const std::string& body,
+                     const std::string& headers = "") const {
+        return sendWithoutToken(methodAndPath, body, "x-varkel-token: the agent's token\r\n" + headers);
+    }
+    RawResponse sendWithoutToken(const std::string& methodAndPath, const std::string& body,
+                                 const std::string& headers = "") const {
+        return RawClient(server_.listeningPort()).request(requestText(methodAndPath, body, headers));
+    }
 
   private:
-    boost::asio::io_context context_{1};
-    HTTPServer server_{0, token};
-    std::thread starter_;
+    HTTPServer server_{0, "the agent's token"};
+    std::optional<RunningServer> running_;
 };
 
 }  // namespace varkel::test

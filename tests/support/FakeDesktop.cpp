@@ -43,15 +43,14 @@ SceneElement& SceneElement::fail(AXAttribute attribute, AXError error) {
     return *this;
 }
 
-class FakeDesktop::FakeAccessibility : public Accessibility {
+class FakeDesktop::Backend : public Accessibility, public Workspace, public EventPoster, public Clock {
   public:
-    explicit FakeAccessibility(FakeDesktop& desktop) : desktop_(desktop) {}
+    explicit Backend(FakeDesktop& desktop) : desktop_(desktop) {}
 
     bool AXIsProcessTrusted() override { return desktop_.trusted; }
     bool isKnownTrusted() override { return desktop_.trusted && desktop_.knownWithoutWaiting; }
 
     AXUIElementRef AXUIElementCreateApplication(pid_t pid) override {
-        ++desktop_.applicationsMade;
         if (desktop_.whenRead) desktop_.whenRead(pid);
         const auto found = desktop_.applications_.find(pid);
         if (found != desktop_.applications_.end()) return found->second;
@@ -110,19 +109,6 @@ class FakeDesktop::FakeAccessibility : public Accessibility {
         ++desktop_.prefetches;
     }
 
-  private:
-    void count(AXAttribute attribute) {
-        const std::scoped_lock lock(desktop_.mutex_);
-        ++desktop_.reads_[attribute];
-    }
-
-    FakeDesktop& desktop_;
-};
-
-class FakeDesktop::FakeWorkspace : public Workspace {
-  public:
-    explicit FakeWorkspace(FakeDesktop& desktop) : desktop_(desktop) {}
-
     std::optional<pid_t> frontmostApplication() override {
         ++desktop_.frontmostQueries;
         return desktop_.frontmost;
@@ -154,26 +140,7 @@ class FakeDesktop::FakeWorkspace : public Workspace {
         return {std::make_shared<Instance>(), ""};
     }
 
-  private:
-    struct Instance : NSRunningApplication {
-        std::optional<pid_t> processIdentifier() const override { return std::nullopt; }
-    };
-
-    FakeDesktop& desktop_;
-};
-
-class FakeDesktop::FakeClock : public Clock {
-  public:
-    explicit FakeClock(FakeDesktop& desktop) : desktop_(desktop) {}
     double timeIntervalSince1970() override { return desktop_.time; }
-
-  private:
-    FakeDesktop& desktop_;
-};
-
-class FakeDesktop::FakeEventPoster : public EventPoster {
-  public:
-    explicit FakeEventPoster(FakeDesktop& desktop) : desktop_(desktop) {}
 
     std::optional<CGEvent> CGEventCreateKeyboardEvent(CGKeyCode keyCode, bool keyDown) override {
         if (desktop_.broken.contains({keyCode, keyDown})) return std::nullopt;
@@ -204,15 +171,24 @@ class FakeDesktop::FakeEventPoster : public EventPoster {
     }
 
   private:
+    struct Instance : NSRunningApplication {
+        std::optional<pid_t> processIdentifier() const override { return std::nullopt; }
+    };
+
+    void count(AXAttribute attribute) {
+        const std::scoped_lock lock(desktop_.mutex_);
+        ++desktop_.reads_[attribute];
+    }
+
     FakeDesktop& desktop_;
 };
 
 FakeDesktop::FakeDesktop() {
     Platform platform;
-    platform.accessibility = std::make_unique<FakeAccessibility>(*this);
-    platform.workspace = std::make_unique<FakeWorkspace>(*this);
-    platform.eventPoster = std::make_unique<FakeEventPoster>(*this);
-    platform.clock = std::make_unique<FakeClock>(*this);
+    platform.accessibility = std::make_unique<Backend>(*this);
+    platform.workspace = std::make_unique<Backend>(*this);
+    platform.eventPoster = std::make_unique<Backend>(*this);
+    platform.clock = std::make_unique<Backend>(*this);
     Platform::install(std::move(platform));
     // The cache is the process's; a tree of an earlier test's desktop must not answer here.
     AXTreeCache::shared().invalidateAll();

@@ -47,8 +47,6 @@ class SceneElement : public AXUIElement, public std::enable_shared_from_this<Sce
 class FakeDesktop {
   public:
     FakeDesktop();
-    FakeDesktop(const FakeDesktop&) = delete;
-    FakeDesktop& operator=(const FakeDesktop&) = delete;
     ~FakeDesktop();
 
     /// Adds an application and returns its element, with the role "AXApplication".
@@ -63,8 +61,7 @@ class FakeDesktop {
     void log(std::string entry);
     void forgetDone();
 
-    /// How often an application element was made, and how often these were called.
-    std::atomic<int> applicationsMade = 0;
+    /// How often these were called.
     std::atomic<int> prefetches = 0;
     std::atomic<int> frontmostQueries = 0;
 
@@ -84,10 +81,7 @@ class FakeDesktop {
     std::function<void(pid_t)> whenRead = {};
 
   private:
-    class FakeAccessibility;
-    class FakeWorkspace;
-    class FakeClock;
-    class FakeEventPoster;
+    class Backend;
 
     std::mutex mutex_;
     std::map<pid_t, std::shared_ptr<SceneElement>> applications_;

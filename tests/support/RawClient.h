@@ -1,12 +1,11 @@
 #pragma once
 
+#include <boost/asio/ip/tcp.hpp>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include "base/FileDescriptor.h"
 
 namespace varkel::test {
 
@@ -17,7 +16,15 @@ struct RawResponse {
     std::string body;
 
     int status() const { return std::stoi(statusLine.substr(9)); }
+    std::string statusAndBody() const { return std::to_string(status()) + " " + body; }
 };
+
+/// The bytes of a request. `headers`: lines, each with its line break.
+inline std::string requestText(const std::string& methodAndPath, const std::string& body = "",
+                               const std::string& headers = "") {
+    return methodAndPath + " HTTP/1.1\r\n" + headers + "Content-Length: " + std::to_string(body.size()) +
+           "\r\n\r\n" + body;
+}
 
 /// A client socket on the loopback address, whose every wait has a deadline. What goes wrong is an exception.
 class RawClient {
@@ -41,10 +48,10 @@ class RawClient {
     RawResponse request(std::string_view bytes);
 
   private:
-    bool fill();
+    bool hasMore();
+    std::string takeLine();
 
-    FileDescriptor socket_;
-    std::string received_;
+    boost::asio::ip::tcp::iostream stream_;
 };
 
 }  // namespace varkel::test

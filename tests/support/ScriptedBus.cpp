@@ -1,9 +1,8 @@
 #include "support/ScriptedBus.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +11,8 @@
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include "support/LocalSocket.h"
 
 namespace varkel {
 
@@ -82,9 +83,9 @@ std::string message(std::uint32_t serial, std::uint32_t replyTo, const ScriptedR
     header.align(8).byte(replySerialField).signature("u").u32(replyTo);
     header.align(8).byte(senderField).signature("s").text(":1.7");
     if (isError) {
-        header.align(8).byte(errorNameField).signature("s").text(reply.text);
-    } else if (!reply.text.empty()) {
-        header.align(8).byte(signatureField).signature("g").signature(reply.text);
+        header.align(8).byte(errorNameField).signature("s").text(reply.signature);
+    } else if (!reply.signature.empty()) {
+        header.align(8).byte(signatureField).signature("g").signature(reply.signature);
     }
     header.end(fields);
     header.align(8);
@@ -123,6 +124,21 @@ WireWriter& WireWriter::reference(std::string_view busName, std::string_view pat
     return align(8).text(busName).text(path);
 }
 
+WireWriter& WireWriter::words(const std::vector<std::uint32_t>& values) {
+    const auto begun = array(4);
+    for (const std::uint32_t value : values) u32(value);
+    end(begun);
+    return *this;
+}
+
+ScriptedReply ScriptedReply::references(const References& list) {
+    WireWriter body;
+    const auto begun = body.array(8);
+    for (const auto& [busName, path] : list) body.reference(busName, path);
+    body.end(begun);
+    return answer("a(so)", std::move(body));
+}
+
 WireWriter::Array WireWriter::array(std::size_t boundary) {
     u32(0);
     const std::size_t lengthAt = out_.size() - 4;
@@ -140,15 +156,12 @@ class ScriptedBus::Connection {
   public:
     Connection(int socket, std::size_t number, const Answer& answer)
         : socket_(socket), number_(number), answer_(answer) {}
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
-    ~Connection() { ::close(socket_); }
 
     std::size_t number() const { return number_; }
 
     pollfd entry() const {
         const bool writes = !out_.empty();
-        return {socket_, static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0};
+        return {socket_.get(), static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0};
     }
 
     /// Returns whether the connection goes on.
@@ -161,7 +174,7 @@ class ScriptedBus::Connection {
   private:
     bool receive() {
         char bytes[65536];
-        const ssize_t count = ::recv(socket_, bytes, sizeof bytes, MSG_DONTWAIT);
+        const ssize_t count = ::recv(socket_.get(), bytes, sizeof bytes, MSG_DONTWAIT);
         if (count > 0) in_.append(bytes, static_cast<std::size_t>(count));
         return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
     }
@@ -169,7 +182,7 @@ class ScriptedBus::Connection {
     bool flush() {
         while (sent_ < out_.size()) {
             const ssize_t count =
-                ::send(socket_, out_.data() + sent_, out_.size() - sent_, MSG_DONTWAIT | MSG_NOSIGNAL);
+                ::send(socket_.get(), out_.data() + sent_, out_.size() - sent_, MSG_DONTWAIT | MSG_NOSIGNAL);
             if (count < 0) return errno == EAGAIN || errno == EINTR;
             sent_ += static_cast<std::size_t>(count);
         }
@@ -218,8 +231,7 @@ class ScriptedBus::Connection {
 
     void reply(const ScriptedCall& call, std::uint32_t serial) {
         const bool greets = call.member == "Hello" && call.interface == "org.freedesktop.DBus";
-        const ScriptedReply made =
-            greets ? ScriptedReply::answer("s", WireWriter().text(":1.1")) : answer_(call);
+        const ScriptedReply made = greets ? ScriptedReply::text(":1.1") : answer_(call);
         if (made.kind == ScriptedReply::Kind::hangUp) {
             ended_ = true;
         } else {
@@ -228,7 +240,7 @@ class ScriptedBus::Connection {
         }
     }
 
-    const int socket_;
+    const FileDescriptor socket_;
     const std::size_t number_;
     const Answer& answer_;
     std::string in_;
@@ -246,33 +258,25 @@ void ScriptedBus::enterEnvironment() {
     ::unsetenv("XDG_RUNTIME_DIR");
 }
 
-ScriptedBus::ScriptedBus(Answer answer) : answer_(std::move(answer)) {
-    listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    sockaddr_un place{};
-    place.sun_family = AF_UNIX;
-    // Behind a first byte of 0: a name that leaves no file behind.
-    const std::string name = socketName();
-    name.copy(place.sun_path + 1, sizeof place.sun_path - 1);
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    if (::bind(listener_, reinterpret_cast<sockaddr*>(&place), size) != 0 || ::listen(listener_, 64) != 0) {
-        throw std::runtime_error("no socket for a scripted bus");
-    }
-    wake_ = ::eventfd(0, EFD_CLOEXEC);
+ScriptedBus::ScriptedBus(Answer answer)
+    : answer_(std::move(answer)),
+      listener_(test::listenLocally(socketName())),
+      wake_(::eventfd(0, EFD_CLOEXEC)) {
+    if (!listener_) throw std::runtime_error("no socket for a scripted bus");
+    ::fcntl(listener_.get(), F_SETFL, O_NONBLOCK);
     thread_ = std::thread([this] { run(); });
 }
 
 ScriptedBus::~ScriptedBus() {
     ends_ = true;
-    ::eventfd_write(wake_, 1);
+    ::eventfd_write(wake_.get(), 1);
     thread_.join();
-    ::close(listener_);
-    ::close(wake_);
 }
 
 void ScriptedBus::run() {
     std::vector<pollfd> entries;
     while (!ends_) {
-        entries = {{wake_, POLLIN, 0}, {listener_, POLLIN, 0}};
+        entries = {{wake_.get(), POLLIN, 0}, {listener_.get(), POLLIN, 0}};
         for (const auto& connection : connections_) entries.push_back(connection->entry());
         ::poll(entries.data(), entries.size(), -1);
         // In their order, so that an answer does not depend on who was quicker.
@@ -289,7 +293,7 @@ void ScriptedBus::run() {
 
 void ScriptedBus::acceptConnections() {
     for (;;) {
-        const int socket = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+        const int socket = ::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
         if (socket < 0) return;
         connections_.push_back(std::make_unique<Connection>(socket, accepted_, answer_));
         const std::lock_guard lock(mutex_);
@@ -304,21 +308,14 @@ bool ScriptedBus::isOpen(std::size_t connection) {
 
 std::optional<ScriptedReply> ScriptedBus::ownAnswer(const ScriptedCall& call, bool direct) {
     constexpr std::string_view registryRoot = "/org/a11y/atspi/accessible/root";
-    WireWriter body;
     if (call.member == "GetConnectionUnixProcessID") {
-        body.u32(static_cast<std::uint32_t>(::getpid()));
-        return ScriptedReply::answer("u", std::move(body));
+        return ScriptedReply::number(static_cast<std::uint32_t>(::getpid()));
     }
     if (call.member == "GetApplicationBusAddress") {
-        if (!direct) return ScriptedReply();
-        body.text("unix:abstract=" + socketName());
-        return ScriptedReply::answer("s", std::move(body));
+        return direct ? ScriptedReply::text("unix:abstract=" + socketName()) : ScriptedReply();
     }
     if (call.member != "GetChildren" || call.path != registryRoot) return std::nullopt;
-    const auto list = body.array(8);
-    body.reference(":1.7", "/application");
-    body.end(list);
-    return ScriptedReply::answer("a(so)", std::move(body));
+    return ScriptedReply::references({{":1.7", "/application"}});
 }
 
 }  // namespace varkel

@@ -13,6 +13,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/FileDescriptor.h"
+
 namespace varkel {
 
 /// Writes values as D-Bus messages carry them, and whatever else a test wants there. Offsets count from the
@@ -27,6 +29,8 @@ class WireWriter {
     WireWriter& align(std::size_t boundary);
     /// "(so)".
     WireWriter& reference(std::string_view busName, std::string_view path);
+    /// "au".
+    WireWriter& words(const std::vector<std::uint32_t>& values);
 
     /// Begins an array whose elements are aligned to `boundary`; end() takes what this gives.
     struct Array {
@@ -57,19 +61,25 @@ struct ScriptedCall {
     std::string body;
     /// By which connection, counted from 0 in the order in which they came.
     std::size_t connection = 0;
+
+    /// Whether it is for a property of this name, or has the name somewhere else in what it says.
+    bool isAbout(std::string_view name) const { return body.find(name) != std::string::npos; }
 };
+
+/// The bus names and paths of objects.
+using References = std::vector<std::pair<std::string, std::string>>;
 
 struct ScriptedReply {
     enum class Kind {
         /// `body`, said to be of this signature, which need not be true.
         answer,
-        /// An error of the name `text`.
+        /// An error whose name stands in the place of the signature.
         error,
         /// The end of the connection.
         hangUp,
     };
     Kind kind = Kind::error;
-    std::string text = "org.freedesktop.DBus.Error.UnknownMethod";
+    std::string signature = "org.freedesktop.DBus.Error.UnknownMethod";
     std::string body;
     /// Followed by an error for the same call. A library drops an answer that is malformed without a word:
     /// with this, no caller waits in vain for it.
@@ -78,6 +88,16 @@ struct ScriptedReply {
     static ScriptedReply answer(std::string signature, WireWriter body) {
         return {Kind::answer, std::move(signature), std::move(body).take(), false};
     }
+    static ScriptedReply text(std::string_view value) { return answer("s", WireWriter().text(value)); }
+    static ScriptedReply number(std::uint32_t value) { return answer("u", WireWriter().u32(value)); }
+    static ScriptedReply textProperty(std::string_view value) {
+        return answer("v", WireWriter().signature("s").text(value));
+    }
+    static ScriptedReply numberProperty(std::size_t value) {
+        return answer("v", WireWriter().signature("i").u32(static_cast<std::uint32_t>(value)));
+    }
+    static ScriptedReply references(const References& list);
+    static ScriptedReply endOfConnection() { return {Kind::hangUp, "", "", false}; }
 };
 
 /// A message bus with one application on it, in a thread of this process, made for the accessibility backend:
@@ -93,8 +113,6 @@ class ScriptedBus {
 
     /// One at a time.
     explicit ScriptedBus(Answer answer);
-    ScriptedBus(const ScriptedBus&) = delete;
-    ScriptedBus& operator=(const ScriptedBus&) = delete;
     ~ScriptedBus();
 
     /// The bus's and the registry's own answers: the one application that there is, `:1.7` of this process,
@@ -111,8 +129,8 @@ class ScriptedBus {
     void acceptConnections();
 
     Answer answer_;
-    int listener_ = -1;
-    int wake_ = -1;
+    FileDescriptor listener_;
+    FileDescriptor wake_;
     std::atomic<bool> ends_ = false;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::size_t accepted_ = 0;

@@ -16,7 +16,6 @@ class ScriptedDesktop::ScriptedVision final : public Vision {
     explicit ScriptedVision(ScriptedDesktop& desktop) : desktop_(desktop) {}
 
     CGImageSourceRef CGImageSourceCreateWithData(std::string bytes) override {
-        ++desktop_.decodes;
         desktop_.lastBytes = bytes;
         return bytes.starts_with("img") ? std::make_shared<const Source>() : nullptr;
     }

@@ -23,7 +23,6 @@ class ScriptedDesktop : public FakeDesktop {
     /// Called in every run, before it answers.
     std::function<void(const std::stop_token&)> duringRun = [](const std::stop_token&) {};
 
-    std::atomic<int> decodes = 0;
     std::atomic<int> runs = 0;
     /// The last bytes that were given to decode.
     std::string lastBytes;

@@ -38,8 +38,6 @@ class ScriptedOverlay {
     /// `poll` is asked with the number of the poll, from 1 on, on the service's own thread.
     explicit ScriptedOverlay(std::function<OverlayReply(int number)> poll,
                              OverlayReply event = statusReply(200));
-    ScriptedOverlay(const ScriptedOverlay&) = delete;
-    ScriptedOverlay& operator=(const ScriptedOverlay&) = delete;
     ~ScriptedOverlay();
 
     std::uint16_t port() const { return port_; }

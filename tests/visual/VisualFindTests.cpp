@@ -6,11 +6,8 @@
 #include "support/ScriptedDesktop.h"
 #include "visual/VisualFind.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
-
-using test::line;
-using test::ScriptedDesktop;
 
 constexpr ImageExtent extent{1000, 400};
 
@@ -22,11 +19,7 @@ std::vector<VisualFindResult> find(std::vector<VNRecognizedTextObservation> piec
 }
 
 TEST(VisualFind, ScoresALineByHowMuchOfItTheQueryIs) {
-    const struct {
-        const char* text;
-        const char* query;
-        std::optional<float> score;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::optional<float>> cases[] = {
         {"save", "Save", 1.0F},
         {"Save as", "SAVE", 4.0F / 7.0F * 0.4F + 0.5F},
         {"Save", "Save as", std::nullopt},
@@ -41,23 +34,19 @@ TEST(VisualFind, ScoresALineByHowMuchOfItTheQueryIs) {
         {"STRASSE", "stra\u00dfe", std::nullopt},
         {"\u0130x", "x", 1.0F / 2.0F * 0.4F + 0.5F},
     };
-    for (const auto& one : cases) {
-        const auto results = find({line(one.text, {0, 0, 0.1, 0.1})}, one.query);
-        ASSERT_EQ(results.size(), one.score ? 1U : 0U) << one.text << " / " << one.query;
-        if (!one.score) continue;
-        EXPECT_EQ(results[0].matchScore, *one.score) << one.text << " / " << one.query;
-        EXPECT_EQ(results[0].text, one.text);
+    for (const auto& [text, query, score] : cases) {
+        const auto results = find({line(text, {0, 0, 0.1, 0.1})}, query);
+        ASSERT_EQ(results.size(), score ? 1U : 0U) << text << " / " << query;
+        if (!score) continue;
+        EXPECT_EQ(results[0].matchScore, *score) << text << " / " << query;
+        EXPECT_EQ(results[0].text, text);
         EXPECT_EQ(results[0].type, "text");
     }
 }
 
 TEST(VisualFind, JoinsPiecesThatStandSideBySide) {
     // The first piece reaches from 0.1 to 0.3, its bottom is at 0.5.
-    const struct {
-        const char* name;
-        CGRect second;
-        bool joined;
-    } cases[] = {
+    const std::tuple<const char*, CGRect, bool> cases[] = {
         {"near", {0.32, 0.5, 0.1, 0.1}, true},
         {"just near enough", {0.3999, 0.5, 0.1, 0.1}, true},
         {"too far", {0.401, 0.5, 0.1, 0.1}, false},
@@ -68,11 +57,11 @@ TEST(VisualFind, JoinsPiecesThatStandSideBySide) {
         {"a little higher", {0.32, 0.5499, 0.1, 0.1}, true},
         {"a row higher", {0.32, 0.551, 0.1, 0.1}, false},
     };
-    for (const auto& one : cases) {
-        const auto results = find({line("a", {0.1, 0.5, 0.2, 0.1}, 0.9F), line("b", one.second, 0.6F)}, "a");
-        ASSERT_EQ(results.size(), 1U) << one.name;
-        EXPECT_EQ(results[0].text, one.joined ? "a b" : "a") << one.name;
-        EXPECT_EQ(results[0].confidence, one.joined ? 0.6F : 0.9F) << one.name;
+    for (const auto& [name, second, joined] : cases) {
+        const auto results = find({line("a", {0.1, 0.5, 0.2, 0.1}, 0.9F), line("b", second, 0.6F)}, "a");
+        ASSERT_EQ(results.size(), 1U) << name;
+        EXPECT_EQ(results[0].text, joined ? "a b" : "a") << name;
+        EXPECT_EQ(results[0].confidence, joined ? 0.6F : 0.9F) << name;
     }
 }
 
@@ -113,11 +102,7 @@ TEST(VisualFind, SortsChainsOfRowsWithoutLosingAny) {
 }
 
 TEST(VisualFind, ScoresBarcodesByTheirPayloads) {
-    const struct {
-        std::optional<std::string> payload;
-        const char* query;
-        std::optional<float> score;
-    } cases[] = {
+    const std::tuple<std::optional<std::string>, const char*, std::optional<float>> cases[] = {
         {"https://example.net/A1", "HTTPS://example.net/a1", 1.0F},
         {"https://example.net", "example", 0.8F},
         {"12345", "icon", 0.5F},
@@ -130,20 +115,15 @@ TEST(VisualFind, ScoresBarcodesByTheirPayloads) {
         {std::nullopt, "code", 0.8F},
         {std::nullopt, "icon", 0.5F},
     };
-    for (const auto& one : cases) {
+    for (const auto& [payload, query, score] : cases) {
         std::vector<VisualFindResult> results;
-        appendBarcodeMatches(results, {{{0.25, 0.5, 0.5, 0.25}, one.payload, 0.7F}}, one.query, extent);
-        ASSERT_EQ(results.size(), one.score ? 1U : 0U) << one.query;
-        if (!one.score) continue;
+        appendBarcodeMatches(results, {{{0.25, 0.5, 0.5, 0.25}, payload, 0.7F}}, query, extent);
+        ASSERT_EQ(results.size(), score ? 1U : 0U) << query;
+        if (!score) continue;
         EXPECT_EQ(results[0],
-                  (VisualFindResult{
-                      one.payload.value_or("barcode"), 0.7F, {250, 100, 500, 100}, *one.score, "icon"}))
-            << one.query;
+                  (VisualFindResult{payload.value_or("barcode"), 0.7F, {250, 100, 500, 100}, *score, "icon"}))
+            << query;
     }
-}
-
-HTTPResponse post(const std::string& body) {
-    return test::answerOf("/visual/find", body);
 }
 
 TEST(VisualFind, RanksTheBestFirstAndKeepsTheOrderOfEquals) {
@@ -153,7 +133,7 @@ TEST(VisualFind, RanksTheBestFirstAndKeepsTheOrderOfEquals) {
     desktop.barcodes = {{{0, 0, 0.1, 0.1}, "first", 1.0F},
                         {{0, 0, 0.1, 0.1}, "icon", 1.0F},
                         {{0, 0, 0.1, 0.1}, "last", 1.0F}};
-    const HTTPResponse response = post(R"({"imageBase64":"aW1n","query":"icon"})");
+    const HTTPResponse response = answerOf("/visual/find", R"({"imageBase64":"aW1n","query":"icon"})");
     ASSERT_EQ(response.status, 200);
     std::string order;
     const boost::json::value answer = boost::json::parse(*response.body);
@@ -165,4 +145,4 @@ TEST(VisualFind, RanksTheBestFirstAndKeepsTheOrderOfEquals) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

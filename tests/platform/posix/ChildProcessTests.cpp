@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <sstream>
 
 #include "base/FileDescriptor.h"
 #include "platform/ChildProcess.h"
@@ -12,21 +11,18 @@
 #include "support/Processes.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-using test::eventually;
-using test::hasChildren;
-using test::isAlive;
-using test::openDescriptors;
 using Clock = ChildProcess::Clock;
 
-ChildCommand shell(const std::string& script) {
+ChildCommand shell(const std::string& script, std::optional<std::string> input = std::nullopt) {
     ChildCommand command;
     command.executable = "/bin/sh";
     command.arguments = {"-c", script};
+    command.input = std::move(input);
     return command;
 }
 
@@ -45,12 +41,7 @@ std::string say(const std::string& path) {
 }
 
 TEST(ChildProcess, TellsHowTheChildEndedAndWhatItWrote) {
-    const struct {
-        std::string script;
-        int status;
-        bool signalled;
-        std::string out, err;
-    } cases[] = {
+    const std::tuple<std::string, int, bool, std::string, std::string> cases[] = {
         {"exit 0", 0, false, "", ""},
         {"echo out; echo err >&2; exit 3", 3, false, "out\n", "err\n"},
         {"printf 'a\\000b'; exit 255", 255, false, std::string("a\0b", 3), ""},
@@ -58,17 +49,16 @@ TEST(ChildProcess, TellsHowTheChildEndedAndWhatItWrote) {
         {"kill -KILL $$", SIGKILL, true, "", ""},
         {"exec >&- 2>&-; exit 4", 4, false, "", ""},
     };
-    for (const auto& each : cases) {
-        const ChildResult result = runChild(shell(each.script));
-        EXPECT_EQ(result.status, each.status) << each.script;
-        EXPECT_EQ(result.signalled, each.signalled) << each.script;
-        EXPECT_EQ(result.standardOutput, each.out) << each.script;
-        EXPECT_EQ(result.standardError, each.err) << each.script;
+    for (const auto& [script, status, signalled, out, err] : cases) {
+        const ChildResult result = runChild(shell(script));
+        EXPECT_EQ(std::tie(result.status, result.signalled, result.standardOutput, result.standardError),
+                  std::tie(status, signalled, out, err))
+            << script;
     }
 }
 
 TEST(ChildProcess, CapturesPassesOnOrDiscardsBothOutputs) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     using enum ChildCommand::Output;
     const std::tuple<ChildCommand::Output, const char*, const char*> cases[] = {
         {capture, "out\nerr\n", ""}, {inherit, "", "out\nerr\n"}, {discard, "", ""}};
@@ -83,17 +73,15 @@ TEST(ChildProcess, CapturesPassesOnOrDiscardsBothOutputs) {
         const ChildResult result = runChild(std::move(command));
         for (const int own : {1, 2}) ::dup2(before[own - 1].get(), own);
         EXPECT_EQ(result.standardOutput + result.standardError, captured);
-        EXPECT_EQ(test::contents(folder / "own"), passedOn);
+        EXPECT_EQ(contents(folder / "own"), passedOn);
     }
 }
 
 TEST(ChildProcess, HandsOverAndDrainsMoreThanAnyPipeHolds) {
     std::string input;
     for (int line = 0; input.size() < 3'000'000; ++line) input += std::to_string(line) + "\n";
-    auto command = shell("tee /dev/stderr");
-    command.input = input;
     for (const bool limited : {false, true}) {
-        ChildProcess child(command);
+        ChildProcess child(shell("tee /dev/stderr", input));
         const auto result = limited ? child.wait(Clock::now() + seconds(20)) : child.wait();
         ASSERT_TRUE(result);
         EXPECT_EQ(result->status, 0);
@@ -104,27 +92,21 @@ TEST(ChildProcess, HandsOverAndDrainsMoreThanAnyPipeHolds) {
 
 TEST(ChildProcess, AcceptsAChildThatDoesNotReadItsInput) {
     for (const char* script : {"exec <&-; echo done", "head -c 10 >/dev/null; echo done", "echo done"}) {
-        auto command = shell(script);
-        command.input = std::string(2'000'000, 'x');
-        EXPECT_EQ(runChild(std::move(command)).standardOutput, "done\n") << script;
+        EXPECT_EQ(runChild(shell(script, std::string(2'000'000, 'x'))).standardOutput, "done\n") << script;
     }
-    auto command = shell("cat; echo end");
-    EXPECT_EQ(runChild(command).standardOutput, "end\n") << "without any input there is an empty one";
-    command.input = "";
-    EXPECT_EQ(runChild(command).standardOutput, "end\n");
+    EXPECT_EQ(runChild(shell("cat; echo end")).standardOutput, "end\n") << "none is an empty one";
+    EXPECT_EQ(runChild(shell("cat; echo end", "")).standardOutput, "end\n");
 }
 
 TEST(ChildProcess, SaysWhyAProgramCannotBeStarted) {
-    ChildCommand missing;
-    missing.executable = "/no/such/program";
-    ChildCommand directory;
-    directory.executable = "/tmp";
-    auto nowhere = shell("true");
-    nowhere.workingDirectory = "/no/such/directory";
+    // The last, cut off at the zero byte, would run something else than was asked for.
+    std::vector<ChildCommand> commands(3, shell("true"));
+    commands[0].executable = "/no/such/program";
+    commands[1].executable = "/tmp";
+    commands[2].workingDirectory = "/no/such/directory";
+    commands.push_back(shell(std::string("exit 0\0; exit 1", 15)));
     const std::size_t before = openDescriptors();
-    // Cut off at the zero byte, it would run something else than was asked for.
-    auto cut = shell(std::string("exit 0\0; exit 1", 15));
-    for (const ChildCommand& command : {missing, directory, nowhere, cut}) {
+    for (const ChildCommand& command : commands) {
         try {
             runChild(command);
             ADD_FAILURE() << command.executable << " started";
@@ -162,7 +144,7 @@ TEST(ChildProcess, IsNotHeldForGoodByADescendantThatKeepsThePipes) {
 }
 
 TEST(ChildProcess, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "grandchild";
     pid_t child = 0;
     pid_t grandchild = 0;
@@ -177,7 +159,7 @@ TEST(ChildProcess, KillsItsWholeGroupAndLeavesNoZombieWhenDropped) {
 }
 
 TEST(ChildProcess, StopsTheWholeGroupWhoeverIgnoresThePoliteStop) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "grandchild";
     const std::pair<std::string, int> cases[] = {
         {"(trap '' TERM; sleep 1000) & " + say(path) + "exec sleep 1000", SIGTERM},
@@ -206,7 +188,7 @@ ChildCommand deserter(const std::string& path, const std::string& then) {
 }
 
 TEST(ChildProcess, ReachesAChildThatHasLeftItsGroup) {
-    const test::TemporaryFolder folder;
+    const TemporaryFolder folder;
     const std::string path = folder / "moved";
     // Each would end with status 0 by itself.
     ChildProcess process(deserter(path, "sleep 20"));
@@ -238,7 +220,7 @@ TEST(ChildProcess, RunsOnWhenDetachedAndIsReapedLaterWhenThreadsAreShort) {
     const pid_t early = first.processIdentifier();
     const pid_t late = second.processIdentifier();
     {
-        const test::NoNewThreads shortage;
+        const NoNewThreads shortage;
         EXPECT_NO_THROW(first.detach());
     }
     EXPECT_TRUE(isAlive(early));
@@ -278,9 +260,7 @@ TEST(ChildProcess, RaisesNoSIGPIPEInThisProcessAndLeavesTheMaskAsItWas) {
     sigset_t after;
     auto* const disposition = std::signal(SIGPIPE, SIG_DFL);
     pthread_sigmask(SIG_SETMASK, nullptr, &before);
-    auto command = shell("exec <&-; sleep 0.05");
-    command.input = std::string(1'000'000, 'x');
-    runChild(std::move(command));
+    runChild(shell("exec <&-; sleep 0.05", std::string(1'000'000, 'x')));
     std::signal(SIGPIPE, disposition);
     pthread_sigmask(SIG_SETMASK, nullptr, &after);
     EXPECT_EQ(sigismember(&before, SIGPIPE), sigismember(&after, SIGPIPE));
@@ -296,11 +276,9 @@ TEST(ChildProcess, LeaksNothingWhenManyRunAtOnce) {
     for (int number = 0; number < 8; ++number) {
         threads.emplace_back([number] {
             for (int round = 0; round < 10; ++round) {
-                auto command = shell("cat");
-                command.input = std::string(100'000, static_cast<char>('a' + number));
-                const std::string expected = *command.input;
+                const std::string text(100'000, static_cast<char>('a' + number));
                 // A pipe end that another child had inherited would keep this one from ending.
-                EXPECT_EQ(runChild(std::move(command)).standardOutput, expected);
+                EXPECT_EQ(runChild(shell("cat", text)).standardOutput, text);
             }
         });
     }
@@ -310,4 +288,4 @@ TEST(ChildProcess, LeaksNothingWhenManyRunAtOnce) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -4,51 +4,16 @@
 #include "platform/linux/applescript/Interpreter.h"
 #include "platform/linux/applescript/Operators.h"
 #include "platform/linux/applescript/Parser.h"
-#include "platform/linux/applescript/ScriptError.h"
+#include "support/ScriptRecorder.h"
 
 namespace varkel::applescript {
 namespace {
 
 using testing::HasSubstr;
 
-/// A desktop in memory, where every application has as many windows as the test says, and what was done to
-/// it, in order.
-class Recorder : public ScriptDesktop {
-  public:
-    std::size_t windows = 0;
+struct Recorder : ScriptRecorder {
+    void note(const std::string& act) override { done.push_back(act); }
     std::vector<std::string> done;
-
-    void activate(const ApplicationName& application) override {
-        if (application.text == "Nowhere") throw ExecutionError("Not there.", ExecutionError::noSuchObject);
-        done.push_back("activate " + nameOf(application));
-    }
-    bool isRunning(const ApplicationName&) override { return windows > 0; }
-    std::size_t countWindows(const ApplicationName&) override { return windows; }
-    Window window(const ApplicationName& application, std::size_t number) override {
-        if (number > windows) throw ExecutionError("No window.", ExecutionError::noSuchObject);
-        return {application, number};
-    }
-    Window openTerminal(const ApplicationName& application) override {
-        done.push_back("open " + nameOf(application));
-        return {application, ++windows};
-    }
-    void runInTerminal(const Window& window, const std::string& command) override {
-        done.push_back("run in " + std::to_string(window.id) + ": " + command);
-    }
-    std::string runShell(const std::string& command) override {
-        done.push_back("shell " + command);
-        return "shell's";
-    }
-    void notify(const Notification& each) override {
-        done.push_back("notify " + each.text + "|" + each.title + "|" + each.subtitle + "|" + each.sound);
-    }
-    void delay(double seconds) override { done.push_back("delay " + std::to_string(seconds)); }
-    void log(const std::string& text) override { done.push_back("log " + text); }
-
-  private:
-    static std::string nameOf(const ApplicationName& application) {
-        return (application.isIdentifier ? "id " : "") + application.text;
-    }
 };
 
 /// What a script prints, or how it fails.
@@ -70,46 +35,23 @@ std::string outcome(const std::string& source) {
 }
 
 TEST(AppleScript, EvaluatesExpressions) {
+    const std::map<std::string, std::string> numbers{
+        {"1 + 2 * 3 - 4", "3"}, {"10 - 4 - 3", "3"},  {"7 / 2", "3.5"},   {"6 ÷ 2", "3.0"},
+        {"-7 div 2", "-3"},     {"-7 mod 2", "-1"},   {"7.5 div 2", "3"}, {"2 ^ 10", "1024.0"},
+        {"-2 ^ 2", "4.0"},      {".5 + 1e2", "100.5"}};
+    for (const auto& [source, expected] : numbers) EXPECT_EQ(outcome(source), expected) << source;
     const std::pair<std::string, std::string> cases[] = {
-        // Numbers.
-        {"1 + 2 * 3 - 4", "3"},
-        {"10 - 4 - 3", "3"},
-        {"7 / 2", "3.5"},
-        {"6 ÷ 2", "3.0"},
-        {"-7 div 2", "-3"},
-        {"-7 mod 2", "-1"},
-        {"7.5 div 2", "3"},
-        {"2 ^ 10", "1024.0"},
-        {"-2 ^ 2", "4.0"},
-        {".5 + 1e2", "100.5"},
         {"9223372036854775807 + 1", "9223372036854775808.0"},
         {"(-9223372036854775807 - 1) div -1", "9223372036854775808.0"},
         {"(-9223372036854775807 - 1) mod -1", "0"},
-        // Texts.
+        // Texts and conversions.
         {R"("a\"b\\c\td\ne")", "a\"b\\c\td\ne"},
         {"\"a\" & 1 & 2.5 & true", "a12.5true"},
         {"1 + 2 & \"x\" & 3 * 4", "3x12"},
         {"\"a\" & return & tab & space & quote & linefeed", "a\n\t \"\n"},
         {"quoted form of \"it's\" & \"!\"", "'it'\\''s'!"},
-        // Conversions.
-        {"\"5\" as integer", "5"},
-        {"2.6 as integer", "3"},
-        {"\"TRUE\" as boolean", "true"},
+        {"(\"5\" as integer) & (2.6 as integer) & (\"TRUE\" as boolean)", "53true"},
         {"1 & 2 as text", "12"},
-        // Comparisons; letter case does not count.
-        {"\"ÄB\" = \"äb\"", "true"},
-        {"\"a\" is equal to \"b\"", "false"},
-        {"1 = \"1\"", "false"},
-        {"1 is not equal to 2", "true"},
-        {"\"2\" < \"10\"", "false"},
-        {"2 is less than or equal to 2", "true"},
-        {"3 ≥ 2 and 3 is greater than 2", "true"},
-        {"\"Desktop\" does not contain \"TOP\"", "false"},
-        {"\"top\" is in \"Desktop\"", "true"},
-        {"\"Desktop\" starts with \"desk\" and \"Desktop\" ends with \"TOP\"", "true"},
-        {"true or false and false", "true"},
-        {"not (1 = 2) and not false", "true"},
-        {"false and 1 div 0 = 1", "false"},
         // Failures.
         {"1 / 0", "line 1: Can't divide 1 by zero. (-2701)"},
         {"10 ^ 10000", "line 1: The result is too large. (-2702)"},
@@ -120,58 +62,60 @@ TEST(AppleScript, EvaluatesExpressions) {
     for (const auto& [source, expected] : cases) EXPECT_EQ(outcome(source), expected) << source;
 }
 
-TEST(AppleScript, CarriesStatementsOut) {
-    const struct {
-        std::string source;
-        std::string outcome;
-        std::vector<std::string> done;
-    } cases[] = {
-        {"-- only\n# comments\n(* (* and *) more\n*)", "(nothing)", {}},
-        {"\"first\"\n\"last\"", "last", {}},
-        {"return \"a\"\nlog \"b\"", "a", {}},
-        {"log \"b\"\nreturn", "(nothing)", {"log b"}},
-        {"set x to 2\nSET the Y to X * 3\ny", "6", {}},
-        {"set x to 1\r\nset x to x + 1\rx", "2", {}},
-        {"set x to 1 ¬\n    + 2", "3", {}},
-        {"\uFEFFset tell1 to \"é\"\ntell1", "é", {}},
-        {"if 1 = 2 then\nlog 1\nelse if 2 = 2 then\nlog 2\nelse\nlog 3\nend if", "(nothing)", {"log 2"}},
-        {"if true then log 1", "(nothing)", {"log 1"}},
-        {"if false then return 1 else return 2", "2", {}},
-        {"if true then\nif true then return 1\nend if\nlog 2", "1", {}},
-        {"delay\ndelay 0.5", "(nothing)", {"delay 1.000000", "delay 0.500000"}},
-        {"do shell script \"ls \" & quoted form of \"a b\"", "shell's", {"shell ls 'a b'"}},
-        {"display notification \"text\" with title \"T\" subtitle \"S\" sound name \"Ping\"",
-         "(nothing)",
-         {"notify text|T|S|Ping"}},
-        {"error \"bad\" number 7", "line 1: bad (7)", {}},
-        {"\nerror", "line 2: An error has occurred. (-2700)", {}},
-        {"tell application \"Text Editor\" to activate", "(nothing)", {"activate Text Editor"}},
-        {"tell app \"A\"\ntell the application \"B\" to activate\nactivate\nend tell",
-         "(nothing)",
-         {"activate B", "activate A"}},
-        {"if application \"A\" is running then return \"yes\"\n\"no\"", "no", {}},
-        {"tell application \"Nowhere\"\n\n activate\nend tell", "line 3: Not there. (-1728)", {}},
-        {"activate", "line 1: \"activate\" must be told to an application. (-1708)", {}},
-        {"tell application \"Terminal\" to do script \"ls\"",
-         "window id 1",
-         {"open Terminal", "run in 1: ls"}},
-        {"tell application \"Terminal\"\nset w to do script \"\"\ndo script \"ls\" in w\nend tell",
-         "window id 1",
-         {"open Terminal", "run in 1: ls"}},
-        {"tell application \"Terminal\" to do script \"ls\" in window 2", "line 1: No window. (-1728)", {}},
-        {"tell application \"Terminal\" to do script \"ls\" in window (0 - 1)",
-         "line 1: There is no such window. (-1728)",
-         {}},
-        {"tell application \"Terminal\" to do script \"ls\" in \"front\"",
-         "line 1: \"front\" is not a window. (-1700)",
-         {}},
-        {"write text \"ls\"", "line 1: \"write text\" must be told to a window of a terminal. (-1708)", {}},
-    };
-    for (const auto& each : cases) {
-        Recorder desktop;
-        EXPECT_EQ(outcome(each.source, desktop), each.outcome) << each.source;
-        EXPECT_EQ(desktop.done, each.done) << each.source;
+TEST(AppleScript, ComparesWithoutRegardToLetterCase) {
+    for (const char* source : {"\"ÄB\" = \"äb\"", "1 is not equal to 2", "2 is less than or equal to 2",
+                               "3 ≥ 2 and 3 is greater than 2", "\"top\" is in \"Desktop\"",
+                               "\"Desktop\" starts with \"desk\" and \"Desktop\" ends with \"TOP\"",
+                               "true or false and false", "not (1 = 2) and not false"}) {
+        EXPECT_EQ(outcome(source), "true") << source;
     }
+    for (const char* source : {"\"a\" is equal to \"b\"", "1 = \"1\"", "\"2\" < \"10\"",
+                               "\"Desktop\" does not contain \"TOP\"", "false and 1 div 0 = 1"}) {
+        EXPECT_EQ(outcome(source), "false") << source;
+    }
+}
+
+TEST(AppleScript, CarriesStatementsOut) {
+    const auto check = [](const std::string& source, const std::string& expected,
+                          const std::vector<std::string>& done = {}) {
+        Recorder desktop;
+        EXPECT_EQ(outcome(source, desktop), expected) << source;
+        EXPECT_EQ(desktop.done, done) << source;
+    };
+    check("-- only\n# comments\n(* (* and *) more\n*)", "(nothing)");
+    check("\"first\"\n\"last\"", "last");
+    check("return \"a\"\nlog \"b\"", "a");
+    check("log \"b\"\nreturn", "(nothing)", {"log b"});
+    check("set x to 2\nSET the Y to X * 3\ny", "6");
+    check("set x to 1\r\nset x to x + 1\rx", "2");
+    check("set x to 1 ¬\n    + 2", "3");
+    check("\uFEFFset tell1 to \"é\"\ntell1", "é");
+    check("if 1 = 2 then\nlog 1\nelse if 2 = 2 then\nlog 2\nelse\nlog 3\nend if", "(nothing)", {"log 2"});
+    check("if true then log 1", "(nothing)", {"log 1"});
+    check("if false then return 1 else return 2", "2");
+    check("if true then\nif true then return 1\nend if\nlog 2", "1");
+    check("delay\ndelay 0.5", "(nothing)", {"delay 1.000000", "delay 0.500000"});
+    check("do shell script \"ls \" & quoted form of \"a b\"", "shell's", {"shell ls 'a b'"});
+    check("display notification \"text\" with title \"T\" subtitle \"S\" sound name \"Ping\"", "(nothing)",
+          {"notify text|T|S|Ping"});
+    check("error \"bad\" number 7", "line 1: bad (7)");
+    check("\nerror", "line 2: An error has occurred. (-2700)");
+    check("tell application \"Text Editor\" to activate", "(nothing)", {"activate Text Editor"});
+    check("tell app \"A\"\ntell the application \"B\" to activate\nactivate\nend tell", "(nothing)",
+          {"activate B", "activate A"});
+    check("if application \"A\" is running then return \"yes\"\n\"no\"", "no");
+    check("tell application \"Nowhere\"\n\n activate\nend tell", "line 3: Not there. (-1728)");
+    check("activate", "line 1: \"activate\" must be told to an application. (-1708)");
+    check("tell application \"Terminal\" to do script \"ls\"", "window id 1",
+          {"open Terminal", "run in 1: ls"});
+    check("tell application \"Terminal\"\nset w to do script \"\"\ndo script \"ls\" in w\nend tell",
+          "window id 1", {"open Terminal", "run in 1: ls"});
+    check("tell application \"Terminal\" to do script \"ls\" in window 2", "line 1: No window. (-1728)");
+    check("tell application \"Terminal\" to do script \"ls\" in window (0 - 1)",
+          "line 1: There is no such window. (-1728)");
+    check("tell application \"Terminal\" to do script \"ls\" in \"front\"",
+          "line 1: \"front\" is not a window. (-1700)");
+    check("write text \"ls\"", "line 1: \"write text\" must be told to a window of a terminal. (-1708)");
 }
 
 TEST(AppleScript, NamesTheLineAndTheWordThatItDoesNotUnderstandAndDoesNothing) {

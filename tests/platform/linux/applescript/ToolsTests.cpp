@@ -9,11 +9,9 @@
 #include "support/Processes.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
-using test::eventually;
-using test::isAlive;
 using testing::ElementsAre;
 namespace fs = std::filesystem;
 
@@ -33,7 +31,7 @@ class Tools : public testing::Test {
         return runChild(std::move(command));
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
     const fs::path path_ = folder_.path();
 };
 
@@ -108,4 +106,4 @@ TEST_F(Tools, StandInsAreFoundWhereTheyAreBuiltAndWhereTheyAreInstalled) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -6,7 +6,7 @@
 #include "platform/linux/apps/DesktopEntry.h"
 #include "support/TemporaryFolder.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 using Words = std::vector<std::string>;
@@ -59,7 +59,7 @@ class InstalledEntries : public testing::Test {
         folder_.write(where, "[Desktop Entry]\nType=Application\nName=N\nExec=x\n" + extra);
     }
 
-    test::TemporaryFolder folder_;
+    TemporaryFolder folder_;
 };
 
 TEST_F(InstalledEntries, AreFoundByIdentifierWithOrWithoutSuffixAndInFolders) {
@@ -97,10 +97,7 @@ TEST_F(InstalledEntries, AreFoundByTheNameThatMenusShow) {
 
 TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
     const AppIdentity identity{"org.example.Editor", "ExampleEditor", {"exedit"}};
-    const struct {
-        const char *instance, *name, *application;
-        bool belongs;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*, bool> cases[] = {
         {"", "", "org.example.Editor", true},
         {"org.example.editor", "X", "", true},
         {"x", "exampleeditor", "", true},
@@ -117,4 +114,4 @@ TEST(AppIdentity, RecognisesWindowsByAnyOfTheirNames) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

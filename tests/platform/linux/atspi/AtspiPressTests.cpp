@@ -1,20 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "platform/linux/atspi/AtspiPress.h"
 
 namespace varkel {
-namespace {
 
 TEST(PressAction, DoesWhatAPersonsClickDoes) {
     using enum AtspiRole;
-    const struct {
-        AtspiRole role;
-        std::vector<std::string> offered;
-        const char* expected;
-    } cases[] = {
+    const std::tuple<AtspiRole, std::vector<std::string>, const char*> cases[] = {
         // GTK 3.
         {pushButton, {"press", "release", "click"}, "click"},
         {comboBox, {"press"}, "press"},
@@ -55,5 +47,4 @@ TEST(PressAction, DoesWhatAPersonsClickDoes) {
     }
 }
 
-}  // namespace
 }  // namespace varkel

@@ -3,14 +3,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <functional>
-#include <map>
 #include <mutex>
-#include <optional>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "platform/linux/atspi/AtspiActs.h"
 #include "platform/linux/atspi/AtspiPrefetch.h"
@@ -21,18 +14,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::Not;
-
-ScriptedReply text(std::string_view value) {
-    return ScriptedReply::answer("s", WireWriter().text(value));
-}
-
-ScriptedReply textProperty(std::string_view value) {
-    return ScriptedReply::answer("v", WireWriter().signature("s").text(value));
-}
-
-ScriptedReply number(std::uint32_t value) {
-    return ScriptedReply::answer("u", WireWriter().u32(value));
-}
 
 ScriptedReply unknownProperty() {
     return {ScriptedReply::Kind::error, "org.freedesktop.DBus.Error.UnknownProperty", {}, false};
@@ -74,20 +55,19 @@ class Reading : public testing::Test {
             if (auto reply = objects.first(call)) return *std::move(reply);
         }
         const auto found = objects.children.find(call.path);
-        if (call.member == "Get" && property.ends_with("ToolkitName")) return textProperty(objects.toolkit);
-        if (found == objects.children.end()) return {};
-        if (call.member == "GetRole") return number(39);
-        if (call.member == "Get" && property.ends_with("ChildCount")) {
-            return ScriptedReply::answer(
-                "v", WireWriter().signature("i").u32(static_cast<std::uint32_t>(found->second.size())));
+        if (call.member == "Get" && property.ends_with("ToolkitName")) {
+            return ScriptedReply::textProperty(objects.toolkit);
         }
-        if (call.member == "Get" && property.ends_with("Name")) return textProperty(call.path);
+        if (found == objects.children.end()) return {};
+        if (call.member == "GetRole") return ScriptedReply::number(39);
+        if (call.member == "Get" && property.ends_with("ChildCount")) {
+            return ScriptedReply::numberProperty(found->second.size());
+        }
+        if (call.member == "Get" && property.ends_with("Name")) return ScriptedReply::textProperty(call.path);
         if (call.member != "GetChildren") return unknownProperty();
-        WireWriter body;
-        const auto begun = body.array(8);
-        for (const std::string& child : found->second) body.reference(":1.7", child);
-        body.end(begun);
-        return ScriptedReply::answer("a(so)", std::move(body));
+        References list;
+        for (const std::string& child : found->second) list.emplace_back(":1.7", child);
+        return ScriptedReply::references(list);
     }
 
     static void list(AtspiSession& session, std::uint32_t index, std::vector<std::string>& paths) {
@@ -120,10 +100,7 @@ ScriptedReply cacheItems(const std::vector<Listed>& objects, bool listsChildren)
         const auto interfaces = body.array(4);
         body.text("org.a11y.atspi.Component");
         body.end(interfaces);
-        body.text(object.path).u32(object.role).text("");
-        const auto states = body.array(4);
-        body.u32(0).u32(0);
-        body.end(states);
+        body.text(object.path).u32(object.role).text("").words({0, 0});
     }
     body.end(list);
     return ScriptedReply::answer(listsChildren ? "a((so)(so)(so)a(so)assusau)" : "a((so)(so)(so)iiassusau)",
@@ -180,10 +157,9 @@ TEST_F(Reading, HasABrowserBuildItsTreeAndWaitsForTheDocument) {
         const bool isInWindow = call.path != "/application" && call.path != "/window";
         if (isInWindow && !isAwake) return ScriptedReply();
         if (call.path != "/page") return std::nullopt;
-        if (call.member == "GetRole") return number(95);
+        if (call.member == "GetRole") return ScriptedReply::number(95);
         // The page comes from another process, a little later.
-        const bool isCount = call.body.find("ChildCount") != std::string::npos;
-        if (isCount && ++looks < 4) return ScriptedReply::answer("v", WireWriter().signature("i").u32(0));
+        if (call.isAbout("ChildCount") && ++looks < 4) return ScriptedReply::numberProperty(0);
         return std::nullopt;
     };
     EXPECT_THAT(read(browser), ElementsAre("/application", "/window", "/view", "/page", "/a"));
@@ -196,8 +172,7 @@ TEST_F(Reading, AsksAnApplicationAgainThatDidNotTellItsToolkitYet) {
     int asked = 0;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (auto own = ScriptedBus::ownAnswer(call, false)) return *own;
-        const bool isToolkit = call.body.find("ToolkitName") != std::string::npos;
-        if (isToolkit && ++asked > 1) return textProperty("Chromium");
+        if (call.isAbout("ToolkitName") && ++asked > 1) return ScriptedReply::textProperty("Chromium");
         return unknownProperty();
     });
     AtspiBus atspi;
@@ -216,7 +191,7 @@ TEST_F(Reading, KnowsNoApplicationByTheNumberOfNoProcess) {
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (call.member == "GetConnectionUnixProcessID") return {};
         if (auto own = ScriptedBus::ownAnswer(call, false)) return *own;
-        return call.member == "GetRole" ? number(75) : ScriptedReply();
+        return call.member == "GetRole" ? ScriptedReply::number(75) : ScriptedReply();
     });
     AtspiBus atspi;
     for (const pid_t pid : {0, -1}) {
@@ -242,23 +217,17 @@ AtspiAct setText(const FieldCase& field) {
     int reads = 0;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (auto own = ScriptedBus::ownAnswer(call, false)) return *own;
-        if (call.body.find("ToolkitName") != std::string::npos) return textProperty(field.toolkit);
-        if (call.member == "GetRole") return number(field.role);
-        if (call.member == "GetState") {
-            WireWriter body;
-            const auto states = body.array(4);
-            body.u32(field.isEditable ? 1u << 7 : 0).u32(0);
-            body.end(states);
-            return ScriptedReply::answer("au", std::move(body));
-        }
+        if (call.isAbout("ToolkitName")) return ScriptedReply::textProperty(field.toolkit);
+        if (call.member == "GetRole") return ScriptedReply::number(field.role);
+        if (call.member == "GetState")
+            return ScriptedReply::answer("au", WireWriter().words({field.isEditable ? 1u << 7 : 0, 0}));
         if (call.member == "SetTextContents") {
             wasSet = true;
             return field.reply;
         }
-        if (call.member == "GetText" && field.role == 40) return text("\u25cf\u25cf");
-        if (call.member == "GetText")
-            return text(wasSet && reads++ >= field.readsUntilShown ? field.shown : "old");
-        return unknownProperty();
+        if (call.member != "GetText") return unknownProperty();
+        if (field.role == 40) return ScriptedReply::text("\u25cf\u25cf");
+        return ScriptedReply::text(wasSet && reads++ >= field.readsUntilShown ? field.shown : "old");
     });
     AtspiBus atspi;
     AtspiSession session(atspi, ::getpid());
@@ -268,7 +237,6 @@ AtspiAct setText(const FieldCase& field) {
 TEST(SettingAText, CountsOnlyWhenItHasBeenSeenThere) {
     using enum AtspiAct;
     const ScriptedReply no = ScriptedReply::answer("b", WireWriter().u32(0));
-    const ScriptedReply hangUp{ScriptedReply::Kind::hangUp, "", "", false};
     const FieldCase cases[] = {
         {.name = "taken"},
         {.name = "taken after a while", .readsUntilShown = 5},
@@ -280,7 +248,7 @@ TEST(SettingAText, CountsOnlyWhenItHasBeenSeenThere) {
         {.name = "without such an interface", .reply = {}, .expected = unsupported},
         {.name = "read-only", .isEditable = false, .expected = unsupported},
         {.name = "always said to be taken", .toolkit = "Gecko", .expected = unsupported},
-        {.name = "not answered any more", .reply = hangUp, .expected = unanswered},
+        {.name = "not answered any more", .reply = ScriptedReply::endOfConnection(), .expected = unanswered},
     };
     for (const FieldCase& field : cases) EXPECT_EQ(setText(field), field.expected) << field.name;
 }

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <string>
-
 #include "platform/linux/atspi/AtspiRoles.h"
 
 namespace varkel {
@@ -14,30 +12,14 @@ AtspiStates with(AtspiState state) {
 TEST(AXRole, FollowsTheNumbersThatApplicationsSend) {
     // The numbers of the protocol, so that a role missing from the enumeration shifts these. The roles of
     // ordinary widgets are looked at on a real desktop.
-    const struct {
-        std::uint32_t number;
-        const char* role;
-    } cases[] = {
-        {16, "AXWindow"},
-        {27, "AXImage"},
-        {39, "AXGroup"},
-        {48, "AXScrollBar"},
-        {49, "AXScrollArea"},
-        {50, "AXSplitter"},
-        {53, "AXSplitGroup"},
-        {55, "AXTable"},
-        {56, "AXCell"},
-        {63, "AXToolbar"},
-        {65, "AXOutline"},
-        {67, "AXUnknown"},
-        {83, "AXHeading"},
-        {88, "AXLink"},
-        {90, "AXRow"},
-        {95, "AXWebArea"},
-        {116, "AXStaticText"},
-        {129, "AXMenuButton"},
-        {4'000'000'000, "AXUnknown"},
-    };
+    const std::map<std::uint32_t, const char*> cases{
+        {16, "AXWindow"},         {27, "AXImage"},       {39, "AXGroup"},
+        {48, "AXScrollBar"},      {49, "AXScrollArea"},  {50, "AXSplitter"},
+        {53, "AXSplitGroup"},     {55, "AXTable"},       {56, "AXCell"},
+        {63, "AXToolbar"},        {65, "AXOutline"},     {67, "AXUnknown"},
+        {83, "AXHeading"},        {88, "AXLink"},        {90, "AXRow"},
+        {95, "AXWebArea"},        {116, "AXStaticText"}, {129, "AXMenuButton"},
+        {4000000000, "AXUnknown"}};
     for (const auto& [number, role] : cases) {
         EXPECT_STREQ(axRole(static_cast<AtspiRole>(number), AtspiStates()), role) << number;
     }

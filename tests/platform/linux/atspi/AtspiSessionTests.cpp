@@ -1,10 +1,6 @@
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <atomic>
 #include <mutex>
-#include <set>
-#include <string>
 
 #include "platform/linux/atspi/AtspiSession.h"
 #include "support/ScriptedBus.h"
@@ -12,19 +8,9 @@
 namespace varkel {
 namespace {
 
-using List = std::vector<std::pair<std::string, std::string>>;
-
-ScriptedReply children(const List& list) {
-    WireWriter body;
-    const auto begun = body.array(8);
-    for (const auto& [busName, path] : list) body.reference(busName, path);
-    body.end(begun);
-    return ScriptedReply::answer("a(so)", std::move(body));
-}
-
 /// So many children of an object, none of them listed before, with paths that are so much longer.
-List fresh(const std::string& path, std::size_t count, std::size_t longer = 0) {
-    List list;
+References fresh(const std::string& path, std::size_t count, std::size_t longer = 0) {
+    References list;
     for (std::size_t i = 0; i < count; ++i) {
         list.emplace_back(":1.7", path + "/" + std::to_string(i) + std::string(longer, 'x'));
     }
@@ -32,8 +18,8 @@ List fresh(const std::string& path, std::size_t count, std::size_t longer = 0) {
 }
 
 /// Each child of an object in a process of its own.
-List scattered(std::size_t count) {
-    List list;
+References scattered(std::size_t count) {
+    References list;
     for (std::size_t i = 0; i < count; ++i) list.emplace_back(":2." + std::to_string(i), "/child");
     return list;
 }
@@ -42,7 +28,7 @@ TEST(AtspiSession, HoldsAsMuchOfAnApplicationAsItMayAndNoMore) {
     const auto isRoot = [](const std::string& path) { return path == "/application"; };
     const struct {
         const char* what;
-        std::function<List(const std::string& path)> listOf;
+        std::function<References(const std::string& path)> listOf;
         std::size_t atLeast, atMost;
     } cases[] = {
         {"a list", [&](const std::string& path) { return fresh(path, isRoot(path) ? 3 : 0); }, 3, 3},
@@ -52,15 +38,16 @@ TEST(AtspiSession, HoldsAsMuchOfAnApplicationAsItMayAndNoMore) {
         {"paths",
          [&](const std::string& path) { return isRoot(path) ? fresh(path, 24) : fresh(path, 100, 60'000); },
          2000, 2400},
-        {"processes", [&](const std::string& path) { return isRoot(path) ? scattered(4000) : List(); }, 64,
-         256},
+        {"processes", [&](const std::string& path) { return isRoot(path) ? scattered(4000) : References(); },
+         64, 256},
     };
     for (const auto& [what, listOf, atLeast, atMost] : cases) {
         for (const bool direct : {false, true}) {
             if (atMost > 1000 && !direct) continue;
             ScriptedBus bus([&, &listOf = listOf](const ScriptedCall& call) -> ScriptedReply {
                 if (auto own = ScriptedBus::ownAnswer(call, direct)) return *own;
-                return call.member == "GetChildren" ? children(listOf(call.path)) : ScriptedReply();
+                return call.member == "GetChildren" ? ScriptedReply::references(listOf(call.path))
+                                                    : ScriptedReply();
             });
             AtspiBus atspi;
             AtspiSession session(atspi, ::getpid());
@@ -86,7 +73,7 @@ TEST(AtspiSession, IsAlwaysKnownToAnApplicationByAConnectionThatStays) {
             known.insert(call.connection);
         }
         if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
-        return {ScriptedReply::Kind::hangUp, "", "", false};
+        return ScriptedReply::endOfConnection();
     });
     AtspiBus atspi;
     const auto ask = [&] {
@@ -111,8 +98,7 @@ TEST(AtspiSession, IsOneOfSoManyWithAConnectionOfTheirOwn) {
     std::atomic<bool> isReachable = false;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (auto own = ScriptedBus::ownAnswer(call, isReachable)) return *own;
-        if (call.member != "GetRole") return {};
-        return ScriptedReply::answer("u", WireWriter().u32(7));
+        return call.member == "GetRole" ? ScriptedReply::number(7) : ScriptedReply();
     });
     AtspiBus atspi;
     const auto lease = atspi.lease(Deadline::in(callLimit));
@@ -144,11 +130,10 @@ TEST(AtspiSession, ReachesNoOtherApplicationOverAKeptConnection) {
     std::atomic<int> addressesAsked = 0;
     ScriptedBus bus([&](const ScriptedCall& call) -> ScriptedReply {
         if (call.member == "GetChildren" && call.path == "/org/a11y/atspi/accessible/root")
-            return children({{name.load(), "/application"}});
+            return ScriptedReply::references({{name.load(), "/application"}});
         if (call.member == "GetApplicationBusAddress") ++addressesAsked;
         if (auto own = ScriptedBus::ownAnswer(call, true)) return *own;
-        if (call.member != "GetRole") return {};
-        return ScriptedReply::answer("u", WireWriter().u32(7));
+        return call.member == "GetRole" ? ScriptedReply::number(7) : ScriptedReply();
     });
     AtspiBus atspi;
     const auto read = [&] {

@@ -3,21 +3,16 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstddef>
 #include <cstring>
-#include <filesystem>
-#include <iterator>
-#include <string>
-#include <vector>
 
-#include "base/FileDescriptor.h"
 #include "platform/linux/atspi/SdBus.h"
+#include "support/LocalSocket.h"
+#include "support/Processes.h"
 #include "support/ScriptedBus.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 /// A connection to a process that a test plays by hand, in the same thread.
@@ -25,15 +20,8 @@ class HandPlayedPeer {
   public:
     HandPlayedPeer() {
         const std::string name = "varkel-hand-played-peer-" + std::to_string(::getpid());
-        sockaddr_un place{};
-        place.sun_family = AF_UNIX;
-        name.copy(place.sun_path + 1, sizeof place.sun_path - 1);
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-        const FileDescriptor listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (::bind(listener.get(), reinterpret_cast<sockaddr*>(&place), size) != 0 ||
-            ::listen(listener.get(), 1) != 0) {
-            return;
-        }
+        const FileDescriptor listener = listenLocally(name);
+        if (!listener) return;
         connection = BusConnection::begin("unix:abstract=" + name, BusKind::peer);
         socket_.reset(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         greet();
@@ -102,10 +90,6 @@ std::string callFromPeer(std::string_view interface, std::string_view member) {
     return std::move(header).take();
 }
 
-std::size_t openDescriptors() {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
-}
-
 TEST(BusConnection, QueuesNoAnswersForAnApplicationThatAsksAndDoesNotRead) {
     HandPlayedPeer peer;
     ASSERT_TRUE(peer.connection && peer.connection->isReady());
@@ -150,4 +134,4 @@ TEST(BusConnection, TellsCallsThatNeverLeftFromThoseThatMayHaveBeenObeyed) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test

@@ -3,11 +3,6 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "platform/linux/atspi/ElementPlaces.h"
 #include "support/ScriptedBus.h"
 
@@ -36,14 +31,11 @@ ScreenWindow window(const PixelRect& area, const Edges& frame = {}, bool popup =
 ScriptedReply answer(const Scene& scene, const ScriptedCall& call) {
     if (auto own = ScriptedBus::ownAnswer(call, false)) return *own;
     const bool reads = call.member == "Get";
-    if (reads && call.body.find("ToolkitName") != std::string::npos)
-        return ScriptedReply::answer("v", WireWriter().signature("s").text(scene.toolkit));
-    if (reads && call.body.find("ChildCount") == std::string::npos)
-        return ScriptedReply::answer("v", WireWriter().signature("s").text(call.path));
+    if (reads && call.isAbout("ToolkitName")) return ScriptedReply::textProperty(scene.toolkit);
+    if (reads && !call.isAbout("ChildCount")) return ScriptedReply::textProperty(call.path);
     const auto found = std::ranges::find(scene.elements, call.path, &Element::path);
     if (found == scene.elements.end()) return {};
-    if (call.member == "GetRole")
-        return ScriptedReply::answer("u", WireWriter().u32(static_cast<std::uint32_t>(found->role)));
+    if (call.member == "GetRole") return ScriptedReply::number(static_cast<std::uint32_t>(found->role));
     if (call.member == "GetExtents") {
         WireWriter body;
         const AtspiExtents& extents = found->extents;
@@ -52,13 +44,11 @@ ScriptedReply answer(const Scene& scene, const ScriptedCall& call) {
         return ScriptedReply::answer("(iiii)", std::move(body));
     }
     if (call.member != "GetChildren") return {};
-    WireWriter body;
-    const auto begun = body.array(8);
+    References list;
     for (const Element& each : scene.elements) {
-        if (each.parent == call.path) body.reference(":1.7", each.path);
+        if (each.parent == call.path) list.emplace_back(":1.7", each.path);
     }
-    body.end(begun);
-    return ScriptedReply::answer("a(so)", std::move(body));
+    return ScriptedReply::references(list);
 }
 
 /// The top left corners of the elements below the window that have a place, as "PATH X,Y", in order.

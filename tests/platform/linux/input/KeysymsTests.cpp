@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
-#include <string>
-
 #include "base/Graphemes.h"
 #include "keys/KeyMap.h"
 #include "platform/linux/input/Keysyms.h"
 
 namespace varkel {
-namespace {
 
 TEST(Keysyms, MeanTheCharacterThatTheKeyMapGaveTheKeyFor) {
     for (char c = ' '; c < 0x7F; ++c) {
@@ -37,10 +34,7 @@ TEST(Keysyms, HaveACounterpartForEveryNamedKeyAndKeepShiftForIt) {
 }
 
 TEST(Keysyms, TypeATextCodePointByCodePoint) {
-    const struct {
-        std::u16string_view text;
-        std::vector<xkb_keysym_t> keysyms;
-    } cases[] = {
+    const std::pair<std::u16string_view, std::vector<xkb_keysym_t>> cases[] = {
         {u"é€", {0xE9, 0x010020AC}},
         {u"😀", {0x0101F600}},
         {u"e\u0301", {0x65, 0x01000301}},
@@ -52,7 +46,7 @@ TEST(Keysyms, TypeATextCodePointByCodePoint) {
         {{u"\xD800", 1}, {}},  // half a character
         {{u"\xDC00x", 2}, {0x78}},
     };
-    for (const auto& each : cases) EXPECT_EQ(keysymsForText(each.text), each.keysyms);
+    for (const auto& [text, keysyms] : cases) EXPECT_EQ(keysymsForText(text), keysyms);
 }
 
 TEST(Keysyms, GiveEveryCharacterBackThatIsNoControlCharacter) {
@@ -78,5 +72,4 @@ TEST(Keysyms, OfTheSameCharacterCompareEqual) {
     EXPECT_NE(canonicalKeysym(XKB_KEY_KP_Enter), canonicalKeysym(XKB_KEY_Return));
 }
 
-}  // namespace
 }  // namespace varkel

@@ -116,6 +116,7 @@ TEST_F(Launchctl, TouchesNoFileThatItHasNotWritten) {
 TEST_F(Launchctl, RefusesWhatItCannotRead) {
     folder.write("broken", "<plist");
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    const std::string file = folder / "broken";
     const std::vector<std::vector<std::string>> cases{{},
                                                       {"load"},
                                                       {"bootstrap", list()},
@@ -124,8 +125,8 @@ TEST_F(Launchctl, RefusesWhatItCannotRead) {
                                                       {"load", "/dev/zero"},
                                                       {"load", folder / "pipe"},
                                                       {"load", folder.path().string()},
-                                                      {"unload", folder / "broken"},
-                                                      {"run", folder / "broken"}};
+                                                      {"unload", file},
+                                                      {"run", file}};
     for (const auto& words : cases) {
         const ChildResult result = run(words);
         EXPECT_EQ(result.status, 1) << testing::PrintToString(words);

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "platform/linux/vision/ColumnSplit.h"
 
@@ -37,12 +34,7 @@ std::vector<DetectedLine> linesOf(const std::vector<std::string>& rows) {
 }
 
 TEST(ColumnSplit, CutsWhereRowsShowAColumn) {
-    struct Case {
-        const char* what;
-        std::vector<std::string> rows;
-        std::size_t lines;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<const char*, std::vector<std::string>, std::size_t> cases[] = {
         {"both columns begin at the same places", {"abc|   de", "ab|    de", "abcd  de"}, 6},
         {"numbers end where a column begins",
          {" 99  May", "199  May", "  9  May", " 19  May", "  5  May", "a b c d e f g"},
@@ -58,10 +50,10 @@ TEST(ColumnSplit, CutsWhereRowsShowAColumn) {
          {"Save", "Copy", "Open", "Rename", "Save as", "Close"},
          6},
     };
-    for (const Case& one : cases) {
-        auto lines = linesOf(one.rows);
+    for (const auto& [what, rows, expected] : cases) {
+        auto lines = linesOf(rows);
         splitAtColumns(lines, CancellableDeadline(std::chrono::hours(1), {}));
-        EXPECT_EQ(lines.size(), one.lines) << one.what;
+        EXPECT_EQ(lines.size(), expected) << what;
     }
 }
 

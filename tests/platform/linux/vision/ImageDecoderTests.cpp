@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 #include <leptonica/allheaders.h>
 
-#include <functional>
-#include <string>
-
 #include "platform/linux/vision/ImageDecoder.h"
 #include "platform/linux/vision/PixOwner.h"
 

@@ -6,9 +6,6 @@
 #include <array>
 #include <boost/json.hpp>
 #include <cmath>
-#include <map>
-#include <memory>
-#include <set>
 
 #include "platform/linux/vision/LinuxVision.h"
 #include "support/TemporaryFolder.h"
@@ -79,10 +76,7 @@ bool isAt(const CGRect& found, const boost::json::array& ink) {
 
 TEST_F(LinuxVisionTest, ReadsImagesOfScreensToTheLetterAndWhereItIs) {
     // What of each image was read when this was written down; more is welcome.
-    const struct {
-        const char* name;
-        int right;
-    } images[] = {
+    const std::pair<const char*, int> images[] = {
         {"form_dark", 46}, {"settings_dark", 45}, {"terminal", 24}, {"files_light", 116}, {"gtk_widgets", 71},
     };
     for (const auto& [name, right] : images) {

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <chrono>
-#include <string>
 
 #include "platform/linux/vision/ReadingRepair.h"
 
@@ -44,11 +42,7 @@ LinePlane draw(const std::string& shapes) {
 }
 
 TEST(ReadingRepair, TakesAnLWithFeetForAOneOnlyWhereAnotherHasNone) {
-    const struct {
-        const char* shapes;
-        const char* reading;
-        const char* repaired;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"n1n nn", "nln nn", "nln nn"},
         {"n1n nln", "nln nln", "n1n nln"},
         {"nln n1n", "nln nln", "nln n1n"},

@@ -1,9 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
-#include <cstdint>
 #include <future>
 #include <latch>
 #include <thread>
@@ -105,12 +102,7 @@ TEST(TextRecogniser, FindsWhiteLettersOnAPhotograph) {
 }
 
 TEST(LeadingIcon, IsTakenOffByWhatItWasReadAs) {
-    struct Case {
-        LineReading whole;
-        LineReading rest;
-        bool isIcon;
-    };
-    const std::vector<Case> cases{
+    const std::tuple<LineReading, LineReading, bool> cases[] = {
         {{"O Headings", 0.95F}, {"Headings", 0.95F}, true},
         {{"- Back", 0.9F}, {"Back", 0.96F}, true},
         {{"vy Next", 0.78F}, {"Next", 0.96F}, true},
@@ -121,8 +113,8 @@ TEST(LeadingIcon, IsTakenOffByWhatItWasReadAs) {
         {{"$ make", 0.92F}, {"make", 0.95F}, false},
         {{"x Open", 0.95F}, {"Open", 0.8F}, false},
     };
-    for (const Case& one : cases) {
-        EXPECT_EQ(beginsWithIcon(one.whole, one.rest), one.isIcon) << one.whole.text;
+    for (const auto& [whole, rest, isIcon] : cases) {
+        EXPECT_EQ(beginsWithIcon(whole, rest), isIcon) << whole.text;
     }
 }
 

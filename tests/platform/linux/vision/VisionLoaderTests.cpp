@@ -8,7 +8,6 @@
 #include "visual/VisualFind.h"
 
 namespace varkel {
-namespace {
 
 TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadImage) {
     test::FakeDesktop desktop;
@@ -24,5 +23,4 @@ TEST(VisionLoader, WithoutItsModuleTheAnswerIsAFailureAndNotABadImage) {
     EXPECT_EQ(test::statusAndBody(test::answerOf("/ax/tree_and_ocr", body)), why("internal_error"));
 }
 
-}  // namespace
 }  // namespace varkel

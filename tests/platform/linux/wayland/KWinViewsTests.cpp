@@ -1,10 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <initializer_list>
-#include <string>
-#include <string_view>
-
 #include "platform/linux/wayland/KWinWindowSystem.h"
 
 namespace varkel {
@@ -43,12 +39,7 @@ TEST(KWinViews, PutsTheActiveWindowLastAndLeavesOutWhatIsMalformed) {
 }
 
 TEST(KWinViews, CountsAsSeenWhatIsNeitherTheCompositorsFrameNorAShadow) {
-    struct Case {
-        const char* what;
-        const char* more;
-        PixelRect seen;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, const char*, PixelRect> cases[] = {
         {"a title bar of the compositor's",
          R"(,"frame":{"x":10,"y":20,"width":400,"height":330},"buffer":{"x":10,"y":50,"width":400,"height":300})",
          {10, 50, 400, 300}},
@@ -60,10 +51,10 @@ TEST(KWinViews, CountsAsSeenWhatIsNeitherTheCompositorsFrameNorAShadow) {
          {0.5, 0, 4, 4}},
         {"nothing told", "", {0, 0, 0, 0}},
     };
-    for (const Case& each : cases) {
-        const auto views = readKWinViews(listOf({view(each.more)}));
-        ASSERT_EQ(views.size(), 1U) << each.what;
-        EXPECT_EQ(views[0].area, each.seen) << each.what;
+    for (const auto& [what, more, seen] : cases) {
+        const auto views = readKWinViews(listOf({view(more)}));
+        ASSERT_EQ(views.size(), 1U) << what;
+        EXPECT_EQ(views[0].area, seen) << what;
     }
 }
 

@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <xkbcommon/xkbcommon.h>
 
-#include <memory>
-#include <vector>
-
 #include "platform/linux/input/Keysyms.h"
 #include "platform/linux/wayland/OwnKeymap.h"
 

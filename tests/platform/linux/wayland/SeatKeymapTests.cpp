@@ -2,8 +2,6 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <cstdlib>
-#include <memory>
-#include <string>
 
 #include "platform/linux/wayland/SeatKeymap.h"
 

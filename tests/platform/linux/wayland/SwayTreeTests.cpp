@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <boost/json/parse.hpp>
-#include <string>
-#include <vector>
 
 #include "platform/linux/wayland/SwayTree.h"
 

@@ -1,22 +1,14 @@
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstddef>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <thread>
-
-#include "base/FileDescriptor.h"
 #include "platform/linux/apps/LinuxWorkspace.h"
 #include "platform/linux/x11/X11Connection.h"
 #include "platform/linux/x11/X11WindowSystem.h"
+#include "support/LocalSocket.h"
 #include "support/NoNewThreads.h"
 
-namespace varkel {
+namespace varkel::test {
 namespace {
 
 TEST(LinuxWorkspace, DoesNotTakeWhatItCannotTellForNoApplicationInFront) {
@@ -30,27 +22,11 @@ TEST(LinuxWorkspace, DoesNotTakeWhatItCannotTellForNoApplicationInFront) {
 /// A socket that accepts callers and never says a word, like a server that was stopped.
 class SilentSocket {
   public:
-    /// In the file system, or where `abstract`, by a name that any user of the machine may take.
-    SilentSocket(const std::string& path, bool abstract) : file_(abstract ? "" : path) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        const std::size_t offset = abstract ? 1 : 0;
-        std::memcpy(address.sun_path + offset, path.data(), path.size());
-        const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + offset + path.size());
-        socket_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        if (bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), length) != 0) {
-            file_.clear();
-            socket_.reset();
-        } else {
-            listen(socket_.get(), 8);
-        }
-    }
-    SilentSocket(const SilentSocket&) = delete;
-    SilentSocket& operator=(const SilentSocket&) = delete;
+    SilentSocket(const std::string& path, bool abstract)
+        : socket_(listenLocally(path, abstract)), file_(abstract || !socket_ ? "" : path) {}
     ~SilentSocket() {
         if (!file_.empty()) unlink(file_.c_str());
     }
-
     explicit operator bool() const { return static_cast<bool>(socket_); }
 
     bool wasCalled() const {
@@ -59,40 +35,30 @@ class SilentSocket {
     }
 
   private:
-    std::string file_;
     FileDescriptor socket_;
+    std::string file_;
 };
 
 std::string socketOf(int display) {
     return std::string("/tmp/.X11-unix/X").append(std::to_string(display));
 }
 
-/// A display number whose server is silent.
-class SilentServer {
-  public:
-    SilentServer() {
-        for (number_ = 7000; number_ < 7100 && (!socket_ || !*socket_); ++number_) {
-            socket_ = std::make_unique<SilentSocket>(socketOf(number_), true);
-        }
-        --number_;
-    }
-
-    std::string display() const { return std::string(":").append(std::to_string(number_)); }
-
-  private:
-    int number_ = 0;
-    std::unique_ptr<SilentSocket> socket_;
-};
+/// The numbers of displays that tests may take.
+std::string displayOf(int number) {
+    return std::string(":").append(std::to_string(number));
+}
 
 TEST(X11Connection, GivesUpOnAServerThatDoesNotGreet) {
-    const SilentServer server;
-    X11Connection connection(server.display());
+    int number = 7000;
+    auto server = std::make_unique<SilentSocket>(socketOf(number), true);
+    while (!*server && number < 7100) server = std::make_unique<SilentSocket>(socketOf(++number), true);
+    X11Connection connection(displayOf(number));
     for (int attempt = 0; attempt < 2; ++attempt) {
         const X11Connection::Session session(connection, std::chrono::milliseconds(50));
         EXPECT_FALSE(session);
     }
     // Nor is one asked whose deadline no thread can watch.
-    const test::NoNewThreads shortage;
+    const NoNewThreads shortage;
     EXPECT_NO_THROW(EXPECT_FALSE(X11Connection::Session(connection)));
 }
 
@@ -109,7 +75,7 @@ TEST(X11Connection, PrefersTheSocketThatNoOtherUserCanTake) {
         const SilentSocket server(socketOf(display), false);
         const SilentSocket otherUsers(socketOf(display), true);
         if (!server || !otherUsers) continue;
-        X11Connection connection(std::string(":").append(std::to_string(display)));
+        X11Connection connection(displayOf(display));
         const X11Connection::Session session(connection, std::chrono::milliseconds(50));
         EXPECT_TRUE(server.wasCalled());
         EXPECT_FALSE(otherUsers.wasCalled());
@@ -119,4 +85,4 @@ TEST(X11Connection, PrefersTheSocketThatNoOtherUserCanTake) {
 }
 
 }  // namespace
-}  // namespace varkel
+}  // namespace varkel::test
