@@ -72,15 +72,12 @@ void checkRecords(std::string_view text) {
 }
 
 }  // namespace
-}  // namespace varkel::fuzzing
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    using namespace varkel;
-    using namespace varkel::fuzzing;
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
+void check(std::string_view text) {
     checkGrammar(text);
     checkRecords<AXQuery, AXClickRequest, AXTypeRequest, AXScrollRequest, SendKeystrokesRequest,
                  TreeAndOCRRequest, OCROptions, VisualFindOptions, ShortcutRequest, AppleScriptRequest,
                  TextMap, NumberMap>(text);
-    return 0;
 }
+
+}  // namespace varkel::fuzzing

@@ -134,23 +134,19 @@ std::string_view takePart(std::string_view& rest) {
 }
 
 }  // namespace
-}  // namespace varkel::fuzzing
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace varkel::fuzzing;
-    std::string_view rest(reinterpret_cast<const char*>(data), size);
+void check(std::string_view rest) {
     const std::string_view input = takePart(rest);
     const std::string_view answer = takePart(rest);
     serve(input, answer);
     const auto before = read(answer);
     const auto after = read(rest);
-    if (before) {
-        for (const auto& root : before->roots) checkSnapshot(root);
-    }
-    if (before && after && !before->roots.empty() && !after->roots.empty()) {
-        checkChanges(before->roots.front(), after->roots.front());
-        checkChanges(after->roots.front(), before->roots.front());
-        require(compareTrees(before->roots.front(), before->roots.front()).empty(), "a tree is like itself");
-    }
-    return 0;
+    if (!before) return;
+    for (const auto& root : before->roots) checkSnapshot(root);
+    if (!after || before->roots.empty() || after->roots.empty()) return;
+    checkChanges(before->roots.front(), after->roots.front());
+    checkChanges(after->roots.front(), before->roots.front());
+    require(compareTrees(before->roots.front(), before->roots.front()).empty(), "a tree is like itself");
 }
+
+}  // namespace varkel::fuzzing

@@ -71,13 +71,9 @@ void checkFiles(const LoginFiles& files, const LoginItem& item) {
 }
 
 }  // namespace
-}  // namespace varkel::fuzzing
 
-extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    using namespace varkel;
-    using namespace varkel::fuzzing;
-    if (size == 0) return 0;
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+void check(std::string_view bytes) {
+    if (bytes.empty()) return;
     if (const auto list = parsed(bytes)) checkList(*list);
     LoginPlaces places{"/home/x/list %u.plist", "/usr/bin/launchctl", "/home/x/.config"};
     for (const LoginMoment moment : {LoginMoment::graphicalSession, LoginMoment::firstLogin}) {
@@ -88,5 +84,6 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
             continue;
         }
     }
-    return 0;
 }
+
+}  // namespace varkel::fuzzing
