@@ -98,6 +98,14 @@ class DesktopTest(unittest.TestCase):
     def post(self, path, seconds=30.0, **body):
         return self.agent.request("POST", path, body, seconds)
 
+    def windows(self):
+        with self.desktop.x() as display:
+            return display.client_windows()
+
+    def active_window(self):
+        with self.desktop.x() as display:
+            return display.active_window()
+
     def find_one(self, **query):
         def matches():
             answer = self.post("/ax/find", **query)
@@ -112,12 +120,7 @@ class DesktopTest(unittest.TestCase):
         return app
 
     def start_known_widgets(self, title="Known widgets"):
-        report = os.path.join(self.desktop.directory, title + ".json")
-        process = self.desktop.start(["/usr/bin/python3", str(APPS / "known_widgets.py"), report, title])
-        process.window = self.desktop.wait_for_window(process)
-        wait_for(lambda: os.path.exists(report), 10, "the application's report")
-        process.report = report
-        return process
+        return ReportingApp(self.desktop, [str(APPS / "known_widgets.py"), title])
 
     def tree(self, pid=None, **options):
         answer = self.agent.tree(pid, **options)
@@ -136,11 +139,12 @@ class DesktopTest(unittest.TestCase):
         return self.wait_for_tree(process.pid, lambda tree: find(tree, identifier="save-button"),
                                   "the application's tree")
 
-    def read_report(self, process):
-        with open(process.report, encoding="utf-8") as file:
-            places = json.load(file)
-        for place in places.values():
-            place["x"], place["y"] = self.desktop.on_screen(process.window, place["x"], place["y"])
+    def read_report(self, app):
+        """The rectangle on the screen of each named widget of an application, as the window system has it."""
+        places = {}
+        for name, (x, y, width, height) in app.do("look")["places"].items():
+            x, y = self.desktop.on_screen(app.window, x, y)
+            places[name] = {"x": x, "y": y, "width": width, "height": height}
         return places
 
 

@@ -7,14 +7,14 @@ import signal
 import subprocess
 
 import support
-from support import APPS, ROOT, DesktopTest, add_desktop_entry, wait_for
+from support import APPS, DesktopTest, add_desktop_entry, wait_for
 from typing_targets import FileTarget, GtkTarget, wait_for_text
 
 
 class Activation(DesktopTest):
     def setUp(self):
         super().setUp()
-        script = ROOT / "tests/desktop/keyboard_app.py"
+        script = APPS / "keyboard_app.py"
         self.log = os.path.join(self.desktop.directory, "launched")
         typing = f"/bin/sh -c \"exec /usr/bin/python3 {script} > {self.log} < /dev/null\""
         for name, more, command in (("Typing", "StartupWMClass=keyboard_app.py", typing), ("Broken", "", "/bin/false"),
@@ -23,10 +23,6 @@ class Activation(DesktopTest):
 
     def send(self, **fields):
         return self.agent.request("POST", "/keystrokes", {"keys": ["esc"], **fields}, timeout=60)
-
-    def windows(self):
-        with self.desktop.x() as display:
-            return display.client_windows()
 
     def test_a_running_application_comes_to_the_front_with_all_its_windows(self):
         with GtkTarget(self.desktop) as target:
@@ -41,8 +37,7 @@ class Activation(DesktopTest):
             self.desktop.activate(target.window)
             # The terminal identifiers mean the system's terminal emulator.
             self.assertEqual(self.send(app_bundle_id="com.apple.Terminal").status, 200)
-            with self.desktop.x() as display:
-                self.assertEqual(display.active_window(), other)
+            self.assertEqual(self.active_window(), other)
             self.desktop.stop(terminal)
 
     def test_an_application_that_is_not_running_is_launched_and_typed_into(self):

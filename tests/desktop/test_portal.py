@@ -8,7 +8,8 @@ import subprocess
 import sys
 import threading
 import unittest
-import zlib
+
+import cairo
 
 import support
 from agent import Agent
@@ -20,21 +21,11 @@ sys.path.insert(0, str(ROOT / "tests/mcp"))
 from pipes import Bridge, text_of  # noqa: E402
 
 
-def png(width, height, colour):
-    """A picture of one colour."""
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-    rows = (b"\0" + bytes(colour) * width) * height
-    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)) +
-            chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b""))
-
-
 class Portal(unittest.TestCase):
     def setUp(self):
         self.desktop = self.enterContext(MutterDesktop())
         self.picture = os.path.join(self.desktop.directory, "picture.png")
-        with open(self.picture, "wb") as file:
-            file.write(png(64, 48, (10, 20, 30)))
+        cairo.ImageSurface(cairo.Format.RGB24, 64, 48).write_to_png(self.picture)
 
     def start_portal(self, answer, *more):
         portal = self.desktop.start(["/usr/bin/python3", str(APPS / "portal.py"), self.picture, answer, *more],

@@ -7,7 +7,7 @@ import threading
 
 import support
 from agent import binary_path
-from support import DesktopTest, state_of, wait_for
+from support import APPS, DesktopTest, state_of, wait_for
 
 TOOLS = os.path.dirname(os.path.abspath(binary_path()))
 
@@ -31,14 +31,6 @@ class Scripts(DesktopTest):
             except FileNotFoundError:
                 return None
         return wait_for(read, 20, f"a command to write {name}")
-
-    def windows(self):
-        with self.desktop.x() as display:
-            return display.client_windows()
-
-    def active_window(self):
-        with self.desktop.x() as display:
-            return display.active_window()
 
 
 class Terminals(Scripts):
@@ -105,37 +97,13 @@ class Terminals(Scripts):
             return display.screenshot() != before
 
 
-_NOTIFICATION_SERVICE = """
-import sys, gi
-from gi.repository import Gio, GLib
-NODE = Gio.DBusNodeInfo.new_for_xml('''<node><interface name="org.freedesktop.Notifications">
-<method name="GetCapabilities"><arg type="as" direction="out"/></method>
-<method name="Notify"><arg type="s" direction="in"/><arg type="u" direction="in"/><arg type="s" direction="in"/>
-<arg type="s" direction="in"/><arg type="s" direction="in"/><arg type="as" direction="in"/>
-<arg type="a{sv}" direction="in"/><arg type="i" direction="in"/><arg type="u" direction="out"/></method>
-</interface></node>''')
-def call(bus, sender, path, interface, method, arguments, invocation):
-    if method == "GetCapabilities":
-        invocation.return_value(GLib.Variant("(as)", (["body", "body-markup"],)))
-        return
-    values = arguments.unpack()
-    print(repr((values[3], values[4], values[6])), flush=True)
-    invocation.return_value(GLib.Variant("(u)", (1,)))
-def got(bus, name):
-    bus.register_object("/org/freedesktop/Notifications", NODE.interfaces[0], call, None, None)
-Gio.bus_own_name(Gio.BusType.SESSION, "org.freedesktop.Notifications", 0, got,
-                 lambda *_: print("ready", flush=True), None)
-GLib.MainLoop().run()
-"""
-
-
 class TheSystem(Scripts):
     def test_notifications_reach_the_service_of_the_session(self):
         source = 'display notification "a < b & c" with title "T" subtitle "S" sound name "bell"'
         refused = self.osascript(source)
         self.assertEqual(refused.returncode, 1)
         self.assertIn("no notification service", refused.stderr)
-        service = self.desktop.start(["/usr/bin/python3", "-c", _NOTIFICATION_SERVICE], stdout=subprocess.PIPE, text=True)
+        service = self.desktop.start(["/usr/bin/python3", str(APPS / "notifications.py")], stdout=subprocess.PIPE, text=True)
         self.assertEqual(service.stdout.readline(), "ready\n")
         self.assertEqual(self.osascript(source).returncode, 0)
         self.assertEqual(service.stdout.readline(), "('T', 'S\\na &lt; b &amp; c', {'sound-name': 'bell'})\n")

@@ -4,7 +4,6 @@ import json
 import os
 import shlex
 import signal
-import socket
 import subprocess
 import time
 import unittest
@@ -12,7 +11,7 @@ import urllib.error
 import urllib.request
 
 import support
-from agent import binary_path
+from agent import binary_path, free_port
 from private_desktop import PrivateDesktop
 from support import add_desktop_entry, wait_for
 
@@ -25,12 +24,6 @@ ODD_NAME = "o'neil \"[!a]*?\\ $HOME %h é"
 # Where nothing was booted with systemd, its user manager runs once this folder is there; only its own processes
 # see it.
 START_MANAGER = f"mount -t tmpfs none /run && mkdir -p /run/systemd/system && exec {MANAGER} --user"
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
 
 
 class ServiceTest(unittest.TestCase):

@@ -6,13 +6,16 @@ import os
 import resource
 import socket
 import struct
-import threading
+import sys
 import time
 
 import support
 from agent import AgentError
 from breakdown import Breakdown
 from support import announce_overlay, wait_for
+
+sys.path.insert(0, str(support.ROOT / "tests/mcp"))
+from pipes import ScriptedAgent  # noqa: E402
 
 CLOCK_SHIM = os.environ.get("VARKEL_CLOCK_SHIM") or os.path.join(
     support.ROOT, "build/release/tests/desktop/libclock_shim.so")
@@ -96,8 +99,9 @@ class Clock(Breakdown):
         super().setUp()
         self.clock = os.path.join(self.desktop.directory, "clock")
         self.set_clock(0)
-        self.polls = 0
-        self.start_undecided_overlay()
+        # A service whose person never decides.
+        self.overlay = self.enterContext(ScriptedAgent())
+        announce_overlay(self.desktop, self.overlay.port)
 
         def start(command, **options):
             options["env"] = {**options.get("env", {}), "LD_PRELOAD": CLOCK_SHIM, "VARKEL_CLOCK_FILE": self.clock,
@@ -108,23 +112,6 @@ class Clock(Breakdown):
     def set_clock(self, offset):
         with open(self.clock, "r+b" if os.path.exists(self.clock) else "wb") as file:
             file.write(struct.pack("=q", offset))
-
-    def start_undecided_overlay(self):
-        """A service whose person never decides."""
-        service = socket.create_server(("127.0.0.1", 0))
-        self.addCleanup(service.close)
-        announce_overlay(self.desktop, service.getsockname()[1])
-
-        def serve():
-            while True:
-                try:
-                    peer, _ = service.accept()
-                except OSError:
-                    return
-                with peer:
-                    self.polls += peer.recv(65536).startswith(b"GET ")
-                    peer.sendall(b"HTTP/1.1 202 Accepted\r\nContent-Length: 0\r\n\r\n")
-        threading.Thread(target=serve, daemon=True).start()
 
     def granted(self, path, **body):
         """A request whose caller has asked the person itself."""
@@ -139,10 +126,10 @@ class Clock(Breakdown):
 
         for first, then in ((0, 24 * self.HOUR), (24 * self.HOUR, -24 * self.HOUR), (-24 * self.HOUR, 0)):
             self.set_clock(first)
-            self.polls = 0
+            self.overlay.requests.clear()
             shortcut = self.requests.submit(self.granted, "/shortcut", name="Sleep", timeoutMs=1000)
             prompt = self.send("/shortcut", name="Sleep", timeoutMs=1000)
-            wait_for(lambda: self.polls and os.path.exists(note), 20, "both to be waited for")
+            wait_for(lambda: len(self.overlay.requests) > 1 and os.path.exists(note), 20, "both to be waited for")
             os.remove(note)
             self.set_clock(then)
             self.assertGreaterEqual(self.assert_within(6, shortcut, 504).seconds, 1)

@@ -36,7 +36,8 @@ class GtkTarget:
     def __enter__(self):
         # Where nothing else tells of windows, the accessibility bus does.
         bridge = {} if not self._desktop.tells_windows else {"NO_AT_BRIDGE": "1"}
-        self.app = ReportingApp(self._desktop, [os.path.join(_HERE, "keyboard_app.py")], env={**bridge, **self._environment})
+        self.app = ReportingApp(self._desktop, [os.path.join(_HERE, "apps/keyboard_app.py")],
+                                env={**bridge, **self._environment})
         self.process, self.window, self.wait_for = self.app.process, self.app.window, self.app.wait_for
         self._desktop.activate(self.window)
         return self

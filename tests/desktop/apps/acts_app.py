@@ -4,21 +4,20 @@
 Writes one JSON object per line: {"event": "ready"}, "clicked", "pressed" and "released" (with the place on
 the screen), "changed" (an entry's text), "key" (one that the read-only entry got), "committed" (what the keyboard gave
 the bare area, as text), "scrolled" (the list's offset), "dialog" (shown or gone). After the command "stop" or "kill" it
-stops or ends itself in the middle of the next of these, before it reports. Reads commands, one per line: see
-App.COMMANDS. Each is answered with {"event": "done", "command": ...} and what it asks for.
+stops or ends itself in the middle of the next of these, before it reports. Each method of ActsApp is a command.
 """
 
-import json
 import os
 import signal
 import sys
 
+import form
 import gi
+from gtk3_app import App
 
 gi.require_version("Gtk", "3.0")
 gi.require_version("Gdk", "3.0")
-gi.require_version("GLib", "2.0")
-from gi.repository import Gdk, GLib, Gtk  # noqa: E402
+from gi.repository import Gdk, Gtk  # noqa: E402
 
 ROWS = 200
 fault = []  # the signal that it sends itself next
@@ -27,7 +26,7 @@ fault = []  # the signal that it sends itself next
 def report(event, **fields):
     if event in ("clicked", "changed", "committed") and fault:
         os.kill(os.getpid(), fault.pop())
-    print(json.dumps({"event": event, **fields}), flush=True)
+    form.report(event, **fields)
 
 
 class Area(Gtk.DrawingArea):
@@ -56,19 +55,10 @@ class Area(Gtk.DrawingArea):
         return True
 
 
-class App:
+class ActsApp(App):
     def __init__(self, title):
-        self.window = Gtk.Window(title=title)
-        self.window.connect("destroy", Gtk.main_quit)
-        self.box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
-        self.widgets = self.make_widgets()
-        for name, widget in self.widgets.items():
-            widget.get_accessible().set_accessible_id(name)
-            self.box.pack_start(widget, name == "list", name == "list", 0)
-        self.window.add(self.box)
+        super().__init__(title, self.make_widgets())
         self.window.set_default_size(400, 600)
-        self.window.show_all()
-        self.widgets["button"].grab_focus()
 
     def make_widgets(self):
         button = Gtk.Button(label="Count me")
@@ -125,14 +115,7 @@ class App:
         self.question.response(Gtk.ResponseType.CLOSE)
 
     def look(self):
-        window = self.window.get_window()
-        places = {}
-        for name, widget in self.widgets.items():
-            x, y = widget.translate_coordinates(self.window, 0, 0)
-            _, left, top = window.get_origin()
-            size = widget.get_allocation()
-            places[name] = [left + x, top + y, size.width, size.height]
-        return {"places": places, "texts": {name: self.widgets[name].get_text() for name in ("entry", "fixed")},
+        return {**super().look(), "texts": {name: self.widgets[name].get_text() for name in ("entry", "fixed")},
                 "focused": self.window.get_focus() is self.widgets["keys"] and "keys"}
 
     def stop(self):
@@ -141,23 +124,6 @@ class App:
     def kill(self):
         fault.append(signal.SIGKILL)
 
-    COMMANDS = {"stop": stop, "kill": kill, "rename": rename, "insert": insert, "close": close, "look": look}
-
-    def obey(self, _channel, _condition):
-        command = sys.stdin.readline().strip()
-        if not command:
-            return False
-        report("done", command=command, **(self.COMMANDS[command](self) or {}))
-        return True
-
-
-def main():
-    app = App(sys.argv[1] if len(sys.argv) > 1 else "Acts")
-    channel = GLib.IOChannel.unix_new(0)
-    GLib.io_add_watch(channel, GLib.PRIORITY_LOW, GLib.IOCondition.IN | GLib.IOCondition.HUP, app.obey)
-    report("ready")
-    Gtk.main()
-
 
 if __name__ == "__main__":
-    main()
+    ActsApp(sys.argv[1] if len(sys.argv) > 1 else "Acts").run("button")

@@ -9,21 +9,14 @@ import os
 import signal
 import sys
 
+from dbus_interface import interface
 from gi.repository import Gio, GLib
 
 FAULTS = {"stops": signal.SIGSTOP, "dies": signal.SIGKILL}
 ANSWERS_BEFORE_FAULT, BUTTONS = 300, 500
 ROOT = "/org/a11y/atspi/accessible/root"
 APPLICATION_ROLE, BUTTON_ROLE = 75, 43
-ACCESSIBLE = """
-<node><interface name="org.a11y.atspi.Accessible">
-  <property name="Name" type="s" access="read"/>
-  <property name="ChildCount" type="i" access="read"/>
-  <method name="GetChildren"><arg type="a(so)" direction="out"/></method>
-  <method name="GetRole"><arg type="u" direction="out"/></method>
-  <method name="GetState"><arg type="au" direction="out"/></method>
-  <method name="GetInterfaces"><arg type="as" direction="out"/></method>
-</interface></node>"""
+METHODS = {"GetChildren": ">a(so)", "GetRole": ">u", "GetState": ">au", "GetInterfaces": ">as"}
 
 
 class Application:
@@ -36,7 +29,7 @@ class Application:
         self.bus = Gio.DBusConnection.new_for_address_sync(
             address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION)
         self.name = self.bus.get_unique_name()
-        accessible = Gio.DBusNodeInfo.new_for_xml(ACCESSIBLE).interfaces[0]
+        accessible = interface("org.a11y.atspi.Accessible", METHODS, {"Name": "s", "ChildCount": "i"})
         self.buttons = [(self.name, f"{ROOT}/{number}") for number in range(BUTTONS)]
         for path in (ROOT, *(path for _, path in self.buttons)):
             self.bus.register_object(path, accessible, self.answer, self.property, None)

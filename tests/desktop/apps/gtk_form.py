@@ -37,14 +37,7 @@ class GtkForm(Form):
             self.window.connect("destroy", lambda _: loop.quit())
             self.window.show_all()
         self.widgets["entry"].grab_focus()
-        GLib.io_add_watch(GLib.IOChannel.unix_new(sys.stdin.fileno()), GLib.PRIORITY_DEFAULT, GLib.IOCondition.IN,
-                          self.on_input)
-
-    def on_input(self, *_):
-        line = sys.stdin.readline()
-        if line:
-            self.obey(line)
-        return bool(line)
+        self.obey_in_glib()
 
     @staticmethod
     def make_widgets():

@@ -1,19 +1,14 @@
 #!/usr/bin/python3
-"""A GTK window whose widgets the tests know. Usage: known_widgets.py REPORT [TITLE]
+"""A GTK window whose widgets the tests know. Usage: known_widgets.py TITLE"""
 
-REPORT is a file that holds, as JSON, the rectangle on the screen of every named widget, as the window system has
-it, kept up to date while the window lives.
-"""
-
-import json
-import os
 import sys
 
 import gi
+from form import FRUIT
+from gtk3_app import App
 
 gi.require_version("Gtk", "3.0")
-gi.require_version("GLib", "2.0")
-from gi.repository import GLib, Gtk  # noqa: E402
+from gi.repository import Gtk  # noqa: E402
 
 SECRET = "correct horse battery staple"
 
@@ -45,7 +40,7 @@ def combo_box():
 
 def list_box():
     box = Gtk.ListBox()
-    for text in ("Apples", "Pears", "Plums"):
+    for text in FRUIT:
         box.add(Gtk.Label(label=text))
     return box
 
@@ -76,43 +71,5 @@ def widgets():
     }
 
 
-def rectangle(window, widget):
-    x, y = widget.translate_coordinates(window, 0, 0)
-    _, left, top = window.get_window().get_origin()
-    size = widget.get_allocation()
-    return {"x": left + x, "y": top + y, "width": size.width, "height": size.height}
-
-
-class Report:
-    def __init__(self, path, window, named):
-        self._path, self._window, self._named, self._last = path, window, named, None
-
-    def write(self):
-        now = {name: rectangle(self._window, widget) for name, widget in self._named.items()}
-        if now != self._last:
-            with open(self._path + ".new", "w", encoding="utf-8") as file:
-                json.dump(now, file)
-            os.replace(self._path + ".new", self._path)
-            self._last = now
-        return GLib.SOURCE_CONTINUE
-
-
-def main():
-    window = Gtk.Window(title=sys.argv[2] if len(sys.argv) > 2 else "Known widgets")
-    window.connect("destroy", Gtk.main_quit)
-    box = Gtk.Box(orientation=Gtk.Orientation.VERTICAL)
-    named = widgets()
-    for widget in named.values():
-        box.add(widget)
-    named["save"].get_accessible().set_accessible_id("save-button")
-    window.add(box)
-    window.show_all()
-    named["entry"].grab_focus()
-    report = Report(sys.argv[1], window, named)
-    # The window manager may still move the window; looking every so often is simpler than every signal.
-    GLib.timeout_add(50, report.write)
-    Gtk.main()
-
-
 if __name__ == "__main__":
-    main()
+    App(sys.argv[1], widgets(), {"save": "save-button"}).run("entry")

@@ -11,41 +11,18 @@ import gi
 
 gi.require_version("Gio", "2.0")
 gi.require_version("GLib", "2.0")
+from dbus_interface import interface  # noqa: E402
 from gi.repository import Gio, GLib  # noqa: E402
 
 PATH = "/org/freedesktop/portal/desktop"
-XML = """<node>
- <interface name="org.freedesktop.portal.Screenshot">
-  <method name="Screenshot"><arg type="s" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="o" direction="out"/></method>
-  <property name="version" type="u" access="read"/>
- </interface>
- <interface name="org.freedesktop.portal.ScreenCast">
-  <method name="SelectSources"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="o" direction="out"/></method>
-  <property name="version" type="u" access="read"/>
- </interface>
- <interface name="org.freedesktop.portal.RemoteDesktop">
-  <method name="CreateSession"><arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method>
-  <method name="SelectDevices"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="o" direction="out"/></method>
-  <method name="Start"><arg type="o" direction="in"/><arg type="s" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="o" direction="out"/></method>
-  <method name="NotifyKeyboardKeysym"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="i" direction="in"/><arg type="u" direction="in"/></method>
-  <method name="NotifyKeyboardKeycode"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="i" direction="in"/><arg type="u" direction="in"/></method>
-  <method name="NotifyPointerButton"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="i" direction="in"/><arg type="u" direction="in"/></method>
-  <method name="NotifyPointerAxisDiscrete"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="u" direction="in"/><arg type="i" direction="in"/></method>
-  <method name="NotifyPointerMotionAbsolute"><arg type="o" direction="in"/><arg type="a{sv}" direction="in"/>
-   <arg type="u" direction="in"/><arg type="d" direction="in"/><arg type="d" direction="in"/></method>
-  <property name="version" type="u" access="read"/>
- </interface>
-</node>"""
-SESSION_XML = """<node><interface name="org.freedesktop.portal.Session"><method name="Close"/>
- <property name="version" type="u" access="read"/></interface></node>"""
+INTERFACES = {
+    "Screenshot": {"Screenshot": "sa{sv}>o"},
+    "ScreenCast": {"SelectSources": "oa{sv}>o"},
+    "RemoteDesktop": {
+        "CreateSession": "a{sv}>o", "SelectDevices": "oa{sv}>o", "Start": "osa{sv}>o", "NotifyKeyboardKeysym": "oa{sv}iu",
+        "NotifyKeyboardKeycode": "oa{sv}iu", "NotifyPointerButton": "oa{sv}iu", "NotifyPointerAxisDiscrete": "oa{sv}ui",
+        "NotifyPointerMotionAbsolute": "oa{sv}udd"},
+}
 MUTTER = "org.gnome.Mutter.RemoteDesktop"
 
 
@@ -53,13 +30,14 @@ class Portal:
     def __init__(self, bus, picture, answer, version):
         self.bus, self.picture, self.answer, self.version = bus, picture, answer, version
         self.mutter = None
-        for interface in Gio.DBusNodeInfo.new_for_xml(XML).interfaces:
-            bus.register_object(PATH, interface, self.on_call, lambda *_: GLib.Variant("u", self.version), None)
+        for name, methods in INTERFACES.items():
+            described = interface("org.freedesktop.portal." + name, methods, {"version": "u"})
+            bus.register_object(PATH, described, self.on_call, lambda *_: GLib.Variant("u", self.version), None)
 
     def tell(self, **fields):
         print(json.dumps({"event": "portal", **fields}), flush=True)
 
-    def on_call(self, _bus, sender, _path, interface, method, arguments, invocation):
+    def on_call(self, _bus, sender, _path, _interface, method, arguments, invocation):
         given = arguments.unpack()
         if method.startswith("Notify"):
             self.play(method, given[2:])
@@ -85,8 +63,8 @@ class Portal:
 
     def CreateSession(self, me, options):
         session = f"{PATH}/session/{me}/{options['session_handle_token']}"
-        interface = Gio.DBusNodeInfo.new_for_xml(SESSION_XML).interfaces[0]
-        self.bus.register_object(session, interface, lambda *_: None, lambda *_: GLib.Variant("u", 1), None)
+        described = interface("org.freedesktop.portal.Session", {"Close": ""}, {"version": "u"})
+        self.bus.register_object(session, described, lambda *_: None, lambda *_: GLib.Variant("u", 1), None)
         return {"session_handle": GLib.Variant("s", session)}
 
     def Start(self, _me, _options):

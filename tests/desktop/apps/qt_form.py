@@ -30,15 +30,9 @@ class QtForm(Form):
         page.setLayout(layout)
         self.window.setCentralWidget(page)
         self.input = QtCore.QSocketNotifier(sys.stdin.fileno(), QtCore.QSocketNotifier.Type.Read)
-        self.input.activated.connect(self.on_input)
+        self.input.activated.connect(lambda *_: self.input.setEnabled(self.on_input()))
         self.window.show()
         self.widgets["entry"].setFocus()
-
-    def on_input(self, *_):
-        line = sys.stdin.readline()
-        if line:
-            self.obey(line)
-        self.input.setEnabled(bool(line))
 
     @staticmethod
     def make_widgets():

@@ -4,21 +4,15 @@ Writes one JSON object per line: {"event": "ready"}, every key press and release
 button press with its position, every scroll. Reads commands, one per line: "look" answers with the text that the
 entry holds, "clear" empties it."""
 
-import json
 import math
 import os
-import sys
 
 import gi
+from form import Form, report
 
 gi.require_version("Gtk", "3.0")
 gi.require_version("Gdk", "3.0")
-gi.require_version("GLib", "2.0")
-from gi.repository import Gdk, GLib, Gtk  # noqa: E402
-
-
-def report(event, **fields):
-    print(json.dumps({"event": event, **fields}), flush=True)
+from gi.repository import Gdk, Gtk  # noqa: E402
 
 
 def on_key(_widget, event, kind):
@@ -45,13 +39,15 @@ def on_scroll(_widget, event):
     return True
 
 
-def obey(_channel, _condition, entry):
-    command = sys.stdin.readline().strip()
-    if command == "clear":
-        entry.set_text("")
-    if command:
-        report("done", command=command, text=entry.get_text())
-    return bool(command)
+class KeyboardApp(Form):
+    def __init__(self, entry):
+        self.entry = entry
+
+    def look(self):
+        return {"text": self.entry.get_text()}
+
+    def clear(self):
+        self.entry.set_text("")
 
 
 def main():
@@ -74,8 +70,7 @@ def main():
     window.add(box)
     window.show_all()
     entry.grab_focus()
-    GLib.io_add_watch(GLib.IOChannel.unix_new(0), GLib.PRIORITY_LOW, GLib.IOCondition.IN | GLib.IOCondition.HUP, obey,
-                      entry)
+    KeyboardApp(entry).obey_in_glib()
     report("ready")
     Gtk.main()
 
