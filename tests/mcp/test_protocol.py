@@ -22,26 +22,20 @@ class Protocol(unittest.TestCase):
         return message["error"]["code"]
 
     def test_lines_that_are_no_requests(self):
-        for line, code, identifier in (
-                (b"{", PARSE_ERROR, None),
-                (b'{"jsonrpc":"2.0","id":1,"method":"ping"', PARSE_ERROR, None),
-                (b'{"jsonrpc":"2.0","id":1,"method":"\xff"}', PARSE_ERROR, None),
-                (b"[" * 500, PARSE_ERROR, None),
-                (b"\0", PARSE_ERROR, None),
-                (b"7", INVALID_REQUEST, None),
-                (b'[{"jsonrpc":"2.0","id":1,"method":"ping"}]', INVALID_REQUEST, None),
-                (b'{"id":1,"method":"ping"}', INVALID_REQUEST, 1),
-                (b'{"jsonrpc":"1.0","id":"a","method":"ping"}', INVALID_REQUEST, "a"),
-                (b'{"jsonrpc":"2.0","id":1}', INVALID_REQUEST, 1),
-                (b'{"jsonrpc":"2.0","id":1,"method":7}', INVALID_REQUEST, 1),
-                (b'{"jsonrpc":"2.0","id":null,"method":"ping"}', INVALID_REQUEST, None),
-                (b'{"jsonrpc":"2.0","id":1.5,"method":"ping"}', INVALID_REQUEST, None),
-                (b'{"jsonrpc":"2.0","id":{},"method":"ping"}', INVALID_REQUEST, None),
-                (b'{"jsonrpc":"2.0","id":1,"method":"ping","params":[]}', INVALID_PARAMS, 1)):
+        lines = {
+            (PARSE_ERROR, None): (b"{", b'{"jsonrpc":"2.0","id":1,"method":"ping"', b"[" * 500, b"\0",
+                                  b'{"jsonrpc":"2.0","id":1,"method":"\xff"}'),
+            (INVALID_REQUEST, None): (b"7", b'[{"jsonrpc":"2.0","id":1,"method":"ping"}]',
+                                      *(b'{"jsonrpc":"2.0","id":%s,"method":"ping"}' % each for each in (b"null", b"1.5", b"{}"))),
+            (INVALID_REQUEST, 1): (b'{"id":1,"method":"ping"}', b'{"jsonrpc":"2.0","id":1}',
+                                   b'{"jsonrpc":"2.0","id":1,"method":7}'),
+            (INVALID_REQUEST, "a"): (b'{"jsonrpc":"1.0","id":"a","method":"ping"}',),
+            (INVALID_PARAMS, 1): (b'{"jsonrpc":"2.0","id":1,"method":"ping","params":[]}',)}
+        for expected, line in ((expected, line) for expected, group in lines.items() for line in group):
             with self.subTest(line[:60]):
                 self.bridge.write(line + b"\n")
                 answer = self.bridge.read()
-                self.assertEqual((self.error(answer), answer.get("id")), (code, identifier))
+                self.assertEqual((self.error(answer), answer.get("id")), expected)
                 self.assertNotEqual(answer.get("id", "absent"), None, "the clients take no id that is null")
 
     def test_what_is_never_answered(self):
