@@ -12,6 +12,7 @@ _KEYMAP = b"""xkb_keymap {
 xkb_keycodes { include "evdev+aliases(qwerty)" }; xkb_types { include "complete" }; xkb_compat { include "complete" };
 xkb_symbols { include "pc+us+inet(evdev)" }; };\0"""
 _DISPLAY, _LEFT_BUTTON = 1, 0x110
+_ALT, _ALT_BIT = 56, 8
 
 
 def _text(value):
@@ -83,11 +84,11 @@ class Devices(_Client):
     """Those that compositors lend which are built on sway's library. They are unplugged with close()."""
 
     def _plug_in(self):
+        # Some compositors have no seat before the first device.
+        self._mouse = self._make(self._bind("zwlr_virtual_pointer_manager_v1"), 0, struct.pack("=I", 0))
+        self._synchronise()
         seat = struct.pack("=I", self._bind("wl_seat"))
-        mice = self._bind("zwlr_virtual_pointer_manager_v1")
-        keyboards = self._bind("zwp_virtual_keyboard_manager_v1")
-        self._mouse = self._make(mice, 0, seat)
-        self._keyboard = self._make(keyboards, 0, seat)
+        self._keyboard = self._make(self._bind("zwp_virtual_keyboard_manager_v1"), 0, seat)
         self._send_keymap()
 
     def click(self, x, y, width, height):
@@ -97,6 +98,16 @@ class Devices(_Client):
         for pressed in (1, 0):
             self._send(self._mouse, 2, struct.pack("=3I", _now(), _LEFT_BUTTON, pressed))
             self._send(self._mouse, 4)
+        self._synchronise()
+
+    def press_with_alt(self, key):
+        """Presses a key, by its number in the kernel, while Alt is held."""
+        self._send(self._keyboard, 1, struct.pack("=3I", _now(), _ALT, 1))
+        self._send(self._keyboard, 2, struct.pack("=4I", _ALT_BIT, 0, 0, 0))
+        for pressed in (1, 0):
+            self._send(self._keyboard, 1, struct.pack("=3I", _now(), key, pressed))
+        self._send(self._keyboard, 1, struct.pack("=3I", _now(), _ALT, 0))
+        self._send(self._keyboard, 2, struct.pack("=4I", 0, 0, 0, 0))
         self._synchronise()
 
     def _send_keymap(self):

@@ -32,12 +32,23 @@ class WindowSearch {
 
     void askState(pid_t pid, AtspiReference window) {
         auto call = newAtspiCall(bus_, window.busName.c_str(), window.path.c_str(), AtspiCall::getState);
-        bus_.call(std::move(call),
-                  [this, pid, window = std::move(window)](CallOutcome, sd_bus_message* reply) {
-                      const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
-                      if (!states) return;
-                      found_.push_back(
-                          {pid, window, states->has(AtspiState::active), states->has(AtspiState::showing)});
+        bus_.call(
+            std::move(call), [this, pid, window = std::move(window)](CallOutcome, sd_bus_message* reply) {
+                const auto states = reply == nullptr ? std::nullopt : readAtspiStates(reply);
+                if (!states) return;
+                found_.push_back(
+                    {pid, window, {}, states->has(AtspiState::active), states->has(AtspiState::showing)});
+                askTitle(found_.size() - 1);
+            });
+    }
+
+    void askTitle(std::size_t index) {
+        const AtspiReference& window = found_[index].window;
+        bus_.call(newAtspiCall(bus_, window.busName.c_str(), window.path.c_str(), AtspiCall::getName),
+                  [this, index](CallOutcome, sd_bus_message* reply) {
+                      const char* title = nullptr;
+                      if (reply != nullptr && sd_bus_message_read(reply, "v", "s", &title) > 0)
+                          found_[index].title = title;
                   });
     }
 

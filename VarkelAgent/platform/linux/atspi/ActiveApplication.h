@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/linux/atspi/AtspiBus.h"
@@ -14,6 +15,7 @@ namespace varkel {
 struct AccessibleTopLevel {
     pid_t process = 0;
     AtspiReference window;
+    std::string title;
     bool active = false;
     bool showing = false;
 };

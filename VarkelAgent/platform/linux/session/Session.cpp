@@ -6,11 +6,13 @@
 #include "platform/linux/input/X11EventPoster.h"
 #include "platform/linux/wayland/AccessibleWindowSystem.h"
 #include "platform/linux/wayland/FakeInput.h"
+#include "platform/linux/wayland/ForeignToplevels.h"
 #include "platform/linux/wayland/KWinWindowSystem.h"
 #include "platform/linux/wayland/RemoteDesktop.h"
 #include "platform/linux/wayland/RemoteEventPoster.h"
 #include "platform/linux/wayland/SwayIPC.h"
 #include "platform/linux/wayland/SwayWindowSystem.h"
+#include "platform/linux/wayland/ToplevelWindowSystem.h"
 #include "platform/linux/wayland/WaylandConnection.h"
 #include "platform/linux/wayland/WaylandEventPoster.h"
 #include "platform/linux/wayland/WlrootsWindowSystem.h"
@@ -35,6 +37,8 @@ std::optional<Session> openWlroots(AtspiBus& bus) {
     const auto deadline = std::chrono::steady_clock::now() + greetingLimit;
     if (!connection.connect(deadline) || !WaylandEventPoster::isOffered(connection)) return std::nullopt;
     if (SwayIPC::isNamed()) return withOwnDevices(std::make_unique<SwayWindowSystem>());
+    if (ForeignToplevels::isOffered(connection))
+        return withOwnDevices(std::make_unique<ToplevelWindowSystem>(bus));
     return withOwnDevices(std::make_unique<WlrootsWindowSystem>(bus));
 }
 

@@ -1,9 +1,7 @@
 #include "platform/linux/wayland/AccessibleWindowSystem.h"
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -11,6 +9,7 @@
 #include "platform/linux/wayland/Portal.h"
 #include "platform/linux/wayland/RemoteDesktop.h"
 #include "platform/linux/wayland/SessionBus.h"
+#include "platform/linux/wayland/ToplevelOwner.h"
 
 namespace varkel {
 
@@ -40,21 +39,6 @@ WindowId idOf(const AtspiReference& window) {
 milliseconds left(std::chrono::steady_clock::time_point deadline) {
     const auto time = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now());
     return std::max(time, milliseconds(0));
-}
-
-/// The names of the program that a process runs and, where that is an interpreter, of what it interprets.
-std::pair<std::string, std::string> programsOf(pid_t process) {
-    constexpr std::array<std::string_view, 5> interpreters{"python", "perl", "gjs", "sh", "bash"};
-    std::ifstream file("/proc/" + std::to_string(process) + "/cmdline", std::ios::binary);
-    std::string path;
-    std::string argument;
-    std::getline(file, path, '\0');
-    std::getline(file, argument, '\0');
-    std::string program = std::filesystem::path(path).filename().string();
-    const bool interprets = std::ranges::any_of(
-        interpreters, [&program](std::string_view each) { return program.starts_with(each); });
-    if (!interprets || argument.starts_with('-')) argument.clear();
-    return {std::move(program), std::filesystem::path(argument).filename().string()};
 }
 
 }  // namespace
@@ -91,7 +75,7 @@ std::optional<KeyFocus> AccessibleWindowSystem::keyFocus(Clock::time_point deadl
         focus.window = idOf(front_->window);
         focus.process = front_->process;
     }
-    if (Clock::now() < meantUntil_) focus.meant = meant_;
+    focus.activation = activationOf(meant_, meantUntil_, focus.process);
     return focus;
 }
 
@@ -102,7 +86,7 @@ std::optional<std::vector<ClientWindow>> AccessibleWindowSystem::clientWindows()
                           [](const AccessibleTopLevel& each) { return !each.active; });
     std::vector<ClientWindow> windows;
     for (const AccessibleTopLevel& each : found) {
-        auto [program, script] = programsOf(each.process);
+        auto [program, script] = programNamesOf(each.process);
         windows.push_back({idOf(each.window), each.process, std::move(program), std::move(script), {}});
     }
     return windows;

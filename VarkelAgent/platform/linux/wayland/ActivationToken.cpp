@@ -30,4 +30,10 @@ std::optional<std::string> requestActivationToken(std::chrono::steady_clock::tim
     return text;
 }
 
+std::vector<std::string> activationEnvironment(std::chrono::steady_clock::time_point deadline) {
+    const auto token = requestActivationToken(deadline);
+    if (!token) return {};
+    return {"XDG_ACTIVATION_TOKEN=" + *token, "DESKTOP_STARTUP_ID=" + *token};
+}
+
 }  // namespace varkel

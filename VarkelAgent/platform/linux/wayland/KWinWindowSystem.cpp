@@ -212,7 +212,7 @@ std::optional<KeyFocus> KWinWindowSystem::keyFocus(Clock::time_point deadline) {
         focus.xwayland = known->back().xwayland;
     }
     const std::unique_lock lock(mutex_, deadline);
-    if (lock.owns_lock() && Clock::now() < meantUntil_) focus.meant = meant_;
+    if (lock.owns_lock()) focus.activation = activationOf(meant_, meantUntil_, focus.process);
     return focus;
 }
 

@@ -10,6 +10,16 @@
 
 namespace varkel {
 
+/// How it stands with an application that was asked a moment ago to come to the front, and whose the keys are
+/// to be: none was, it has not come, or it has.
+enum class Activation { none, awaited, done };
+
+inline Activation activationOf(std::optional<pid_t> asked, std::chrono::steady_clock::time_point until,
+                               std::optional<pid_t> inFront) {
+    if (!asked || std::chrono::steady_clock::now() >= until) return Activation::none;
+    return asked == inFront ? Activation::done : Activation::awaited;
+}
+
 /// Who gets the keys now.
 struct KeyFocus {
     /// 0 when no window of an application does.
@@ -17,8 +27,7 @@ struct KeyFocus {
     std::optional<pid_t> process;
     /// An X11 program's window.
     bool xwayland = false;
-    /// The process that was asked to come to the front a moment ago, and whose the keys are to be.
-    std::optional<pid_t> meant;
+    Activation activation = Activation::none;
     /// Another number than before says that the keymap which was set may have been replaced.
     std::uint64_t keyboardChanges = 0;
 };

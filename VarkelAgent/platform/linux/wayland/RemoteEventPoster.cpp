@@ -190,7 +190,7 @@ KeyFocus RemoteEventPoster::awaitReceiver(Deadline deadline) {
         std::this_thread::sleep_for(frontPoll);
         focus = askFocus(deadline);
     }
-    while (focus.meant && focus.process != focus.meant) {
+    while (focus.activation == Activation::awaited) {
         if (until.passed())
             throw EventError("The application that the keys are for did not come to the front.");
         std::this_thread::sleep_for(frontPoll);

@@ -1,13 +1,12 @@
 #include "platform/linux/wayland/SwayWindowSystem.h"
 
-#include <screencopy-v1-client.h>
-
 #include <algorithm>
 #include <mutex>
 #include <thread>
 #include <utility>
 
 #include "platform/linux/wayland/ActivationToken.h"
+#include "platform/linux/wayland/Screencopy.h"
 #include "platform/linux/wayland/WaylandEventPoster.h"
 
 namespace varkel {
@@ -65,7 +64,7 @@ std::optional<KeyFocus> SwayWindowSystem::keyFocus(Clock::time_point deadline) {
         focus.process = view->window.process;
         focus.xwayland = view->xwayland;
     }
-    if (Clock::now() < meantUntil_) focus.meant = meant_;
+    focus.activation = activationOf(meant_, meantUntil_, focus.process);
     focus.keyboardChanges = watcher_.keyboardChanges();
     return focus;
 }
@@ -141,9 +140,7 @@ ProcessWindows SwayWindowSystem::screenWindowsOf(pid_t process) {
 }
 
 bool SwayWindowSystem::isScreenReadable() {
-    WaylandConnection connection;
-    return connection.connect(Clock::now() + patience) &&
-           connection.offers(zwlr_screencopy_manager_v1_interface.name);
+    return isScreencopyOffered(Clock::now() + patience);
 }
 
 std::vector<std::string> SwayWindowSystem::describeSession() {
@@ -163,9 +160,7 @@ std::vector<std::string> SwayWindowSystem::describeSession() {
 }
 
 std::vector<std::string> SwayWindowSystem::launchEnvironment() {
-    const auto token = requestActivationToken(Clock::now() + patience);
-    if (!token) return {};
-    return {"XDG_ACTIVATION_TOKEN=" + *token, "DESKTOP_STARTUP_ID=" + *token};
+    return activationEnvironment(Clock::now() + patience);
 }
 
 void SwayWindowSystem::waitUntilEventsAreRead(std::chrono::milliseconds limit) {

@@ -18,6 +18,8 @@ class UnreadEvents {
     /// Looks among the process's sockets for its connection to the compositor that listens at `path`.
     UnreadEvents(pid_t process, const std::string& path);
 
+    bool isConnected() const { return socket_.has_value(); }
+
     /// In bytes; nothing when the system does not tell, as of a process with a network of its own.
     std::optional<std::size_t> bytes() const;
 

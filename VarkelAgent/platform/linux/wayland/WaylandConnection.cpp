@@ -98,6 +98,13 @@ bool WaylandConnection::readOnce(Clock::time_point deadline) {
     return wl_display_read_events(display_) >= 0 && wl_display_dispatch_pending(display_) >= 0;
 }
 
+void WaylandConnection::takeEvents() {
+    if (display_ == nullptr || wl_display_dispatch_pending(display_) < 0) return;
+    pollfd socket{wl_display_get_fd(display_), POLLIN, 0};
+    if (poll(&socket, 1, 0) > 0 && (socket.revents & POLLIN) != 0)
+        readOnce(Clock::now() + std::chrono::milliseconds(1));
+}
+
 bool WaylandConnection::offers(std::string_view interface) const {
     return std::ranges::any_of(globals_, [&](const Global& each) { return each.interface == interface; });
 }

@@ -49,6 +49,9 @@ class WaylandConnection {
     /// Takes in what the compositor sends until `done` is true. False when that did not happen in time.
     bool dispatchUntil(const std::function<bool()>& done, Clock::time_point deadline);
 
+    /// Takes in what the compositor has sent until now. Does not block.
+    void takeEvents();
+
     /// Whether the compositor offers an interface.
     bool offers(std::string_view interface) const;
 

@@ -1,10 +1,8 @@
 #include "platform/linux/wayland/WlrootsWindowSystem.h"
 
-#include <screencopy-v1-client.h>
-
 #include <chrono>
 
-#include "platform/linux/wayland/WaylandConnection.h"
+#include "platform/linux/wayland/Screencopy.h"
 
 namespace varkel {
 
@@ -15,9 +13,7 @@ constexpr std::chrono::milliseconds patience{1000};
 }  // namespace
 
 bool WlrootsWindowSystem::isScreenReadable() {
-    WaylandConnection connection;
-    return connection.connect(std::chrono::steady_clock::now() + patience) &&
-           connection.offers(zwlr_screencopy_manager_v1_interface.name);
+    return isScreencopyOffered(std::chrono::steady_clock::now() + patience);
 }
 
 std::vector<std::string> WlrootsWindowSystem::describeSession() {

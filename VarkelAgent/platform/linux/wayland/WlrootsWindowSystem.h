@@ -7,8 +7,8 @@
 
 namespace varkel {
 
-/// The windows of a compositor that lends a keyboard and a pointer but has no socket of sway's: what the
-/// accessibility bus knows. No window is brought to the front.
+/// The windows of a compositor that lends a keyboard and a pointer, but neither lists windows nor has a
+/// socket of sway's: what the accessibility bus knows. No window is brought to the front.
 class WlrootsWindowSystem : public AccessibleWindowSystem {
   public:
     using AccessibleWindowSystem::AccessibleWindowSystem;
