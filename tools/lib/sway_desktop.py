@@ -16,7 +16,7 @@ import wayland_devices
 from private_desktop import DesktopError, wait_for
 from wayland_desktop import WaylandDesktop
 
-_RUN_COMMAND, _GET_TREE = 0, 4
+_RUN_COMMAND, _GET_OUTPUTS, _GET_TREE = 0, 3, 4
 
 
 class SwayDesktop(WaylandDesktop):
@@ -89,8 +89,16 @@ class SwayDesktop(WaylandDesktop):
     def move(self, window, x, y):
         self.command(f"[con_id={window}] move absolute position {x} {y}")
 
+    def layout(self):
+        """The rectangle that holds all outputs, as (x, y, width, height)."""
+        areas = [output["rect"] for output in self.ask(_GET_OUTPUTS)]
+        left, top = min(area["x"] for area in areas), min(area["y"] for area in areas)
+        return (left, top, max(area["x"] + area["width"] for area in areas) - left,
+                max(area["y"] + area["height"] for area in areas) - top)
+
     def click(self, x, y):
-        self._devices.click(x, y, *self._size)
+        left, top, width, height = self.layout()
+        self._devices.click(x - left, y - top, width, height)
 
     def set_layout(self, layout):
         self.command(f"input * xkb_layout \"{layout}\"")

@@ -85,12 +85,50 @@ Channels channelsOf(std::uint32_t format) {
     throw ScreenError("The compositor's images are in a format that cannot be read.");
 }
 
+/// How a row and a column of the layout lie in the image of an output that is turned.
+struct Orientation {
+    /// Columns of the layout are rows of the image.
+    bool onItsSide;
+    bool fromTheRight;
+    bool fromBelow;
+};
+
+/// By the numbers that wl_output has for it.
+Orientation orientationOf(std::int32_t transform) {
+    switch (transform) {
+        case WL_OUTPUT_TRANSFORM_90:
+            return {true, false, true};
+        case WL_OUTPUT_TRANSFORM_180:
+            return {false, true, true};
+        case WL_OUTPUT_TRANSFORM_270:
+            return {true, true, false};
+        case WL_OUTPUT_TRANSFORM_FLIPPED:
+            return {false, true, false};
+        case WL_OUTPUT_TRANSFORM_FLIPPED_90:
+            return {true, false, false};
+        case WL_OUTPUT_TRANSFORM_FLIPPED_180:
+            return {false, false, true};
+        case WL_OUTPUT_TRANSFORM_FLIPPED_270:
+            return {true, true, true};
+        default:
+            return {false, false, false};
+    }
+}
+
 /// Writes an output's image to its place in the whole one. Where the output has more pixels than units, each
 /// unit gets the mean of its pixels.
 class Painter {
   public:
-    Painter(const Frame& frame, std::span<const std::uint8_t> bytes)
-        : frame_(frame), bytes_(bytes), channels_(channelsOf(frame.format)) {}
+    /// `shown`: what the frame shows.
+    Painter(const Frame& frame, std::span<const std::uint8_t> bytes, const ScreenArea& shown,
+            std::int32_t transform)
+        : frame_(frame),
+          bytes_(bytes),
+          shown_(shown),
+          channels_(channelsOf(frame.format)),
+          orientation_(orientationOf(transform)) {
+        if ((frame.flags & upsideDown) != 0) orientation_.fromBelow = !orientation_.fromBelow;
+    }
 
     void paint(const ScreenArea& part, ScreenImage& image) const {
         for (int y = 0; y < part.height; ++y) {
@@ -99,7 +137,8 @@ class Painter {
             const auto before = static_cast<std::size_t>(row) * static_cast<std::size_t>(image.area.width) +
                                 static_cast<std::size_t>(column);
             std::uint8_t* to = &image.pixels[before * 3];
-            for (int x = 0; x < part.width; ++x, to += 3) paintUnit(part, x, y, to);
+            for (int x = 0; x < part.width; ++x, to += 3)
+                paintUnit(part.x - shown_.x + x, part.y - shown_.y + y, to);
         }
     }
 
@@ -109,7 +148,12 @@ class Painter {
         std::size_t end;
     };
 
-    static Range range(int at, int units, std::uint32_t pixels) {
+    static Range range(int at, int units, std::uint32_t pixels, bool fromTheEnd) {
+        const Range range = rangeFromTheStart(at, units, pixels);
+        return fromTheEnd ? Range{pixels - range.end, pixels - range.begin} : range;
+    }
+
+    static Range rangeFromTheStart(int at, int units, std::uint32_t pixels) {
         const auto scaled = [&](int place) {
             return static_cast<std::size_t>(place) * pixels / static_cast<std::size_t>(units);
         };
@@ -117,15 +161,22 @@ class Painter {
         return {begin, std::clamp<std::size_t>(scaled(at + 1), begin + 1, pixels)};
     }
 
-    void paintUnit(const ScreenArea& part, int x, int y, std::uint8_t* to) const {
-        const Range columns = range(x, part.width, frame_.width);
-        const Range rows = range(y, part.height, frame_.height);
+    void paintUnit(int x, int y, std::uint8_t* to) const {
+        if (orientation_.onItsSide) {
+            mean(range(y, shown_.height, frame_.width, orientation_.fromTheRight),
+                 range(x, shown_.width, frame_.height, orientation_.fromBelow), to);
+        } else {
+            mean(range(x, shown_.width, frame_.width, orientation_.fromTheRight),
+                 range(y, shown_.height, frame_.height, orientation_.fromBelow), to);
+        }
+    }
+
+    void mean(const Range& columns, const Range& rows, std::uint8_t* to) const {
         std::size_t red = 0;
         std::size_t green = 0;
         std::size_t blue = 0;
         for (std::size_t row = rows.begin; row < rows.end; ++row) {
-            const std::size_t line = (frame_.flags & upsideDown) != 0 ? frame_.height - 1 - row : row;
-            const std::uint8_t* at = &bytes_[line * frame_.stride + columns.begin * bytesPerPixel];
+            const std::uint8_t* at = &bytes_[row * frame_.stride + columns.begin * bytesPerPixel];
             for (std::size_t column = columns.begin; column < columns.end; ++column, at += bytesPerPixel) {
                 red += at[channels_.red];
                 green += at[channels_.green];
@@ -140,7 +191,9 @@ class Painter {
 
     const Frame& frame_;
     std::span<const std::uint8_t> bytes_;
+    ScreenArea shown_;
     Channels channels_;
+    Orientation orientation_;
 };
 
 /// One image of a screen: its connection lives as long as it takes.
@@ -176,13 +229,18 @@ class Capture {
 
     static ScreenError lost() { return ScreenError("The Wayland compositor gave no image of the screen."); }
 
+    /// `part` of an output goes to its place in the image. Of one that is turned all is taken: compositors on
+    /// wlroots 0.15 take another part of it than they are asked for.
     void takeOutput(const WaylandOutputs::Output& output, const ScreenArea& part, ScreenImage& image) {
+        const LayoutArea& all = output.area;
+        const bool isTurned = output.transform != WL_OUTPUT_TRANSFORM_NORMAL;
+        const ScreenArea shown = isTurned ? ScreenArea{all.x, all.y, all.width, all.height} : part;
         Frame frame;
         constexpr int withoutPointer = 0;
         const WaylandPtr<zwlr_screencopy_frame_v1, zwlr_screencopy_frame_v1_destroy> request(
             zwlr_screencopy_manager_v1_capture_output_region(screencopy_.get(), withoutPointer, output.output,
-                                                             part.x - output.area.x, part.y - output.area.y,
-                                                             part.width, part.height));
+                                                             shown.x - all.x, shown.y - all.y, shown.width,
+                                                             shown.height));
         zwlr_screencopy_frame_v1_add_listener(request.get(), &listener, &frame);
         wait(frame, frame.described);
         if (!frame.isSane()) throw lost();
@@ -197,7 +255,7 @@ class Capture {
             static_cast<std::int32_t>(frame.stride), frame.format));
         zwlr_screencopy_frame_v1_copy(request.get(), buffer.get());
         wait(frame, frame.ready);
-        Painter(frame, shared.bytes()).paint(part, image);
+        Painter(frame, shared.bytes(), shown, output.transform).paint(part, image);
     }
 
     void wait(const Frame& frame, const bool& done) {

@@ -24,6 +24,25 @@ void takeSize(void* output, zxdg_output_v1* /*logical*/, std::int32_t width, std
 void ignoreDone(void* /*output*/, zxdg_output_v1* /*logical*/) {}
 void ignoreText(void* /*output*/, zxdg_output_v1* /*logical*/, const char* /*text*/) {}
 
+void takeGeometry(void* output, wl_output* /*object*/, std::int32_t /*x*/, std::int32_t /*y*/,
+                  std::int32_t /*width*/, std::int32_t /*height*/, std::int32_t /*subpixel*/,
+                  const char* /*make*/, const char* /*model*/, std::int32_t transform) {
+    static_cast<WaylandOutputs::Output*>(output)->transform = transform;
+}
+void ignoreMode(void* /*output*/, wl_output* /*object*/, std::uint32_t /*flags*/, std::int32_t /*width*/,
+                std::int32_t /*height*/, std::int32_t /*refresh*/) {}
+void ignoreEnd(void* /*output*/, wl_output* /*object*/) {}
+void ignoreScale(void* /*output*/, wl_output* /*object*/, std::int32_t /*scale*/) {}
+
+constexpr wl_output_listener outputListener{takeGeometry, ignoreMode, ignoreEnd,
+                                            ignoreScale,  nullptr,    nullptr};
+
+/// What is only destroyed stays with the compositor as long as the connection does.
+void release(wl_output* output) {
+    if (wl_output_get_version(output) >= WL_OUTPUT_RELEASE_SINCE_VERSION) return wl_output_release(output);
+    wl_output_destroy(output);
+}
+
 constexpr zxdg_output_v1_listener listener{takePosition, takeSize, ignoreDone, ignoreText, ignoreText};
 
 }  // namespace
@@ -41,9 +60,11 @@ bool WaylandOutputs::load(WaylandConnection& connection, std::chrono::steady_clo
     clear();
     manager_ = connection.bind<zxdg_output_manager_v1>(zxdg_output_manager_v1_interface, 2);
     if (manager_ == nullptr) return false;
-    for (wl_output* output : connection.bindAll<wl_output>(wl_output_interface, 1)) {
+    for (wl_output* output :
+         connection.bindAll<wl_output>(wl_output_interface, WL_OUTPUT_RELEASE_SINCE_VERSION)) {
         Output& entry = outputs_.emplace_back();
         entry.output = output;
+        wl_output_add_listener(output, &outputListener, &entry);
         entry.logical = zxdg_output_manager_v1_get_xdg_output(manager_, output);
         zxdg_output_v1_add_listener(entry.logical, &listener, &entry);
     }
@@ -53,7 +74,7 @@ bool WaylandOutputs::load(WaylandConnection& connection, std::chrono::steady_clo
 void WaylandOutputs::clear() {
     for (const Output& each : outputs_) {
         if (each.logical != nullptr) zxdg_output_v1_destroy(each.logical);
-        if (each.output != nullptr) wl_output_destroy(each.output);
+        if (each.output != nullptr) release(each.output);
     }
     outputs_.clear();
     if (manager_ != nullptr) zxdg_output_manager_v1_destroy(std::exchange(manager_, nullptr));

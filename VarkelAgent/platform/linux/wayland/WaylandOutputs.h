@@ -30,6 +30,8 @@ class WaylandOutputs {
         wl_output* output = nullptr;
         zxdg_output_v1* logical = nullptr;
         LayoutArea area;
+        /// How it is turned, as wl_output has it.
+        std::int32_t transform = 0;
     };
 
     WaylandOutputs() = default;
