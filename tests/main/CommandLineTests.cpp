@@ -19,12 +19,9 @@ TEST(CommandLine, EndsAtTheFirstArgumentThatEndsTheProgram) {
     };
     check(Outcome::run, {{}, {"--token", "--help"}, {"foo", "--Help"}});
     check(Outcome::usage, {{"--help"}, {"-h", "--port"}, {"--port", "8080", "--help"}});
-    check(Outcome::usageError, {{"--port", "abc", "--help"},
-                                {"--port", "--help"},
-                                {"--port"},
-                                {"--token"},
-                                {"--token-file"},
-                                {"--executable-path"}});
+    check(Outcome::usageError, {{"--port", "abc", "--help"}, {"--port", "--help"}});
+    for (const char* option : {"--port", "--token", "--token-file", "--executable-path"})
+        check(Outcome::usageError, {{option}});
 }
 
 TEST(CommandLine, KeepsTheLastOfEachAndTheDefaultsOfTheRest) {

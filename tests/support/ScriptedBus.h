@@ -56,7 +56,6 @@ class WireWriter {
 /// A method call that came in.
 struct ScriptedCall {
     std::string path;
-    std::string interface;
     std::string member;
     std::string body;
     /// By which connection, counted from 0 in the order in which they came.
