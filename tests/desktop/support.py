@@ -3,6 +3,7 @@
 import hashlib
 import json
 import os
+import subprocess
 import sys
 import unittest
 from pathlib import Path
@@ -97,6 +98,11 @@ class DesktopTest(unittest.TestCase):
 
     def post(self, path, seconds=30.0, **body):
         return self.agent.request("POST", path, body, seconds)
+
+    def run_tool(self, *command):
+        """What a program that has to succeed on the desktop prints."""
+        return subprocess.run([*map(str, command)], env=self.desktop.environment, check=True, capture_output=True,
+                              text=True, timeout=30).stdout
 
     def windows(self):
         with self.desktop.x() as display:

@@ -4,7 +4,6 @@ What happened is what the applications say, and what the X server shows."""
 
 import os
 import signal
-import subprocess
 
 import support
 from support import APPS, DesktopTest, add_desktop_entry, wait_for
@@ -48,8 +47,7 @@ class Activation(DesktopTest):
             with open(self.log, encoding="utf-8") as file:
                 return file.read()
         wait_for(lambda: '"name": "Escape"' in text(), 20, "the key to reach the launched application")
-        pid = int(subprocess.run(["xdotool", "getactivewindow", "getwindowpid"], env=self.desktop.environment,
-                                 capture_output=True, text=True, check=True).stdout)
+        pid = int(self.run_tool("xdotool", "getactivewindow", "getwindowpid"))
         os.kill(pid, signal.SIGKILL)
         wait_for(lambda: not os.path.exists(f"/proc/{pid}"), 20, "the application to leave no zombie")
         wait_for(lambda: not self.windows(), 20, "the window to go")

@@ -4,7 +4,6 @@ import json
 import os
 import re
 import stat
-import subprocess
 from concurrent.futures import ThreadPoolExecutor
 
 import support
@@ -46,13 +45,9 @@ class Consent(DesktopTest):
 
     def sides_of_frame(self):
         """The windows that mark the target."""
-        done = subprocess.run(["xwininfo", "-root", "-tree"], env=self.desktop.environment, check=True, capture_output=True,
-                              text=True, timeout=20)
-        found = re.findall(r'"Varkel marks".* (\d+)x(\d+)\S+ +\+(\d+)\+(\d+)$', done.stdout, re.MULTILINE)
+        found = re.findall(r'"Varkel marks".* (\d+)x(\d+)\S+ +\+(\d+)\+(\d+)$',
+                           self.run_tool("xwininfo", "-root", "-tree"), re.MULTILINE)
         return sorted((int(x), int(y), int(width), int(height)) for width, height, x, y in found)
-
-    def xdotool(self, *arguments):
-        subprocess.run(["xdotool", *map(str, arguments)], env=self.desktop.environment, check=True, timeout=20)
 
     def granted_by_the_caller(self):
         """The headers of a caller that has asked the person itself."""
@@ -106,17 +101,17 @@ class Consent(DesktopTest):
         self.ask("/ax/click", elementId=self.find_one(identifier="entry")["id"])
         wait_for_button(self.agent, self.overlay, "Allow")
         active = self.active_window()
-        self.xdotool("key", "Tab", "Tab", "Tab")
-        self.xdotool("type", "typed meanwhile")
+        self.run_tool("xdotool", "key", "Tab", "Tab", "Tab")
+        self.run_tool("xdotool", "type", "typed meanwhile")
         self.app.wait_for("changed", widget="entry", text="typed meanwhile")
         self.press("Deny")
         self.assertEqual(self.active_window(), active)
-        self.xdotool("type", " and after")
+        self.run_tool("xdotool", "type", " and after")
         self.app.wait_for("changed", widget="entry", text="typed meanwhile and after")
 
     def test_synthetic_events_do_not_answer(self):
         # The target is where the prompt goes elsewhere, so that it comes to lie at the bottom.
-        self.xdotool("windowmove", self.app.window, 850, 5)
+        self.run_tool("xdotool", "windowmove", self.app.window, 850, 5)
         wait_for(lambda: self.find_one(identifier="button")["frame"]["x"] > 800, 10, "the window to move")
         pending = self.click_button()
         x, y = middle_of(wait_for_button(self.agent, self.overlay, "Allow"))
@@ -124,12 +119,12 @@ class Consent(DesktopTest):
         with self.desktop.x() as display:
             for _ in range(10):
                 display.click(x, y)
-        self.xdotool("mousemove", x, y, "click", "--window", self.prompt_window(), 1)
+        self.run_tool("xdotool", "mousemove", x, y, "click", "--window", self.prompt_window(), 1)
         for key in ("Return", "space", "alt+a", "Tab"):
-            self.xdotool("key", "--window", self.prompt_window(), key)
+            self.run_tool("xdotool", "key", "--window", self.prompt_window(), key)
         # The agent's own click, on an element that lies below the button.
         places = self.app.do("look")["places"]["even area"]
-        self.xdotool("windowmove", self.app.window, x - 10 - (places[0] - 850), y - 10 - (places[1] - 5))
+        self.run_tool("xdotool", "windowmove", self.app.window, x - 10 - (places[0] - 850), y - 10 - (places[1] - 5))
         self.desktop.activate(self.app.window)
         wait_for(lambda: self.lies_at(self.find_one(identifier="even area"), x, y), 10, "the area below the button")
         under = self.find_one(identifier="even area")
@@ -162,9 +157,7 @@ class Consent(DesktopTest):
         return 0 < x - frame["x"] < frame["width"] and 0 < y - frame["y"] < frame["height"]
 
     def prompt_window(self):
-        found = subprocess.run(["xdotool", "search", "--name", "^Varkel asks$"], env=self.desktop.environment, check=True,
-                               capture_output=True, text=True, timeout=20)
-        return found.stdout.split()[-1]
+        return self.run_tool("xdotool", "search", "--name", "^Varkel asks$").split()[-1]
 
     def actions_of_buttons(self):
         """How many actions the accessibility interface has for each of the prompt's buttons."""
@@ -176,9 +169,7 @@ class Consent(DesktopTest):
                   "    if each.get_role_name() == 'push button' and each.get_process_id() == int(sys.argv[1]):\n"
                   "        found[each.get_name()] = each.get_n_actions() if each.get_action_iface() else 0\n"
                   "print(json.dumps(found))")
-        done = subprocess.run(["/usr/bin/python3", "-c", script, str(self.overlay.pid)], env=self.desktop.environment,
-                              check=True, capture_output=True, text=True, timeout=30)
-        return json.loads(done.stdout)
+        return json.loads(self.run_tool("/usr/bin/python3", "-c", script, self.overlay.pid))
 
     def test_an_application_is_allowed_for_a_while(self):
         first, second = self.click_button(), self.ask("/keystrokes", keys=["space"])

@@ -9,7 +9,6 @@ import re
 import select
 import signal
 import socket
-import subprocess
 import urllib.parse
 import urllib.request
 from pathlib import Path
@@ -68,7 +67,7 @@ class InspectorTest(DesktopTest):
     def start_chosen(self, title):
         """An application that the page has taken, as a person has it do who works the page first."""
         app = ReportingApp(self.desktop, [str(APPS / "acts_app.py"), title])
-        self.xdotool("windowmove", app.window, 0, 0)
+        self.run_tool("xdotool", "windowmove", app.window, 0, 0)
         self.desktop.activate(self.browser)
         self.press("Choose the application")
         self.shown("Bring the application to the front")
@@ -78,9 +77,6 @@ class InspectorTest(DesktopTest):
         self.desktop.activate(self.browser)
         tree = self.tree(app.pid)
         return app, tree, support.find(tree, label="Count me")
-
-    def xdotool(self, *arguments):
-        subprocess.run(["xdotool", *map(str, arguments)], env=self.desktop.environment, check=True)
 
     def select(self, count=1, **query):
         """Finds an element with the page's search line and selects it."""
@@ -144,7 +140,7 @@ class InspectorTest(DesktopTest):
             self.point(place[0] - 20 + step, place[1])
         self.assertEqual(rows(), before)
         self.point(*place)
-        self.xdotool("click", 1)
+        self.run_tool("xdotool", "click", 1)
         self.assertEqual(self.selected(), button["id"])
         self.assertEqual(rows(), before)
 
@@ -165,7 +161,7 @@ class InspectorTest(DesktopTest):
         self.shown(r"Count me no more \(score [01]\.\d\d\)$")
 
     def point(self, x, y):
-        self.xdotool("mousemove", round(x), round(y))
+        self.run_tool("xdotool", "mousemove", round(x), round(y))
 
 
 class StartOfTheBrowser(DesktopTest):
