@@ -1,6 +1,5 @@
 #include "platform/linux/wayland/WaylandEventPoster.h"
 
-#include <foreign-toplevel-v1-client.h>
 #include <sys/mman.h>
 #include <unicode/unistr.h>
 #include <unistd.h>
@@ -121,7 +120,7 @@ void WaylandEventPoster::connect(Clock::time_point deadline) {
     keyboard_ = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(keyboards.get(), seat_);
     pointer_ = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(pointers.get(), seat_);
     sendKeymap();
-    toplevels_.open(connection_, deadline);
+    hold_.open(seat_, deadline);
     synchronise(deadline);
     if (!hadBoth) awaitDevicesKnown();
 }
@@ -140,8 +139,7 @@ void WaylandEventPoster::takeCapabilities(void* self, wl_seat* /*seat*/, std::ui
 void WaylandEventPoster::ignoreName(void* /*self*/, wl_seat* /*seat*/, const char* /*name*/) {}
 
 void WaylandEventPoster::disconnect() {
-    receiver_.reset();
-    toplevels_.clear();
+    hold_.clear();
     outputs_.clear();
     if (keyboard_ != nullptr) zwp_virtual_keyboard_v1_destroy(std::exchange(keyboard_, nullptr));
     if (pointer_ != nullptr) zwlr_virtual_pointer_v1_destroy(std::exchange(pointer_, nullptr));
@@ -230,8 +228,7 @@ void WaylandEventPoster::postKeyDown(const CGEvent& event, Clock::time_point dea
         const KeyFocus focus = askFocus(deadline);
         const bool strayed =
             std::ranges::any_of(texts_, [&focus](const Text& text) { return text.window != focus.window; });
-        if (strayed || !findReceiver(focus, deadline))
-            throw EventError("Another window has come to the front.");
+        if (strayed || !holdKeys(focus, deadline)) throw EventError("Another window has come to the front.");
         bind(keysym, focus, deadline);
         press(keysym, modifiersOf(event.flags, holdsShift), deadline);
     }
@@ -251,58 +248,32 @@ void WaylandEventPoster::awaitReading(const KeyFocus& focus) {
     }
 }
 
-/// Finds out which of the compositor's list is the window that a text or an activation is for, so that keys
-/// can be held to it. It may be that something else than a window has the keyboard as a text begins: then
-/// that is to keep it. False when another one has it.
-bool WaylandEventPoster::findReceiver(const KeyFocus& focus, Clock::time_point deadline) {
-    const bool isMeant = focus.activation == Activation::done;
-    if (!toplevels_.isOpen() || (texts_.empty() && !isMeant)) {
-        receiver_.reset();
+/// False when another window than a text or an activation is for has the keyboard.
+bool WaylandEventPoster::holdKeys(const KeyFocus& focus, Clock::time_point deadline) {
+    if (texts_.empty() && focus.activation != Activation::done) {
+        hold_.release();
         return true;
     }
-    connection_.takeEvents();
-    const auto hasKeyboard = [this] { return toplevels_.activatedId() == receiver_->toplevel; };
-    if (receiver_ && receiver_->window == focus.window && (receiver_->toplevel != 0 || !isMeant)) {
-        // What is known may be as old as the last key.
-        if (!hasKeyboard()) synchronise(deadline);
-        return hasKeyboard();
-    }
-    synchronise(deadline);
-    const WindowId activated = toplevels_.activatedId();
-    const std::uint64_t before = toplevels_.changes();
-    const KeyFocus again = askFocus(deadline);
-    synchronise(deadline);
-    // Both have told of the same window only if nothing has changed meanwhile.
-    if (again.window != focus.window || toplevels_.changes() != before) return false;
-    receiver_ = Receiver{focus.window, activated};
-    return activated != 0 || !isMeant;
+    const auto isHeld = hold_.holdTo(focus, focus_, deadline);
+    if (isHeld) return *isHeld;
+    disconnect();
+    throw lost();
 }
 
-/// All of it is sent at once, so that nothing can leave the key down. The compositor carries out what it
-/// reads at once from one program without a look at others: a window that is activated in the same message
-/// gets the key, also when another one has come to the front since it was looked.
+/// All of it is sent at once, so that nothing can leave the key down.
 void WaylandEventPoster::press(xkb_keysym_t keysym, std::uint32_t modifiers, Clock::time_point deadline) {
     const auto stroke = keymap_.find(keysym);
     if (!stroke) return;
-    const std::uint64_t before = toplevels_.changes();
-    const ForeignToplevels::Toplevel* receiver = receiver_ ? toplevels_.find(receiver_->toplevel) : nullptr;
-    if (receiver != nullptr) zwlr_foreign_toplevel_handle_v1_activate(receiver->handle, seat_);
+    hold_.beforeKey();
     const std::uint32_t held = modifiers | (stroke->shift ? shiftBit : 0U);
     if (held != 0) zwp_virtual_keyboard_v1_modifiers(keyboard_, held, 0, 0, 0);
     zwp_virtual_keyboard_v1_key(keyboard_, now(), stroke->key, WL_KEYBOARD_KEY_STATE_PRESSED);
     zwp_virtual_keyboard_v1_key(keyboard_, now(), stroke->key, WL_KEYBOARD_KEY_STATE_RELEASED);
     if (held != 0) zwp_virtual_keyboard_v1_modifiers(keyboard_, 0, 0, 0, 0);
     synchronise(deadline);
-    if (receiver != nullptr && toplevels_.changes() != before) giveBackFront(receiver_->toplevel, deadline);
-}
-
-/// Another window had come to the front, and the key has taken it from there.
-void WaylandEventPoster::giveBackFront(WindowId taker, Clock::time_point deadline) {
-    const WindowId last = toplevels_.lastDeactivated();
-    const ForeignToplevels::Toplevel* other = toplevels_.find(last);
-    if (other == nullptr || last == taker || toplevels_.activatedId() != taker) return;
-    zwlr_foreign_toplevel_handle_v1_activate(other->handle, seat_);
-    synchronise(deadline);
+    if (hold_.afterKey(deadline)) return;
+    disconnect();
+    throw lost();
 }
 
 /// Sees to it that the keysym has a key, and those that a text brings next, as far as they fit.
@@ -365,7 +336,7 @@ std::unique_ptr<TextAnnouncement> WaylandEventPoster::announceText(std::string_v
     std::unique_lock lock(mutex_);
     planned.window = awaitReceiver(Clock::now() + postLimit).window;
     awaitOtherTexts(lock, planned.window);
-    if (texts_.empty()) receiver_.reset();
+    if (texts_.empty()) hold_.release();
     return std::make_unique<Announcement>(*this, texts_.insert(texts_.end(), std::move(planned)));
 }
 

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "platform/EventPoster.h"
-#include "platform/linux/wayland/ForeignToplevels.h"
 #include "platform/linux/wayland/KeyFocus.h"
+#include "platform/linux/wayland/KeyHold.h"
 #include "platform/linux/wayland/OwnKeymap.h"
 #include "platform/linux/wayland/UnreadEvents.h"
 #include "platform/linux/wayland/WaylandConnection.h"
@@ -53,13 +53,6 @@ class WaylandEventPoster : public EventPoster {
         WindowId window = 0;
     };
 
-    /// The window that keys are held to, by both of its names. The compositor's list has none, 0, for what is
-    /// no application's.
-    struct Receiver {
-        WindowId window = 0;
-        WindowId toplevel = 0;
-    };
-
     void connect(Clock::time_point deadline);
     void disconnect();
     void synchronise(Clock::time_point deadline);
@@ -72,8 +65,7 @@ class WaylandEventPoster : public EventPoster {
     void moveTo(CGPoint point);
     void turnWheel(std::uint32_t axis, std::int32_t steps, Clock::time_point deadline);
     void postKeyDown(const CGEvent& event, Clock::time_point deadline);
-    bool findReceiver(const KeyFocus& focus, Clock::time_point deadline);
-    void giveBackFront(WindowId taker, Clock::time_point deadline);
+    bool holdKeys(const KeyFocus& focus, Clock::time_point deadline);
     void press(xkb_keysym_t keysym, std::uint32_t modifiers, Clock::time_point deadline);
     void bind(xkb_keysym_t keysym, const KeyFocus& focus, Clock::time_point deadline);
     void sendKeymap();
@@ -98,8 +90,7 @@ class WaylandEventPoster : public EventPoster {
     unsigned pressesUntilLook_ = 0;
     WaylandConnection connection_;
     WaylandOutputs outputs_;
-    ForeignToplevels toplevels_;
-    std::optional<Receiver> receiver_;
+    KeyHold hold_{connection_};
     wl_seat* seat_ = nullptr;
     /// By wl_seat.
     std::uint32_t capabilities_ = 0;
