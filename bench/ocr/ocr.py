@@ -3,16 +3,19 @@
 
 usage: tools/bench ocr [BUILD_DIR] [--rounds N] [--seeds FIRST COUNT]
        tools/bench ocr [BUILD_DIR] --sizes
+       tools/bench ocr [BUILD_DIR] --cost [--beside BUILD_DIR] [--rounds N]
 
 BUILD_DIR is where the project was built (default: build/release). For each set of screens (`data/ocr`,
 `data/ocr/more`, which was made later, and screens that draw.py draws at random, which are also reported by their
 scale) prints the figures that score.py defines and the seconds per picture: of this project with no lines remembered,
 with the picture seen before, and of the program as users run it (its default page mode, psm 3) and in its best mode for
 screens (page scaled twice, psm 11). Times are the fastest of N rounds; other work on the machine adds to them, so
-compare the ratios. The program's peak memory is its own, measured for its largest picture. Also prints the seconds
-and memory for one picture of 3840x2160.
+compare the ratios. The program's peak memory is its own, measured for its largest picture. Also prints what --cost does.
 
 Seeds 1 to 200 are for work on the recognition; the default is from 1000 up, where single pictures are not looked at.
+
+--cost prints instead the seconds, processor seconds and memory for one picture of 3840x2160 and for those of 1280x900,
+of one build or, in turns, of two: processor seconds say more than seconds where other work is going on.
 
 --sizes prints instead the share of plain lines read exactly for each size of letters, beside the program's (psm 6).
 """
@@ -112,22 +115,37 @@ def measure(title, data, build, rounds, scales=None):
         print(f'{"":34} the program as users run it takes {ratio:.2f} times as long', flush=True)
 
 
-def measure_large(build, rounds):
-    """The time and memory for an image of 3840x2160 that is full of small letters."""
-    images = [path for path in sorted((DATA / 'images').glob('*.png')) if png_size(path) == (1280, 900)]
+def draw_large(images, target):
+    """An image of 3840x2160 that is full of small letters: nine screens, one of them twice."""
+    large = cairo.ImageSurface(cairo.FORMAT_RGB24, 3840, 2160)
+    context = cairo.Context(large)
+    for i in range(9):
+        source = cairo.ImageSurface.create_from_png(str(images[i % len(images)]))
+        context.set_source_surface(source, i % 3 * 1280, i // 3 * 720)
+        context.rectangle(i % 3 * 1280, i // 3 * 720, 1280, 720)
+        context.fill()
+    large.write_to_png(str(target))
+
+
+def measure_cost(builds, rounds):
+    """Seconds, processor seconds and memory of each build in turns, so that they meet the same machine."""
+    standard = [path for path in sorted((DATA / 'images').glob('*.png')) if png_size(path) == (1280, 900)]
     with tempfile.TemporaryDirectory() as directory:
         base = pathlib.Path(directory)
-        target = cairo.ImageSurface(cairo.FORMAT_RGB24, 3840, 2160)
-        context = cairo.Context(target)
-        for i in range(9):
-            source = cairo.ImageSurface.create_from_png(str(images[i % len(images)]))
-            context.set_source_surface(source, i % 3 * 1280, i // 3 * 720)
-            context.rectangle(i % 3 * 1280, i // 3 * 720, 1280, 720)
-            context.fill()
-        target.write_to_png(str(base / 'large.png'))
-        cold = ours(build, [base / 'large.png'], base / 'ours', 0, rounds)
-        lines = len(json.loads((base / 'ours' / 'large.json').read_text())['results'])
-    print(f'== 3840x2160: {lines} lines in {cold["seconds"]["large"]:.2f} s, peak memory {cold["peak_mib"]} MiB', flush=True)
+        large = base / 'large.png'
+        draw_large(standard, large)
+        for title, images, remembered in (('3840x2160', [large], 0), ('3840x2160, what repeats read once', [large], 4096),
+                                          (f'{len(standard)} of 1280x900', standard, 0)):
+            print(f'== {title}: with the loading of the models, fastest of {rounds}')
+            turns = [[ours(build, images, base / str(i), remembered, 1) for i, build in enumerate(builds)]
+                     for _ in range(rounds)]
+            for i, (build, runs) in enumerate(zip(builds, zip(*turns))):
+                lines = sum(len(json.loads((base / str(i) / f'{image.stem}.json').read_text())['results'])
+                            for image in images)
+                print(f'{str(build):34} {lines} lines, '
+                      f'{min(statistics.mean(run["seconds"].values()) for run in runs):.2f} s an image, '
+                      f'{min(run["cpu"] for run in runs):.2f} processor seconds for all, '
+                      f'peak memory {max(run["peak_mib"] for run in runs)} MiB', flush=True)
 
 
 def measure_sizes(build):
@@ -154,13 +172,18 @@ def main():
     parser.add_argument('--rounds', type=int, default=2)
     parser.add_argument('--seeds', type=int, nargs=2, metavar=('FIRST', 'COUNT'), default=(1000, 40))
     parser.add_argument('--sizes', action='store_true')
+    parser.add_argument('--cost', action='store_true')
+    parser.add_argument('--beside', type=pathlib.Path, action='append', default=[])
     arguments = parser.parse_args()
+    if arguments.cost:
+        measure_cost([arguments.build, *arguments.beside], arguments.rounds)
+        return
     if arguments.sizes:
         measure_sizes(arguments.build)
         return
     for data in (DATA, DATA / 'more'):
         measure(data.relative_to(HERE.parent), data, arguments.build, arguments.rounds)
-    measure_large(arguments.build, arguments.rounds)
+    measure_cost([arguments.build], arguments.rounds)
     with tempfile.TemporaryDirectory() as directory:
         first, count = arguments.seeds
         scales = dict(draw.draw_screen(seed, pathlib.Path(directory)) for seed in range(first, first + count))

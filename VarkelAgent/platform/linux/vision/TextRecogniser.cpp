@@ -59,6 +59,14 @@ double shareWithin(const PixelBox& box, const PixelBox& other) {
     return width * height / (static_cast<double>(box.width()) * box.height());
 }
 
+/// Whether another reading of what the white copy has here would hardly bring more: a line that has the same
+/// place in both stands on no photograph.
+bool isReadAlready(const PixelBox& box, const RecognisedLine& line) {
+    constexpr double same = 0.85;
+    const double share = shareWithin(box, line.box);
+    return (share > 0.5 && line.confidence >= doubtful) || std::min(share, shareWithin(line.box, box)) > same;
+}
+
 /// Puts a line in the place of what was read there less surely, or only in part.
 void takeIfBetter(RecognisedLine line, std::vector<RecognisedLine>& lines) {
     constexpr float surer = 0.1F;
@@ -133,9 +141,8 @@ bool TextRecogniser::readWhiteLines(const PixelPlanes& image, std::vector<Recogn
     const Pyramid pyramid(white);
     std::vector<DetectedLine> lines = detectLines(pyramid, deadline);
     std::erase_if(lines, [&](const DetectedLine& line) {
-        return std::any_of(found.begin(), found.end(), [&](const RecognisedLine& one) {
-            return one.confidence >= doubtful && shareWithin(line.boxInImage(), one.box) > 0.5;
-        });
+        return std::any_of(found.begin(), found.end(),
+                           [&](const RecognisedLine& one) { return isReadAlready(line.boxInImage(), one); });
     });
     auto more = readLines(pyramid, std::move(lines), deadline, cancelled);
     if (!more) return false;
