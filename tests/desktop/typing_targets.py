@@ -4,6 +4,7 @@ import os
 import subprocess
 import time
 
+from private_desktop import wait_for
 from reporting import ReportingApp
 
 _HERE = os.path.dirname(os.path.abspath(__file__))
@@ -69,6 +70,7 @@ class FormTarget:
                                             self._file.path], env={"GSK_RENDERER": "cairo"}, stdin=subprocess.PIPE, text=True)
         self.window = self._desktop.wait_for_window(self.process, 60)
         self._desktop.activate(self.window)
+        wait_for(self._file.is_there, 30, "the window to come to the front")
         return self
 
     def __exit__(self, *_):
@@ -88,6 +90,9 @@ class FileTarget:
 
     def __init__(self, path):
         self.path = path
+
+    def is_there(self):
+        return os.path.exists(self.path)
 
     def text(self):
         try:

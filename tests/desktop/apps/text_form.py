@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""A window with a text area, whose text is soon in a file. Usage: text_form.py gtk3|gtk4|qt5|qt6 FILE
+"""A window with a text area, whose text is in a file soon after it has come to the front. Usage: text_form.py gtk3|gtk4|qt5|qt6 FILE
 
 A line on the standard input empties it."""
 
@@ -51,6 +51,7 @@ def run_gtk(path, version):
             text.set_text("")
         return bool(line)
     text.connect("changed", changed)
+    window.connect("notify::is-active", lambda *_: window.is_active() and changed(text))
     GLib.io_add_watch(GLib.IOChannel.unix_new(0), GLib.PRIORITY_LOW, GLib.IOCondition.IN, obey)
     GLib.MainLoop().run()
 
@@ -71,6 +72,7 @@ def run_qt(path, binding):
             notifier.setEnabled(False)
     notifier = core.QSocketNotifier(0, core.QSocketNotifier.Type.Read)
     notifier.activated.connect(obey)
+    application.focusWindowChanged.connect(lambda window: window and timer.start())
     area.resize(500, 300)
     area.show()
     (application.exec_ if binding == "PyQt5" else application.exec)()

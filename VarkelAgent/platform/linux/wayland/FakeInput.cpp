@@ -23,16 +23,8 @@ enum Axis : std::uint32_t { verticalAxis = 0, horizontalAxis = 1 };
 constexpr int wheelStep = 10;
 constexpr std::int32_t maxWheelSteps = 1000;
 
-/// Layouts have four levels, some eight.
-constexpr xkb_level_index_t allLevels = 8;
-/// The numbers of XKB count from 8 on.
-constexpr xkb_keycode_t xkbOffset = 8;
-
 /// How long applications get to notice a keyboard on a desktop that had none.
 constexpr std::chrono::milliseconds noticingTime{300};
-
-/// The keys whose modifiers choose characters.
-constexpr std::array<xkb_keysym_t, 2> levelKeys{XKB_KEY_Shift_L, XKB_KEY_ISO_Level3_Shift};
 
 WaylandConnection::Clock::time_point when(Deadline deadline) {
     return WaylandConnection::Clock::now() + deadline.left();
@@ -54,7 +46,7 @@ bool FakeInput::isOffered(Deadline deadline) {
 bool FakeInput::open(Deadline deadline) {
     if (!isOffered(deadline)) throw NotLent("Plasma does not let this program press keys.");
     if (devices_ != nullptr) return false;
-    const bool hadKeyboard = SeatKeymap::ask(deadline).has_value();
+    const bool hadKeyboard = seat_.current(deadline) != nullptr;
     devices_ = connection_.bind<org_kde_kwin_fake_input>(org_kde_kwin_fake_input_interface, neededVersion);
     if (devices_ == nullptr || org_kde_kwin_fake_input_get_version(devices_) < neededVersion) {
         disconnect();
@@ -79,8 +71,8 @@ void FakeInput::complete(Deadline deadline) {
 }
 
 void FakeInput::readLayout(Deadline deadline) {
-    layouts_ = SeatKeymap::ask(deadline);
-    layout_ = layouts_ && layouts_->layouts() > 1 ? activeLayout(deadline) : 0;
+    layouts_ = seat_.current(deadline);
+    layout_ = layouts_ != nullptr && layouts_->layouts() > 1 ? activeLayout(deadline) : 0;
 }
 
 /// The one that the person has switched to.
@@ -92,30 +84,19 @@ xkb_layout_index_t FakeInput::activeLayout(Deadline deadline) {
     return answer && sd_bus_message_read(answer.message.get(), "u", &layout) > 0 ? layout : 0;
 }
 
-/// How to get a keysym in the layout that is active; nothing when no key gives it.
-std::optional<FakeInput::Stroke> FakeInput::find(xkb_keysym_t keysym) const {
-    const auto key = layouts_ ? layouts_->find(keysym, layout_, allLevels) : std::nullopt;
-    if (!key) return std::nullopt;
-    Stroke stroke{key->code - xkbOffset, {}};
-    xkb_mod_mask_t left = layouts_->modifiersOf(*key, layout_);
-    for (const xkb_keysym_t each : levelKeys) {
-        const auto modifier = layouts_->find(each, layout_, 1);
-        const xkb_mod_mask_t bits = modifier ? layouts_->modifiersPressedBy(modifier->code) : 0;
-        if (bits == 0 || (left & bits) != bits) continue;
-        stroke.modifierKeys.push_back(modifier->code - xkbOffset);
-        left &= ~bits;
-    }
-    return left == 0 ? std::optional(std::move(stroke)) : std::nullopt;
+std::optional<SeatKeymap::Stroke> FakeInput::find(xkb_keysym_t keysym) const {
+    return layouts_ == nullptr ? std::nullopt : layouts_->stroke(keysym, layout_);
 }
 
 void FakeInput::press(xkb_keysym_t keysym, std::span<const xkb_keysym_t> modifiers, Deadline deadline) {
     if (devices_ == nullptr) complete(deadline);
     // Shortcuts go by the place of the key where the layout has other letters, and modifiers have theirs.
-    const auto onPlace = [](xkb_keysym_t each) -> std::optional<Stroke> {
+    const auto onPlace = [](xkb_keysym_t each) -> std::optional<SeatKeymap::Stroke> {
         const auto place = OwnKeymap().find(each);
         constexpr std::uint32_t shiftKey = 42;
         if (!place) return std::nullopt;
-        return Stroke{place->key, place->shift ? std::vector{shiftKey} : std::vector<std::uint32_t>()};
+        return SeatKeymap::Stroke{place->key,
+                                  place->shift ? std::vector{shiftKey} : std::vector<std::uint32_t>()};
     };
     const auto onKey = find(keysym);
     const auto stroke = onKey ? onKey : onPlace(keysym);

@@ -29,13 +29,7 @@ class FakeInput : public InputDevices {
     void turnWheel(std::int32_t vertical, std::int32_t horizontal, Deadline deadline) override;
 
   private:
-    /// Keys by their numbers in the kernel.
-    struct Stroke {
-        std::uint32_t key = 0;
-        std::vector<std::uint32_t> modifierKeys;
-    };
-
-    std::optional<Stroke> find(xkb_keysym_t keysym) const;
+    std::optional<SeatKeymap::Stroke> find(xkb_keysym_t keysym) const;
     xkb_layout_index_t activeLayout(Deadline deadline);
     void disconnect();
     void complete(Deadline deadline);
@@ -43,7 +37,9 @@ class FakeInput : public InputDevices {
     SessionBus bus_;
     WaylandConnection connection_;
     org_kde_kwin_fake_input* devices_ = nullptr;
-    std::optional<SeatKeymap> layouts_;
+    SeatLayouts seat_;
+    /// Those of the seat, null when they are not known.
+    const SeatKeymap* layouts_ = nullptr;
     xkb_layout_index_t layout_ = 0;
 };
 

@@ -19,6 +19,7 @@ constexpr xkb_level_index_t reachableLevels = 3;
 constexpr std::int32_t maxWheelSteps = 1000;
 enum Axis : std::uint32_t { verticalAxis = 0, horizontalAxis = 1 };
 
+/// What a key is named by: its keysym, or its number in the kernel.
 constexpr const char* byKeysym = "NotifyKeyboardKeysym";
 constexpr const char* byNumber = "NotifyKeyboardKeycode";
 
@@ -39,26 +40,44 @@ void RemoteDesktop::introduce(Deadline deadline) {
 }
 
 void RemoteDesktop::readLayout(Deadline deadline) {
-    layout_ = SeatKeymap::ask(deadline);
+    layouts_ = seat_.current(deadline);
 }
 
 bool RemoteDesktop::hasKey(xkb_keysym_t keysym) {
-    return layout_ && layout_->findInAll(keysym, reachableLevels);
+    if (isOneLayout()) return layouts_->stroke(keysym, 0).has_value();
+    return layouts_ != nullptr && layouts_->findInAll(keysym, reachableLevels);
 }
 
-void RemoteDesktop::press(xkb_keysym_t keysym, std::span<const xkb_keysym_t> modifiers, Deadline deadline) {
-    const auto onKey = layout_ ? layout_->findInAll(keysym, reachableLevels) : std::nullopt;
-    // Shortcuts go by the place of the key where the layout has other letters.
-    const auto place = onKey ? std::nullopt : OwnKeymap().find(keysym);
-    if (!onKey && !place) throw EventError("The keyboard layout has no key for this.");
-    std::vector<xkb_keysym_t> held(modifiers.begin(), modifiers.end());
-    if (place && place->shift) held.push_back(XKB_KEY_Shift_L);
+/// The keys go down and up in this order: each before and after those that follow it.
+std::vector<SdBusMessage> RemoteDesktop::callsFor(std::span<const KeyName> keys) {
     std::vector<SdBusMessage> calls;
-    for (const xkb_keysym_t each : held) calls.push_back(keyCall(byKeysym, each, true));
-    for (const bool down : {true, false})
-        calls.push_back(onKey ? keyCall(byKeysym, *onKey, down) : keyCall(byNumber, place->key, down));
-    std::ranges::reverse(held);
-    for (const xkb_keysym_t each : held) calls.push_back(keyCall(byKeysym, each, false));
+    for (const KeyName& each : keys) calls.push_back(keyCall(each.member, each.number, true));
+    for (std::size_t at = keys.size(); at > 0; --at)
+        calls.push_back(keyCall(keys[at - 1].member, keys[at - 1].number, false));
+    return calls;
+}
+
+/// Where there are several layouts nothing tells which is active, and the desktop looks the keysym up in
+/// that.
+void RemoteDesktop::press(xkb_keysym_t keysym, std::span<const xkb_keysym_t> modifiers, Deadline deadline) {
+    std::vector<KeyName> keys;
+    for (const xkb_keysym_t each : modifiers) keys.push_back({byKeysym, each});
+    const auto stroke = isOneLayout() ? layouts_->stroke(keysym, 0) : std::nullopt;
+    const auto inAll =
+        layouts_ == nullptr || stroke ? std::nullopt : layouts_->findInAll(keysym, reachableLevels);
+    if (stroke) {
+        for (const std::uint32_t each : stroke->modifierKeys) keys.push_back({byNumber, each});
+        keys.push_back({byNumber, stroke->key});
+    } else if (inAll) {
+        keys.push_back({byKeysym, *inAll});
+    } else {
+        // Shortcuts go by the place of the key where the layout has other letters.
+        const auto place = OwnKeymap().find(keysym);
+        if (!place) throw EventError("The keyboard layout has no key for this.");
+        if (place->shift) keys.push_back({byKeysym, XKB_KEY_Shift_L});
+        keys.push_back({byNumber, place->key});
+    }
+    std::vector<SdBusMessage> calls = callsFor(keys);
     SdBusMessage last = std::move(calls.back());
     calls.pop_back();
     for (SdBusMessage& each : calls) bus_.send(std::move(each));

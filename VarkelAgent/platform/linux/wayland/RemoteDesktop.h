@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -39,10 +40,19 @@ class RemoteDesktop : public InputDevices {
     SessionBus& bus() { return bus_; }
 
   private:
+    struct KeyName {
+        const char* member = nullptr;
+        std::uint32_t number = 0;
+    };
+
     void introduce(Deadline deadline);
+    std::vector<SdBusMessage> callsFor(std::span<const KeyName> keys);
+    bool isOneLayout() const { return layouts_ != nullptr && layouts_->layouts() == 1; }
 
     SessionBus bus_;
-    std::optional<SeatKeymap> layout_;
+    SeatLayouts seat_;
+    /// Those of the seat, null when they are not known.
+    const SeatKeymap* layouts_ = nullptr;
 };
 
 /// The interface of GNOME's compositor, which any program of the session may use.

@@ -77,7 +77,6 @@ class RemoteEventPoster::Announcement : public TextAnnouncement {
 /// Opens those that were used last, as long as they are there, otherwise the first that the desktop lends.
 void RemoteEventPoster::openDevices(Deadline deadline) {
     if (!chooseDevices(deadline)) return;
-    devices_->readLayout(Deadline::in(postLimit));
     const Deadline noticed = Deadline::in(noticingTime);
     while (askFocus(Deadline::in(postLimit)).window == 0 && !noticed.passed())
         std::this_thread::sleep_for(frontPoll);
@@ -130,15 +129,14 @@ void RemoteEventPoster::postKeyDown(const CGEvent& event, Deadline deadline) {
         holdsShift = !meaning->shiftChoosesCharacter;
     }
     const auto modifiers = modifiersOf(event.flags, holdsShift);
-    if (texts_.empty()) {
-        awaitReceiver(deadline);
-        devices_->readLayout(Deadline::in(postLimit));
-    }
+    if (texts_.empty()) awaitReceiver(deadline);
+    // A person may change the layout in the middle of a text.
+    devices_->readLayout(Deadline::in(postLimit));
     std::string missing;
     for (const xkb_keysym_t keysym : keysyms) {
         if (!modifiers.empty() || devices_->hasKey(keysym)) {
             paste(std::exchange(missing, {}));
-            checkedReceiver();
+            pace_.await(checkedReceiver().process);
             devices_->press(keysym, modifiers, Deadline::in(postLimit));
         } else {
             missing += textOf(keysym);
@@ -160,11 +158,18 @@ KeyFocus RemoteEventPoster::checkedReceiver() {
 void RemoteEventPoster::paste(const std::string& text) {
     if (text.empty()) return;
     if (!clipboard_) throw EventError("The keyboard layout has no key for \"" + text + "\".");
-    std::vector<xkb_keysym_t> held{XKB_KEY_Control_L};
-    if (isTerminal(checkedReceiver().process)) held.push_back(XKB_KEY_Shift_L);
     const Deadline deadline = Deadline::in(postLimit);
+    const bool isForTerminal = isTerminal(checkedReceiver().process);
     clipboard_->paste(
-        text, [&] { devices_->press(XKB_KEY_v, held, deadline); }, deadline);
+        text,
+        [&] {
+            constexpr std::array<xkb_keysym_t, 2> both{XKB_KEY_Control_L, XKB_KEY_Shift_L};
+            if (isForTerminal) return devices_->press(XKB_KEY_v, both, deadline);
+            // A layout of other letters has no V that applications would take for one.
+            if (devices_->hasKey(XKB_KEY_v)) return devices_->press(XKB_KEY_v, std::array{both[0]}, deadline);
+            devices_->press(XKB_KEY_Insert, std::array{both[1]}, deadline);
+        },
+        deadline);
 }
 
 void RemoteEventPoster::switchWindow() {
@@ -206,7 +211,6 @@ std::unique_ptr<TextAnnouncement> RemoteEventPoster::announceText(std::string_vi
     std::unique_lock lock(mutex_);
     openDevices(Deadline::in(postLimit));
     const WindowId window = awaitReceiver(Deadline::in(postLimit)).window;
-    devices_->readLayout(Deadline::in(postLimit));
     awaitOtherTexts(lock, window);
     return std::make_unique<Announcement>(*this, texts_.insert(texts_.end(), window));
 }

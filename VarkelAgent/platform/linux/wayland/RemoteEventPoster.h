@@ -13,6 +13,7 @@
 #include "platform/linux/wayland/Clipboard.h"
 #include "platform/linux/wayland/InputDevices.h"
 #include "platform/linux/wayland/KeyFocus.h"
+#include "platform/linux/wayland/ReadingPace.h"
 
 namespace varkel {
 
@@ -60,6 +61,7 @@ class RemoteEventPoster : public EventPoster {
     std::list<WindowId> texts_;
     /// Whose start has been waited for.
     std::optional<pid_t> settled_;
+    ReadingPace pace_;
 };
 
 }  // namespace varkel

@@ -1,13 +1,15 @@
 #include "platform/linux/wayland/SeatKeymap.h"
 
 #include <sys/mman.h>
+#include <wayland-client.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "base/FileDescriptor.h"
 #include "platform/linux/input/Keysyms.h"
-#include "platform/linux/wayland/WaylandConnection.h"
 
 namespace varkel {
 
@@ -19,28 +21,14 @@ constexpr std::uint32_t maxKeymapSize = 1 << 20;
 /// X11 programs, which may be in front, know no more keys.
 constexpr xkb_keycode_t lastOfX11 = 255;
 
-/// What the compositor has told.
-struct SeatNews {
-    bool hasKeyboard = false;
-    bool keymapCame = false;
-    std::string keymap;
-};
+/// The numbers of XKB count from 8 on.
+constexpr xkb_keycode_t xkbOffset = 8;
 
-void takeCapabilities(void* news, wl_seat* /*seat*/, std::uint32_t capabilities) {
-    static_cast<SeatNews*>(news)->hasKeyboard = (capabilities & WL_SEAT_CAPABILITY_KEYBOARD) != 0;
-}
+/// Layouts have four levels, some eight.
+constexpr xkb_level_index_t allLevels = 8;
 
-void takeKeymap(void* data, wl_keyboard* /*keyboard*/, std::uint32_t format, std::int32_t descriptor,
-                std::uint32_t size) {
-    auto& news = *static_cast<SeatNews*>(data);
-    const FileDescriptor file(descriptor);
-    news.keymapCame = true;
-    if (format != WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 || size == 0 || size > maxKeymapSize) return;
-    void* memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
-    if (memory == MAP_FAILED) return;
-    news.keymap.assign(static_cast<const char*>(memory), size - 1);
-    munmap(memory, size);
-}
+/// The keys whose modifiers choose characters.
+constexpr std::array<xkb_keysym_t, 2> levelKeys{XKB_KEY_Shift_L, XKB_KEY_ISO_Level3_Shift};
 
 void ignoreEnter(void*, wl_keyboard*, std::uint32_t, wl_surface*, wl_array*) {}
 void ignoreLeave(void*, wl_keyboard*, std::uint32_t, wl_surface*) {}
@@ -50,29 +38,64 @@ void ignoreModifiers(void*, wl_keyboard*, std::uint32_t, std::uint32_t, std::uin
 void ignoreRepeat(void*, wl_keyboard*, std::int32_t, std::int32_t) {}
 void ignoreName(void*, wl_seat*, const char*) {}
 
-std::string askForKeymap(Deadline deadline) {
-    const auto until = std::chrono::steady_clock::now() + deadline.left();
-    WaylandConnection connection;
-    if (!connection.connect(until)) return {};
-    SeatNews news;
-    const WaylandPtr<wl_seat, wl_seat_destroy> seat(connection.bind<wl_seat>(wl_seat_interface, 1));
-    if (!seat) return {};
-    static constexpr wl_seat_listener seatListener{takeCapabilities, ignoreName};
-    wl_seat_add_listener(seat.get(), &seatListener, &news);
-    if (!connection.synchronise(until) || !news.hasKeyboard) return {};
-    const WaylandPtr<wl_keyboard, wl_keyboard_destroy> keyboard(wl_seat_get_keyboard(seat.get()));
-    if (!keyboard) return {};
-    static constexpr wl_keyboard_listener keyboardListener{takeKeymap, ignoreEnter,     ignoreLeave,
-                                                           ignoreKey,  ignoreModifiers, ignoreRepeat};
-    wl_keyboard_add_listener(keyboard.get(), &keyboardListener, &news);
-    connection.dispatchUntil([&news] { return news.keymapCame; }, until);
-    return news.keymap;
-}
-
 }  // namespace
 
-std::optional<SeatKeymap> SeatKeymap::ask(Deadline deadline) {
-    return parse(askForKeymap(deadline));
+const SeatKeymap* SeatLayouts::current(Deadline deadline) {
+    const auto until = WaylandConnection::Clock::now() + deadline.left();
+    if (connection_.isConnected() && connection_.hasEnded()) disconnect();
+    const bool told = (connection_.isConnected() || connect(until)) && connection_.synchronise(until) &&
+                      (!hasKeyboard_ || keyboard_ != nullptr || listen(until));
+    if (!told) disconnect();
+    if (news_) keymap_ = SeatKeymap::parse(*std::exchange(news_, std::nullopt));
+    return keymap_ ? &*keymap_ : nullptr;
+}
+
+bool SeatLayouts::connect(WaylandConnection::Clock::time_point deadline) {
+    if (!connection_.connect(deadline)) return false;
+    seat_ = connection_.bind<wl_seat>(wl_seat_interface, 1);
+    if (seat_ == nullptr) return false;
+    static constexpr wl_seat_listener listener{takeCapabilities, ignoreName};
+    wl_seat_add_listener(seat_, &listener, this);
+    return true;
+}
+
+bool SeatLayouts::listen(WaylandConnection::Clock::time_point deadline) {
+    keyboard_ = wl_seat_get_keyboard(seat_);
+    static constexpr wl_keyboard_listener listener{takeKeymap, ignoreEnter,     ignoreLeave,
+                                                   ignoreKey,  ignoreModifiers, ignoreRepeat};
+    if (keyboard_ != nullptr) wl_keyboard_add_listener(keyboard_, &listener, this);
+    return keyboard_ != nullptr &&
+           connection_.dispatchUntil([this] { return news_.has_value() || !hasKeyboard_; }, deadline);
+}
+
+void SeatLayouts::forgetKeyboard() {
+    if (keyboard_ != nullptr) wl_keyboard_destroy(std::exchange(keyboard_, nullptr));
+    news_.reset();
+    keymap_.reset();
+}
+
+void SeatLayouts::disconnect() {
+    forgetKeyboard();
+    if (seat_ != nullptr) wl_seat_destroy(std::exchange(seat_, nullptr));
+    hasKeyboard_ = false;
+    connection_.disconnect();
+}
+
+void SeatLayouts::takeCapabilities(void* self, wl_seat* /*seat*/, std::uint32_t capabilities) {
+    SeatLayouts& own = *static_cast<SeatLayouts*>(self);
+    own.hasKeyboard_ = (capabilities & WL_SEAT_CAPABILITY_KEYBOARD) != 0;
+    if (!own.hasKeyboard_) own.forgetKeyboard();
+}
+
+void SeatLayouts::takeKeymap(void* self, wl_keyboard* /*keyboard*/, std::uint32_t format,
+                             std::int32_t descriptor, std::uint32_t size) {
+    std::string& news = static_cast<SeatLayouts*>(self)->news_.emplace();
+    const FileDescriptor file(descriptor);
+    if (format != WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 || size == 0 || size > maxKeymapSize) return;
+    void* memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
+    if (memory == MAP_FAILED) return;
+    news.assign(static_cast<const char*>(memory), size - 1);
+    munmap(memory, size);
 }
 
 std::optional<SeatKeymap> SeatKeymap::parse(const std::string& text) {
@@ -104,10 +127,40 @@ std::optional<xkb_keysym_t> SeatKeymap::findInAll(xkb_keysym_t keysym, xkb_level
     std::optional<xkb_keysym_t> found;
     for (xkb_layout_index_t layout = 0; layout < layouts(); ++layout) {
         const auto key = find(keysym, layout, levels);
-        if (!key || (found && *found != key->keysym)) return std::nullopt;
+        if (!key || (found && *found != key->keysym) || !isReached(key->keysym, layout, levels))
+            return std::nullopt;
         found = key->keysym;
     }
     return found;
+}
+
+bool SeatKeymap::isReached(xkb_keysym_t keysym, xkb_layout_index_t layout, xkb_level_index_t levels) const {
+    const xkb_keycode_t last = xkb_keymap_max_keycode(keymap_.get());
+    for (xkb_keycode_t code = xkb_keymap_min_keycode(keymap_.get()); code <= last; ++code) {
+        const xkb_level_index_t count = xkb_keymap_num_levels_for_key(keymap_.get(), code, layout);
+        for (xkb_level_index_t level = 0; level < count; ++level) {
+            const xkb_keysym_t* keysyms = nullptr;
+            const int found = xkb_keymap_key_get_syms_by_level(keymap_.get(), code, layout, level, &keysyms);
+            if (std::find(keysyms, keysyms + std::max(found, 0), keysym) != keysyms + std::max(found, 0))
+                return level < levels;
+        }
+    }
+    return false;
+}
+
+std::optional<SeatKeymap::Stroke> SeatKeymap::stroke(xkb_keysym_t keysym, xkb_layout_index_t layout) const {
+    const auto key = find(keysym, layout, allLevels);
+    if (!key) return std::nullopt;
+    Stroke stroke{key->code - xkbOffset, {}};
+    xkb_mod_mask_t left = modifiersOf(*key, layout);
+    for (const xkb_keysym_t each : levelKeys) {
+        const auto modifier = find(each, layout, 1);
+        const xkb_mod_mask_t bits = modifier ? modifiersPressedBy(modifier->code) : 0;
+        if (bits == 0 || (left & bits) != bits) continue;
+        stroke.modifierKeys.push_back(modifier->code - xkbOffset);
+        left &= ~bits;
+    }
+    return left == 0 ? std::optional(std::move(stroke)) : std::nullopt;
 }
 
 xkb_mod_mask_t SeatKeymap::modifiersOf(const Key& key, xkb_layout_index_t layout) const {

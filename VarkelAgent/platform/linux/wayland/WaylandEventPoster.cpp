@@ -35,12 +35,6 @@ constexpr std::chrono::milliseconds x11ReadingTime{250};
 /// How long the application in front gets to notice that there is a keyboard and a pointer.
 constexpr std::chrono::milliseconds noticingPatience{1000};
 
-/// An application that has more to read is waited for: it is ended at some 17,000 bytes. A press is about 60.
-constexpr std::size_t mostUnread = 8'000;
-constexpr unsigned pressesBetweenLooks = 8;
-constexpr std::chrono::milliseconds readingPatience{5000};
-constexpr std::chrono::milliseconds readingPoll{5};
-
 /// More steps than a person turns a wheel at once, and fewer than an application that is busy could not take.
 constexpr std::int32_t maxWheelSteps = 100;
 /// As many as fit what may be underway to the compositor.
@@ -223,7 +217,7 @@ void WaylandEventPoster::postKeyDown(const CGEvent& event, Clock::time_point dea
         deadline = Clock::now() + postLimit;
     }
     for (const xkb_keysym_t keysym : keysyms) {
-        awaitReading(askFocus(deadline));
+        pace_.await(askFocus(deadline).process);
         deadline = Clock::now() + postLimit;
         const KeyFocus focus = askFocus(deadline);
         const bool strayed =
@@ -231,20 +225,6 @@ void WaylandEventPoster::postKeyDown(const CGEvent& event, Clock::time_point dea
         if (strayed || !holdKeys(focus, deadline)) throw EventError("Another window has come to the front.");
         bind(keysym, focus, deadline);
         press(keysym, modifiersOf(event.flags, holdsShift), deadline);
-    }
-}
-
-/// Keys are not sent faster than they are read.
-void WaylandEventPoster::awaitReading(const KeyFocus& focus) {
-    const bool isNew = unreadOf_ != focus.process;
-    if (!focus.process || (!isNew && pressesUntilLook_-- > 0)) return;
-    if (isNew) unread_.emplace(*focus.process, WaylandConnection::socketPath());
-    unreadOf_ = focus.process;
-    pressesUntilLook_ = pressesBetweenLooks;
-    const auto until = Clock::now() + readingPatience;
-    while (unread_->bytes().value_or(0) > mostUnread) {
-        if (Clock::now() >= until) throw EventError("The application does not read its keys.");
-        std::this_thread::sleep_for(readingPoll);
     }
 }
 

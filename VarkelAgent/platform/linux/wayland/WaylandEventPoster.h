@@ -15,7 +15,7 @@
 #include "platform/linux/wayland/KeyFocus.h"
 #include "platform/linux/wayland/KeyHold.h"
 #include "platform/linux/wayland/OwnKeymap.h"
-#include "platform/linux/wayland/UnreadEvents.h"
+#include "platform/linux/wayland/ReadingPace.h"
 #include "platform/linux/wayland/WaylandConnection.h"
 #include "platform/linux/wayland/WaylandOutputs.h"
 
@@ -56,7 +56,6 @@ class WaylandEventPoster : public EventPoster {
     void connect(Clock::time_point deadline);
     void disconnect();
     void synchronise(Clock::time_point deadline);
-    void awaitReading(const KeyFocus& focus);
     void awaitDevicesKnown();
     static void takeCapabilities(void* self, wl_seat* seat, std::uint32_t capabilities);
     static void ignoreName(void* self, wl_seat* seat, const char* name);
@@ -85,9 +84,7 @@ class WaylandEventPoster : public EventPoster {
     std::uint64_t keyboardChanges_ = 0;
     /// Whose start has been waited for.
     std::optional<pid_t> settled_;
-    std::optional<UnreadEvents> unread_;
-    std::optional<pid_t> unreadOf_;
-    unsigned pressesUntilLook_ = 0;
+    ReadingPace pace_;
     WaylandConnection connection_;
     WaylandOutputs outputs_;
     KeyHold hold_{connection_};

@@ -2,6 +2,8 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include <cstdlib>
+#include <utility>
+#include <vector>
 
 #include "platform/linux/wayland/SeatKeymap.h"
 
@@ -51,18 +53,26 @@ TEST(SeatKeymap, TellsWhatEveryLayoutHas) {
     EXPECT_EQ(keymapOf("us,de").findInAll(euro, 3), std::nullopt);
     // As it stands on the key, which is what a desktop looks for.
     EXPECT_EQ(keymapOf("de").findInAll(euro, 3), xkb_keysym_t{XKB_KEY_EuroSign});
+    // On a key of its own, and before that on the fourth level of another one.
+    EXPECT_EQ(keymapOf("fr").findInAll('<', 3), std::nullopt);
     // The fourth level, which no desktop presses by itself.
     EXPECT_EQ(keymapOf("de").findInAll(XKB_KEY_exclamdown, 3), std::nullopt);
     EXPECT_FALSE(SeatKeymap::parse("").has_value() || SeatKeymap::parse("xkb_keymap {").has_value());
 }
 
-TEST(SeatKeymap, KnowsTheModifiersOfALevel) {
-    const SeatKeymap keymap = keymapOf("de");
-    const auto key = keymap.find(euro, 0, 8);
-    const auto altGr = keymap.find(XKB_KEY_ISO_Level3_Shift, 0, 1);
-    ASSERT_TRUE(key && altGr);
-    EXPECT_EQ(keymap.modifiersOf(*key, 0), keymap.modifiersPressedBy(altGr->code));
-    EXPECT_NE(keymap.modifiersOf(*key, 0), 0U);
+TEST(SeatKeymap, KnowsWhatIsHeldForACharacter) {
+    using Keys = std::vector<std::uint32_t>;
+    constexpr std::uint32_t shift = 42;
+    constexpr std::uint32_t altGr = 84;
+    const auto stroke = [](const char* layout, xkb_keysym_t keysym) {
+        const auto found = keymapOf(layout).stroke(keysym, 0);
+        return found ? std::pair(found->key, found->modifierKeys) : std::pair(0U, Keys());
+    };
+    EXPECT_EQ(stroke("us", 'z'), std::pair(44U, Keys()));
+    EXPECT_EQ(stroke("us", '?'), std::pair(53U, Keys{shift}));
+    EXPECT_EQ(stroke("de", euro), std::pair(18U, Keys{altGr}));
+    EXPECT_EQ(stroke("de", XKB_KEY_exclamdown).second, (Keys{shift, altGr}));
+    EXPECT_EQ(stroke("us", euro).first, 0U);
 }
 
 }  // namespace
