@@ -71,26 +71,47 @@ bool isNear(int a, int b) {
     return std::abs(a - b) <= sameStart;
 }
 
+/// Whether another line begins with the same letters up to a space of this one, as far as their boxes tell.
+/// The space behind the same words is at the same place in text as well, so such rows tell nothing of
+/// columns.
+bool beginsAlike(const DetectedLine& line, const DetectedLine& other, const Space& space) {
+    constexpr std::size_t fewest = 4;
+    const auto isSame = [](const PixelBox& a, const PixelBox& b) {
+        return std::abs(a.x0 - b.x0) <= 1 && std::abs(a.x1 - b.x1) <= 1 &&
+               std::abs(a.height() - b.height()) <= 1;
+    };
+    std::size_t same = 0;
+    for (const PixelBox& part : line.parts) {
+        if (part.x1 > space.from) break;
+        if (same == other.parts.size() || !isSame(part, other.parts[same])) return false;
+        ++same;
+    }
+    return same >= fewest;
+}
+
 /// How many other rows are cut at a space of a line: behind what begins where the line begins, or ends where
 /// the space does.
-int rowsCutAt(Lines near, const PixelBox& line, const Space& space) {
+int rowsCutAt(Lines near, const DetectedLine& cutLine, const Space& space) {
+    const PixelBox& line = cutLine.box;
     int rows = 0;
     for (const DetectedLine& second : near) {
         const PixelBox& box = second.box;
         if (!isNear(box.x0, space.to) || isSameRow(box, line) || !isAlike(box, line)) continue;
         rows += std::any_of(near.begin(), near.end(), [&](const DetectedLine& first) {
             return (isNear(first.box.x0, line.x0) || isNear(first.box.x1, space.from)) &&
-                   first.box.x1 < box.x0 && isSameRow(first.box, box) && isAlike(first.box, box);
+                   first.box.x1 < box.x0 && isSameRow(first.box, box) && isAlike(first.box, box) &&
+                   !beginsAlike(cutLine, first, space);
         });
     }
     return rows;
 }
 
 /// How many other rows have a space that begins and ends where this one does.
-int rowsOpenAt(Lines near, const PixelBox& line, const Space& space) {
+int rowsOpenAt(Lines near, const DetectedLine& line, const Space& space) {
     int rows = 0;
     for (const DetectedLine& other : near) {
-        if (isSameRow(other.box, line) || !isAlike(other.box, line)) continue;
+        if (isSameRow(other.box, line.box) || !isAlike(other.box, line.box)) continue;
+        if (beginsAlike(line, other, space)) continue;
         const auto spaces = spacesOf(other);
         rows += std::any_of(spaces.begin(), spaces.end(), [&](const auto& one) {
             return isNear(one.first.from, space.from) && isNear(one.first.to, space.to);
@@ -142,10 +163,10 @@ std::optional<std::size_t> nextColumn(Lines lines, const DetectedLine& line,
         deadline.check();
         const bool isWide = space.width() >= wideSpace * line.box.height();
         if (&space == &spaces.front().first && isInColumnTo(near, line.box, space)) return part;
-        const int rows = rowsCutAt(near, line.box, space);
+        const int rows = rowsCutAt(near, line, space);
         if (rows >= (isWide ? leastRowsAtWideSpace : leastRows)) return part;
         const bool isWider = 10 * space.width() >= 16 * usual;
-        if (isWider && rows + rowsOpenAt(near, line.box, space) >= leastRowsOpen) return part;
+        if (isWider && rows + rowsOpenAt(near, line, space) >= leastRowsOpen) return part;
     }
     return std::nullopt;
 }

@@ -94,7 +94,7 @@ bool beginsWithIcon(const LineReading& whole, const LineReading& rest) {
     const std::string_view word = std::string_view(whole.text).substr(0, whole.text.find(' '));
     const bool hasDigit = std::any_of(
         word.begin(), word.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; });
-    if (hasDigit || word == "}" || (word.size() > 2 && isAlphanumeric(word))) return false;
+    if (hasDigit || word == "}" || word == "//" || (word.size() > 2 && isAlphanumeric(word))) return false;
     const bool isLetter =
         word.size() == 1 && isAlphanumeric(word) && word != "A" && word != "I" && word != "a";
     if (isLetter && rest.confidence >= whole.confidence - nearly) return true;

@@ -74,6 +74,18 @@ std::size_t countGlyphs(const std::vector<Glyph>& glyphs, const PixelBox& box) {
     return count;
 }
 
+/// How many shapes stand beside each other in a box; those above each other, as in an equals sign, are one.
+std::size_t countColumns(const std::vector<Glyph>& glyphs, const PixelBox& box) {
+    std::size_t count = 0;
+    int end = box.x0;
+    forGlyphsWithin(glyphs, box, [&](std::size_t i) {
+        const PixelBox& glyph = glyphs[i].box;
+        if (count == 0 || glyph.x0 >= end) ++count;
+        end = std::max(end, glyph.x1);
+    });
+    return count;
+}
+
 int highestPart(const DetectedLine& line) {
     int highest = 0;
     for (const PixelBox& part : line.parts) highest = std::max(highest, part.height());
@@ -88,11 +100,11 @@ std::vector<Glyph> withoutSmallWords(std::vector<Glyph> glyphs, std::size_t leve
         deadline.check();
         const PixelBox& box = glyph.box;
         if (box.height() >= smallBesideLarge.lowestLetter) return false;
-        // Double quotes and colons are two pieces.
+        // Double quotes are two pieces.
         const bool isWide = 5 * box.width() > 8 * box.height();
         if (box.height() > highestDash && box.width() > widestTilde) return true;
         const std::size_t most = isWide ? 1 : 2;
-        return countGlyphs(original, grown(scaled(box, level), 1)) > most;
+        return countColumns(original, grown(scaled(box, level), 1)) > most;
     });
     return glyphs;
 }

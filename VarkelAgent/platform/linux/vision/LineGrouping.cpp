@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "platform/linux/vision/ColumnSplit.h"
+#include "platform/linux/vision/RowSplit.h"
 
 namespace varkel {
 
@@ -179,11 +180,14 @@ class Groups {
         }
     }
 
-    /// Commas and quotes are high enough to start groups, but far lower than the line beside them.
+    /// Commas and quotes are high enough to start groups, but far lower than the line beside them. A short
+    /// word beside an image is as low, but has more pieces.
     void releaseLowGroups() {
+        constexpr std::size_t mostPieces = 2;
         std::vector<char> low(groups_.size());
         for (std::size_t i = 0; i < groups_.size(); ++i) {
             deadline_.check();
+            if (groups_[i].parts.size() > mostPieces) continue;
             for (std::size_t k = 0; k < groups_.size() && low[i] == 0; ++k) {
                 const PixelBox& box = groups_[i].box;
                 if (box.height() <= 0.6 * groups_[k].box.height() &&
@@ -294,6 +298,7 @@ std::vector<DetectedLine> groupIntoLines(const std::vector<Glyph>& glyphs, Small
     Groups groups(glyphs, small, deadline);
     groups.build();
     std::vector<DetectedLine> lines = groups.take();
+    splitIntoRows(lines);
     splitAtColumns(lines, deadline);
     std::erase_if(lines,
                   [](const DetectedLine& line) { return line.box.height() < 5 || line.box.width() < 2; });

@@ -219,7 +219,7 @@ std::vector<char> findFrames(const PixelPlanes& image, const ComponentSet& all,
         const bool longText = widest > 0.5 * outer.width() && outer.width() > 1.6 * outer.height();
         if (inside == 1 && longText && outer.height() >= 1.3 * tallest) frames[i] = 1;
         // Zeros have a dot in them in some fonts; what else is so slim is hardly a frame.
-        const bool isSlim = 4 * outer.width() < 3 * outer.height();
+        const bool isSlim = 20 * outer.width() < 17 * outer.height();
         if (inside == 1 && isDeep && !isSlim && outer.height() >= 20 && outer.height() >= 1.8 * tallest)
             frames[i] = 1;
     }

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "platform/linux/vision/ColumnSplit.h"
+#include "platform/linux/vision/RowSplit.h"
 
 namespace varkel {
 namespace {
@@ -46,6 +47,9 @@ TEST(ColumnSplit, CutsWhereRowsShowAColumn) {
         {"numbers of lines, most of them cut off",
          {" 98|    call();", " 99 void run() {", "100|    call();", "101|    call();", "102 end();"},
          10},
+        {"the same words before the same space",
+         {"abcd  efg", "abcd  hi", "abcd  jklm", "abcd  nop", "abcd  qr", "a b c d e f g h"},
+         6},
         {"words of a list that end at one place by chance",
          {"Save", "Copy", "Open", "Rename", "Save as", "Close"},
          6},
@@ -55,6 +59,26 @@ TEST(ColumnSplit, CutsWhereRowsShowAColumn) {
         splitAtColumns(lines, CancellableDeadline(std::chrono::hours(1), {}));
         EXPECT_EQ(lines.size(), expected) << what;
     }
+}
+
+TEST(RowSplit, TakesRowsApartThatSomethingHighHasJoined) {
+    const auto joined = [](const std::vector<std::string>& rows, const PixelBox& high) {
+        DetectedLine all{high, {high}, 0};
+        for (const DetectedLine& row : linesOf(rows)) {
+            all.box = united(all.box, row.box);
+            all.parts.insert(all.parts.end(), row.parts.begin(), row.parts.end());
+        }
+        return std::vector<DetectedLine>{std::move(all)};
+    };
+    auto lines = joined({"abc de", "fgh", "ij      klmn"}, {-20, 0, -10, 34});
+    splitIntoRows(lines);
+    EXPECT_EQ(lines.size(), 4U);
+    for (const DetectedLine& line : lines) EXPECT_EQ(line.box.height(), 10);
+
+    auto bracket = joined({"abc de"}, {-20, -10, -10, 15});
+    splitIntoRows(bracket);
+    ASSERT_EQ(bracket.size(), 1U);
+    EXPECT_EQ(bracket.front().parts.size(), 6U);
 }
 
 }  // namespace
