@@ -9,18 +9,12 @@ namespace varkel {
 
 namespace {
 
-float at(const LinePlane& line, int x, int y) {
-    if (x < 0 || y < 0 || x >= line.width || y >= line.height) return 0;
-    return line.darkness[static_cast<std::size_t>(y) * static_cast<std::size_t>(line.width) +
-                         static_cast<std::size_t>(x)];
-}
-
 /// The mean darkness of a part of the line; 0 for an empty one.
 float meanDarkness(const LinePlane& line, const PixelBox& box) {
     if (box.width() <= 0 || box.height() <= 0) return 0;
     float sum = 0;
     for (int y = box.y0; y < box.y1; ++y) {
-        for (int x = box.x0; x < box.x1; ++x) sum += at(line, x, y);
+        for (int x = box.x0; x < box.x1; ++x) sum += darknessAt(line, x, y);
     }
     return sum / static_cast<float>(box.width() * box.height());
 }
@@ -48,6 +42,12 @@ double gridShare(const std::vector<GlyphShape>& glyphs, double pitch, double ori
 }
 
 }  // namespace
+
+float darknessAt(const LinePlane& line, int x, int y) {
+    if (x < 0 || y < 0 || x >= line.width || y >= line.height) return 0;
+    return line.darkness[static_cast<std::size_t>(y) * static_cast<std::size_t>(line.width) +
+                         static_cast<std::size_t>(x)];
+}
 
 std::vector<GlyphShape> cutGlyphs(const LinePlane& line, float inkLevel) {
     Mask ink(line.width, line.height);

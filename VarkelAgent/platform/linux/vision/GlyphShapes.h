@@ -7,6 +7,9 @@
 
 namespace varkel {
 
+/// How dark a pixel of a line is; 0 outside of it.
+float darknessAt(const LinePlane& line, int x, int y);
+
 /// One character's shape on a line, in the line's own pixels. Dots are part of the stem below them.
 struct GlyphShape {
     PixelBox box;

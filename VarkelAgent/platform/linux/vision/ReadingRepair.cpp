@@ -10,6 +10,8 @@
 
 #include "platform/linux/vision/GlyphAlignment.h"
 #include "platform/linux/vision/GlyphShapes.h"
+#include "platform/linux/vision/MissingMarks.h"
+#include "platform/linux/vision/ReadingLetters.h"
 
 namespace varkel {
 
@@ -17,50 +19,6 @@ namespace {
 
 /// Readings above this are changed only where shapes and characters match one to one.
 constexpr float sure = 0.93F;
-
-/// A character of a reading, with the blank before it.
-struct Letter {
-    std::string text;
-    bool blankBefore = false;
-    /// The shapes it covers: shapes[first .. first + count); count 0 where it shares one with others.
-    std::size_t first = 0;
-    std::size_t count = 1;
-
-    bool is(std::string_view one) const { return text == one; }
-    bool isOneOf(std::initializer_list<std::string_view> some) const {
-        return std::find(some.begin(), some.end(), text) != some.end();
-    }
-};
-
-std::vector<Letter> lettersOf(const std::string& text) {
-    std::vector<Letter> letters;
-    bool blank = false;
-    for (std::size_t i = 0; i < text.size();) {
-        std::size_t end = i + 1;
-        while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
-        if (text[i] == ' ') {
-            blank = true;
-        } else {
-            letters.push_back({text.substr(i, end - i), blank && !letters.empty(), 0, 1});
-            blank = false;
-        }
-        i = end;
-    }
-    return letters;
-}
-
-std::string textOf(const std::vector<Letter>& letters) {
-    std::string text;
-    for (const Letter& letter : letters) {
-        if (letter.blankBefore) text += ' ';
-        text += letter.text;
-    }
-    return text;
-}
-
-bool isDigit(const Letter& letter) {
-    return letter.text.size() == 1 && letter.text[0] >= '0' && letter.text[0] <= '9';
-}
 
 class Repair {
   public:
@@ -73,7 +31,8 @@ class Repair {
 
     /// The corrected text, or nothing when shapes and letters do not match.
     std::optional<std::string> run() {
-        if (!match() || !isAligned()) return std::nullopt;
+        if (!match() && !matchWithMarks()) return std::nullopt;
+        if (!isAligned()) return std::nullopt;
         auto cells = fixedPitchCells(shapes_, capHeight_);
         if (cells && !agrees(*cells)) cells.reset();
         if (cells) {
@@ -82,23 +41,39 @@ class Repair {
             setBlanksByGaps();
         }
         repairLetters(cells.has_value());
+        for (std::size_t i = 0; cells && i < letters_.size(); ++i) repairAt(i);
         return textOf(letters_);
     }
 
     /// As run() where letters touch, for what stands apart from them; nothing when that is doubtful as well.
     std::optional<std::string> runLoosely() {
-        const auto shares = alignGlyphs(sketches(), shapes_, {top_, line_.baseline});
-        if (!shares) return std::nullopt;
-        for (std::size_t i = 0; i < letters_.size(); ++i) {
-            letters_[i].first = (*shares)[i].first;
-            letters_[i].count = (*shares)[i].count;
-        }
+        if (!align()) return std::nullopt;
         dropNarrowBlanks();
         repairLetters(true);
         return textOf(letters_);
     }
 
+    /// As runLoosely(), for vertical bars only.
+    std::optional<std::string> runForBars() {
+        if (!align()) return std::nullopt;
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            if (letters_[i].is("|") && letters_[i].count == 1) repairStem(i);
+        }
+        return textOf(letters_);
+    }
+
   private:
+    /// Gives every letter its shapes where letters touch; false when that is doubtful.
+    bool align() {
+        const auto shares = alignGlyphs(sketches(), shapes_, {top_, line_.baseline});
+        if (!shares) return false;
+        for (std::size_t i = 0; i < letters_.size(); ++i) {
+            letters_[i].first = (*shares)[i].first;
+            letters_[i].count = (*shares)[i].count;
+        }
+        return true;
+    }
+
     void repairLetters(bool fixedPitch) {
         for (std::size_t i = 0; i < letters_.size(); ++i) {
             if (letters_[i].count != 1) continue;
@@ -131,8 +106,6 @@ class Repair {
         return isPunctuation(letters_[i - 1]) || isPunctuation(letters_[i]);
     }
 
-    static bool isPunctuation(const Letter& one) { return one.isOneOf({".", ":", "_", "-", "/", "#", "@"}); }
-
     /// Gives every letter its shapes; false when they do not come out even.
     bool match() {
         std::size_t next = 0;
@@ -142,6 +115,14 @@ class Repair {
             next += letter.count;
         }
         return next == shapes_.size();
+    }
+
+    /// As match(), with the dots and dashes that the reading lacks.
+    bool matchWithMarks() {
+        auto complete = withMissingMarks(letters_, shapes_, line_, capHeight_);
+        if (!complete) return false;
+        letters_ = *std::move(complete);
+        return match();
     }
 
     /// Whether most of the reading's blanks are free cells, apart from those beside punctuation, which the
@@ -212,7 +193,7 @@ class Repair {
     /// one would be taken for blanks.
     bool isUnitBoundary(std::size_t i) const {
         const char next = letters_[i].text[0];
-        const bool unit = next == '%' || next == 'k' || next == 'M' || next == 'G' || next == 'm';
+        const bool unit = std::string_view("%kKMGmAP").find(next) != std::string_view::npos;
         return isDigit(letters_[i - 1]) && unit;
     }
 
@@ -224,8 +205,10 @@ class Repair {
     /// Tells the upright strokes apart by their flags, feet and dots.
     void repairStem(std::size_t i) {
         Letter& letter = letters_[i];
-        if (!letter.isOneOf({"1", "l", "I", "i", "|"})) return;
         const GlyphShape& shape = shapes_[letter.first];
+        // Without a foot.
+        if (letter.is("L") && 4 * shape.box.width() <= shape.box.height()) letter.text.assign(1, 'l');
+        if (!letter.isOneOf({"1", "l", "I", "i", "|"})) return;
         if (shape.box.height() < 7 || shape.box.width() > 0.8 * shape.box.height()) return;
         const StemTraits traits = stemTraits(line_, shape);
         // A vertical bar reaches below the baseline.
@@ -273,21 +256,11 @@ class Repair {
         return (i > 0 && isDigit(letters_[i - 1])) || (i + 1 < letters_.size() && isDigit(letters_[i + 1]));
     }
 
-    static bool isLetter(const Letter& one) {
-        const char c = one.text[0];
-        return one.text.size() == 1 &&
-               ((c >= 'a' && c <= 'z' && c != 'x') || (c >= 'A' && c <= 'Z' && c != 'O' && c != 'Q'));
-    }
-
     /// Whether a letter of the same word stands beside: words have no zeros in them. x, O and Q do not count,
     /// for 0x and for zeros misread in a row.
     bool isBesideLetter(std::size_t i) const {
         return (i > 0 && !letters_[i].blankBefore && isLetter(letters_[i - 1])) ||
                (i + 1 < letters_.size() && !letters_[i + 1].blankBefore && isLetter(letters_[i + 1]));
-    }
-
-    static bool isSmallLetter(const Letter& one) {
-        return one.text.size() == 1 && one.text[0] >= 'a' && one.text[0] <= 'z';
     }
 
     /// Whether small letters of the same word stand on both sides.
@@ -320,6 +293,22 @@ class Repair {
         }
     }
 
+    /// An at sign of fixed pitch reaches below the baseline as g does, and begins higher than small letters.
+    void repairAt(std::size_t i) {
+        Letter& letter = letters_[i];
+        if (!letter.is("g")) return;
+        const PixelBox& box = shapes_[letter.first].box;
+        const int step = std::max(2, capHeight_ / 8);
+        int low = 0;
+        for (const Letter& one : letters_) {
+            if (one.count != 1 || !one.isOneOf({"a", "c", "e", "m", "n", "o", "r", "s", "u", "v", "x", "z"}))
+                continue;
+            if (shapes_[one.first].box.y0 < box.y0 + step) return;
+            ++low;
+        }
+        if (low >= 2) letter.text.assign(1, '@');
+    }
+
     std::vector<Letter> letters_;
     const LinePlane& line_;
     std::vector<GlyphShape> shapes_;
@@ -329,18 +318,29 @@ class Repair {
     std::optional<bool> hasPlainL_;
 };
 
+/// A single shape that was read as a letter in both cases, as C is read as Cc; empty for anything else.
+std::string letterInBothCases(const std::string& text, const LinePlane& line) {
+    if (text.size() != 2 || text[0] < 'A' || text[0] > 'Z' || text[1] - text[0] != 'a' - 'A') return {};
+    if (cutGlyphs(line, 96).size() != 1) return {};
+    return text.substr(0, 1);
+}
+
 }  // namespace
 
 std::string repairReading(const LineReading& reading, const LinePlane& line) {
     const std::vector<Letter> letters = lettersOf(reading.text);
     if (letters.empty()) return reading.text;
+    if (auto letter = letterInBothCases(reading.text, line); !letter.empty()) return letter;
     // Soft letters touch at a low level, thin ones fall apart at a high one: the first level that matches
     // counts.
     for (const float inkLevel : {96.0F, 128.0F, 160.0F, 72.0F, 192.0F}) {
         if (auto repaired = Repair(letters, line, inkLevel).run()) return *repaired;
     }
-    // What the model is sure of is more often right than shapes that touch.
-    if (reading.confidence >= sure) return reading.text;
+    // What the model is sure of is more often right than shapes that touch, apart from bars between words.
+    if (reading.confidence >= sure) {
+        if (reading.text.find(" | ") == std::string::npos) return reading.text;
+        return Repair(letters, line, 96).runForBars().value_or(reading.text);
+    }
     for (const float inkLevel : {128.0F, 96.0F, 160.0F}) {
         if (auto repaired = Repair(letters, line, inkLevel).runLoosely()) return *repaired;
     }

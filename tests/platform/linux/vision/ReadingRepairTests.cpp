@@ -12,7 +12,8 @@ constexpr int stroke = 2;
 constexpr int width = 14;
 
 /// Draws one shape per letter of `shapes`: '1' an upright stroke with a flag and both feet, 'l' a bare one,
-/// 'n' two of them as high as small letters with a bar on top. Blanks in `shapes` part words.
+/// 'n' two of them as high as small letters with a bar on top, '.' a dot on the baseline, ',' one that
+/// touches the next letter. Blanks in `shapes` part words.
 LinePlane draw(const std::string& shapes) {
     constexpr int cell = width + 2 * stroke;
     LinePlane line{static_cast<int>(shapes.size()) * cell, height, {}, height, false};
@@ -36,9 +37,27 @@ LinePlane draw(const std::string& shapes) {
             fill({x + width - stroke, height / 3, x + width, height});
             fill({x, height / 3, x + width, height / 3 + stroke});
         }
+        if (shape == '.' || shape == ',')
+            fill({stem, height - 3, shape == ',' ? x + cell : stem + 3, height});
         x += cell;
     }
     return line;
+}
+
+TEST(ReadingRepair, PutsInDotsThatTheReadingLacks) {
+    const struct {
+        const char* shapes;
+        const char* reading;
+        const char* repaired;
+    } cases[] = {
+        {"11.11", "1111", "11.11"},  {"1.n.11", "1n11", "1.n.11"}, {"11.11", "11.11", "11.11"},
+        {"11.11", "11,11", "11,11"}, {"11.", "11", "11"},          {"1. 11", "1 11", "1 11"},
+        {"n,nn", "nnn", "nnn"},
+    };
+    for (const auto& [shapes, reading, repaired] : cases) {
+        EXPECT_EQ(repairReading({reading, 0.95F}, draw(shapes)), repaired)
+            << shapes << " read as " << reading;
+    }
 }
 
 TEST(ReadingRepair, TakesAnLWithFeetForAOneOnlyWhereAnotherHasNone) {
