@@ -15,6 +15,7 @@ namespace {
 /// The height of the images that the model was trained on; others would be scaled once more.
 constexpr int modelHeight = 36;
 constexpr int border = 3;
+constexpr int mostInk = modelHeight - 2 * border;
 /// The depth of descenders below the baseline, in heights of capitals.
 constexpr double descent = 0.33;
 
@@ -267,9 +268,8 @@ Size withDescenders(const LinePlane& line) {
 /// comes of it, and long lines are read as well from lower letters; single characters and short words are
 /// not.
 int inkHeightOf(const Size& size) {
-    constexpr int shortLine = modelHeight - 2 * border;
     constexpr int longLine = 24;
-    return size.width < 3 * size.height ? shortLine : longLine;
+    return size.width < 3 * size.height ? mostInk : longLine;
 }
 
 /// Whether a line is far higher than what the recogniser takes.
@@ -302,9 +302,9 @@ void halve(std::vector<float>& plane, Size& size) {
     size = {w, h};
 }
 
-LineImage scaled(const std::vector<float>& plane, const Size& size, int toHeight) {
+LineImage scaled(const std::vector<float>& plane, const Size& size, const Size& to) {
     const auto [width, height] = size;
-    const int toWidth = static_cast<int>(scaledWidth(size, toHeight));
+    const auto [toWidth, toHeight] = to;
     const std::vector<Tap> columns = makeTaps(width, toWidth);
     const std::vector<Tap> rows = makeTaps(height, toHeight);
     std::vector<float> wide(static_cast<std::size_t>(toWidth) * static_cast<std::size_t>(height));
@@ -369,13 +369,15 @@ std::int64_t preparedWidth(const LinePlane& line) {
     return scaledWidth(size, inkHeight) + 2 * border;
 }
 
-LineImage prepareLine(const LinePlane& line) {
+LineImage prepareLine(const LinePlane& line, Proportions proportions) {
     std::vector<float> plane = line.darkness;
     Size size = withDescenders(line);
     plane.resize(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height));
-    const int inkHeight = inkHeightOf(size);
+    const bool isSlim = proportions == Proportions::slim;
+    const int inkHeight = isSlim ? mostInk : inkHeightOf(size);
     while (wantsHalving(size, inkHeight)) halve(plane, size);
-    return scaled(plane, size, inkHeight);
+    const int width = static_cast<int>(scaledWidth(size, inkHeight));
+    return scaled(plane, size, {isSlim ? std::max(1, width * 7 / 8) : width, inkHeight});
 }
 
 }  // namespace varkel

@@ -38,8 +38,11 @@ LinePlane extractLine(const PixelPlanes& image, const DetectedLine& line, Ink in
 /// single row becomes a thousand times as large. Any thread.
 std::int64_t preparedWidth(const LinePlane& line);
 
+/// The proportions of letters: their own, or narrower by an eighth, for another reading of what is doubtful.
+enum class Proportions { usual, slim };
+
 /// The line as the recogniser wants it: of the height that its model was trained on, with the baseline where
 /// the model expects it. Any thread.
-LineImage prepareLine(const LinePlane& line);
+LineImage prepareLine(const LinePlane& line, Proportions proportions = Proportions::usual);
 
 }  // namespace varkel

@@ -12,6 +12,7 @@
 #include "platform/linux/vision/LineMemory.h"
 #include "platform/linux/vision/ReadingFilter.h"
 #include "platform/linux/vision/ReadingRepair.h"
+#include "platform/linux/vision/SecondReading.h"
 #include "platform/linux/vision/WhitePlane.h"
 
 namespace varkel {
@@ -22,6 +23,8 @@ namespace {
 constexpr unsigned mostWorkers = 4;
 /// Readings above this are nearly always right.
 constexpr float doubtful = 0.8F;
+/// Readings below this are compared with another one.
+constexpr float veryDoubtful = 0.7F;
 /// Tesseract was seen to read nothing on images of this width and more.
 constexpr int tooWide = 32767;
 /// For what was found among the white of an image only.
@@ -242,8 +245,14 @@ LineReading TextRecogniser::readPlane(LineRecogniser& recogniser, const LinePlan
     if (preparedWidth(plane) >= tooWide) return {};
     const std::string key = LineMemory::keyOf(plane);
     if (auto known = memory_.find(key)) return *std::move(known);
-    LineReading reading = recogniser.read(prepareLine(plane));
-    reading.text = repairReading(reading, plane);
+    const auto read = [&](Proportions proportions) {
+        LineReading reading = recogniser.read(prepareLine(plane, proportions));
+        reading.text = repairReading(reading, plane);
+        return reading;
+    };
+    LineReading reading = read(Proportions::usual);
+    if (reading.confidence < veryDoubtful)
+        reading = surerReading(std::move(reading), read(Proportions::slim));
     memory_.remember(key, reading);
     return reading;
 }
