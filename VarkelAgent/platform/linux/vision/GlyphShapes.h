@@ -3,7 +3,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/linux/vision/LineImage.h"
+#include "platform/linux/vision/LinePlane.h"
 
 namespace varkel {
 

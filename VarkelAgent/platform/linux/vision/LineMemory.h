@@ -7,7 +7,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "platform/linux/vision/LineImage.h"
+#include "platform/linux/vision/LinePlane.h"
 #include "platform/linux/vision/LineRecogniser.h"
 
 namespace varkel {

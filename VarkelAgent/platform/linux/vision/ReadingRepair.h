@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/linux/vision/LineImage.h"
+#include "platform/linux/vision/LinePlane.h"
 #include "platform/linux/vision/LineRecogniser.h"
 
 namespace varkel {
