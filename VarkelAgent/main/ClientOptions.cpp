@@ -1,6 +1,7 @@
 #include "main/ClientOptions.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 #include "base/ParseInteger.h"
 
@@ -11,9 +12,12 @@ namespace {
 /// The column in which the explanations of a usage text begin.
 constexpr std::size_t explanationColumn = 23;
 
-std::string explained(std::string option, std::string_view explanation) {
-    option.resize(std::max(option.size() + 1, explanationColumn), ' ');
-    return option.append(explanation) + '\n';
+/// Appends one line to a usage text.
+void explain(std::string& usage, std::string_view option,
+             std::initializer_list<std::string_view> explanation) {
+    usage.append(option).append(explanationColumn - std::min(option.size(), explanationColumn - 1), ' ');
+    for (const std::string_view part : explanation) usage += part;
+    usage += '\n';
 }
 
 }  // namespace
@@ -48,12 +52,14 @@ std::optional<ClientOptions> parseClientOptions(std::span<const std::string> arg
 }
 
 std::string clientOptionsUsage(std::string_view portOption, const TokenSource& defaults) {
-    return explained("  " + std::string(portOption) + " <port>",
-                     "The agent's port (default: " + std::to_string(defaultPort) + ")") +
-           explained("  --token <token>",
-                     std::string("The agent's token (default: $") + tokenVariable + ")") +
-           explained("  --token-file <path>",
-                     "The file with the agent's token (default: " + defaults.tokenFile + ")");
+    std::string option = "  ";
+    option.append(portOption).append(" <port>");
+    std::string usage;
+    explain(usage, option, {"The agent's port (default: ", std::to_string(defaultPort), ")"});
+    explain(usage, "  --token <token>", {"The agent's token (default: $", tokenVariable, ")"});
+    explain(usage, "  --token-file <path>",
+            {"The file with the agent's token (default: ", defaults.tokenFile, ")"});
+    return usage;
 }
 
 }  // namespace varkel
