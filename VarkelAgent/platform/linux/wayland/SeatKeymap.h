@@ -92,7 +92,7 @@ class SeatLayouts {
     wl_seat* seat_ = nullptr;
     bool hasKeyboard_ = false;
     wl_keyboard* keyboard_ = nullptr;
-    /// What the compositor has told and nobody has looked at.
+    /// The keymap that the compositor has sent last, not parsed yet.
     std::optional<std::string> news_;
     std::optional<SeatKeymap> keymap_;
 };
